@@ -1,0 +1,64 @@
+# How every target of this project is made: one language level, one set of warnings, one place
+# that knows about sanitizers and the compiler cache.
+
+set(CMAKE_CXX_STANDARD 23)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(THREADS_PREFER_PTHREAD_FLAG ON)
+
+set(ZORVANE_SANITIZE "" CACHE STRING "Sanitizers for -fsanitize=, comma separated")
+set(ZORVANE_OUTPUT_DIR "${CMAKE_BINARY_DIR}" CACHE PATH "Folder that receives Zorvane.app and bin/")
+
+find_program(ZORVANE_CCACHE ccache)
+if(ZORVANE_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER "${ZORVANE_CCACHE}")
+endif()
+
+add_library(zorvane_flags INTERFACE)
+target_compile_options(zorvane_flags INTERFACE
+  -Wall -Wextra -Wpedantic -Werror -Wshadow -Wconversion -Wsign-conversion
+  -Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast -Wimplicit-fallthrough)
+if(ZORVANE_SANITIZE)
+  target_compile_options(zorvane_flags INTERFACE
+    -fsanitize=${ZORVANE_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  target_link_options(zorvane_flags INTERFACE -fsanitize=${ZORVANE_SANITIZE})
+endif()
+
+# zorvane_common(target): what every target gets. Includes are written from the repository root
+# ("platform/Clock.h", "mac/OstraCore/Nonce.h").
+function(zorvane_common target)
+  target_link_libraries(${target} PRIVATE zorvane_flags)
+  target_include_directories(${target} PRIVATE "${PROJECT_SOURCE_DIR}")
+endfunction()
+
+# zorvane_library(name SOURCES ... [DEPENDS ...] [PRIVATE_DEPENDS ...]): a static library. DEPENDS
+# are visible to users of the library, PRIVATE_DEPENDS only to the library itself.
+function(zorvane_library name)
+  cmake_parse_arguments(arg "" "" "SOURCES;DEPENDS;PRIVATE_DEPENDS" ${ARGN})
+  add_library(${name} STATIC ${arg_SOURCES})
+  zorvane_common(${name})
+  target_link_libraries(${name} PUBLIC ${arg_DEPENDS} PRIVATE ${arg_PRIVATE_DEPENDS})
+endfunction()
+
+# zorvane_test(name LABEL unit|integration|desktop SOURCES ... [DEPENDS ...] [RUN_SERIAL]):
+# a GoogleTest executable whose tests are registered with CTest one by one.
+function(zorvane_test name)
+  cmake_parse_arguments(arg "RUN_SERIAL" "LABEL;TIMEOUT" "SOURCES;DEPENDS" ${ARGN})
+  if(NOT BUILD_TESTING)
+    return()
+  endif()
+  if(NOT arg_TIMEOUT)
+    set(arg_TIMEOUT 60)
+  endif()
+  add_executable(${name} ${arg_SOURCES})
+  zorvane_common(${name})
+  target_link_libraries(${name} PRIVATE ${arg_DEPENDS} GTest::gmock GTest::gtest_main)
+  target_precompile_headers(${name} PRIVATE <gmock/gmock.h> <gtest/gtest.h> <string> <vector>
+    <chrono> <functional> <memory>)
+  set(properties LABELS ${arg_LABEL} TIMEOUT ${arg_TIMEOUT})
+  if(arg_RUN_SERIAL)
+    list(APPEND properties RUN_SERIAL TRUE)
+  endif()
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES ${properties})
+endfunction()
