@@ -1,0 +1,52 @@
+// The application object: main loop, activation, and the questions the system asks a running
+// application. Modelled on AppKit's NSApplication and its delegate; every call and every callback
+// happens on the main thread.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+namespace platform {
+
+enum class TerminateReply { now, cancel };
+enum class ActivationPolicy { regular, accessory };
+
+// An Apple event as the delegate sees it: four-character codes, and the value of the "why?"
+// attribute when the event carries one. Systems without Apple events describe a quit that the
+// session asked for ('aevt', 'quit') in the same terms.
+struct SystemEvent {
+    std::uint32_t eventClass = 0;
+    std::uint32_t eventId = 0;
+    std::optional<std::uint32_t> why;
+};
+
+class ApplicationDelegate {
+  public:
+    virtual ~ApplicationDelegate() = default;
+
+    virtual void applicationDidFinishLaunching() = 0;
+    virtual TerminateReply applicationShouldTerminate() = 0;
+    // Called once, just before the process ends in an orderly way.
+    virtual void applicationWillTerminate() = 0;
+    // A second launch, or a click on the application's icon.
+    virtual bool applicationShouldHandleReopen(bool hasVisibleWindows) = 0;
+    virtual bool applicationShouldTerminateAfterLastWindowClosed() = 0;
+};
+
+class Application {
+  public:
+    virtual ~Application() = default;
+
+    // Runs the main loop until a termination was granted. Returns the process's exit status.
+    // The delegate is not owned and outlives the call. When another instance of this user is
+    // running already, that one is asked to reopen and the call returns 0 without any callback.
+    virtual int run(ApplicationDelegate& delegate) = 0;
+    // Asks the delegate, and ends the main loop if it agrees.
+    virtual void terminate() = 0;
+    virtual void activateIgnoringOtherApps() = 0;
+    virtual void setActivationPolicy(ActivationPolicy policy) = 0;
+    // The event being handled, while one is.
+    [[nodiscard]] virtual std::optional<SystemEvent> currentEvent() const = 0;
+};
+
+} // namespace platform

@@ -1,0 +1,28 @@
+// The application bundle this process runs from: Name.app/Contents/{MacOS,Resources,Info.plist}.
+// A process that does not run from such a folder has no bundle path and an empty Info dictionary;
+// its executable's folder still counts for auxiliary executables. Immutable after construction;
+// any thread.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace platform {
+
+class Bundle {
+  public:
+    virtual ~Bundle() = default;
+
+    [[nodiscard]] virtual std::optional<std::filesystem::path> bundlePath() const = 0;
+    [[nodiscard]] virtual std::optional<std::filesystem::path> resourcesPath() const = 0;
+    [[nodiscard]] virtual std::filesystem::path executablePath() const = 0;
+    // The path of an executable of that name beside the running one, if it exists.
+    [[nodiscard]] virtual std::optional<std::filesystem::path>
+    auxiliaryExecutable(std::string_view name) const = 0;
+    // A string of the Info dictionary; absent when the key is missing or not a string.
+    [[nodiscard]] virtual std::optional<std::string> infoString(std::string_view key) const = 0;
+};
+
+} // namespace platform

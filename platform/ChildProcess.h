@@ -1,0 +1,92 @@
+// Child processes that are owned completely. A child is started in a process group of its own,
+// with descriptors 0 (/dev/null), 1 and 2 and no others, default signal dispositions and an empty
+// signal mask; it is always reaped, and only its own process id is ever waited for. Its group is
+// ended with it: as soon as the child itself has exited, whatever it left behind in its group is
+// killed before the child is reaped, so no signal can reach a process that took over an old id.
+//
+// With a guardian, the group does not outlive this process either, however it ends: a tiny
+// sibling in the child's group waits for this process to go away, then sends the group SIGTERM,
+// waits for the child at most the grace, and sends SIGKILL. On Linux the child is also sent
+// SIGTERM when the thread that launched it ends.
+#pragma once
+
+#include "platform/Environment.h"
+
+#include <chrono>
+#include <expected>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace platform {
+
+// How a child ended: its exit code, or the number of the signal that ended it.
+struct ExitStatus {
+    bool signalled = false;
+    int code = 0;
+
+    [[nodiscard]] bool succeeded() const { return !signalled && code == 0; }
+    bool operator==(const ExitStatus&) const = default;
+};
+
+// What was attempted, and the system's reason (an errno value).
+struct LaunchError {
+    std::string attempt; // for example "cannot start /opt/ostrad"
+    int errnoValue = 0;
+
+    // Attempt and reason as one sentence without a full stop, fit for a user.
+    [[nodiscard]] std::string description() const;
+};
+
+struct ChildOptions {
+    std::filesystem::path executable;
+    std::vector<std::string> arguments; // without the executable's own name
+    Environment environment;            // exactly what the child gets
+
+    // Standard output and standard error, one pipe, in raw pieces as they arrive. Called on an
+    // internal thread that serves every child; it must only hand the bytes on, quickly. The view
+    // is valid during the call. Without a callback the child writes to /dev/null.
+    std::function<void(std::string_view)> onOutput;
+
+    // Called once, on the same internal thread, after the last onOutput and after the child was
+    // reaped; isRunning() is false by then.
+    std::function<void(ExitStatus)> onExit;
+
+    // Present: a guardian with this grace between SIGTERM and SIGKILL watches over the group.
+    std::optional<std::chrono::milliseconds> guardianGrace;
+};
+
+// A started child. Every call may be made on any thread. Destroying the handle of a running child
+// kills its group; callbacks that are under way finish first, and none starts afterwards (a
+// callback may itself drop the last handle).
+class ChildProcess {
+  public:
+    virtual ~ChildProcess() = default;
+
+    [[nodiscard]] virtual int pid() const = 0;
+    // True until the child has exited, whether or not it was reaped already.
+    [[nodiscard]] virtual bool isRunning() const = 0;
+    // SIGTERM to the child and SIGCONT to its group, so that a stopped one notices. No effect on
+    // a child that has exited.
+    virtual void terminate() = 0;
+    // SIGKILL to the whole group. No effect on a child that has exited.
+    virtual void kill() = 0;
+    // Blocks until the child has exited or the time is over; returns whether it has exited.
+    virtual bool waitForExit(std::chrono::milliseconds timeout) = 0;
+};
+
+class ChildLauncher {
+  public:
+    virtual ~ChildLauncher() = default;
+
+    // Returns once the executable runs, or says why it does not. Call it on a thread that lives as
+    // long as the child should (the main thread).
+    [[nodiscard]] virtual std::expected<std::shared_ptr<ChildProcess>, LaunchError>
+    launch(ChildOptions options) = 0;
+};
+
+} // namespace platform

@@ -1,0 +1,41 @@
+// Runs a program to its end and returns what it printed, in bounded time and memory. Standard
+// input is empty; standard error is a pipe that nobody reads, so a program that floods it stalls
+// and runs into the time limit. The program gets a process group of its own, and when the call
+// returns nothing of that group is alive and no descriptor is left.
+#pragma once
+
+#include "platform/ChildProcess.h"
+
+#include <chrono>
+#include <cstddef>
+#include <expected>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace platform {
+
+struct CommandResult {
+    ExitStatus status;
+    std::string output; // standard output, raw bytes
+};
+
+struct CommandError {
+    enum class Kind { notStarted, timedOut, tooMuchOutput };
+    Kind kind = Kind::notStarted;
+    std::string description;
+};
+
+class CommandRunner {
+  public:
+    virtual ~CommandRunner() = default;
+
+    // Blocks the caller for at most `timeout` plus the moment a SIGKILL takes. Output beyond
+    // `maxOutput` bytes is not read: the program stalls on its full pipe until the limit. Any
+    // thread.
+    [[nodiscard]] virtual std::expected<CommandResult, CommandError>
+    run(const std::filesystem::path& executable, const std::vector<std::string>& arguments,
+        std::chrono::milliseconds timeout, std::size_t maxOutput) = 0;
+};
+
+} // namespace platform

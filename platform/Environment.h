@@ -1,0 +1,16 @@
+// The environment variables of this process as a value. A child gets exactly the map it is given,
+// so nothing here ever writes to the process's own environment, which is not thread-safe.
+#pragma once
+
+#include <map>
+#include <string>
+
+namespace platform {
+
+using Environment = std::map<std::string, std::string>;
+
+// A snapshot. Entries without "=" are left out; of a repeated name the first counts, as in
+// getenv. Call it before other threads could change the environment.
+[[nodiscard]] Environment currentEnvironment();
+
+} // namespace platform

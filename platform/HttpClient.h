@@ -1,0 +1,59 @@
+// Asynchronous HTTP/1.1 (RFC 9110, RFC 9112). One request in, exactly one completion out, on an
+// internal thread; nothing is cached, no cookie is kept, and a proxy is never used for a loopback
+// host, whatever the environment says. The time-out bounds the whole exchange from the call to
+// the last byte of the body; a body that is larger than the limit ends the exchange at once.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <expected>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace platform {
+
+using HttpHeaders = std::vector<std::pair<std::string, std::string>>;
+
+struct HttpRequest {
+    std::string url; // absolute, http or https
+    std::string method = "GET";
+    HttpHeaders headers;
+    std::string body;
+    std::chrono::milliseconds timeout{60'000};
+    std::size_t maxBodyBytes = std::size_t{1} << 20;
+    // Redirects followed at most; 0 delivers the redirect itself as the response.
+    int maxRedirects = 0;
+};
+
+struct HttpResponse {
+    int status = 0;
+    HttpHeaders headers; // of the final response, in the order received, names as received
+    std::string body;
+
+    // The value of the first header of that name, compared case-insensitively.
+    [[nodiscard]] std::optional<std::string_view> header(std::string_view name) const;
+};
+
+struct HttpError {
+    enum class Kind { badRequest, cannotConnect, timedOut, bodyTooLarge, protocol, cancelled };
+    Kind kind = Kind::protocol;
+    std::string message; // fit for a log; never holds header values or bodies
+};
+
+using HttpResult = std::expected<HttpResponse, HttpError>;
+
+class HttpClient {
+  public:
+    // Requests under way when the client is destroyed complete with `cancelled` before the
+    // destructor returns.
+    virtual ~HttpClient() = default;
+
+    // Returns at once; any thread, from inside a completion too. The completion must not throw.
+    virtual void send(HttpRequest request, std::function<void(HttpResult)> completion) = 0;
+};
+
+} // namespace platform

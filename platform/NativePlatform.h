@@ -1,0 +1,60 @@
+// Every facility of the system this executable was linked for, made in one place. Only main()
+// and the tests that compare back ends use this; everything else takes the few facilities it
+// needs. The object is created on the main thread, before anything else, and destroyed last; the
+// references stay valid as long as it lives.
+#pragma once
+
+#include "platform/Application.h"
+#include "platform/Bundle.h"
+#include "platform/ChildProcess.h"
+#include "platform/Clock.h"
+#include "platform/CommandRunner.h"
+#include "platform/FileSystem.h"
+#include "platform/HttpClient.h"
+#include "platform/Log.h"
+#include "platform/LoopbackPorts.h"
+#include "platform/NotificationCenter.h"
+#include "platform/Queues.h"
+#include "platform/RandomSource.h"
+#include "platform/UserDefaults.h"
+#include "platform/WebWindow.h"
+
+#include <expected>
+#include <memory>
+#include <string>
+
+namespace platform {
+
+// What the back end has to know about the product, since it decides nothing itself.
+struct NativeOptions {
+    std::string applicationId;      // reverse DNS; also names the folders of private data
+    std::string guardianExecutable; // auxiliary executable that ends a child's group with us
+};
+
+class NativePlatform {
+  public:
+    virtual ~NativePlatform() = default;
+
+    virtual Application& application() = 0;
+    virtual MainQueue& mainQueue() = 0;
+    virtual BackgroundQueues& backgroundQueues() = 0;
+    virtual Clock& clock() = 0;
+    virtual ChildLauncher& childLauncher() = 0;
+    virtual CommandRunner& commandRunner() = 0;
+    virtual HttpClient& httpClient() = 0;
+    virtual LoopbackPorts& loopbackPorts() = 0;
+    virtual RandomSource& randomSource() = 0;
+    virtual UserDefaults& userDefaults() = 0;
+    virtual Bundle& bundle() = 0;
+    virtual FileSystem& fileSystem() = 0;
+    virtual Log& log() = 0;
+    virtual NotificationCenter& notificationCenter() = 0;
+    virtual WebWindowFactory& webWindows() = 0;
+};
+
+// Makes the platform, or returns one clear sentence for the user when the system cannot carry the
+// application (no usable display, say).
+[[nodiscard]] std::expected<std::unique_ptr<NativePlatform>, std::string>
+makeNativePlatform(const NativeOptions& options);
+
+} // namespace platform
