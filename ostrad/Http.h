@@ -19,7 +19,7 @@ enum class Method { get, head, post, del, other };
 
 struct Request {
     Method method = Method::get;
-    std::string path;                                      // percent-decoded, begins with '/'
+    std::string path;                                       // percent-decoded, begins with '/'
     std::vector<std::pair<std::string, std::string>> query; // decoded, in order
     std::vector<std::pair<std::string, std::string>> headers;
     std::string body;

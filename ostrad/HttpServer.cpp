@@ -1,0 +1,370 @@
+#include "ostrad/HttpServer.h"
+
+#include "ostrad/SocketTuning.h"
+
+#include <boost/asio/as_tuple.hpp>
+#include <boost/asio/awaitable.hpp>
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/signal_set.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/asio/use_awaitable.hpp>
+#include <boost/asio/write.hpp>
+#include <boost/beast/core/flat_buffer.hpp>
+#include <boost/beast/core/tcp_stream.hpp>
+#include <boost/beast/http/parser.hpp>
+#include <boost/beast/http/read.hpp>
+#include <boost/beast/http/string_body.hpp>
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <csignal>
+#include <ctime>
+#include <set>
+#include <system_error>
+
+namespace ostrad {
+
+namespace asio = boost::asio;
+namespace beast = boost::beast;
+namespace http = beast::http;
+using tcp = asio::ip::tcp;
+
+namespace {
+
+constexpr std::size_t kStreamChunk = 256 * 1024;
+constexpr std::uint64_t kFarewellBytes = 1024 * 1024;
+constexpr std::chrono::milliseconds kAcceptPause{100};
+constexpr auto kAwait = asio::as_tuple(asio::use_awaitable);
+
+Method methodOf(http::verb verb) {
+    switch (verb) {
+    case http::verb::get:
+        return Method::get;
+    case http::verb::head:
+        return Method::head;
+    case http::verb::post:
+        return Method::post;
+    case http::verb::delete_:
+        return Method::del;
+    default:
+        return Method::other;
+    }
+}
+
+std::string lowerCase(std::string_view text) {
+    std::string lower(text);
+    std::ranges::transform(lower, lower.begin(), [](char c) {
+        return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
+    });
+    return lower;
+}
+
+std::string_view view(beast::string_view text) {
+    return {text.data(), text.size()};
+}
+
+// Nothing when the request cannot be understood: no usable target, or no single Host.
+std::optional<Request> translate(const http::request<http::string_body>& message) {
+    auto target = parseTarget(view(message.target()));
+    const std::size_t hosts = message.count(http::field::host);
+    if (!target || hosts > 1 || (hosts == 0 && message.version() >= 11)) {
+        return std::nullopt;
+    }
+    Request request;
+    request.method = methodOf(message.method());
+    request.path = std::move(target->path);
+    request.query = std::move(target->query);
+    for (const auto& field : message) {
+        request.headers.emplace_back(lowerCase(view(field.name_string())),
+                                     std::string(view(field.value())));
+    }
+    if (target->authority) {
+        std::erase_if(request.headers, [](const auto& field) { return field.first == "host"; });
+        request.headers.emplace_back("host", std::move(*target->authority));
+    }
+    request.body = message.body();
+    return request;
+}
+
+Reply plainReply(int status) {
+    Reply reply;
+    reply.status = status;
+    reply.headers.emplace_back("Content-Type", "text/plain; charset=utf-8");
+    reply.headers.emplace_back("X-Content-Type-Options", "nosniff");
+    reply.body = fmt::format("{}\n", reasonPhrase(status));
+    return reply;
+}
+
+std::string headerBlock(const Reply& reply, bool keepAlive) {
+    std::string block = fmt::format("HTTP/1.1 {} {}\r\nDate: {}\r\n", reply.status,
+                                    reasonPhrase(reply.status), httpDate(std::time(nullptr)));
+    for (const auto& [name, value] : reply.headers) {
+        fmt::format_to(std::back_inserter(block), "{}: {}\r\n", name, value);
+    }
+    if (reply.status != 204 && reply.status != 304) {
+        const std::uint64_t length = reply.file ? reply.file->length : reply.body.size();
+        fmt::format_to(std::back_inserter(block), "Content-Length: {}\r\n", length);
+    }
+    block += keepAlive ? "Connection: keep-alive\r\n\r\n" : "Connection: close\r\n\r\n";
+    return block;
+}
+
+} // namespace
+
+struct HttpServer::Impl {
+    Impl(const ListenAddress& wanted, HttpLimits httpLimits);
+
+    asio::awaitable<void> acceptForever();
+    void closeAll();
+
+    asio::io_context io{1};
+    tcp::acceptor acceptor{io};
+    asio::signal_set signals{io};
+    HttpLimits limits;
+    ListenAddress address;
+    Handler handler;
+    std::set<beast::tcp_stream*> open;
+};
+
+namespace {
+
+// One client connection. Its socket resets on close from the first moment; only an exchange that
+// the client ended itself is closed the ordinary way.
+class Connection {
+  public:
+    Connection(tcp::socket socket, const HttpLimits& httpLimits,
+               const HttpServer::Handler& requestHandler)
+        : stream(std::move(socket))
+        , limits(httpLimits)
+        , handler(requestHandler) {}
+
+    asio::awaitable<void> serve() {
+        bool again = true;
+        while (again) {
+            again = co_await serveOne();
+        }
+        beast::error_code ignored;
+        stream.socket().close(ignored);
+    }
+
+    beast::tcp_stream stream;
+
+  private:
+    using Parser = http::request_parser<http::string_body>;
+
+    // Whether another request may follow on this connection.
+    asio::awaitable<bool> serveOne() {
+        Parser parser;
+        parser.header_limit(limits.headerBytes);
+        parser.body_limit(limits.bodyBytes);
+        stream.expires_after(limits.idle);
+        const beast::error_code error = co_await readRequest(parser);
+        if (error == http::error::end_of_stream) {
+            finishOnClose(stream.socket().native_handle());
+            co_return false;
+        }
+        if (error) {
+            const int status = statusFor(error);
+            if (status != 0 && co_await send(plainReply(status), false, false)) {
+                co_await farewell();
+            }
+            co_return false;
+        }
+        const bool isHead = parser.get().method() == http::verb::head;
+        auto request = translate(parser.get());
+        const bool keepAlive = request.has_value() && parser.get().keep_alive();
+        Reply reply = request ? handler(*request) : plainReply(400);
+        if (!co_await send(std::move(reply), keepAlive, isHead)) {
+            co_return false;
+        }
+        if (!keepAlive) {
+            co_await farewell();
+        }
+        co_return keepAlive;
+    }
+
+    asio::awaitable<beast::error_code> readRequest(Parser& parser) {
+        auto [error, size] = co_await http::async_read_header(stream, buffer, parser, kAwait);
+        if (error) {
+            co_return error;
+        }
+        if (beast::iequals(parser.get()[http::field::expect], "100-continue")) {
+            static constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\n\r\n";
+            auto [writeError, written] = co_await asio::async_write(
+                stream, asio::buffer(kContinue.data(), kContinue.size()), kAwait);
+            if (writeError) {
+                co_return writeError;
+            }
+        }
+        if (!parser.is_done()) {
+            auto [bodyError, bodySize] = co_await http::async_read(stream, buffer, parser, kAwait);
+            co_return bodyError;
+        }
+        co_return beast::error_code{};
+    }
+
+    // The reply that tells a client what was wrong with its bytes; 0 when nobody would read it.
+    static int statusFor(const beast::error_code& error) {
+        if (error == http::error::header_limit) {
+            return 431;
+        }
+        if (error == http::error::body_limit) {
+            return 413;
+        }
+        const bool isSyntax =
+            error.category() == make_error_code(http::error::bad_method).category();
+        return isSyntax && error != http::error::partial_message ? 400 : 0;
+    }
+
+    asio::awaitable<bool> send(Reply reply, bool keepAlive, bool headerOnly) {
+        const std::string header = headerBlock(reply, keepAlive);
+        const std::size_t bodySize = headerOnly ? 0 : reply.body.size();
+        const std::array<asio::const_buffer, 2> parts{asio::buffer(header),
+                                                      asio::buffer(reply.body.data(), bodySize)};
+        stream.expires_after(limits.stalledReply);
+        auto [error, size] = co_await asio::async_write(stream, parts, kAwait);
+        if (error) {
+            co_return false;
+        }
+        if (reply.file && !headerOnly) {
+            const bool complete = co_await sendFile(*reply.file);
+            co_return complete;
+        }
+        co_return true;
+    }
+
+    // A file that turns out shorter than announced ends the connection: a reset is the one way left
+    // to say so.
+    asio::awaitable<bool> sendFile(const FileSlice& slice) {
+        std::vector<char> chunk(
+            static_cast<std::size_t>(std::min<std::uint64_t>(kStreamChunk, slice.length)));
+        std::uint64_t sent = 0;
+        while (sent < slice.length) {
+            const auto wanted = static_cast<std::size_t>(
+                std::min<std::uint64_t>(chunk.size(), slice.length - sent));
+            const ssize_t got = ::pread(slice.file.get(), chunk.data(), wanted,
+                                        static_cast<off_t>(slice.offset + sent));
+            if (got <= 0) {
+                co_return false;
+            }
+            const asio::const_buffer filled(chunk.data(), static_cast<std::size_t>(got));
+            stream.expires_after(limits.stalledReply);
+            auto [error, size] = co_await asio::async_write(stream, filled, kAwait);
+            if (error) {
+                co_return false;
+            }
+            sent += static_cast<std::uint64_t>(got);
+        }
+        co_return true;
+    }
+
+    // After the last reply the client closes first, so that TIME_WAIT is its own; one that does not
+    // is reset when the time is over, long after it had the reply.
+    asio::awaitable<void> farewell() {
+        std::array<char, 4096> scratch{};
+        std::uint64_t discarded = 0;
+        stream.expires_after(limits.farewell);
+        while (discarded < kFarewellBytes) {
+            auto [error, size] = co_await stream.async_read_some(asio::buffer(scratch), kAwait);
+            if (error == asio::error::eof) {
+                finishOnClose(stream.socket().native_handle());
+            }
+            if (error) {
+                co_return;
+            }
+            discarded += size;
+        }
+    }
+
+    const HttpLimits& limits;
+    const HttpServer::Handler& handler;
+    beast::flat_buffer buffer;
+};
+
+} // namespace
+
+HttpServer::Impl::Impl(const ListenAddress& wanted, HttpLimits httpLimits)
+    : limits(httpLimits)
+    , address(wanted) {
+    try {
+        const tcp::endpoint endpoint(asio::ip::make_address(wanted.host), wanted.port);
+        acceptor.open(endpoint.protocol());
+        // A predecessor that was killed by the system may have left a peer's half-closed connection
+        // on the port; a listener there still makes this bind fail.
+        acceptor.set_option(tcp::acceptor::reuse_address(true));
+        acceptor.bind(endpoint);
+        acceptor.listen();
+        address.port = acceptor.local_endpoint().port();
+        for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+            signals.add(signal);
+        }
+    } catch (const boost::system::system_error& error) {
+        throw std::system_error(error.code().value(), std::system_category());
+    }
+    signals.async_wait([this](const boost::system::error_code& error, int) {
+        if (!error) {
+            closeAll();
+        }
+    });
+}
+
+asio::awaitable<void> HttpServer::Impl::acceptForever() {
+    while (acceptor.is_open()) {
+        auto [error, socket] = co_await acceptor.async_accept(kAwait);
+        if (error) {
+            asio::steady_timer pause(io, kAcceptPause); // out of descriptors, most likely
+            co_await pause.async_wait(kAwait);
+            continue;
+        }
+        resetOnClose(socket.native_handle());
+        if (open.size() >= limits.connections) {
+            boost::system::error_code ignored;
+            socket.close(ignored);
+            continue;
+        }
+        boost::system::error_code ignored;
+        socket.set_option(tcp::no_delay(true), ignored);
+        auto connection = std::make_shared<Connection>(std::move(socket), limits, handler);
+        open.insert(&connection->stream);
+        asio::co_spawn(io, connection->serve(),
+                       [this, connection](std::exception_ptr) { open.erase(&connection->stream); });
+    }
+}
+
+void HttpServer::Impl::closeAll() {
+    boost::system::error_code ignored;
+    acceptor.close(ignored);
+    for (beast::tcp_stream* stream : open) {
+        resetOnClose(stream->socket().native_handle());
+        stream->socket().close(ignored);
+    }
+    io.stop();
+}
+
+HttpServer::HttpServer(const ListenAddress& address, HttpLimits limits)
+    : impl(std::make_unique<Impl>(address, limits)) {}
+
+HttpServer::~HttpServer() {
+    impl->closeAll();
+}
+
+const ListenAddress& HttpServer::address() const {
+    return impl->address;
+}
+
+void HttpServer::run(Handler handler) {
+    impl->handler = std::move(handler);
+    asio::co_spawn(impl->io, impl->acceptForever(), asio::detached);
+    impl->io.run();
+}
+
+void HttpServer::stop() {
+    asio::post(impl->io, [this] { impl->closeAll(); });
+}
+
+} // namespace ostrad

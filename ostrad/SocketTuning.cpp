@@ -1,0 +1,24 @@
+#include "ostrad/SocketTuning.h"
+
+#include <sys/socket.h>
+
+namespace ostrad {
+
+namespace {
+
+void setLinger(int socket, bool on) {
+    const linger option{.l_onoff = on ? 1 : 0, .l_linger = 0};
+    static_cast<void>(::setsockopt(socket, SOL_SOCKET, SO_LINGER, &option, sizeof option));
+}
+
+} // namespace
+
+void resetOnClose(int socket) {
+    setLinger(socket, true);
+}
+
+void finishOnClose(int socket) {
+    setLinger(socket, false);
+}
+
+} // namespace ostrad

@@ -1,0 +1,16 @@
+#pragma once
+
+namespace ostrad {
+
+// Socket options that decide how a connection ends, applied to the descriptor itself. (An option
+// set through Asio would be undone by Asio: its destructor turns lingering off before it closes.)
+
+// From now on any close of this socket, the kernel's at the end of the process included, resets the
+// connection instead of starting the closing handshake that ends in TIME_WAIT on our port.
+void resetOnClose(int socket);
+
+// The ordinary close. Safe once the peer has sent its own end of stream: then TIME_WAIT is the
+// peer's.
+void finishOnClose(int socket);
+
+} // namespace ostrad
