@@ -1,0 +1,26 @@
+# Fails when a file below FOLDER includes anything but the project's portable code, the system
+# interfaces of platform/*.h, the standard library and the portable libraries listed here, or when
+# it uses conditional compilation. Run with -D FOLDER=... -D STAMP=... -P.
+set(libraries "boost/|fmt/|CLI/")
+set(wrong "")
+file(GLOB_RECURSE files "${FOLDER}/*.h" "${FOLDER}/*.cpp")
+foreach(file IN LISTS files)
+  file(STRINGS "${file}" lines REGEX "^[ \t]*#")
+  foreach(line IN LISTS lines)
+    if(line MATCHES "^[ \t]*#[ \t]*(pragma once|error|undef|define|line)")
+    elseif(line MATCHES "^[ \t]*#[ \t]*include[ \t]*\"(mac/[^\"]*|platform/[A-Za-z]*\\.h)\"")
+    elseif(line MATCHES "^[ \t]*#[ \t]*include[ \t]*<(${libraries})")
+    elseif(line MATCHES "^[ \t]*#[ \t]*include[ \t]*<[a-z_0-9]+>")
+    elseif(line MATCHES "^[ \t]*#[ \t]*include[ \t]*<sys/types\\.h>")
+    else()
+      file(RELATIVE_PATH shown "${FOLDER}/.." "${file}")
+      string(STRIP "${line}" line)
+      string(APPEND wrong "  ${shown}: ${line}\n")
+    endif()
+  endforeach()
+endforeach()
+if(wrong)
+  message(FATAL_ERROR "mac/ is portable: no toolkit header, no system header, no #ifdef. Put what "
+    "touches a system behind platform/.\n${wrong}")
+endif()
+file(TOUCH "${STAMP}")

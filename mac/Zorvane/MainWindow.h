@@ -1,0 +1,63 @@
+// The application's one main window: a web view that shows the server's web interface, and a
+// built-in starting page until the server's address is known. Made on the first show, kept when it
+// is closed; a page is loaded again only when the address differs from the one loaded last. A web
+// process that died is started again, at most three times a minute; after that the window says
+// what to do. Owned by the application delegate; main thread only; the facilities outlive it.
+#pragma once
+
+#include "mac/OstraCore/ServerUrl.h"
+#include "platform/Application.h"
+#include "platform/Clock.h"
+#include "platform/WebWindow.h"
+
+#include <chrono>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+namespace zorvane {
+
+class MainWindowController {
+  public:
+    static constexpr std::string_view startingPage =
+        "<!doctype html><meta charset=\"utf-8\">\n"
+        "<style>\n"
+        "  body { display: flex; align-items: center; justify-content: center;\n"
+        "         height: 100vh; margin: 0; background: #111; color: #ddd;\n"
+        "         font: 15px -apple-system, sans-serif; }\n"
+        "</style>\n"
+        "<body>Starting Zorvane&hellip;</body>";
+    static constexpr std::chrono::seconds loadTimeout{60};
+    static constexpr std::size_t reloadsPerMinute = 3;
+
+    MainWindowController(platform::WebWindowFactory& windows, platform::Application& application,
+                         platform::Clock& clock);
+
+    // Called with true when the window is shown and with false when it is closed.
+    std::function<void(bool)> onVisibilityChange;
+    // The address the window should show; the next show() loads it if it is not loaded yet.
+    std::optional<ostra::Url> currentURL;
+
+    void show();
+    // Loads the address now, or remembers it as loaded when there is no window yet.
+    void load(const ostra::Url& url);
+    // Hides the window if there is one; reports nothing.
+    void orderOut();
+    [[nodiscard]] bool hasWindow() const { return window_ != nullptr; }
+
+  private:
+    void makeWindow();
+    void windowWillClose();
+    void webProcessTerminated();
+
+    platform::WebWindowFactory& windows_;
+    platform::Application& application_;
+    platform::Clock& clock_;
+    std::unique_ptr<platform::WebWindow> window_;
+    std::optional<ostra::Url> loadedURL_; // nothing while the starting page is shown
+    std::deque<platform::SteadyTime> reloads_;
+};
+
+} // namespace zorvane

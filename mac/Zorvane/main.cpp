@@ -1,0 +1,52 @@
+#include "mac/Zorvane/AppDelegate.h"
+#include "mac/Zorvane/CommandLine.h"
+#include "platform/Environment.h"
+#include "platform/NativePlatform.h"
+
+#include <fmt/format.h>
+
+#include <cstdio>
+#include <memory>
+
+namespace {
+
+zorvane::ServerSupervisor::Facilities supervisorFacilities(platform::NativePlatform& system) {
+    return {.mainQueue = system.mainQueue(),
+            .backgroundQueues = system.backgroundQueues(),
+            .clock = system.clock(),
+            .launcher = system.childLauncher(),
+            .http = system.httpClient(),
+            .ports = system.loopbackPorts(),
+            .random = system.randomSource(),
+            .defaults = system.userDefaults(),
+            .bundle = system.bundle(),
+            .commands = system.commandRunner(),
+            .files = system.fileSystem(),
+            .log = system.log()};
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (const auto answer = zorvane::answerCommandLine(argc, argv, ZORVANE_VERSION)) {
+        fmt::print("{}", answer->output);
+        fmt::print(stderr, "{}", answer->error);
+        return answer->exitStatus;
+    }
+    const platform::Environment environment = platform::currentEnvironment();
+    const auto system = platform::makeNativePlatform(
+        {.applicationId = "app.zorvane", .guardianExecutable = "zorvane-guardian"});
+    if (!system) {
+        fmt::print(stderr, "Zorvane cannot start: {}\n", system.error());
+        return 1;
+    }
+    platform::NativePlatform& native = **system;
+    const auto delegate =
+        zorvane::AppDelegate::create({.application = native.application(),
+                                      .notifications = native.notificationCenter(),
+                                      .windows = native.webWindows(),
+                                      .clock = native.clock(),
+                                      .supervisor = supervisorFacilities(native)},
+                                     environment, {});
+    return native.application().run(*delegate);
+}
