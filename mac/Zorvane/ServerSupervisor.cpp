@@ -134,9 +134,10 @@ ServerSupervisor::ensureDataDirectories() {
     const DataDirectories data{
         .db = base / "library.db", .plugins = base / "plugins", .artwork = base / "artwork"};
     for (const auto& folder : {base, data.plugins, data.artwork}) {
-        const auto made = files.createFolders(folder, privateFolder).and_then([&] {
-            return files.setPermissions(folder, privateFolder);
-        });
+        auto made = files.createFolders(folder, privateFolder);
+        if (made) {
+            made = files.setPermissions(folder, privateFolder);
+        }
         if (!made) {
             return std::unexpected(made.error().description());
         }

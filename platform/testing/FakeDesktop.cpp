@@ -1,0 +1,76 @@
+#include "platform/testing/FakeDesktop.h"
+
+#include <utility>
+
+namespace platform::testing {
+
+int FakeApplication::run(ApplicationDelegate& delegate) {
+    delegate_ = &delegate;
+    delegate.applicationDidFinishLaunching();
+    return 0;
+}
+
+void FakeApplication::terminate() {
+    if (delegate_ != nullptr && delegate_->applicationShouldTerminate() == TerminateReply::now) {
+        terminated = true;
+        delegate_->applicationWillTerminate();
+    }
+}
+
+void FakeApplication::setActivationPolicy(ActivationPolicy newPolicy) {
+    policy = newPolicy;
+    events_.emplace_back(newPolicy == ActivationPolicy::regular ? "policy regular"
+                                                                : "policy accessory");
+}
+
+void FakeWebWindow::setFrameAutosaveName(std::string_view name) {
+    events_.push_back("window autosave " + std::string(name));
+}
+
+void FakeWebWindow::makeKeyAndOrderFront() {
+    visible_ = true;
+    events_.emplace_back("window front");
+}
+
+void FakeWebWindow::orderOut() {
+    visible_ = false;
+    events_.emplace_back("window out");
+}
+
+void FakeWebWindow::loadHtml(std::string_view text) {
+    html = text;
+    events_.emplace_back("load html");
+}
+
+void FakeWebWindow::loadUrl(const std::string& url, std::chrono::seconds timeout) {
+    events_.push_back("load " + url + " within " + std::to_string(timeout.count()) + " s");
+}
+
+void FakeWebWindow::close() {
+    visible_ = false;
+    if (onWillClose) {
+        onWillClose();
+    }
+}
+
+std::unique_ptr<WebWindow> FakeWebWindows::makeWebWindow(const WebWindowOptions& given) {
+    options = given;
+    ++made;
+    events_.emplace_back("window made");
+    auto created = std::make_unique<FakeWebWindow>(events_);
+    window = created.get();
+    return created;
+}
+
+void FakeNotificationCenter::observe(std::string name, std::function<void()> handler) {
+    handlers.emplace(std::move(name), std::move(handler));
+}
+
+void FakeNotificationCenter::post(std::string_view name) {
+    const auto [first, last] = handlers.equal_range(name);
+    for (auto handler = first; handler != last; ++handler) {
+        handler->second();
+    }
+}
+
+} // namespace platform::testing
