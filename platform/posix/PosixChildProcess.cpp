@@ -1,0 +1,90 @@
+#include "platform/posix/PosixChildProcess.h"
+
+#include "platform/posix/Deadline.h"
+#include "platform/posix/Reaping.h"
+
+#include <csignal>
+#include <utility>
+
+namespace platform::posix {
+
+bool ChildState::waitForExit(std::chrono::milliseconds timeout) const {
+    const Deadline deadline(timeout);
+    pollfd watch{.fd = exitWatch.get(), .events = POLLIN, .revents = 0};
+    do {
+        if (deadline.poll({&watch, 1})) {
+            return true;
+        }
+    } while (!deadline.isOver());
+    return false;
+}
+
+void ChildState::terminate() {
+    const std::lock_guard lock(mutex);
+    if (!reaped && !hasExited()) {
+        ::kill(processId, SIGTERM);
+        ::kill(-processId, SIGCONT);
+    }
+}
+
+void ChildState::killGroup() {
+    const std::lock_guard lock(mutex);
+    if (!reaped && !hasExited()) {
+        killed = true;
+        ::kill(-processId, SIGKILL);
+    }
+}
+
+ExitStatus ChildState::endGroup() {
+    const ExitStatus status = awaitExitWithoutReaping(processId);
+    ::kill(-processId, SIGKILL);
+    return status;
+}
+
+void ChildState::reapChild() {
+    const std::lock_guard lock(mutex);
+    reap(processId);
+    reaped = true;
+}
+
+void ChildCallbacks::output(std::string_view bytes) {
+    const std::lock_guard lock(mutex);
+    if (!silenced && onOutput) {
+        onOutput(bytes);
+    }
+}
+
+void ChildCallbacks::exit(ExitStatus status) {
+    // Both are let go here, so that what they captured does not outlive the child; but outside
+    // the lock, since that may be the last handle of another child.
+    std::function<void(std::string_view)> finishedOutput;
+    std::function<void(ExitStatus)> finishedExit;
+    const std::lock_guard lock(mutex);
+    finishedOutput.swap(onOutput);
+    finishedExit.swap(onExit);
+    if (!silenced && finishedExit) {
+        finishedExit(status);
+    }
+}
+
+void ChildCallbacks::silence() {
+    std::function<void(std::string_view)> droppedOutput;
+    std::function<void(ExitStatus)> droppedExit;
+    if (std::this_thread::get_id() == caller) {
+        // Perhaps inside one of these callbacks: the lock is ours then, and the function that is
+        // running has to survive its own call.
+        silenced = true;
+        return;
+    }
+    const std::lock_guard lock(mutex);
+    silenced = true;
+    droppedOutput.swap(onOutput);
+    droppedExit.swap(onExit);
+}
+
+PosixChildProcess::~PosixChildProcess() {
+    state->killGroup();
+    callbacks->silence();
+}
+
+} // namespace platform::posix

@@ -1,0 +1,35 @@
+#include "platform/posix/Reaping.h"
+
+#include <sys/wait.h>
+
+#include <cerrno>
+#include <csignal>
+
+namespace platform::posix {
+namespace {
+
+siginfo_t waitFor(pid_t child, int options) {
+    siginfo_t info = {};
+    while (::waitid(P_PID, static_cast<id_t>(child), &info, options) != 0 && errno == EINTR) {
+    }
+    return info;
+}
+
+} // namespace
+
+ExitStatus awaitExitWithoutReaping(pid_t child) {
+    const siginfo_t info = waitFor(child, WEXITED | WNOWAIT);
+    return ExitStatus{.signalled = info.si_code != CLD_EXITED, .code = info.si_status};
+}
+
+void reap(pid_t child) {
+    waitFor(child, WEXITED);
+}
+
+void killAndReap(pid_t child) {
+    ::kill(-child, SIGKILL);
+    ::kill(child, SIGKILL); // in case it never got as far as leading a group
+    reap(child);
+}
+
+} // namespace platform::posix

@@ -1,0 +1,22 @@
+// Waiting for one child by its id, never for any child: other parts of the process have children
+// of their own. Until it is reaped, a child that has exited keeps its id, and with it the id of
+// the group it led, from being given to anybody else. Each call restarts when interrupted. Any
+// thread.
+#pragma once
+
+#include "platform/ChildProcess.h"
+
+#include <sys/types.h>
+
+namespace platform::posix {
+
+// Blocks until the child has exited and tells how; it stays to be reaped.
+[[nodiscard]] ExitStatus awaitExitWithoutReaping(pid_t child);
+
+// Blocks until the child has exited, and lets go of its id.
+void reap(pid_t child);
+
+// Kills the child and the group it leads, then reaps it.
+void killAndReap(pid_t child);
+
+} // namespace platform::posix
