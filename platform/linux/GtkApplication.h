@@ -1,0 +1,79 @@
+// The application object on GTK 4. One instance per user: per folder of private data by a lock
+// (InstanceLock.h), and per session bus by GApplication's unique name; either way the second
+// launch asks the first one to reopen, hands over its activation token, and returns 0.
+//
+// What the system says is told to the delegate in these terms:
+//   SIGTERM, SIGINT, SIGHUP                          terminate() with the event 'aevt' 'quit',
+//                                                    why? 'logo'
+//   the session manager asks whether it may end      applicationShouldTerminate with the same
+//                                                    event; `cancel` makes the answer "no"
+//   the session manager ends the session             applicationWillTerminate with the same event
+//   the application's quit accelerator (Control+Q)   terminate() without an event
+//   a second launch                                  applicationShouldHandleReopen; `true` brings
+//                                                    the window used last to the front
+//
+// applicationWillTerminate is called exactly once on each of these ways out. A display connection
+// that is lost is not one of them: GDK ends the process at once, and what must not outlive the
+// process needs a guardian (platform/ChildProcess.h). Main thread only.
+#pragma once
+
+#include "platform/Application.h"
+#include "platform/Log.h"
+#include "platform/linux/InstanceLock.h"
+
+#include <gtkmm/application.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace platform::gtk {
+
+class GtkApplication final : public Application {
+  public:
+    // GTK must be initialised. `privateFolder` receives the lock.
+    GtkApplication(std::string applicationId, const std::filesystem::path& privateFolder, Log& log);
+    ~GtkApplication() override;
+    GtkApplication(const GtkApplication&) = delete;
+    GtkApplication& operator=(const GtkApplication&) = delete;
+
+    int run(ApplicationDelegate& delegate) override;
+    void terminate() override;
+    void activateIgnoringOtherApps() override;
+    void setActivationPolicy(ActivationPolicy policy) override;
+    [[nodiscard]] std::optional<SystemEvent> currentEvent() const override;
+
+    // For the windows of this back end: the toolkit's application, which owns the accelerators,
+    // and the news that the user closed (hid) one of them.
+    [[nodiscard]] const Glib::RefPtr<Gtk::Application>& toolkit() const { return toolkit_; }
+    void windowWasClosed();
+
+  private:
+    enum class Stage { idle, launching, running, ended };
+
+    static gboolean onSignal(gpointer self);
+    static void onQueryEnd(::GtkApplication* toolkit, gpointer self);
+
+    bool becomeTheInstance(int& exitStatus);
+    bool registerOnBus();
+    void releaseBusName();
+    void watchSignals();
+    void onActivate();
+    void onShutdown();
+    void reopen();
+    void end();
+    [[nodiscard]] std::vector<Gtk::Window*> visibleWindows() const;
+
+    std::string applicationId_;
+    Log& log_;
+    InstanceLock instance_;
+    Glib::RefPtr<Gtk::Application> toolkit_;
+    ApplicationDelegate* delegate_ = nullptr;
+    Stage stage_ = Stage::idle;
+    bool asking_ = false;
+    std::optional<SystemEvent> currentEvent_;
+    std::string activationToken_;
+    std::vector<guint> signalWatches_;
+};
+
+} // namespace platform::gtk
