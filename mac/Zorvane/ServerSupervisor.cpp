@@ -52,6 +52,10 @@ ServerSupervisor::ServerSupervisor(const Facilities& facilities, platform::Envir
                  .log = facilities.log},
                 environment_) {}
 
+ServerSupervisor::~ServerSupervisor() {
+    cancelHealthLoop();
+}
+
 void ServerSupervisor::checkMainThread() const {
     precondition(facilities_.mainQueue.isMainThread(),
                  "the server supervisor was called off the main thread");
@@ -61,8 +65,13 @@ void ServerSupervisor::advanceGeneration() {
     precondition(generation_ < std::numeric_limits<std::int64_t>::max(),
                  "the supervisor's generation counter overflowed");
     ++generation_;
+    cancelHealthLoop();
+}
+
+// The result of an older launch's loop could only be stale: spare the port its requests.
+void ServerSupervisor::cancelHealthLoop() {
     if (healthLoop_) {
-        healthLoop_->cancel(); // its result could only be stale; spare the port the requests
+        healthLoop_->cancel();
         healthLoop_.reset();
     }
 }

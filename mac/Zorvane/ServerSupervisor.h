@@ -73,6 +73,11 @@ class ServerSupervisor : public std::enable_shared_from_this<ServerSupervisor> {
     [[nodiscard]] static std::shared_ptr<ServerSupervisor>
     create(const Facilities& facilities, platform::Environment environment);
 
+    // A child that still runs is killed.
+    ~ServerSupervisor();
+    ServerSupervisor(const ServerSupervisor&) = delete;
+    ServerSupervisor& operator=(const ServerSupervisor&) = delete;
+
     // Called with every new state, on the main thread.
     std::function<void(const State&)> onStateChange;
 
@@ -108,6 +113,7 @@ class ServerSupervisor : public std::enable_shared_from_this<ServerSupervisor> {
 
     void checkMainThread() const;
     void advanceGeneration();
+    void cancelHealthLoop();
     void setState(State state);
     [[nodiscard]] std::expected<Launch, std::string>
     launch(const std::filesystem::path& executable);

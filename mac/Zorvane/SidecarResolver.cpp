@@ -46,7 +46,10 @@ std::optional<std::filesystem::path> SidecarResolver::resolveSidecar() {
     const auto found = ostra::SidecarLocator::resolve(
         environment_, bundled, facilities_.files.currentFolder(),
         [this](const std::filesystem::path& path) { return fileExists(path); });
-    if (!found || found != bundled) {
+    // An override stays what the user chose, even where it names the bundle's own server.
+    const auto chosen = environment_.find(std::string(ostra::SidecarLocator::overrideKey));
+    const bool overridden = chosen != environment_.end() && !chosen->second.empty();
+    if (!found || found != bundled || overridden) {
         return found;
     }
     const auto staged = preferStagedPayload(*bundled);

@@ -1,0 +1,69 @@
+# The commands of this project; README.md says what each is for. All of them do their own set-up.
+SHELL := /bin/bash
+.DEFAULT_GOAL := build
+
+# ccache finds its entries again from any folder the repository is cloned into.
+export CCACHE_BASEDIR := $(CURDIR)
+export CCACHE_NOHASHDIR := 1
+JOBS ?= $(shell nproc)
+TESTS ?= .
+ARGS ?=
+
+.PHONY: build run test sanitize tsan bench format lint screenshots clean
+
+build:
+	@tools/setup build
+	cmake --preset release
+	cmake --build --preset release --parallel $(JOBS)
+
+run:
+	@tools/setup build run
+	cmake --preset release -DBUILD_TESTING=OFF
+	cmake --build --preset release --parallel $(JOBS) --target Zorvane
+	@tools/run $(ARGS)
+
+test:
+	@tools/setup build run test
+	cmake --preset release -DBUILD_TESTING=ON
+	cmake --build --preset release --parallel $(JOBS)
+	ctest --test-dir build/release --output-on-failure --parallel $(JOBS) -R '$(TESTS)'
+
+# The unit and integration tests under the address and undefined behaviour sanitizers.
+sanitize:
+	@tools/setup build run test
+	cmake --preset asan-ubsan
+	cmake --build --preset asan-ubsan --parallel $(JOBS)
+	ctest --test-dir build/asan-ubsan --output-on-failure --parallel $(JOBS) -L 'unit|integration' -R '$(TESTS)'
+
+# The same under the thread sanitizer.
+tsan:
+	@tools/setup build run test
+	cmake --preset tsan
+	cmake --build --preset tsan --parallel $(JOBS)
+	ctest --test-dir build/tsan --output-on-failure --parallel $(JOBS) -L 'unit|integration' -R '$(TESTS)'
+
+bench:
+	@tools/setup build run test bench
+	cmake --preset release -DZORVANE_BENCH=ON
+	cmake --build --preset release --parallel $(JOBS)
+	@bench/run
+
+screenshots:
+	@tools/setup build run test
+	cmake --preset release
+	cmake --build --preset release --parallel $(JOBS) --target Zorvane
+	@tools/screenshots
+
+format:
+	@tools/setup lint
+	git ls-files '*.h' '*.cpp' '*.mm' | xargs clang-format-19 -i
+
+lint:
+	@tools/setup build run test lint
+	git ls-files '*.h' '*.cpp' '*.mm' | xargs clang-format-19 --dry-run --Werror
+	cmake --preset clang
+	cmake --build --preset clang --parallel $(JOBS)
+	git ls-files '*.cpp' | xargs -P $(JOBS) -n 4 clang-tidy-19 --quiet -p build/clang
+
+clean:
+	rm -rf build

@@ -1,0 +1,140 @@
+#include "mac/OstraCore/OutputLines.h"
+
+#include "mac/OstraCore/Utf8.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+namespace ostra {
+namespace {
+
+using Lines = std::vector<std::string>;
+using namespace std::string_view_literals;
+
+class OutputLinesTest : public testing::Test {
+  protected:
+    Lines seen;
+    OutputLines lines{[this](std::span<const std::string_view> some) {
+        seen.insert(seen.end(), some.begin(), some.end());
+    }};
+    void feedByteByByte(std::string_view text) {
+        for (const char& byte : text) {
+            lines.append({&byte, 1});
+        }
+    }
+};
+
+TEST_F(OutputLinesTest, splitsAtLineFeedsAndDropsEmptyLines) {
+    lines.append("one\n\ntwo\n\n\n three \n");
+    EXPECT_EQ(seen, (Lines{"one", "two", " three "}));
+}
+
+TEST_F(OutputLinesTest, keepsAnUnfinishedLineUntilTheEnd) {
+    lines.append("one\ntw");
+    EXPECT_EQ(seen, Lines{"one"});
+    lines.append("o");
+    lines.finish();
+    EXPECT_EQ(seen, (Lines{"one", "two"}));
+    lines.finish();
+    EXPECT_EQ(seen, (Lines{"one", "two"}));
+}
+
+TEST_F(OutputLinesTest, joinsSingleBytesAndSplitCharacters) {
+    feedByteByByte("héllo wörld €\n📻 on air\nend");
+    lines.finish();
+    EXPECT_EQ(seen, (Lines{"héllo wörld €", "📻 on air", "end"}));
+}
+
+TEST_F(OutputLinesTest, passesNulBytesOn) {
+    lines.append("a\0b\n"sv);
+    EXPECT_EQ(seen, Lines{std::string("a\0b"sv)});
+}
+
+TEST_F(OutputLinesTest, dropsALineThatIsNotUtf8AndOnlyThatLine) {
+    lines.append("good\nbad \xFF\xFE here\nalso good\n\xC3");
+    lines.append("\nlast\n");
+    EXPECT_EQ(seen, (Lines{"good", "also good", "last"}));
+}
+
+TEST_F(OutputLinesTest, cutsALineThatIsTooLongAndMarksIt) {
+    const std::string whole(OutputLines::maxLineBytes, 'x');
+    lines.append(whole + "\n" + whole + "y\nnext\n");
+    EXPECT_EQ(seen, (Lines{whole, whole + std::string(OutputLines::cutMark), "next"}));
+}
+
+TEST_F(OutputLinesTest, cutsBetweenCharacters) {
+    // The limit falls into the middle of the last character.
+    const std::string start(OutputLines::maxLineBytes - 1, 'x');
+    lines.append(start + "€€\n");
+    EXPECT_EQ(seen, Lines{start + std::string(OutputLines::cutMark)});
+    seen.clear();
+    feedByteByByte(start + "€€\nnext\n");
+    EXPECT_EQ(seen, (Lines{start + std::string(OutputLines::cutMark), "next"}));
+}
+
+TEST_F(OutputLinesTest, holdsAHundredMegabyteLineInBoundedMemory) {
+    const std::string piece(std::size_t{64} * 1024, 'x');
+    for (int count = 0; count < 1600; ++count) {
+        lines.append(piece);
+    }
+    EXPECT_TRUE(seen.empty());
+    lines.append("\nnext\n");
+    ASSERT_EQ(seen.size(), 2U);
+    EXPECT_EQ(seen[0].size(), OutputLines::maxLineBytes + OutputLines::cutMark.size());
+    EXPECT_EQ(seen[1], "next");
+}
+
+TEST_F(OutputLinesTest, saysTheSameHoweverTheBytesArrive) {
+    const std::string text = "one\ntwo €\n\n\xFF\nthree 📻\nfour";
+    lines.append(text);
+    lines.finish();
+    const Lines expected = seen;
+    for (std::size_t size = 1; size <= text.size(); ++size) {
+        seen.clear();
+        for (std::size_t at = 0; at < text.size(); at += size) {
+            lines.append(std::string_view(text).substr(at, size));
+        }
+        lines.finish();
+        EXPECT_EQ(seen, expected) << "pieces of " << size;
+    }
+}
+
+TEST(Utf8, acceptsWellFormedTextOnly) {
+    for (const std::string_view good :
+         {""sv, "plain ascii, longer than eight"sv, "é"sv, "\u07FF"sv, "\u0800"sv, "\uD7FF"sv,
+          "\uE000"sv, "\uFFFF"sv, "\U00010000"sv, "\U0010FFFF"sv, "12345678é12345678"sv, "\0"sv}) {
+        EXPECT_TRUE(isValidUtf8(good)) << good;
+    }
+    for (const std::string_view bad :
+         {"\x80"sv, "\xBF"sv, "\xC0\x80"sv, "\xC1\xBF"sv, "\xC3"sv, "\xC3("sv, "\xE0\x80\x80"sv,
+          "\xE0\x9F\xBF"sv, "\xE2\x82"sv, "\xED\xA0\x80"sv, "\xED\xBF\xBF"sv, "\xF0\x80\x80\x80"sv,
+          "\xF0\x8F\xBF\xBF"sv, "\xF4\x90\x80\x80"sv, "\xF5\x80\x80\x80"sv, "\xFF"sv,
+          "12345678\x80"sv,
+          "1234567\x80"
+          "12345678"sv,
+          "\xF0\x9F\x93"sv}) {
+        EXPECT_FALSE(isValidUtf8(bad));
+    }
+}
+
+TEST(Utf8, trimsWhiteSpaceAndLineEndsAtBothEnds) {
+    EXPECT_EQ(trimmed(" \t\r\n1.4.2\n\v\f"), "1.4.2");
+    EXPECT_EQ(trimmed("\u00A0\u3000 a b \u2028\u0085"), "a b");
+    EXPECT_EQ(trimmed(" \n "), "");
+    EXPECT_EQ(trimmed(""), "");
+    EXPECT_EQ(trimmed("é"), "é");
+}
+
+TEST(Utf8, cutsPrefixesBetweenCharacters) {
+    EXPECT_EQ(prefixOfWholeCharacters("abc", 5), "abc");
+    EXPECT_EQ(prefixOfWholeCharacters("abc", 2), "ab");
+    EXPECT_EQ(prefixOfWholeCharacters("a€b", 3), "a");
+    EXPECT_EQ(prefixOfWholeCharacters("a€b", 4), "a€");
+    EXPECT_EQ(prefixOfWholeCharacters("€", 0), "");
+}
+
+} // namespace
+} // namespace ostra

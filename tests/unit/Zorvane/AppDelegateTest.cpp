@@ -1,0 +1,284 @@
+#include "mac/Zorvane/AppDelegate.h"
+
+#include "mac/Zorvane/CommandLine.h"
+#include "mac/Zorvane/QuitReason.h"
+#include "platform/testing/FakeChildLauncher.h"
+#include "platform/testing/FakeDesktop.h"
+#include "platform/testing/InMemorySystem.h"
+#include "platform/testing/ManualScheduler.h"
+#include "platform/testing/ScriptedHttpClient.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+
+namespace zorvane {
+namespace {
+
+using namespace std::chrono_literals;
+using platform::ActivationPolicy;
+using platform::SystemEvent;
+using platform::TerminateReply;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class AppDelegateTest : public testing::Test {
+  protected:
+    platform::testing::ManualScheduler scheduler;
+    platform::testing::Events events;
+    platform::testing::FakeApplication application{events};
+    platform::testing::FakeWebWindows windows{events};
+    platform::testing::FakeNotificationCenter notifications;
+    platform::testing::FakeChildLauncher launcher{scheduler};
+    platform::testing::ScriptedHttpClient http{scheduler};
+    platform::testing::FakeLoopbackPorts ports;
+    platform::testing::FakeRandomSource random;
+    platform::testing::InMemoryDefaults defaults;
+    platform::testing::FakeBundle bundle;
+    platform::testing::FakeCommandRunner commands;
+    platform::testing::InMemoryFiles files;
+    platform::testing::RecordingLog log;
+    LaunchSteps steps;
+    bool moving = false;
+    std::function<bool()> isBusy;
+    std::shared_ptr<AppDelegate> delegate;
+
+    struct Updater final : UpdateChecker {
+        void checkForUpdates() override {}
+    };
+
+    void SetUp() override {
+        bundle.auxiliaryExecutables.insert("ostrad");
+        files.modes["/Apps/Zorvane.app/Contents/MacOS/ostrad"] = 0755;
+        launcher.onLaunch = [this] { events.emplace_back("server launched"); };
+        http.script = [this](const platform::HttpRequest&) {
+            const std::string nonce =
+                launcher.last()->options().environment.at("MEDIASERVER_HEALTH_NONCE");
+            return platform::testing::ScriptedHttpClient::Answer{
+                platform::HttpResponse{200, {}, "\"nonce\":\"" + nonce + "\""}, 0ms};
+        };
+        steps.moveToApplicationsIfNeeded = [this](std::string_view name, std::string_view key,
+                                                  const platform::Environment& environment) {
+            events.push_back("move " + std::string(name) + " " + std::string(key) + " " +
+                             environment.at("HOME"));
+            return moving;
+        };
+        steps.makeUpdater = [this](std::function<bool()> busy) {
+            events.emplace_back("updater");
+            isBusy = std::move(busy);
+            return std::make_unique<Updater>();
+        };
+        steps.enrollAtLoginOnceByDefault = [this](std::string_view key) {
+            events.push_back("enroll " + std::string(key));
+        };
+    }
+
+    void launch() {
+        delegate =
+            AppDelegate::create({.application = application,
+                                 .notifications = notifications,
+                                 .windows = windows,
+                                 .clock = scheduler.clock(),
+                                 .supervisor = {.mainQueue = scheduler.mainQueue(),
+                                                .backgroundQueues = scheduler.backgroundQueues(),
+                                                .clock = scheduler.clock(),
+                                                .launcher = launcher,
+                                                .http = http,
+                                                .ports = ports,
+                                                .random = random,
+                                                .defaults = defaults,
+                                                .bundle = bundle,
+                                                .commands = commands,
+                                                .files = files,
+                                                .log = log}},
+                                {{"HOME", "/home/ann"}}, steps);
+        application.run(*delegate);
+    }
+    void launchQuietly() {
+        launch();
+        scheduler.runReady();
+        events.clear();
+    }
+};
+
+TEST_F(AppDelegateTest, launchesInOneExactOrder) {
+    launch();
+    EXPECT_THAT(events, ElementsAre("move Zorvane OSTRA_DEV_NO_MOVE /home/ann", "updater",
+                                    "enroll OstraLoginItemDefaultApplied", "policy regular",
+                                    "server launched", "window made",
+                                    "window autosave OstraMainWindow", "window center", "load html",
+                                    "policy regular", "window front", "activate"));
+    EXPECT_EQ(notifications.handlers.size(), 2U);
+}
+
+TEST_F(AppDelegateTest, startsNothingWhileItIsBeingMoved) {
+    moving = true;
+    launch();
+    EXPECT_THAT(events, ElementsAre("move Zorvane OSTRA_DEV_NO_MOVE /home/ann"));
+    EXPECT_EQ(launcher.launches(), 0U);
+    EXPECT_TRUE(notifications.handlers.empty());
+    EXPECT_TRUE(delegate->applicationShouldHandleReopen(false));
+    EXPECT_EQ(windows.made, 0);
+}
+
+TEST_F(AppDelegateTest, launchesWithoutTheOptionalSteps) {
+    steps = {};
+    launch();
+    EXPECT_EQ(launcher.launches(), 1U);
+    EXPECT_EQ(windows.made, 1);
+}
+
+TEST_F(AppDelegateTest, neverTellsTheUpdaterThatItIsBusy) {
+    launch();
+    EXPECT_FALSE(isBusy());
+}
+
+TEST_F(AppDelegateTest, showsTheServersPageOnceItRuns) {
+    launch();
+    EXPECT_EQ(windows.window->html, MainWindowController::startingPage);
+    events.clear();
+    scheduler.runReady();
+    EXPECT_THAT(events, ElementsAre("load http://127.0.0.1:50001/ within 60 s"));
+}
+
+TEST_F(AppDelegateTest, replacesThePageWhenTheServerComesBackOnAnotherPort) {
+    launchQuietly();
+    ports.taken = {50001};
+    delegate->supervisor().restart();
+    scheduler.advance(1s);
+    EXPECT_THAT(events, ElementsAre("server launched", "load http://127.0.0.1:50002/ within 60 s"));
+}
+
+TEST_F(AppDelegateTest, keepsTheLastPageWhenTheServerStops) {
+    launchQuietly();
+    delegate->supervisor().stop();
+    scheduler.advance(1s);
+    EXPECT_THAT(events, IsEmpty());
+}
+
+TEST_F(AppDelegateTest, hidesInsteadOfQuittingOnAPersonsQuit) {
+    launchQuietly();
+    application.terminate();
+    EXPECT_FALSE(application.terminated);
+    EXPECT_THAT(events, ElementsAre("window out", "policy accessory"));
+    EXPECT_EQ(launcher.running(), 1) << "the server keeps running";
+}
+
+TEST_F(AppDelegateTest, quitsForTheSystemAndStopsTheServerOnTheWayOut) {
+    launchQuietly();
+    application.event = SystemEvent{fourCC("aevt"), fourCC("quit"), fourCC("shut")};
+    application.terminate();
+    EXPECT_TRUE(application.terminated);
+    EXPECT_EQ(launcher.running(), 0);
+    EXPECT_THAT(events, IsEmpty()) << "nothing is hidden first";
+}
+
+TEST_F(AppDelegateTest, quitsFromTheMenuWhileTheWindowIsVisible) {
+    launchQuietly();
+    delegate->quitApp();
+    EXPECT_TRUE(application.terminated);
+    EXPECT_EQ(launcher.running(), 0);
+}
+
+TEST_F(AppDelegateTest, quitsForAnUpdatersRelaunch) {
+    for (const char* name :
+         {"SUUpdaterWillRestartNotification", "SPUUpdaterWillRelaunchApplicationNotification"}) {
+        SCOPED_TRACE(name);
+        notifications.handlers.clear();
+        application.terminated = false;
+        launch();
+        application.terminate();
+        EXPECT_FALSE(application.terminated);
+        notifications.post(name);
+        application.terminate();
+        EXPECT_TRUE(application.terminated);
+    }
+}
+
+TEST_F(AppDelegateTest, closesToTheBackgroundAndComesBack) {
+    launchQuietly();
+    windows.window->close();
+    EXPECT_EQ(application.policy, ActivationPolicy::accessory);
+    EXPECT_FALSE(delegate->applicationShouldTerminateAfterLastWindowClosed());
+    EXPECT_TRUE(delegate->applicationShouldHandleReopen(false));
+    EXPECT_EQ(application.policy, ActivationPolicy::regular);
+    EXPECT_TRUE(windows.window->isVisible());
+}
+
+TEST_F(AppDelegateTest, leavesVisibleWindowsAloneOnReopen) {
+    launchQuietly();
+    EXPECT_TRUE(delegate->applicationShouldHandleReopen(true));
+    EXPECT_THAT(events, IsEmpty());
+}
+
+TEST_F(AppDelegateTest, doesNothingOnceItIsGone) {
+    launch();
+    std::weak_ptr<AppDelegate> weak = delegate;
+    delegate.reset();
+    EXPECT_TRUE(weak.expired()) << "nothing that lives longer holds the delegate";
+    notifications.post("SUUpdaterWillRestartNotification");
+    scheduler.advance(1h);
+    EXPECT_EQ(launcher.running(), 0);
+}
+
+TEST(FourCC, foldsBytesFromTheFirstToTheLast) {
+    EXPECT_EQ(fourCC(""), 0U);
+    EXPECT_EQ(fourCC("a"), 0x61U);
+    EXPECT_EQ(fourCC("aevt"), 0x61657674U);
+    EXPECT_EQ(fourCC("why?"), 0x7768793FU);
+    EXPECT_EQ(fourCC("\xFF\xFF\xFF\xFF"), 0xFFFFFFFFU);
+    EXPECT_EQ(fourCC("xaevt"), 0x61657674U) << "only the last four bytes fit";
+}
+
+TEST(QuitReason, isTheSystemsForItsSixReasonsOnly) {
+    for (const char* why : {"logo", "rlgo", "shut", "rsdn", "rest", "rrst"}) {
+        EXPECT_TRUE(quitReasonIsSystem(SystemEvent{fourCC("aevt"), fourCC("quit"), fourCC(why)}))
+            << why;
+    }
+    EXPECT_FALSE(quitReasonIsSystem(std::nullopt));
+    EXPECT_FALSE(quitReasonIsSystem(SystemEvent{fourCC("aevt"), fourCC("quit"), std::nullopt}));
+    EXPECT_FALSE(quitReasonIsSystem(SystemEvent{fourCC("aevt"), fourCC("quit"), fourCC("dock")}));
+    EXPECT_FALSE(quitReasonIsSystem(SystemEvent{fourCC("aevt"), fourCC("quit"), 0}));
+    EXPECT_FALSE(quitReasonIsSystem(SystemEvent{fourCC("aevt"), fourCC("oapp"), fourCC("logo")}));
+    EXPECT_FALSE(quitReasonIsSystem(SystemEvent{fourCC("core"), fourCC("quit"), fourCC("logo")}));
+}
+
+std::optional<CommandLineAnswer> answer(std::vector<const char*> arguments) {
+    arguments.insert(arguments.begin(), "Zorvane");
+    return answerCommandLine(static_cast<int>(arguments.size()), arguments.data(), "1.4.0");
+}
+
+TEST(CommandLine, startsTheApplicationWithoutArguments) {
+    EXPECT_FALSE(answer({}));
+}
+
+TEST(CommandLine, printsItsVersionAndHelp) {
+    const auto version = answer({"--version"});
+    ASSERT_TRUE(version);
+    EXPECT_EQ(version->output, "Zorvane 1.4.0\n");
+    EXPECT_EQ(version->exitStatus, 0);
+    const auto help = answer({"--help"});
+    ASSERT_TRUE(help);
+    EXPECT_THAT(help->output, testing::HasSubstr("OSTRA_SIDECAR"));
+    EXPECT_EQ(help->exitStatus, 0);
+}
+
+TEST(CommandLine, rejectsWhatItDoesNotKnow) {
+    for (const char* argument : {"--verison", "-x", "file.txt"}) {
+        const auto wrong = answer({argument});
+        ASSERT_TRUE(wrong) << argument;
+        EXPECT_EQ(wrong->exitStatus, 2);
+        EXPECT_EQ(wrong->output, "");
+        EXPECT_THAT(wrong->error, testing::HasSubstr(argument));
+    }
+}
+
+TEST(CommandLine, ignoresWhatTheSystemPasses) {
+    EXPECT_FALSE(answer({"-psn_0_12345"}));
+    EXPECT_FALSE(answer({"-NSDocumentRevisionsDebugMode", "YES"}));
+    EXPECT_FALSE(answer({"-AppleLanguages", "(de)"}));
+}
+
+} // namespace
+} // namespace zorvane

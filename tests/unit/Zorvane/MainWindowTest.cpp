@@ -1,0 +1,157 @@
+#include "mac/Zorvane/MainWindow.h"
+
+#include "platform/testing/FakeDesktop.h"
+#include "platform/testing/ManualScheduler.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace zorvane {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class MainWindowTest : public testing::Test {
+  protected:
+    platform::testing::ManualScheduler scheduler;
+    platform::testing::Events events;
+    platform::testing::FakeApplication application{events};
+    platform::testing::FakeWebWindows windows{events};
+    MainWindowController controller{windows, application, scheduler.clock()};
+
+    void SetUp() override {
+        controller.onVisibilityChange = [this](bool visible) {
+            events.emplace_back(visible ? "visible" : "hidden");
+        };
+    }
+    static ostra::Url server(std::uint16_t port = 8080) { return ostra::serverUrl(port); }
+    void showServer() {
+        controller.currentURL = server();
+        controller.show();
+        events.clear();
+    }
+};
+
+TEST_F(MainWindowTest, isMadeLazilyAndInOneOrder) {
+    EXPECT_THAT(events, IsEmpty());
+    EXPECT_FALSE(controller.hasWindow());
+    controller.show();
+    EXPECT_TRUE(controller.hasWindow());
+    EXPECT_THAT(events,
+                ElementsAre("window made", "window autosave OstraMainWindow", "window center",
+                            "load html", "visible", "window front", "activate"));
+}
+
+TEST_F(MainWindowTest, asksForAPlainInspectableWindow) {
+    controller.show();
+    EXPECT_EQ(windows.options.title, "Zorvane");
+    EXPECT_EQ(windows.options.contentWidth, 1200);
+    EXPECT_EQ(windows.options.contentHeight, 800);
+    EXPECT_TRUE(windows.options.closable && windows.options.miniaturizable &&
+                windows.options.resizable && windows.options.inspectable);
+}
+
+TEST_F(MainWindowTest, showsExactlyTheStartingPage) {
+    controller.show();
+    EXPECT_EQ(windows.window->html,
+              "<!doctype html><meta charset=\"utf-8\">\n<style>\n  body { display: flex; "
+              "align-items: center; justify-content: center;\n         height: 100vh; margin: 0; "
+              "background: #111; color: #ddd;\n         font: 15px -apple-system, sans-serif; "
+              "}\n</style>\n<body>Starting Zorvane&hellip;</body>");
+}
+
+TEST_F(MainWindowTest, loadsTheServerOnceItIsKnown) {
+    controller.show();
+    events.clear();
+    controller.currentURL = server();
+    controller.load(*controller.currentURL);
+    EXPECT_THAT(events, ElementsAre("load http://127.0.0.1:8080/ within 60 s"));
+}
+
+TEST_F(MainWindowTest, loadsAKnownServerOnTheFirstShow) {
+    controller.currentURL = server();
+    controller.show();
+    EXPECT_EQ(events.back(), "load http://127.0.0.1:8080/ within 60 s");
+}
+
+TEST_F(MainWindowTest, loadsTheSameAddressOnlyOnce) {
+    showServer();
+    controller.show();
+    EXPECT_THAT(events, ElementsAre("visible", "window front", "activate"));
+    EXPECT_EQ(windows.made, 1);
+}
+
+TEST_F(MainWindowTest, loadsANewAddressOnTheNextShow) {
+    showServer();
+    controller.currentURL = server(9090);
+    controller.show();
+    EXPECT_EQ(events.back(), "load http://127.0.0.1:9090/ within 60 s");
+}
+
+TEST_F(MainWindowTest, reportsClosingAndShowingAndKeepsThePage) {
+    showServer();
+    windows.window->close();
+    controller.show();
+    EXPECT_THAT(events, ElementsAre("hidden", "visible", "window front", "activate"));
+}
+
+TEST_F(MainWindowTest, remembersAnAddressThatWasLoadedBeforeThereWasAWindow) {
+    controller.currentURL = server();
+    controller.load(server());
+    EXPECT_THAT(events, IsEmpty());
+    controller.show();
+    EXPECT_EQ(events.back(), "load http://127.0.0.1:8080/ within 60 s")
+        << "a new window starts with nothing loaded";
+}
+
+TEST_F(MainWindowTest, worksWithoutAnyoneListening) {
+    controller.onVisibilityChange = nullptr;
+    controller.show();
+    windows.window->close();
+    EXPECT_EQ(windows.made, 1);
+}
+
+TEST_F(MainWindowTest, ordersOutOnlyWhatExists) {
+    controller.orderOut();
+    EXPECT_THAT(events, IsEmpty());
+    controller.show();
+    events.clear();
+    controller.orderOut();
+    EXPECT_THAT(events, ElementsAre("window out"));
+}
+
+TEST_F(MainWindowTest, reloadsAPageWhoseWebProcessDiedThreeTimesAMinute) {
+    showServer();
+    const auto crash = [&] {
+        events.clear();
+        windows.window->onWebProcessTerminated();
+        return events;
+    };
+    const platform::testing::Events reload{"load http://127.0.0.1:8080/ within 60 s"};
+    const platform::testing::Events message{"load html"};
+    EXPECT_EQ(crash(), reload);
+    scheduler.advance(10s);
+    EXPECT_EQ(crash(), reload);
+    EXPECT_EQ(crash(), reload);
+    EXPECT_EQ(crash(), message);
+    EXPECT_THAT(windows.window->html, testing::HasSubstr("keeps crashing"));
+    events.clear();
+    controller.show();
+    EXPECT_EQ(events.back(), reload.front()) << "opening the window again tries once more";
+    scheduler.advance(50s); // a minute after the first one
+    EXPECT_EQ(crash(), reload);
+    EXPECT_EQ(crash(), message);
+}
+
+TEST_F(MainWindowTest, showsTheStartingPageAgainWhenItsWebProcessDied) {
+    controller.show();
+    events.clear();
+    windows.window->onWebProcessTerminated();
+    EXPECT_THAT(events, ElementsAre("load html"));
+    EXPECT_EQ(windows.window->html, MainWindowController::startingPage);
+}
+
+} // namespace
+} // namespace zorvane
