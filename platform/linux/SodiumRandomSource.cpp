@@ -1,0 +1,17 @@
+#include "platform/linux/SodiumRandomSource.h"
+
+#include <sodium.h>
+
+namespace platform {
+
+SodiumRandomSource::SodiumRandomSource()
+    : isReady_(::sodium_init() >= 0) {}
+
+bool SodiumRandomSource::fill(std::span<std::byte> bytes) {
+    if (isReady_) {
+        ::randombytes_buf(bytes.data(), bytes.size());
+    }
+    return isReady_;
+}
+
+} // namespace platform
