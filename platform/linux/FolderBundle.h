@@ -1,0 +1,38 @@
+// The bundle found from the running executable: Name.app/Contents/MacOS/executable. The Info
+// dictionary is Contents/Info.plist, an XML or binary property list of at most 1 MiB; one that is
+// larger, damaged or no dictionary counts as empty, which is logged. Only well-formed UTF-8
+// strings are kept of it. Immutable after construction; any thread.
+#pragma once
+
+#include "platform/Bundle.h"
+#include "platform/Log.h"
+
+#include <map>
+
+namespace platform {
+
+// The file this process runs, symbolic links resolved by the kernel; the path it had at the start
+// when it was replaced or removed meanwhile. Empty when /proc is not there.
+[[nodiscard]] std::filesystem::path runningExecutable();
+
+class FolderBundle final : public Bundle {
+  public:
+    // The log is used during construction only.
+    FolderBundle(std::filesystem::path executable, Log& log);
+
+    [[nodiscard]] std::optional<std::filesystem::path> bundlePath() const override;
+    [[nodiscard]] std::optional<std::filesystem::path> resourcesPath() const override;
+    [[nodiscard]] std::filesystem::path executablePath() const override;
+    // A regular file (after symbolic links) beside the executable. Whether it may be executed is
+    // found out by starting it, which gives a better message than its absence would.
+    [[nodiscard]] std::optional<std::filesystem::path>
+    auxiliaryExecutable(std::string_view name) const override;
+    [[nodiscard]] std::optional<std::string> infoString(std::string_view key) const override;
+
+  private:
+    std::filesystem::path executable_;
+    std::optional<std::filesystem::path> bundle_;
+    std::map<std::string, std::string, std::less<>> info_;
+};
+
+} // namespace platform
