@@ -5,14 +5,15 @@
 #include "platform/posix/Utf8.h"
 
 #include <fmt/core.h>
-#include <plist/plist++.h>
+#include <plist/plist.h>
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <cstdint>
+#include <cstdlib>
 #include <memory>
 #include <system_error>
 #include <utility>
-#include <vector>
 
 namespace platform {
 namespace {
@@ -37,32 +38,52 @@ std::optional<std::filesystem::path> bundleOf(const std::filesystem::path& execu
     return bundle;
 }
 
-std::unique_ptr<PList::Structure> parsePropertyList(const std::string& content) {
-    const bool isBinary = content.starts_with("bplist");
-    return std::unique_ptr<PList::Structure>(
-        isBinary ? PList::Structure::FromBin(std::vector<char>(content.begin(), content.end()))
-                 : PList::Structure::FromXml(content));
+// The parser goes one call deeper for each level of a binary list, which has no end tags: a
+// smaller bound keeps the deepest one on an ordinary stack.
+bool hasBearableSize(const std::string& content) {
+    constexpr std::size_t largestBinaryInfo = std::size_t{256} << 10;
+    return !content.starts_with("bplist") || content.size() <= largestBinaryInfo;
 }
 
-// Nothing when the content is no property list or no dictionary.
-std::optional<InfoStrings> stringsOf(const std::string& content) {
-    const auto root = parsePropertyList(content);
-    auto* dictionary = dynamic_cast<PList::Dictionary*>(root.get());
-    if (dictionary == nullptr) {
-        return std::nullopt;
+struct PlistFree {
+    void operator()(void* node) const { ::plist_free(node); }
+};
+struct CFree {
+    void operator()(char* text) const { std::free(text); }
+};
+using Plist = std::unique_ptr<void, PlistFree>;
+using CText = std::unique_ptr<char, CFree>;
+
+Plist parsePropertyList(const std::string& content) {
+    plist_t root = nullptr;
+    if (hasBearableSize(content)) {
+        ::plist_from_memory(content.data(), static_cast<std::uint32_t>(content.size()), &root);
     }
+    return Plist(root);
+}
+
+InfoStrings stringsOf(plist_t dictionary) {
     InfoStrings strings;
-    for (auto entry = dictionary->Begin(); entry != dictionary->End(); ++entry) {
-        const auto* text = dynamic_cast<PList::String*>(entry->second);
-        if (text == nullptr) {
-            continue;
+    plist_dict_iter cursor = nullptr;
+    ::plist_dict_new_iter(dictionary, &cursor);
+    const CText cursorOwner(static_cast<char*>(cursor));
+    while (true) {
+        char* rawKey = nullptr;
+        plist_t node = nullptr;
+        ::plist_dict_next_item(dictionary, cursor, &rawKey, &node);
+        const CText key(rawKey);
+        if (node == nullptr) {
+            return strings;
         }
-        auto value = text->GetValue();
-        if (posix::isUtf8(value)) {
-            strings.emplace(entry->first, std::move(value));
+        char* rawText = nullptr;
+        if (::plist_get_node_type(node) == PLIST_STRING) {
+            ::plist_get_string_val(node, &rawText);
+        }
+        const CText text(rawText);
+        if (key && text && posix::isUtf8(text.get())) {
+            strings.emplace(key.get(), text.get());
         }
     }
-    return strings;
 }
 
 InfoStrings readInfo(const std::filesystem::path& path, Log& log) {
@@ -74,13 +95,13 @@ InfoStrings readInfo(const std::filesystem::path& path, Log& log) {
         }
         return {};
     }
-    auto strings = stringsOf(*content);
-    if (!strings) {
+    const auto root = parsePropertyList(*content);
+    if (!root || ::plist_get_node_type(root.get()) != PLIST_DICT) {
         log.write(fmt::format("cannot use {}: it is no property list that holds a dictionary",
                               path.native()));
         return {};
     }
-    return std::move(*strings);
+    return stringsOf(root.get());
 }
 
 } // namespace
