@@ -294,6 +294,7 @@ HttpServer::Impl::Impl(const ListenAddress& wanted, HttpLimits httpLimits)
     try {
         const tcp::endpoint endpoint(asio::ip::make_address(wanted.host), wanted.port);
         acceptor.open(endpoint.protocol());
+        keepFromChildren(acceptor.native_handle());
         // A predecessor that was killed by the system may have left a peer's half-closed connection
         // on the port; a listener there still makes this bind fail.
         acceptor.set_option(tcp::acceptor::reuse_address(true));
@@ -304,7 +305,9 @@ HttpServer::Impl::Impl(const ListenAddress& wanted, HttpLimits httpLimits)
             signals.add(signal);
         }
     } catch (const boost::system::system_error& error) {
-        throw std::system_error(error.code().value(), std::system_category());
+        throw std::system_error(
+            error.code().value(), std::system_category(),
+            fmt::format("cannot listen on {}, port {}", wanted.host, wanted.port));
     }
     signals.async_wait([this](const boost::system::error_code& error, int) {
         if (!error) {
@@ -321,6 +324,7 @@ asio::awaitable<void> HttpServer::Impl::acceptForever() {
             co_await pause.async_wait(kAwait);
             continue;
         }
+        keepFromChildren(socket.native_handle());
         resetOnClose(socket.native_handle());
         if (open.size() >= limits.connections) {
             boost::system::error_code ignored;

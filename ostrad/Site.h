@@ -1,28 +1,77 @@
 #pragma once
 
+#include "ostrad/AccountLink.h"
+#include "ostrad/Catalogue.h"
 #include "ostrad/Http.h"
 #include "ostrad/Options.h"
+#include "ostrad/Scanner.h"
+#include "ostrad/WriteTurn.h"
 
 #include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 
 namespace ostrad {
 
-// Answers requests: the gate every request passes (Host, origin), then the routes of the web
-// interface and of the API. Confined to the server's thread.
+// Answers requests: the gate every request passes, then the routes of the web interface (/), of the
+// API (/api/...) and of files (/media/ID, /art/NAME). Every reply of the API is JSON; a refusal is
+// {"error": a sentence}. Confined to the server's thread; references outlive it. A failing database
+// becomes a reply with status 500, never an exception.
 class Site {
   public:
     struct Settings {
         ListenAddress address;
         std::optional<std::string> healthNonce;
+        std::string serverName;
+        std::string artworkPath; // empty: no pictures
     };
 
-    explicit Site(Settings siteSettings);
+    Site(Settings siteSettings, Catalogue& siteCatalogue, Scanner& siteScanner,
+         AccountLink& accountLink, WriteTurn& writeTurn);
 
     Reply handle(const Request& request);
 
   private:
+    struct Call { // a request and what its route matched
+        const Request& request;
+        std::string_view argument; // the ID or NAME in the path
+    };
+    struct Route {
+        Method method;
+        std::string_view path; // ends with '/' when an argument follows
+        std::string_view tail; // what follows the argument, e.g. "/scan"
+        Reply (Site::*run)(const Call&);
+    };
+    static std::span<const Route> routes();
+
+    Reply dispatch(const Request& request);
+    [[nodiscard]] std::string origin() const;
+    [[nodiscard]] std::string linkUrl(std::string_view code) const;
+
+    Reply health(const Call& call);
+    Reply listModes(const Call& call);
+    Reply listLibraries(const Call& call);
+    Reply addLibrary(const Call& call);
+    Reply removeLibrary(const Call& call);
+    Reply rescanLibrary(const Call& call);
+    Reply scanProgress(const Call& call);
+    Reply listEntities(const Call& call);
+    Reply oneEntity(const Call& call);
+    Reply folders(const Call& call);
+    Reply linkStatus(const Call& call);
+    Reply linkStart(const Call& call);
+    Reply linkApprove(const Call& call);
+    Reply linkDeny(const Call& call);
+    Reply unlink(const Call& call);
+    Reply media(const Call& call);
+    Reply art(const Call& call);
+
     Settings settings;
+    Catalogue& catalogue;
+    Scanner& scanner;
+    AccountLink& account;
+    WriteTurn& turn;
 };
 
 } // namespace ostrad

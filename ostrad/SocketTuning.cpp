@@ -1,5 +1,6 @@
 #include "ostrad/SocketTuning.h"
 
+#include <fcntl.h>
 #include <sys/socket.h>
 
 namespace ostrad {
@@ -19,6 +20,10 @@ void resetOnClose(int socket) {
 
 void finishOnClose(int socket) {
     setLinger(socket, false);
+}
+
+void keepFromChildren(int socket) {
+    static_cast<void>(::fcntl(socket, F_SETFD, FD_CLOEXEC));
 }
 
 } // namespace ostrad

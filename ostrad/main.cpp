@@ -1,11 +1,19 @@
+#include "ostrad/AccountLink.h"
+#include "ostrad/Artwork.h"
+#include "ostrad/Catalogue.h"
 #include "ostrad/HttpServer.h"
+#include "ostrad/Log.h"
 #include "ostrad/Options.h"
+#include "ostrad/Scanner.h"
 #include "ostrad/Site.h"
 #include "ostrad/Version.h"
 
 #include <fmt/format.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <array>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -15,28 +23,74 @@ namespace {
 
 std::optional<std::string> environmentValue(const char* name) {
     const char* const value = std::getenv(name);
-    return value == nullptr ? std::nullopt : std::optional<std::string>(value);
+    return value == nullptr || *value == '\0' ? std::nullopt : std::optional<std::string>(value);
+}
+
+std::string hostName() {
+    std::array<char, 256> name{};
+    if (::gethostname(name.data(), name.size() - 1) != 0 || name[0] == '\0') {
+        return "This computer";
+    }
+    return name.data();
+}
+
+// A tool that is not there costs its feature, not the server.
+std::string usableTool(const std::string& path) {
+    if (!path.empty() && ::access(path.c_str(), X_OK) != 0) {
+        ostrad::logLine(fmt::format("{} cannot be run; going on without it", path));
+        return {};
+    }
+    return path;
+}
+
+std::optional<ostrad::Artwork> openArtwork(const std::string& ffmpeg) {
+    const auto folder = environmentValue("MEDIASERVER_ARTWORK_DIR");
+    if (!folder) {
+        return std::nullopt;
+    }
+    try {
+        return ostrad::Artwork(*folder, ffmpeg);
+    } catch (const std::exception& error) {
+        ostrad::logLine(fmt::format("no artwork: {}", error.what()));
+        return std::nullopt;
+    }
 }
 
 int serve(const ostrad::Options& options) {
+    ostrad::Catalogue catalogue(options.databasePath);
     ostrad::HttpServer server(options.address);
-    ostrad::Site site(
-        {.address = server.address(), .healthNonce = environmentValue("MEDIASERVER_HEALTH_NONCE")});
     const ostrad::ListenAddress& address = server.address();
+
+    ostrad::WriteTurn turn;
+    const auto artwork = openArtwork(usableTool(options.ffmpegPath));
+    const bool draws = artwork && artwork->canDraw();
+    ostrad::Scanner scanner(
+        options.databasePath, turn,
+        {.ffprobe = usableTool(options.ffprobePath), .artwork = draws ? &*artwork : nullptr});
+    ostrad::AccountLink account(
+        catalogue, [] { return std::chrono::steady_clock::now(); }, ostrad::systemRandomBelow);
+    ostrad::Site site({.address = address,
+                       .healthNonce = environmentValue("MEDIASERVER_HEALTH_NONCE"),
+                       .serverName = hostName(),
+                       .artworkPath = artwork ? artwork->path() : std::string()},
+                      catalogue, scanner, account, turn);
+    scanner.scanAll();
+
     fmt::print("listening on http://{}:{}/\n", address.host == "::1" ? "[::1]" : address.host,
                address.port);
     std::fflush(stdout);
     server.run([&site](const ostrad::Request& request) { return site.handle(request); });
+    scanner.stop();
     return 0;
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    const std::vector<std::string_view> arguments(argv + 1, argv + argc);
+    const std::vector<std::string_view> arguments(argv + std::min(argc, 1), argv + argc);
     const auto options = ostrad::parseOptions(arguments);
     if (!options) {
-        fmt::print(stderr, "ostrad: {}\n", options.error());
+        ostrad::logLine(options.error());
         return 2;
     }
     switch (options->action) {
@@ -49,11 +103,12 @@ int main(int argc, char** argv) {
     case ostrad::Options::Action::serve:
         break;
     }
-    ::umask(077); // the database, its journal and the artwork are the user's alone
+    ::umask(077);                  // the database, its journal and the artwork are the user's alone
+    std::signal(SIGPIPE, SIG_IGN); // a reader of our output that went away ends nothing
     try {
         return serve(*options);
     } catch (const std::exception& error) {
-        fmt::print(stderr, "ostrad: {}\n", error.what());
+        ostrad::logLine(error.what());
         return 1;
     }
 }

@@ -1,0 +1,99 @@
+#include "ostrad/AccountLink.h"
+
+#include <random>
+
+namespace ostrad {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto kCodeLife = 10min;
+constexpr int kMostWrongTries = 5;
+constexpr std::string_view kLinkedKey = "account.linked";
+// Nothing that reads like something else: no I, O, 0, 1.
+constexpr std::string_view kLetters = "ABCDEFGHJKLMNPQRSTUVWXYZ";
+constexpr std::string_view kDigits = "23456789";
+constexpr int kHalf = 4;
+
+std::string bare(std::string_view code) {
+    std::string text;
+    for (const char c : code) {
+        if (c != '-' && c != ' ') {
+            text += c >= 'a' && c <= 'z' ? static_cast<char>(c - ('a' - 'A')) : c;
+        }
+    }
+    return text;
+}
+
+} // namespace
+
+AccountLink::AccountLink(Catalogue& store, Now clock, Letter randomLetter)
+    : catalogue(store)
+    , now(std::move(clock))
+    , letter(std::move(randomLetter)) {}
+
+bool AccountLink::isLinked() {
+    return catalogue.setting(kLinkedKey).has_value();
+}
+
+std::optional<std::string> AccountLink::pendingCode() {
+    if (pending && now() - pending->startedAt >= kCodeLife) {
+        pending.reset();
+    }
+    return pending ? std::optional(pending->code) : std::nullopt;
+}
+
+std::string AccountLink::start() {
+    if (pendingCode() && now() - pending->startedAt <= kCodeLife / 2) {
+        return pending->code;
+    }
+    std::string code;
+    for (int i = 0; i < kHalf; ++i) {
+        code += kLetters[letter(kLetters.size())];
+    }
+    code += '-';
+    for (int i = 0; i < kHalf; ++i) {
+        code += kDigits[letter(kDigits.size())];
+    }
+    pending = Pending{.code = code, .startedAt = now()};
+    return code;
+}
+
+AccountLink::Outcome AccountLink::check(std::string_view code) {
+    if (!pendingCode()) {
+        return Outcome::nothingPending;
+    }
+    if (bare(code) == bare(pending->code)) {
+        pending.reset();
+        return Outcome::done;
+    }
+    if (++pending->wrongTries >= kMostWrongTries) {
+        pending.reset();
+    }
+    return Outcome::wrongCode;
+}
+
+AccountLink::Outcome AccountLink::approve(std::string_view code) {
+    const Outcome outcome = check(code);
+    if (outcome == Outcome::done) {
+        catalogue.setSetting(kLinkedKey, "1");
+    }
+    return outcome;
+}
+
+AccountLink::Outcome AccountLink::deny(std::string_view code) {
+    return check(code);
+}
+
+void AccountLink::unlink() {
+    pending.reset();
+    catalogue.removeSetting(kLinkedKey);
+}
+
+std::size_t systemRandomBelow(std::size_t below) {
+    static std::random_device device;
+    return std::uniform_int_distribution<std::size_t>(0, below - 1)(device);
+}
+
+} // namespace ostrad

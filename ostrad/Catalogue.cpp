@@ -1,0 +1,197 @@
+#include "ostrad/Catalogue.h"
+
+#include "ostrad/Modes.h"
+#include "ostrad/Schema.h"
+
+#include <fmt/format.h>
+
+namespace ostrad {
+
+namespace {
+
+constexpr std::string_view kEntityColumns = R"sql(
+SELECT e.id, e.library, e.type, e.title, e.parent, p.title, g.title, e.number, e.year,
+       e.duration_ms, e.path, e.size,
+       (SELECT count(*) FROM entities c WHERE c.parent = e.id),
+       CASE WHEN e.art <> '' THEN e.art ELSE coalesce(
+           (SELECT c.art FROM entities c WHERE c.parent = e.id AND c.art <> ''
+            ORDER BY c.sort LIMIT 1),
+           (SELECT d.art FROM entities c JOIN entities d ON d.parent = c.id
+            WHERE c.parent = e.id AND d.art <> '' ORDER BY d.sort LIMIT 1), '') END
+FROM entities e
+LEFT JOIN entities p ON p.id = e.parent
+LEFT JOIN entities g ON g.id = p.parent
+)sql";
+
+Entity readEntity(const Query& row) {
+    Entity entity;
+    entity.id = row.integer(0);
+    entity.libraryId = row.integer(1);
+    entity.type = row.text(2);
+    entity.title = row.text(3);
+    entity.parentId = row.optionalInteger(4);
+    entity.parentTitle = row.text(5);
+    entity.grandparentTitle = row.text(6);
+    entity.number = row.optionalInteger(7);
+    entity.year = row.optionalInteger(8);
+    entity.durationMs = row.optionalInteger(9);
+    if (!row.isNull(10)) {
+        entity.path = row.text(10);
+    }
+    entity.size = row.integer(11);
+    entity.childCount = row.integer(12);
+    entity.art = row.text(13);
+    return entity;
+}
+
+bool contains(std::string_view folder, std::string_view other) {
+    if (!other.starts_with(folder)) {
+        return false;
+    }
+    return other.size() == folder.size() || folder.ends_with('/') || other[folder.size()] == '/';
+}
+
+// The text as a LIKE pattern that matches it anywhere, with '\' as the escape.
+std::string likePattern(std::string_view text) {
+    std::string pattern = "%";
+    for (const char c : text) {
+        if (c == '%' || c == '_' || c == '\\') {
+            pattern += '\\';
+        }
+        pattern += c;
+    }
+    return pattern + "%";
+}
+
+} // namespace
+
+Catalogue::Catalogue(const std::string& databasePath)
+    : database(databasePath) {
+    prepareSchema(database);
+}
+
+std::vector<Library> Catalogue::libraries() {
+    std::vector<Library> found;
+    Query rows = database.query("SELECT id, mode, name, path, available, scanned_at FROM libraries "
+                                "ORDER BY mode, name COLLATE NOCASE, id");
+    while (rows.next()) {
+        Library library{.id = rows.integer(0),
+                        .modeId = rows.text(1),
+                        .name = rows.text(2),
+                        .path = rows.text(3),
+                        .available = rows.integer(4) != 0,
+                        .scannedAt = rows.optionalInteger(5)};
+        if (const Mode* const mode = findMode(library.modeId)) {
+            Query count =
+                database.query("SELECT count(*) FROM entities WHERE library = ? AND type = ?");
+            count.bind(library.id, mode->itemType).next();
+            library.itemCount = count.integer(0);
+        }
+        found.push_back(std::move(library));
+    }
+    return found;
+}
+
+std::optional<Library> Catalogue::library(std::int64_t id) {
+    for (Library& library : libraries()) {
+        if (library.id == id) {
+            return std::move(library);
+        }
+    }
+    return std::nullopt;
+}
+
+std::expected<Library, std::string>
+Catalogue::addLibrary(std::string_view modeId, std::string_view name, std::string_view path) {
+    Transaction transaction(database);
+    for (const Library& known : libraries()) {
+        if (known.modeId != modeId) {
+            continue;
+        }
+        if (known.path == path) {
+            return std::unexpected(
+                fmt::format("This folder is already the library \"{}\".", known.name));
+        }
+        if (contains(known.path, path) || contains(path, known.path)) {
+            return std::unexpected(fmt::format("This folder overlaps the library \"{}\" ({}).",
+                                               known.name, known.path));
+        }
+    }
+    database.query("INSERT INTO libraries (mode, name, path) VALUES (?, ?, ?)")
+        .bind(modeId, name, path)
+        .run();
+    const std::int64_t id = database.lastInsertId();
+    transaction.commit();
+    return Library{.id = id,
+                   .modeId = std::string(modeId),
+                   .name = std::string(name),
+                   .path = std::string(path),
+                   .scannedAt = std::nullopt};
+}
+
+bool Catalogue::removeLibrary(std::int64_t id) {
+    database.query("DELETE FROM libraries WHERE id = ?").bind(id).run();
+    return database.changes() > 0;
+}
+
+EntityPage Catalogue::entities(const EntityQuery& wanted) {
+    // The texts differ only in which conditions are present, so each is compiled once. The first
+    // condition always holds; it makes parameters 1 to 4 exist whichever others do.
+    std::string where = " WHERE ?4 IS NOT NULL";
+    where += wanted.type.empty() ? "" : " AND e.type = ?1";
+    where += wanted.libraryId ? " AND e.library = ?2" : "";
+    where += wanted.parentId ? " AND e.parent = ?3" : "";
+    where += wanted.search.empty() ? "" : " AND e.title LIKE ?4 ESCAPE '\\'";
+    const std::string pattern = likePattern(wanted.search);
+
+    EntityPage page;
+    {
+        Query count = database.query("SELECT count(*) FROM entities e" + where);
+        count.bind(wanted.type, wanted.libraryId, wanted.parentId, pattern).next();
+        page.total = count.integer(0);
+    }
+    Query rows = database.query(std::string(kEntityColumns) + where +
+                                " ORDER BY e.sort, e.id LIMIT ?5 OFFSET ?6");
+    rows.bind(wanted.type, wanted.libraryId, wanted.parentId, pattern, wanted.limit, wanted.offset);
+    while (rows.next()) {
+        page.entities.push_back(readEntity(rows));
+    }
+    return page;
+}
+
+std::optional<Entity> Catalogue::entity(std::int64_t id) {
+    Query rows = database.query(std::string(kEntityColumns) + " WHERE e.id = ?");
+    if (!rows.bind(id).next()) {
+        return std::nullopt;
+    }
+    return readEntity(rows);
+}
+
+std::optional<MediaFile> Catalogue::mediaFile(std::int64_t entityId) {
+    Query rows = database.query("SELECT l.path, e.path, l.mode FROM entities e "
+                                "JOIN libraries l ON l.id = e.library "
+                                "WHERE e.id = ? AND e.path IS NOT NULL");
+    if (!rows.bind(entityId).next()) {
+        return std::nullopt;
+    }
+    return MediaFile{rows.text(0), rows.text(1), rows.text(2)};
+}
+
+std::optional<std::string> Catalogue::setting(std::string_view key) {
+    Query rows = database.query("SELECT value FROM settings WHERE key = ?");
+    return rows.bind(key).next() ? std::optional(rows.text(0)) : std::nullopt;
+}
+
+void Catalogue::setSetting(std::string_view key, std::string_view value) {
+    database
+        .query("INSERT INTO settings (key, value) VALUES (?, ?) "
+               "ON CONFLICT (key) DO UPDATE SET value = excluded.value")
+        .bind(key, value)
+        .run();
+}
+
+void Catalogue::removeSetting(std::string_view key) {
+    database.query("DELETE FROM settings WHERE key = ?").bind(key).run();
+}
+
+} // namespace ostrad
