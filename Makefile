@@ -13,7 +13,7 @@ ARGS ?=
 
 build:
 	@tools/setup build
-	cmake --preset release
+	cmake --preset release -DBUILD_TESTING=OFF
 	cmake --build --preset release --parallel $(JOBS)
 
 run:
@@ -50,7 +50,7 @@ bench:
 
 screenshots:
 	@tools/setup build run test
-	cmake --preset release
+	cmake --preset release -DBUILD_TESTING=OFF
 	cmake --build --preset release --parallel $(JOBS) --target Zorvane
 	@tools/screenshots
 
