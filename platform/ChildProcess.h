@@ -44,20 +44,22 @@ struct LaunchError {
 
 struct ChildOptions {
     std::filesystem::path executable;
-    std::vector<std::string> arguments; // without the executable's own name
-    Environment environment;            // exactly what the child gets
+    std::vector<std::string> arguments = {}; // without the executable's own name
+    Environment environment = {};            // exactly what the child gets
 
     // Standard output and standard error, one pipe, in raw pieces as they arrive. Called on an
-    // internal thread that serves every child; it must only hand the bytes on, quickly. The view
-    // is valid during the call. Without a callback the child writes to /dev/null.
-    std::function<void(std::string_view)> onOutput;
+    // internal thread that serves every child, perhaps before launch() has returned; it must only
+    // hand the bytes on, quickly, and not throw. The view is valid during the call. Without a
+    // callback the child writes to /dev/null.
+    std::function<void(std::string_view)> onOutput = {};
 
     // Called once, on the same internal thread, after the last onOutput and after the child was
-    // reaped; isRunning() is false by then.
-    std::function<void(ExitStatus)> onExit;
+    // reaped; isRunning() is false by then. What the child wrote has arrived by then; what a
+    // process that left its group writes later is not waited for.
+    std::function<void(ExitStatus)> onExit = {};
 
     // Present: a guardian with this grace between SIGTERM and SIGKILL watches over the group.
-    std::optional<std::chrono::milliseconds> guardianGrace;
+    std::optional<std::chrono::milliseconds> guardianGrace = {};
 };
 
 // A started child. Every call may be made on any thread. Destroying the handle of a running child

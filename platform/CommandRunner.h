@@ -1,7 +1,8 @@
 // Runs a program to its end and returns what it printed, in bounded time and memory. Standard
 // input is empty; standard error is a pipe that nobody reads, so a program that floods it stalls
-// and runs into the time limit. The program gets a process group of its own, and when the call
-// returns nothing of that group is alive and no descriptor is left.
+// and runs into the time limit. The program gets a process group of its own; when the call
+// returns the program is reaped, everything else in its group was sent SIGKILL, and no descriptor
+// is left.
 #pragma once
 
 #include "platform/ChildProcess.h"

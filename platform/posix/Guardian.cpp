@@ -1,12 +1,10 @@
 #include "platform/posix/Guardian.h"
 
-#include "platform/posix/ExitWatch.h"
 #include "platform/posix/Pipe.h"
 #include "platform/posix/Reaping.h"
 #include "platform/posix/Spawn.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <csignal>
 #include <string>
 #include <utility>
@@ -46,11 +44,11 @@ std::expected<Guardian, int> startGuardian(const GuardianPlan& plan, pid_t group
     if (const auto error = spawned->awaitExec()) {
         return std::unexpected(abandon(spawned->pid, *error));
     }
-    UniqueFd watch = watchForExit(spawned->pid);
+    auto watch = watchChild(spawned->pid);
     if (!watch) {
-        return std::unexpected(abandon(spawned->pid, errno));
+        return std::unexpected(abandon(spawned->pid, watch.error()));
     }
-    return Guardian{spawned->pid, std::move(lifeline->writeEnd), std::move(watch)};
+    return Guardian{spawned->pid, std::move(lifeline->writeEnd), std::move(*watch)};
 }
 
 } // namespace platform::posix

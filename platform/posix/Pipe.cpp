@@ -13,6 +13,8 @@ namespace {
 
 constexpr int firstOrdinaryDescriptor = 3;
 
+} // namespace
+
 std::expected<UniqueFd, int> aboveStandardDescriptors(UniqueFd descriptor) {
     if (descriptor.get() >= firstOrdinaryDescriptor) {
         return descriptor;
@@ -23,8 +25,6 @@ std::expected<UniqueFd, int> aboveStandardDescriptors(UniqueFd descriptor) {
     }
     return moved;
 }
-
-} // namespace
 
 std::expected<Pipe, int> makePipe() {
     int ends[2] = {-1, -1};

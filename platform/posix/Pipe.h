@@ -17,6 +17,9 @@ struct Pipe {
 
 [[nodiscard]] std::expected<Pipe, int> makePipe();
 
+// The descriptor itself, or a copy of it that is none of 0, 1 and 2.
+[[nodiscard]] std::expected<UniqueFd, int> aboveStandardDescriptors(UniqueFd descriptor);
+
 // For reading and writing.
 [[nodiscard]] std::expected<UniqueFd, int> openNullDevice();
 

@@ -2,14 +2,13 @@
 
 #include "platform/posix/ChildSessions.h"
 #include "platform/posix/ErrnoText.h"
-#include "platform/posix/ExitWatch.h"
+#include "platform/posix/Pipe.h"
 #include "platform/posix/ProcessSystem.h"
 #include "platform/posix/Reaping.h"
 #include "platform/posix/Spawn.h"
 
 #include <unistd.h>
 
-#include <cerrno>
 #include <csignal>
 #include <optional>
 #include <system_error>
@@ -94,9 +93,9 @@ std::expected<Started, LaunchError> start(const ChildOptions& options, int outpu
         return failure(spawned.error());
     }
     Unfinished child(spawned->pid);
-    UniqueFd exitWatch = posix::watchForExit(child.pid);
+    auto exitWatch = posix::watchChild(child.pid);
     if (!exitWatch) {
-        return failure(errno);
+        return failure(exitWatch.error());
     }
     if (plan) {
         auto guardian = posix::startGuardian(*plan, child.pid);
@@ -110,7 +109,7 @@ std::expected<Started, LaunchError> start(const ChildOptions& options, int outpu
     if (const auto error = spawned->awaitExec()) {
         return failure(*error);
     }
-    return child.handOver(std::move(exitWatch));
+    return child.handOver(std::move(*exitWatch));
 }
 
 } // namespace

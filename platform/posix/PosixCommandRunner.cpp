@@ -1,7 +1,6 @@
 #include "platform/posix/PosixCommandRunner.h"
 
 #include "platform/posix/Deadline.h"
-#include "platform/posix/ExitWatch.h"
 #include "platform/posix/Pipe.h"
 #include "platform/posix/Reaping.h"
 #include "platform/posix/Spawn.h"
@@ -10,7 +9,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <csignal>
 #include <optional>
 #include <utility>
@@ -75,10 +73,11 @@ std::expected<Program, int> Program::start(const ExecImage& image) {
         return std::unexpected(spawned.error());
     }
     Program program(spawned->pid);
-    program.exitWatch = posix::watchForExit(program.pid);
-    if (!program.exitWatch) {
-        return std::unexpected(errno);
+    auto watch = posix::watchChild(program.pid);
+    if (!watch) {
+        return std::unexpected(watch.error());
     }
+    program.exitWatch = std::move(*watch);
     if (const auto error = spawned->awaitExec()) {
         return std::unexpected(*error);
     }

@@ -1,9 +1,13 @@
 #include "platform/posix/Reaping.h"
 
+#include "platform/posix/ExitWatch.h"
+#include "platform/posix/Pipe.h"
+
 #include <sys/wait.h>
 
 #include <cerrno>
 #include <csignal>
+#include <utility>
 
 namespace platform::posix {
 namespace {
@@ -16,6 +20,14 @@ siginfo_t waitFor(pid_t child, int options) {
 }
 
 } // namespace
+
+std::expected<UniqueFd, int> watchChild(pid_t child) {
+    UniqueFd watch = watchForExit(child);
+    if (!watch) {
+        return std::unexpected(errno);
+    }
+    return aboveStandardDescriptors(std::move(watch));
+}
 
 ExitStatus awaitExitWithoutReaping(pid_t child) {
     const siginfo_t info = waitFor(child, WEXITED | WNOWAIT);

@@ -5,10 +5,17 @@
 #pragma once
 
 #include "platform/ChildProcess.h"
+#include "platform/posix/UniqueFd.h"
 
 #include <sys/types.h>
 
+#include <expected>
+
 namespace platform::posix {
+
+// watchForExit() of an unreaped child, as a descriptor that is none of 0, 1 and 2; or an errno
+// value.
+[[nodiscard]] std::expected<UniqueFd, int> watchChild(pid_t child);
 
 // Blocks until the child has exited and tells how; it stays to be reaped.
 [[nodiscard]] ExitStatus awaitExitWithoutReaping(pid_t child);

@@ -1,0 +1,46 @@
+// What the system knows about processes, for tests: who is in a group, who has ended, what this
+// process has open.
+#pragma once
+
+#include "platform/posix/UniqueFd.h"
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace process_test {
+
+// Far beyond what any step takes; a test that needs it has failed.
+inline constexpr std::chrono::seconds patience(30);
+
+// The living members of a process group (a zombie is no longer one).
+[[nodiscard]] std::vector<pid_t> membersOf(pid_t group);
+// The member whose program has this name (its first 15 letters), or -1.
+[[nodiscard]] pid_t memberNamed(const std::string& program, pid_t group);
+
+[[nodiscard]] std::size_t openDescriptors();
+[[nodiscard]] std::size_t threads();
+// Zombies included. Reaps nobody.
+[[nodiscard]] bool hasChildren();
+
+// Watches somebody else's process, which may be anybody's child. Make it while the process is
+// known to live.
+class Watched {
+  public:
+    explicit Watched(pid_t pid);
+
+    [[nodiscard]] pid_t pid() const { return processId; }
+    [[nodiscard]] bool endsWithin(std::chrono::milliseconds timeout) const;
+    [[nodiscard]] bool ends() const { return endsWithin(patience); }
+    [[nodiscard]] bool lives() const { return !endsWithin(std::chrono::milliseconds(0)); }
+    void signal(int number) const;
+
+  private:
+    pid_t processId;
+    platform::posix::UniqueFd exitWatch;
+};
+
+} // namespace process_test
