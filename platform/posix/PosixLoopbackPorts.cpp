@@ -1,9 +1,9 @@
 #include "platform/posix/PosixLoopbackPorts.h"
 
+#include "platform/posix/Socket.h"
 #include "platform/posix/UniqueFd.h"
 
 #include <arpa/inet.h>
-#include <fcntl.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 
@@ -13,18 +13,6 @@
 namespace platform {
 namespace {
 
-int streamSocket() {
-#ifdef SOCK_CLOEXEC
-    return ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-#else
-    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-    if (fd >= 0) {
-        ::fcntl(fd, F_SETFD, FD_CLOEXEC);
-    }
-    return fd;
-#endif
-}
-
 std::unexpected<PortFailure> failure(PortFailure::Stage stage) {
     return std::unexpected(PortFailure{.stage = stage, .errnoValue = errno});
 }
@@ -32,7 +20,7 @@ std::unexpected<PortFailure> failure(PortFailure::Stage stage) {
 } // namespace
 
 std::expected<std::uint16_t, PortFailure> PosixLoopbackPorts::tryBind(std::uint16_t port) {
-    const posix::UniqueFd socket(streamSocket());
+    const posix::UniqueFd socket(posix::makeClosedOnExecSocket(AF_INET, SOCK_STREAM, 0));
     if (!socket) {
         return failure(PortFailure::Stage::socket);
     }

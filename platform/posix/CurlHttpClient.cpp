@@ -1,0 +1,195 @@
+#include "platform/posix/CurlHttpClient.h"
+
+#include "platform/posix/CurlTransfer.h"
+#include "platform/posix/QuietThread.h"
+
+#include <curl/curl.h>
+
+#include <condition_variable>
+#include <cstdlib>
+#include <limits>
+#include <map>
+#include <mutex>
+#include <stdexcept>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace platform {
+namespace {
+
+constexpr long keptConnections = 16;
+
+// The environment's own exceptions still hold for other hosts. Read here, on the thread that
+// makes the client: the environment must not be read while somebody changes it.
+std::string hostsWithoutProxy() {
+    const char* lower = std::getenv("no_proxy"); // NOLINT(concurrency-mt-unsafe)
+    const char* upper = std::getenv("NO_PROXY"); // NOLINT(concurrency-mt-unsafe)
+    const std::string others = lower != nullptr ? lower : upper != nullptr ? upper : "";
+    if (others == "*") {
+        return others;
+    }
+    return "localhost,127.0.0.1,127.0.0.0/8,::1,::ffff:127.0.0.0/104" +
+           (others.empty() ? "" : "," + others);
+}
+
+void initialiseLibrary() {
+    static const CURLcode outcome = ::curl_global_init(CURL_GLOBAL_DEFAULT);
+    if (outcome != CURLE_OK) {
+        throw std::runtime_error("libcurl cannot be initialised");
+    }
+}
+
+struct MultiCleanup {
+    void operator()(CURLM* multi) const { ::curl_multi_cleanup(multi); }
+};
+
+} // namespace
+
+class CurlHttpClient::Engine {
+  public:
+    Engine()
+        : noProxy_(hostsWithoutProxy())
+        , multi_(::curl_multi_init()) {
+        if (!multi_) {
+            throw std::runtime_error("libcurl cannot be initialised");
+        }
+        ::curl_multi_setopt(multi_.get(), CURLMOPT_MAXCONNECTS, keptConnections);
+    }
+    Engine(const Engine&) = delete;
+    Engine& operator=(const Engine&) = delete;
+
+    ~Engine() {
+        {
+            const std::scoped_lock lock(mutex_);
+            stopping_ = true;
+        }
+        wake();
+        if (thread_.joinable()) {
+            thread_.join();
+        }
+    }
+
+    void send(std::unique_ptr<posix::CurlTransfer> transfer) {
+        {
+            const std::scoped_lock lock(mutex_);
+            inbox_.push_back(std::move(transfer));
+            if (!thread_.joinable()) {
+                thread_ = posix::startQuietThread("http", [this] { run(); });
+            }
+        }
+        wake();
+    }
+
+  private:
+    using Transfers = std::vector<std::unique_ptr<posix::CurlTransfer>>;
+
+    void wake() {
+        arrived_.notify_one();
+        ::curl_multi_wakeup(multi_.get());
+    }
+
+    void run() {
+        while (startArrived()) {
+            int running = 0;
+            ::curl_multi_perform(multi_.get(), &running);
+            completeFinished();
+            if (!active_.empty() &&
+                ::curl_multi_poll(multi_.get(), nullptr, 0, std::numeric_limits<int>::max(),
+                                  nullptr) != CURLM_OK) {
+                abandonAll(HttpError::Kind::protocol, "libcurl cannot wait for its sockets");
+            }
+        }
+        abandonAll(HttpError::Kind::cancelled, "cancelled");
+    }
+
+    // Sleeps while there is nothing to do; false when it is time to stop.
+    bool startArrived() {
+        Transfers arrived;
+        {
+            std::unique_lock lock(mutex_);
+            arrived_.wait(lock,
+                          [this] { return stopping_ || !inbox_.empty() || !active_.empty(); });
+            if (stopping_) {
+                return false;
+            }
+            arrived.swap(inbox_);
+        }
+        for (auto& transfer : arrived) {
+            start(std::move(transfer));
+        }
+        return true;
+    }
+
+    void start(std::unique_ptr<posix::CurlTransfer> transfer) {
+        if (auto fault = transfer->prepare(noProxy_)) {
+            transfer->complete(std::unexpected(std::move(*fault)));
+            return;
+        }
+        CURL* const handle = transfer->handle();
+        if (::curl_multi_add_handle(multi_.get(), handle) != CURLM_OK) {
+            transfer->complete(std::unexpected(
+                transfer->error(HttpError::Kind::protocol, "libcurl cannot start it")));
+            return;
+        }
+        active_.emplace(handle, std::move(transfer));
+    }
+
+    void completeFinished() {
+        int left = 0;
+        while (const CURLMsg* message = ::curl_multi_info_read(multi_.get(), &left)) {
+            if (message->msg != CURLMSG_DONE) {
+                continue;
+            }
+            const CURLcode code = message->data.result;
+            auto finished = active_.extract(message->easy_handle);
+            auto& transfer = *finished.mapped();
+            ::curl_multi_remove_handle(multi_.get(), transfer.handle());
+            transfer.complete(transfer.result(code));
+        }
+    }
+
+    void abandonAll(HttpError::Kind kind, const char* reason) {
+        for (auto& [handle, transfer] : std::exchange(active_, {})) {
+            ::curl_multi_remove_handle(multi_.get(), handle);
+            transfer->complete(std::unexpected(transfer->error(kind, reason)));
+        }
+        while (true) {
+            Transfers waiting;
+            {
+                const std::scoped_lock lock(mutex_);
+                waiting.swap(inbox_);
+            }
+            if (waiting.empty()) {
+                return;
+            }
+            for (auto& transfer : waiting) {
+                transfer->complete(std::unexpected(transfer->error(kind, reason)));
+            }
+        }
+    }
+
+    const std::string noProxy_;
+    const std::unique_ptr<CURLM, MultiCleanup> multi_;
+    std::map<CURL*, std::unique_ptr<posix::CurlTransfer>> active_; // internal thread only
+
+    std::mutex mutex_;
+    std::condition_variable arrived_;
+    Transfers inbox_;
+    bool stopping_ = false;
+    std::thread thread_;
+};
+
+CurlHttpClient::CurlHttpClient() {
+    initialiseLibrary();
+    engine_ = std::make_unique<Engine>();
+}
+
+CurlHttpClient::~CurlHttpClient() = default;
+
+void CurlHttpClient::send(HttpRequest request, std::function<void(HttpResult)> completion) {
+    engine_->send(std::make_unique<posix::CurlTransfer>(std::move(request), std::move(completion),
+                                                        std::chrono::steady_clock::now()));
+}
+
+} // namespace platform
