@@ -356,7 +356,10 @@ HttpResult CurlTransfer::result(CURLcode code) {
 }
 
 HttpError CurlTransfer::error(Kind kind, std::string_view reason) const {
-    const std::string_view method = isToken(request_.method) ? request_.method : "request";
+    std::string_view method = request_.method;
+    if (!isToken(method)) {
+        method = "request";
+    }
     return {.kind = kind,
             .message = origin_.empty() ? fmt::format("{}: {}", method, reason)
                                        : fmt::format("{} {}: {}", method, origin_, reason)};
