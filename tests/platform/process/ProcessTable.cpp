@@ -16,6 +16,7 @@
 #include <optional>
 #include <sstream>
 #include <stdexcept>
+#include <tuple>
 
 namespace process_test {
 namespace {
@@ -73,6 +74,21 @@ std::vector<pid_t> membersOf(pid_t group) {
         result.push_back(entry.pid);
     }
     return result;
+}
+
+bool groupEnds(pid_t group) {
+    const platform::posix::Deadline deadline(patience);
+    for (auto members = membersOf(group); !members.empty(); members = membersOf(group)) {
+        if (deadline.isOver()) {
+            return false;
+        }
+        const platform::posix::UniqueFd exitWatch = platform::posix::watchForExit(members.front());
+        pollfd watch{.fd = exitWatch.get(), .events = POLLIN, .revents = 0};
+        if (exitWatch) {
+            std::ignore = deadline.poll({&watch, 1});
+        }
+    }
+    return true;
 }
 
 pid_t memberNamed(const std::string& program, pid_t group) {

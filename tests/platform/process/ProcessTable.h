@@ -18,6 +18,8 @@ inline constexpr std::chrono::seconds patience(30);
 
 // The living members of a process group (a zombie is no longer one).
 [[nodiscard]] std::vector<pid_t> membersOf(pid_t group);
+// Waits until the group has no living member.
+[[nodiscard]] bool groupEnds(pid_t group);
 // The member whose program has this name (its first 15 letters), or -1.
 [[nodiscard]] pid_t memberNamed(const std::string& program, pid_t group);
 
