@@ -80,7 +80,7 @@ json::object entityJson(const Entity& entity) {
         object["grandparentTitle"] = text(entity.grandparentTitle);
     }
     if (entity.durationMs) {
-        object["durationSeconds"] = static_cast<double>(*entity.durationMs) / 1000.0;
+        object["durationMs"] = *entity.durationMs;
     }
     if (!entity.art.empty()) {
         object["artUrl"] = text("/art/" + entity.art);

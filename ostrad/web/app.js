@@ -1,1 +1,565 @@
+'use strict';
 
+// ---------------------------------------------------------------- building blocks
+
+const byId = id => document.getElementById(id);
+
+// Everything on the page is built with this: text is always text, never markup.
+function el(tag, attributes = {}, ...children) {
+  const node = document.createElement(tag);
+  for (const [name, value] of Object.entries(attributes)) {
+    if (value === undefined || value === null || value === false) continue;
+    if (name.startsWith('on')) node.addEventListener(name.slice(2), value);
+    else node.setAttribute(name, value === true ? '' : value);
+  }
+  node.append(...children.filter(child => child !== null && child !== undefined));
+  return node;
+}
+
+const iconPaths = {
+  home: 'M4 11l8-7 8 7M6 10v9h12v-9',
+  music: 'M9 18V6l10-2v12M9 18a2.5 2.5 0 1 1-5 0 2.5 2.5 0 0 1 5 0zM19 16a2.5 2.5 0 1 1-5 0 2.5 2.5 0 0 1 5 0z',
+  movies: 'M4 5h16v14H4zM8 5v14M16 5v14M4 9.7h4M4 14.3h4M16 9.7h4M16 14.3h4',
+  tv: 'M4 8h16v11H4zM8.5 3.500L12 8l3.500-4.500',
+  podcasts: 'M12 15a3 3 0 0 0 3-3V7a3 3 0 0 0-6 0v5a3 3 0 0 0 3 3zM6.500 11.500a5.500 5.500 0 0 0 11 0M12 17v3.500M9 20.500h6',
+  audiobooks: 'M4 14v-2a8 8 0 0 1 16 0v2M4 14h3v6H5.500A1.500 1.500 0 0 1 4 18.500zM20 14h-3v6h1.500a1.500 1.500 0 0 0 1.500-1.500z',
+  comics: 'M12 6.500C10 5 7 4.700 4 5v13c3-.3 6 0 8 1.500 2-1.500 5-1.800 8-1.500V5c-3-.3-6 0-8 1.500zM12 6.500v13',
+  games: 'M7 8h10a4 4 0 0 1 4 4v2.500a2.500 2.500 0 0 1-4.600 1.300L15.500 15h-7l-.9.8A2.500 2.500 0 0 1 3 14.500V12a4 4 0 0 1 4-4zM8 10.200v3M6.500 11.700h3M15.500 11.700h.01M17.500 11h.01',
+  folder: 'M3.500 6.500h6l2 2.500h9v9.500h-17z',
+  up: 'M12 19V6M6 11.500L12 5.500l6 6',
+  play: 'M8 5.500v13l10.500-6.500z', pause: 'M8 5.500v13M16 5.500v13',
+  next: 'M6 6v12l9-6zM18 6v12', prev: 'M18 6v12l-9-6zM6 6v12', close: 'M6 6l12 12M18 6L6 18',
+};
+const filledIcons = new Set(['play', 'next', 'prev']);
+
+function icon(name, size = 20) {
+  const ns = 'http://www.w3.org/2000/svg';
+  const svg = document.createElementNS(ns, 'svg');
+  const path = document.createElementNS(ns, 'path');
+  for (const [key, value] of Object.entries({ viewBox: '0 0 24 24', width: size, height: size, 'aria-hidden': 'true' })) svg.setAttribute(key, value);
+  for (const [key, value] of Object.entries({ d: iconPaths[name] || iconPaths.folder, fill: filledIcons.has(name) ? 'currentColor' : 'none', stroke: 'currentColor', 'stroke-width': name === 'pause' ? 3 : 1.7, 'stroke-linecap': 'round', 'stroke-linejoin': 'round' })) path.setAttribute(key, value);
+  svg.append(path);
+  return svg;
+}
+
+const countText = new Intl.NumberFormat();
+
+function clock(ms) {
+  const all = Math.round(ms / 1000);
+  const two = n => String(n).padStart(2, '0');
+  const hours = Math.floor(all / 3600);
+  return hours ? `${hours}:${two(Math.floor(all / 60) % 60)}:${two(all % 60)}` : `${Math.floor(all / 60)}:${two(all % 60)}`;
+}
+
+async function api(path, options = {}) {
+  const reply = await fetch(path, { cache: 'no-store', ...options });
+  const body = await reply.json();
+  if (!reply.ok) throw new Error(body.error || 'The server refused the request.');
+  return { body, total: Number(reply.headers.get('X-Total-Count') || 0) };
+}
+
+const post = (path, value) => api(path, { method: 'POST', headers: { 'Content-Type': 'application/json' }, body: JSON.stringify(value) });
+
+// ---------------------------------------------------------------- what is known
+
+const state = { modes: [], libraries: [], totals: new Map(), scan: null, revision: -1, online: true };
+const modeOf = entity => state.modes.find(mode => entity.type.startsWith(mode.id + '.'));
+const typeOf = (mode, id) => mode.entityTypes.find(type => type.id === id);
+const shapes = { movies: 'landscape', tv: 'landscape', comics: 'portrait' };
+const shelfTypes = { music: 'music.album', audiobooks: 'audiobooks.book' };
+const isRowType = type => ['music.track', 'podcasts.episode', 'audiobooks.chapter', 'tv.episode', 'games.game'].includes(type);
+const modeLibraries = mode => state.libraries.filter(library => library.modeId === mode.id);
+const itemTotal = mode => modeLibraries(mode).reduce((sum, library) => sum + library.itemCount, 0);
+
+function counted(type, number) {
+  return `${countText.format(number)} ${(number === 1 ? type.name : type.plural).toLowerCase()}`;
+}
+
+async function loadLibraries() {
+  state.libraries = (await api('/api/libraries')).body;
+  const order = new Map(state.modes.map((mode, index) => [mode.id, index]));
+  state.libraries.sort((a, b) => (order.get(a.modeId) ?? 99) - (order.get(b.modeId) ?? 99));
+  drawNav();
+}
+
+// ---------------------------------------------------------------- pieces
+
+function hue(text) {
+  let value = 7;
+  for (const character of text) value = (value * 31 + character.codePointAt(0)) >>> 0;
+  return value % 360;
+}
+
+function art(entity, extra = '') {
+  const node = el('div', { class: 'art ' + extra });
+  const start = hue(entity.title);
+  node.style.background = `linear-gradient(140deg, hsl(${start} 42% 46%), hsl(${(start + 38) % 360} 48% 30%))`;
+  const initials = (entity.title.replace(/^the /i, '').match(/[\p{L}\p{N}]/u) || ['•'])[0];
+  node.append(el('span', { class: 'initial', 'aria-hidden': 'true' }, initials.toUpperCase()));
+  if (entity.artUrl) {
+    const image = el('img', { src: entity.artUrl, alt: '', loading: 'lazy' });
+    image.addEventListener('error', () => image.remove());
+    node.append(image);
+  }
+  return node;
+}
+
+function subtitle(entity) {
+  const mode = modeOf(entity);
+  const parts = [];
+  if (entity.media) {
+    if (entity.type === 'tv.episode' && entity.grandparentTitle) parts.push(entity.grandparentTitle, entity.parentTitle);
+    else if (entity.parentTitle) parts.push(entity.grandparentTitle || '', entity.parentTitle);
+  } else if (entity.parentTitle) parts.push(entity.parentTitle);
+  if (entity.year) parts.push(String(entity.year));
+  if (!entity.media && !entity.parentTitle && entity.childCount) {
+    const types = mode.entityTypes;
+    const below = types[types.findIndex(type => type.id === entity.type) + 1];
+    if (below) parts.push(counted(below, entity.childCount));
+  }
+  return parts.filter(Boolean).join(' · ');
+}
+
+function tile(entity, siblings) {
+  const mode = modeOf(entity);
+  const type = typeOf(mode, entity.type);
+  const picture = art(entity);
+  const playable = entity.media && (entity.media.kind === 'audio' || entity.media.kind === 'video');
+  if (playable) {
+    if (entity.durationMs) picture.append(el('span', { class: 'length' }, clock(entity.durationMs)));
+    picture.append(el('span', { class: 'badge' }, icon('play', 20)));
+  }
+  const inside = [picture, el('div', { class: 'tile-title', title: entity.title }, entity.title), el('div', { class: 'tile-sub' }, subtitle(entity))];
+  const look = { class: 'tile' + (type && type.isPerson ? ' person' : ''), 'data-key': 'e' + entity.id };
+  if (!entity.media) return el('a', { ...look, href: `#/e/${entity.id}` }, ...inside);
+  if (playable) return el('button', { ...look, type: 'button', 'aria-label': `Play ${entity.title}`, onclick: () => play(entity, siblings) }, ...inside);
+  return el('a', { ...look, href: entity.media.url, ...downloadOf(entity) }, ...inside);
+}
+
+function downloadOf(entity) {
+  return entity.media.contentType === 'application/pdf' ? { target: '_blank', rel: 'noopener' } : { download: entity.title };
+}
+
+function row(entity, siblings, { showParents }) {
+  const current = player.entity && player.entity.id === entity.id;
+  const inside = [
+    el('span', { class: 'no' }, current ? icon('play', 15) : entity.number ? String(entity.number) : icon('play', 15)),
+    el('span', { class: 'name', title: entity.title }, entity.title),
+    el('span', { class: 'by' }, showParents ? subtitle(entity) : entity.year ? String(entity.year) : ''),
+    el('span', { class: 'time' }, entity.durationMs ? clock(entity.durationMs) : ''),
+  ];
+  const look = { class: 'row', 'data-key': 'e' + entity.id, 'aria-current': current ? 'true' : null };
+  const node = entity.media && (entity.media.kind === 'audio' || entity.media.kind === 'video')
+    ? el('button', { ...look, type: 'button', onclick: () => play(entity, siblings) }, ...inside)
+    : el('a', { ...look, href: entity.media ? entity.media.url : `#/e/${entity.id}`, ...(entity.media ? downloadOf(entity) : {}) }, ...inside);
+  return el('li', {}, node);
+}
+
+function listing(entities, options = { showParents: true }) {
+  if (entities.length && entities.every(entity => isRowType(entity.type))) return el('ul', { class: 'rows' }, ...entities.map(entity => row(entity, entities, options)));
+  return el('div', { class: 'grid ' + (entities.length ? shapes[modeOf(entities[0]).id] || '' : '') }, ...entities.map(entity => tile(entity, entities)));
+}
+
+// ---------------------------------------------------------------- navigation
+
+function drawNav() {
+  const nav = byId('nav');
+  const focused = nav.contains(document.activeElement) ? document.activeElement.getAttribute('href') : null;
+  const [first, second] = location.hash.replace(/^#\//, '').split('?')[0].split('/');
+  const link = (href, name, iconName, count, current) => el('a', { class: 'nav-link', href, title: name, 'aria-current': current ? 'page' : null }, icon(iconName), el('span', {}, name), count === null ? null : el('span', { class: 'count' }, countText.format(count)));
+  nav.replaceChildren(link('#/', 'Home', 'home', null, !first),
+    ...state.modes.filter(mode => modeLibraries(mode).length).map(mode => link(`#/m/${mode.id}`, mode.name, mode.id, itemTotal(mode), first === 'm' && second === mode.id)));
+  for (const anchor of nav.children) if (focused && anchor.getAttribute('href') === focused) anchor.focus();
+}
+
+function parseRoute() {
+  const [path, queryText] = location.hash.replace(/^#\/?/, '').split('?');
+  const query = new URLSearchParams(queryText || '');
+  return { parts: path.split('/').filter(Boolean).map(decodeURIComponent), page: Math.max(1, Number(query.get('page')) || 1), search: query.get('q') || '' };
+}
+
+let drawing = 0;
+async function draw({ moved = false } = {}) {
+  const ticket = ++drawing;
+  const route = parseRoute();
+  let nodes;
+  try {
+    if (route.parts[0] === 'm') nodes = await modePage(route);
+    else if (route.parts[0] === 'e') nodes = await entityPage(route);
+    else nodes = await homePage();
+  } catch (error) {
+    nodes = [el('p', { class: 'empty' }, state.online ? error.message : 'The server does not answer.')];
+  }
+  if (ticket !== drawing) return; // a newer page is on its way
+  const page = byId('page');
+  const focused = page.contains(document.activeElement) ? document.activeElement : null;
+  const key = focused && focused.dataset.key;
+  const caret = focused && focused.tagName === 'INPUT' ? focused.selectionStart : null;
+  page.replaceChildren(...nodes);
+  drawNav();
+  if (moved) {
+    byId('view').scrollTop = 0;
+    byId('view').focus({ preventScroll: true });
+  } else if (key) {
+    const again = page.querySelector(`[data-key="${CSS.escape(key)}"]`);
+    if (again) {
+      again.focus({ preventScroll: true });
+      if (caret !== null) again.setSelectionRange(caret, caret);
+    }
+  }
+}
+
+// ---------------------------------------------------------------- pages
+
+async function homePage() {
+  document.title = 'Zorvane';
+  if (!state.libraries.length) return [welcome()];
+  const used = state.modes.filter(mode => modeLibraries(mode).length);
+  const shelves = await Promise.all(used.map(async mode => {
+    const type = shelfTypes[mode.id] || mode.entityTypes[0].id;
+    const { body } = await api(`/api/entities?type=${type}&limit=12`);
+    return { mode, entities: body };
+  }));
+  const sections = shelves.filter(shelf => shelf.entities.length).map(({ mode, entities }) => el('section', { class: 'section', 'aria-label': mode.name },
+    el('div', { class: 'section-head' }, el('h2', {}, mode.name), el('span', { class: 'muted' }, counted(typeOf(mode, mode.itemType), itemTotal(mode))),
+      el('a', { class: 'more', href: `#/m/${mode.id}`, 'data-key': 'more-' + mode.id, 'aria-label': `See all of ${mode.name}` }, 'See all')),
+    el('div', { class: `grid shelf ${shapes[mode.id] || ''}` }, ...entities.map(entity => tile(entity, entities)))));
+  return [el('div', { class: 'head' }, el('h1', { class: 'grow' }, 'Home')), ...sections, librarySection()];
+}
+
+function welcome() {
+  return el('div', { class: 'welcome' },
+    el('img', { src: '/icon.svg', alt: '', width: 84, height: 84 }),
+    el('h1', {}, 'Welcome to Zorvane'),
+    el('p', {}, 'Choose a folder of music, films, shows or books. Zorvane lists what is in it and plays it right here. Nothing leaves this computer.'),
+    el('button', { type: 'button', class: 'button primary', 'data-key': 'first', onclick: () => openAdd() }, 'Add your first folder'),
+    el('ul', { class: 'modes', 'aria-label': 'Kinds of media' }, ...state.modes.map(mode => el('li', {},
+      el('button', { type: 'button', class: 'mode-chip', 'data-key': 'chip-' + mode.id, onclick: () => openAdd(mode.id) }, icon(mode.id, 26), mode.name)))));
+}
+
+function librarySection() {
+  const rows = state.libraries.map(library => {
+    const mode = state.modes.find(candidate => candidate.id === library.modeId);
+    const status = library.scanning ? 'Scanning…' : !library.available ? 'Folder not available' : counted(typeOf(mode, mode.itemType), library.itemCount);
+    return el('li', {}, icon(library.modeId, 22),
+      el('div', { class: 'sr-wrap' }, el('div', { class: 'name' }, library.name), el('div', { class: 'where', title: library.path }, library.path)),
+      el('div', { class: 'what' + (library.available || library.scanning ? '' : ' bad') }, status),
+      el('div', { class: 'acts' },
+        el('button', { type: 'button', class: 'button quiet', 'data-key': 'scan' + library.id, 'aria-label': `Rescan ${library.name}`, disabled: library.scanning, onclick: () => rescan(library) }, 'Rescan'),
+        el('button', { type: 'button', class: 'button quiet', 'data-key': 'remove' + library.id, 'aria-label': `Remove ${library.name}`, onclick: () => openRemove(library) }, 'Remove')));
+  });
+  return el('section', { class: 'section', 'aria-label': 'Folders' },
+    el('div', { class: 'section-head' }, el('h2', {}, 'Folders')), el('ul', { class: 'libraries' }, ...rows));
+}
+
+const hrefWith = (path, page, search) => {
+  const query = new URLSearchParams();
+  if (page > 1) query.set('page', page);
+  if (search) query.set('q', search);
+  return `#/${path}${query.size ? '?' + query : ''}`;
+};
+
+function pager(path, page, pages, search) {
+  if (pages < 2) return null;
+  const step = (to, text) => el('a', { class: 'button', 'data-key': 'page-' + text, href: hrefWith(path, to, search) }, text);
+  return el('nav', { class: 'pager', 'aria-label': 'Pages' }, page > 1 ? step(page - 1, 'Previous') : null, el('span', {}, `Page ${page} of ${pages}`), page < pages ? step(page + 1, 'Next') : null);
+}
+
+async function modePage({ parts, page, search }) {
+  const mode = state.modes.find(candidate => candidate.id === parts[1]);
+  if (!mode) throw new Error('There is no such kind of media.');
+  const type = typeOf(mode, parts[2]) || typeOf(mode, shelfTypes[mode.id]) || mode.entityTypes[0];
+  const size = isRowType(type.id) ? 100 : 60;
+  const { body, total } = await api(`/api/entities?${new URLSearchParams({ type: type.id, limit: size, offset: (page - 1) * size, search })}`);
+  document.title = `${mode.name} - Zorvane`;
+  const path = `m/${mode.id}/${type.id}`;
+  const tabs = mode.entityTypes.length < 2 ? null : el('nav', { class: 'tabs', 'aria-label': 'Kinds' }, ...mode.entityTypes.map(one => el('a', { class: 'tab', href: `#/m/${mode.id}/${one.id}`, 'data-key': 'tab-' + one.id, 'aria-current': one === type ? 'page' : null }, one.plural)));
+  const field = el('input', { type: 'search', value: search, placeholder: `Search ${type.plural.toLowerCase()}`, 'aria-label': `Search ${type.plural.toLowerCase()}`, 'data-key': 'search', autocomplete: 'off' });
+  let typing = 0;
+  field.addEventListener('input', () => {
+    clearTimeout(typing);
+    typing = setTimeout(() => { history.replaceState(null, '', hrefWith(path, 1, field.value.trim())); draw(); }, 180);
+  });
+  const scanning = modeLibraries(mode).some(library => library.scanning);
+  const nothing = search ? `Nothing matches “${search}”.` : scanning ? 'Looking through your folders…' : `No ${type.plural.toLowerCase()} here yet.`;
+  return [el('div', { class: 'head' }, el('div', { class: 'grow' }, el('h1', {}, mode.name), el('p', { class: 'muted' }, counted(type, total))), tabs, el('div', { class: 'search' }, field)),
+    body.length ? listing(body) : el('p', { class: 'empty' }, nothing),
+    pager(path, page, Math.ceil(total / size), search)].filter(Boolean);
+}
+
+async function entityPage({ parts, page }) {
+  const { body: entity } = await api(`/api/entities/${encodeURIComponent(parts[1])}`);
+  const size = 200;
+  const { body: children, total } = await api(`/api/entities?parentId=${entity.id}&limit=${size}&offset=${(page - 1) * size}`);
+  const mode = modeOf(entity);
+  const type = typeOf(mode, entity.type);
+  const shape = type.isPerson ? 'person' : shapes[mode.id] || '';
+  const groups = children.filter(child => !child.media);
+  const items = children.filter(child => child.media);
+  const playable = items.filter(child => child.media.kind === 'audio' || child.media.kind === 'video');
+  const length = playable.reduce((sum, child) => sum + (child.durationMs || 0), 0);
+  const facts = [];
+  if (entity.parentId) facts.push(el('a', { href: `#/e/${entity.parentId}` }, entity.parentTitle));
+  if (entity.year) facts.push(String(entity.year));
+  if (children.length) facts.push(counted(typeOf(mode, children[0].type), total));
+  if (length) facts.push(clock(length));
+  document.title = `${entity.title} - Zorvane`;
+  return [el('div', { class: 'hero' }, art(entity, shape), el('div', {},
+      el('div', { class: 'kind' }, type.name), el('h1', {}, entity.title),
+      el('p', { class: 'facts' }, ...facts.flatMap((fact, index) => index ? [' · ', fact] : [fact])),
+      playable.length ? el('button', { type: 'button', class: 'button primary', 'data-key': 'play-all', onclick: () => play(playable[0], playable) }, icon('play', 17), 'Play') : null)),
+    groups.length ? el('section', { class: 'section' }, listing(groups)) : null,
+    items.length ? listing(items, { showParents: false }) : null,
+    pager(`e/${entity.id}`, page, Math.ceil(total / size), '')].filter(Boolean);
+}
+
+// ---------------------------------------------------------------- playing
+
+const audio = byId('audio');
+const player = { entity: null, queue: [], seeking: false };
+
+function play(entity, siblings) {
+  if (entity.media.kind === 'video') {
+    openVideo(entity);
+    return;
+  }
+  player.queue = siblings.filter(other => other.media && other.media.kind === 'audio');
+  player.entity = entity;
+  audio.src = entity.media.url;
+  audio.play().catch(() => {});
+  byId('player').hidden = false;
+  byId('player-title').textContent = entity.title;
+  byId('player-sub').textContent = subtitle(entity);
+  byId('player-art').replaceWith(Object.assign(art(entity), { id: 'player-art' }));
+  drawPlayer();
+  markPlaying();
+}
+
+function markPlaying() {
+  for (const node of document.querySelectorAll('.row')) {
+    if (player.entity && node.dataset.key === 'e' + player.entity.id) node.setAttribute('aria-current', 'true');
+    else node.removeAttribute('aria-current');
+  }
+}
+
+const neighbour = step => player.queue[player.queue.findIndex(other => other.id === player.entity.id) + step];
+const lengthMs = () => (Number.isFinite(audio.duration) ? audio.duration * 1000 : (player.entity && player.entity.durationMs) || 0);
+
+function drawPlayer() {
+  const button = byId('player-play');
+  button.replaceChildren(icon(audio.paused ? 'play' : 'pause', 18));
+  button.setAttribute('aria-label', audio.paused ? 'Play' : 'Pause');
+  byId('player-prev').disabled = !player.entity || (!neighbour(-1) && audio.currentTime < 3);
+  byId('player-next').disabled = !player.entity || !neighbour(1);
+  const total = lengthMs();
+  byId('player-now').textContent = clock(audio.currentTime * 1000);
+  byId('player-length').textContent = total ? clock(total) : '';
+  if (!player.seeking) byId('player-bar').value = total ? String(audio.currentTime * 1e6 / total) : '0';
+  byId('player-bar').setAttribute('aria-valuetext', `${clock(audio.currentTime * 1000)} of ${clock(total)}`);
+}
+
+function setUpPlayer() {
+  byId('player-prev').append(icon('prev', 18));
+  byId('player-next').append(icon('next', 18));
+  byId('player-close').append(icon('close', 18));
+  for (const event of ['play', 'pause', 'timeupdate', 'durationchange']) audio.addEventListener(event, drawPlayer);
+  audio.addEventListener('ended', () => { const next = neighbour(1); if (next) play(next, player.queue); });
+  audio.addEventListener('error', () => { if (player.entity) byId('player-sub').textContent = 'This file cannot be played here.'; });
+  byId('player-play').addEventListener('click', () => { if (audio.paused) audio.play().catch(() => {}); else audio.pause(); });
+  byId('player-next').addEventListener('click', () => play(neighbour(1), player.queue));
+  byId('player-prev').addEventListener('click', () => { if (audio.currentTime > 3 || !neighbour(-1)) audio.currentTime = 0; else play(neighbour(-1), player.queue); });
+  byId('player-close').addEventListener('click', () => { audio.pause(); audio.removeAttribute('src'); audio.load(); player.entity = null; byId('player').hidden = true; markPlaying(); });
+  byId('player-bar').addEventListener('input', () => { player.seeking = true; });
+  byId('player-bar').addEventListener('change', () => { player.seeking = false; audio.currentTime = lengthMs() * Number(byId('player-bar').value) / 1e6; });
+  byId('player-volume').addEventListener('input', () => { audio.volume = Number(byId('player-volume').value) / 100; });
+}
+
+function openVideo(entity) {
+  audio.pause();
+  const video = byId('video');
+  byId('video-title').textContent = [entity.grandparentTitle, entity.title].filter(Boolean).join(' · ');
+  byId('video-error').textContent = '';
+  video.src = entity.media.url;
+  byId('video-dialog').showModal();
+  video.play().catch(() => {});
+}
+
+function setUpVideo() {
+  const video = byId('video');
+  byId('video-close').append(icon('close', 20));
+  byId('video-close').addEventListener('click', () => byId('video-dialog').close());
+  byId('video-dialog').addEventListener('close', () => { video.pause(); video.removeAttribute('src'); video.load(); });
+  video.addEventListener('error', () => { if (video.getAttribute('src')) byId('video-error').textContent = 'This file cannot be played here: its format is not supported.'; });
+}
+
+// ---------------------------------------------------------------- dialogs
+
+function openAdd(modeId) {
+  const dialog = byId('add-dialog');
+  byId('add-form').reset();
+  byId('add-error').textContent = '';
+  showFolders(false);
+  byId('add-modes').replaceChildren(...state.modes.map(mode => el('label', {}, el('input', { type: 'radio', name: 'mode', value: mode.id, checked: mode.id === (modeId || 'music') }), icon(mode.id, 18), mode.name)));
+  dialog.showModal();
+  byId('add-path').focus();
+}
+
+function showFolders(show) {
+  byId('add-folders').hidden = !show;
+  byId('add-browse').setAttribute('aria-expanded', String(show));
+}
+
+async function browse(path, keepOpen) {
+  const list = byId('add-folders');
+  if (!keepOpen && !list.hidden) { showFolders(false); return; }
+  byId('add-error').textContent = '';
+  try {
+    const { body } = await api('/api/folders?' + new URLSearchParams(path ? { path } : {}));
+    const go = to => browse(to, true);
+    const entry = (iconName, text, to) => el('button', { type: 'button', onclick: () => go(to) }, icon(iconName, 18), text);
+    byId('add-path').value = body.path;
+    list.replaceChildren(...[body.parent ? entry('up', 'Up one folder', body.parent) : null,
+      ...body.folders.map(name => entry('folder', name, (body.path === '/' ? '' : body.path) + '/' + name)),
+      body.folders.length ? null : el('p', { class: 'muted' }, 'No folders inside.')].filter(Boolean));
+    showFolders(true);
+    list.scrollTop = 0;
+    if (list.querySelector('button')) list.querySelector('button').focus();
+  } catch (error) {
+    byId('add-error').textContent = error.message;
+  }
+}
+
+function setUpAdd() {
+  byId('add').addEventListener('click', () => openAdd());
+  byId('add-cancel').addEventListener('click', () => byId('add-dialog').close());
+  byId('add-browse').addEventListener('click', () => browse(byId('add-path').value.trim(), false));
+  byId('add-form').addEventListener('submit', async event => {
+    event.preventDefault();
+    const chosen = new FormData(byId('add-form')).get('mode');
+    const path = byId('add-path').value.trim();
+    byId('add-error').textContent = path ? '' : 'Choose a folder first.';
+    if (!path) { byId('add-path').focus(); return; }
+    byId('add-submit').disabled = true;
+    try {
+      await post('/api/libraries', { modeId: chosen, path, name: byId('add-name').value.trim() });
+      byId('add-dialog').close();
+      await poll();
+      await loadLibraries();
+      if (location.hash === `#/m/${chosen}`) draw(); else location.hash = `#/m/${chosen}`;
+    } catch (error) {
+      byId('add-error').textContent = error.message;
+      byId('add-path').focus();
+    } finally {
+      byId('add-submit').disabled = false;
+    }
+  });
+}
+
+let removing = null;
+function openRemove(library) {
+  removing = library;
+  byId('remove-title').textContent = `Remove “${library.name}”?`;
+  byId('remove-text').textContent = 'It disappears from Zorvane. The folder and the files in it stay as they are.';
+  byId('remove-error').textContent = '';
+  byId('remove-dialog').showModal();
+  byId('remove-cancel').focus();
+}
+
+function setUpRemove() {
+  byId('remove-cancel').addEventListener('click', () => byId('remove-dialog').close());
+  byId('remove-confirm').addEventListener('click', async () => {
+    try {
+      await api(`/api/libraries/${removing.id}`, { method: 'DELETE' });
+      byId('remove-dialog').close();
+      await loadLibraries();
+      draw();
+    } catch (error) {
+      byId('remove-error').textContent = error.message;
+    }
+  });
+}
+
+async function rescan(library) {
+  try {
+    await post(`/api/libraries/${library.id}/scan`, {});
+    await poll();
+  } catch (error) {
+    showNotice(error.message, true);
+  }
+}
+
+// ---------------------------------------------------------------- staying current
+
+function showNotice(text, bad = false, busy = false) {
+  const notice = byId('notice');
+  notice.hidden = !text;
+  notice.classList.toggle('bad', bad);
+  const key = text + bad + busy;
+  if (notice.dataset.shown !== key) {
+    notice.dataset.shown = key;
+    notice.replaceChildren(...(text ? [busy ? el('span', { class: 'spinner' }) : null, text].filter(Boolean) : []));
+  }
+}
+
+function scanText(scan) {
+  const library = state.libraries.find(one => one.id === scan.libraryId);
+  const name = library ? `“${library.name}”` : 'your folders';
+  if (scan.phase === 'tags') return `Reading details of ${name}…`;
+  if (scan.phase === 'artwork') return `Drawing covers for ${name}…`;
+  return `Scanning ${name}: ${countText.format(scan.filesSeen)} files so far…`;
+}
+
+async function poll() {
+  try {
+    const scan = (await api('/api/scan')).body;
+    const wasScanning = state.scan && state.scan.scanning;
+    const changed = !state.online || scan.revision !== state.revision || wasScanning !== scan.scanning;
+    state.scan = scan;
+    state.revision = scan.revision;
+    state.online = true;
+    showNotice(scan.scanning ? scanText(scan) : '', false, true);
+    if (changed) {
+      await loadLibraries();
+      await draw();
+    }
+  } catch {
+    state.online = false;
+    showNotice('The server does not answer. Trying again…', true, true);
+  }
+}
+
+async function drawAccount() {
+  try {
+    const { body } = await api('/api/account/link/status');
+    byId('account').classList.toggle('linked', body.linked);
+    byId('account-text').textContent = body.linked ? 'Account linked' : 'Account not linked';
+  } catch {
+    byId('account-text').textContent = 'Account';
+  }
+}
+
+async function keepCurrent() {
+  if (!document.hidden) await poll();
+  setTimeout(keepCurrent, state.scan && state.scan.scanning ? 1000 : 5000);
+}
+
+async function start() {
+  setUpPlayer();
+  setUpVideo();
+  setUpAdd();
+  setUpRemove();
+  window.addEventListener('hashchange', () => draw({ moved: true }));
+  document.addEventListener('visibilitychange', () => { if (!document.hidden) { poll(); drawAccount(); } });
+  while (!state.modes.length) {
+    try {
+      state.modes = (await api('/api/modes')).body;
+    } catch {
+      showNotice('The server does not answer. Trying again…', true, true);
+      await new Promise(resolve => setTimeout(resolve, 1500));
+    }
+  }
+  drawAccount();
+  keepCurrent();
+}
+
+start();
