@@ -18,6 +18,7 @@ using Kind = HttpError::Kind;
 
 constexpr std::size_t mostHeaderBytes = std::size_t{64} << 10;
 constexpr long receiveBufferBytes = 64L << 10;
+constexpr std::chrono::hours longestTimeout{24 * 365};
 
 bool isTokenCharacter(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
@@ -30,6 +31,13 @@ bool isToken(std::string_view text) {
 
 bool isPrintableAscii(std::string_view text) {
     return std::ranges::all_of(text, [](char c) { return c > ' ' && c < '\x7F'; });
+}
+
+// libcurl forgives any number of slashes before the host, RFC 3986 wants two.
+bool hasAuthority(std::string_view url) {
+    const auto separator = url.find(':');
+    const auto rest = url.substr(separator == std::string_view::npos ? url.size() : separator);
+    return rest.starts_with("://") && !rest.starts_with(":///");
 }
 
 bool isFieldValue(std::string_view text) {
@@ -103,8 +111,8 @@ Kind kindOf(CURLcode code) {
 CurlTransfer::CurlTransfer(HttpRequest request, Completion completion, SteadyTime sent)
     : request_(std::move(request))
     , completion_(std::move(completion))
-    , deadline_(request_.timeout < SteadyTime::max() - sent ? sent + request_.timeout
-                                                            : SteadyTime::max()) {}
+    , deadline_(sent +
+                std::clamp<std::chrono::milliseconds>(request_.timeout, {}, longestTimeout)) {}
 
 std::optional<HttpError> CurlTransfer::prepare(const std::string& noProxy) {
     if (const auto fault = faultOfRequest()) {
@@ -144,7 +152,7 @@ std::optional<std::string> CurlTransfer::faultOfRequest() {
 
 std::optional<std::string> CurlTransfer::faultOfUrl() {
     const std::unique_ptr<CURLU, UrlCleanup> url(::curl_url());
-    if (!url || !isPrintableAscii(request_.url) ||
+    if (!url || !isPrintableAscii(request_.url) || !hasAuthority(request_.url) ||
         ::curl_url_set(url.get(), CURLUPART_URL, request_.url.c_str(), 0) != CURLUE_OK) {
         return "the URL is malformed";
     }
