@@ -56,7 +56,8 @@ ManualScheduler::ManualScheduler()
 ManualScheduler::~ManualScheduler() = default;
 
 void ManualScheduler::schedule(std::chrono::nanoseconds delay, bool onMain, Task task) {
-    const SteadyTime due = clock_.now_ + std::max(delay, std::chrono::nanoseconds{0});
+    const auto longest = SteadyTime::max() - clock_.now_;
+    const SteadyTime due = clock_.now_ + std::clamp(delay, std::chrono::nanoseconds{0}, longest);
     tasks_.emplace(std::pair{due, ++posted_}, Entry{onMain, std::move(task)});
 }
 
