@@ -16,6 +16,7 @@
 #include <optional>
 #include <sstream>
 #include <stdexcept>
+#include <thread>
 #include <tuple>
 
 namespace process_test {
@@ -33,7 +34,8 @@ struct Entry {
 // A line of /proc/PID/stat; the program's name is in parentheses and may hold anything.
 std::optional<Entry> readEntry(const fs::path& folder) {
     std::ifstream file(folder / "stat");
-    const std::string line(std::istreambuf_iterator<char>(file), {});
+    std::string line;
+    std::getline(file, line); // fails quietly when the process goes away meanwhile
     const auto open = line.find('(');
     const auto close = line.rfind(')');
     if (open == std::string::npos || close == std::string::npos) {
@@ -64,6 +66,17 @@ std::vector<Entry> livingMembers(pid_t group) {
 std::size_t entriesOf(const char* folder) {
     return static_cast<std::size_t>(
         std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
+}
+
+std::size_t threadsNamed(const std::string& name) {
+    std::size_t count = 0;
+    for (const auto& folder : fs::directory_iterator("/proc/self/task")) {
+        std::ifstream file(folder.path() / "comm");
+        std::string line;
+        std::getline(file, line);
+        count += line == name ? 1 : 0;
+    }
+    return count;
 }
 
 } // namespace
@@ -104,8 +117,15 @@ std::size_t openDescriptors() {
     return entriesOf("/proc/self/fd");
 }
 
-std::size_t threads() {
-    return entriesOf("/proc/self/task");
+bool threadsBecome(const std::string& name, std::size_t number) {
+    const platform::posix::Deadline deadline(patience);
+    while (threadsNamed(name) != number) {
+        if (deadline.isOver()) {
+            return false;
+        }
+        std::this_thread::yield();
+    }
+    return true;
 }
 
 bool hasChildren() {

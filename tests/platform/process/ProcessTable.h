@@ -24,7 +24,8 @@ inline constexpr std::chrono::seconds patience(30);
 [[nodiscard]] pid_t memberNamed(const std::string& program, pid_t group);
 
 [[nodiscard]] std::size_t openDescriptors();
-[[nodiscard]] std::size_t threads();
+// Waits for so many threads of a name, since one that was joined is listed for a moment longer.
+[[nodiscard]] bool threadsBecome(const std::string& name, std::size_t number);
 // Zombies included. Reaps nobody.
 [[nodiscard]] bool hasChildren();
 
