@@ -1,0 +1,68 @@
+// The Linux desktop's facilities put together. Making it opens the display, ignores SIGPIPE for
+// the whole process (a peer that went away is an error code, not an end), and takes the user's
+// locale for texts while numbers stay as C has them. Main thread; once per process.
+#pragma once
+
+#include "platform/NativePlatform.h"
+#include "platform/linux/FolderBundle.h"
+#include "platform/linux/GlibMainQueue.h"
+#include "platform/linux/GtkApplication.h"
+#include "platform/linux/GtkWebWindow.h"
+#include "platform/linux/KeyFileDefaults.h"
+#include "platform/linux/LocalNotificationCenter.h"
+#include "platform/linux/SodiumRandomSource.h"
+#include "platform/linux/ThreadPoolQueues.h"
+#include "platform/linux/WebStorage.h"
+#include "platform/linux/XdgFolders.h"
+#include "platform/posix/CurlHttpClient.h"
+#include "platform/posix/PosixChildLauncher.h"
+#include "platform/posix/PosixCommandRunner.h"
+#include "platform/posix/PosixFileSystem.h"
+#include "platform/posix/PosixLoopbackPorts.h"
+#include "platform/posix/StderrLog.h"
+
+namespace platform::gtk {
+
+class LinuxPlatform final : public NativePlatform {
+  public:
+    // GTK must be initialised.
+    LinuxPlatform(const NativeOptions& options, const Environment& environment);
+
+    Application& application() override { return application_; }
+    MainQueue& mainQueue() override { return mainQueue_; }
+    BackgroundQueues& backgroundQueues() override { return backgroundQueues_; }
+    Clock& clock() override { return clock_; }
+    ChildLauncher& childLauncher() override { return childLauncher_; }
+    CommandRunner& commandRunner() override { return commandRunner_; }
+    HttpClient& httpClient() override { return httpClient_; }
+    LoopbackPorts& loopbackPorts() override { return loopbackPorts_; }
+    RandomSource& randomSource() override { return randomSource_; }
+    UserDefaults& userDefaults() override { return userDefaults_; }
+    Bundle& bundle() override { return bundle_; }
+    FileSystem& fileSystem() override { return fileSystem_; }
+    Log& log() override { return log_; }
+    NotificationCenter& notificationCenter() override { return notificationCenter_; }
+    WebWindowFactory& webWindows() override { return webWindows_; }
+
+  private:
+    // Destroyed from the last to the first: what calls back goes before what is called.
+    const XdgFolders folders_;
+    StderrLog log_;
+    SystemClock clock_;
+    GlibMainQueue mainQueue_;
+    LocalNotificationCenter notificationCenter_;
+    ThreadPoolQueues backgroundQueues_;
+    PosixFileSystem fileSystem_;
+    PosixLoopbackPorts loopbackPorts_;
+    SodiumRandomSource randomSource_;
+    KeyFileDefaults userDefaults_;
+    FolderBundle bundle_;
+    PosixCommandRunner commandRunner_;
+    PosixChildLauncher childLauncher_;
+    CurlHttpClient httpClient_;
+    GtkApplication application_;
+    WebStorage webStorage_;
+    GtkWebWindowFactory webWindows_;
+};
+
+} // namespace platform::gtk
