@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <system_error>
+#include <vector>
 
 namespace ostrad {
 
@@ -78,35 +79,15 @@ bool Artwork::render(const std::string& input, double seconds, const std::string
                      const std::atomic<bool>& stop) const {
     const std::string finished = folder + '/' + name;
     const std::string unfinished = finished + ".part";
-    const bool drawn = runTool({ffmpeg,
-                                "-v",
-                                "quiet",
-                                "-nostdin",
-                                "-y",
-                                "-protocol_whitelist",
-                                "file",
-                                "-ss",
-                                fmt::format("{:.3f}", seconds),
-                                "-i",
-                                "file:" + input,
-                                "-an",
-                                "-sn",
-                                "-dn",
-                                "-map",
-                                "0:v:0",
-                                "-frames:v",
-                                "1",
-                                "-vf",
-                                kScale,
-                                "-q:v",
-                                "4",
-                                "-threads",
-                                "1",
-                                "-f",
-                                "mjpeg",
-                                "file:" + unfinished},
-                               kDrawing, stop)
-                           .has_value();
+    std::vector<std::string> command{ffmpeg, "-v", "quiet", "-nostdin", "-y", "-protocol_whitelist",
+                                     "file"};
+    if (seconds > 0) { // seeking, even to the start, loses the picture embedded in an audio file
+        command.insert(command.end(), {"-ss", fmt::format("{:.3f}", seconds)});
+    }
+    command.insert(command.end(), {"-i", "file:" + input, "-an", "-sn", "-dn", "-map", "0:v:0",
+                                   "-frames:v", "1", "-vf", kScale, "-q:v", "4", "-threads", "1",
+                                   "-f", "mjpeg", "file:" + unfinished});
+    const bool drawn = runTool(command, kDrawing, stop).has_value();
     struct stat status{};
     if (drawn && ::stat(unfinished.c_str(), &status) == 0 && status.st_size > 0) {
         return std::rename(unfinished.c_str(), finished.c_str()) == 0;

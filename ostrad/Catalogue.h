@@ -43,10 +43,10 @@ struct Entity {
 };
 
 struct EntityQuery {
-    std::string type; // required unless a parent is given
-    std::optional<std::int64_t> libraryId;
-    std::optional<std::int64_t> parentId;
-    std::string search; // part of the title, ASCII case ignored
+    std::string type = {}; // required unless a parent is given
+    std::optional<std::int64_t> libraryId = {};
+    std::optional<std::int64_t> parentId = {};
+    std::string search = {}; // part of the title, ASCII case ignored
     std::int64_t limit = 100;
     std::int64_t offset = 0;
 };

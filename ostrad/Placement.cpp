@@ -160,7 +160,9 @@ Placement placeMovie(std::string_view path, const FilePath& parts) {
     TitleYear film = parseTitleYear(parts.stem);
     if (!film.year && !parts.folders.empty()) {
         TitleYear folder = parseTitleYear(parts.folders.back());
-        film = folder.year ? std::move(folder) : std::move(film);
+        if (folder.year) {
+            film = std::move(folder);
+        }
     }
     return Builder().item("movies.movie", path, film.title, {}, film.year);
 }

@@ -82,6 +82,9 @@ void Scanner::scanAll() {
 ScanProgress Scanner::progress() const {
     const std::scoped_lock lock(mutex);
     ScanProgress copy = current;
+    if (copy.phase == ScanProgress::Phase::idle && !queue.empty()) {
+        copy.phase = ScanProgress::Phase::files; // about to begin
+    }
     std::ranges::copy_if(queue, std::back_inserter(copy.queued),
                          [](std::int64_t id) { return id != kEveryLibrary; });
     return copy;

@@ -36,7 +36,7 @@ struct ScanProgress {
 std::string_view phaseName(ScanProgress::Phase phase);
 
 struct ScannerTools {
-    std::string ffprobe;              // empty: no tags are read
+    std::string ffprobe = {};         // empty: no tags are read
     const Artwork* artwork = nullptr; // null: no pictures are drawn
 };
 

@@ -13,8 +13,8 @@ void resetOnClose(int socket);
 // peer's.
 void finishOnClose(int socket);
 
-// Keeps the socket from the helper programs this server starts: one that inherited it would hold the
-// port, or the connection, open.
+// Keeps the socket from the helper programs this server starts: one that inherited it would hold
+// the port, or the connection, open.
 void keepFromChildren(int socket);
 
 } // namespace ostrad

@@ -1,0 +1,194 @@
+#include "ostrad/Catalogue.h"
+
+#include "ostrad/ScanStore.h"
+#include "ostrad/Schema.h"
+#include "tests/ostrad/TempFolder.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+namespace ostrad {
+namespace {
+
+using test::TempFolder;
+
+class CatalogueTest : public testing::Test {
+  protected:
+    void put(std::int64_t library, std::string_view mode, std::vector<std::string> paths) {
+        std::vector<ScanStore::Placed> files;
+        for (std::string& path : paths) {
+            auto placement = placeFile(*findMode(mode), path);
+            files.push_back({{std::move(path), {.size = 10, .modified = 20, .inode = 30}},
+                             std::move(*placement)});
+        }
+        ASSERT_TRUE(store.put(library, files));
+    }
+
+    std::vector<std::string> titles(const EntityQuery& query) {
+        std::vector<std::string> result;
+        for (const Entity& entity : catalogue.entities(query).entities) {
+            result.push_back(entity.title);
+        }
+        return result;
+    }
+
+    TempFolder temp;
+    Catalogue catalogue{temp.path("db")};
+    WriteTurn turn;
+    ScanStore store{temp.path("db"), turn};
+};
+
+TEST_F(CatalogueTest, remembersLibraries) {
+    const auto added = catalogue.addLibrary("music", "Mine", "/m");
+    ASSERT_TRUE(added);
+    const auto all = catalogue.libraries();
+    ASSERT_EQ(all.size(), 1U);
+    EXPECT_EQ(all[0].id, added->id);
+    EXPECT_EQ(all[0].name, "Mine");
+    EXPECT_EQ(all[0].path, "/m");
+    EXPECT_EQ(all[0].itemCount, 0);
+}
+
+TEST_F(CatalogueTest, refusesFoldersThatOverlapInOneMode) {
+    ASSERT_TRUE(catalogue.addLibrary("music", "Mine", "/m/a"));
+    EXPECT_FALSE(catalogue.addLibrary("music", "Same", "/m/a"));
+    EXPECT_FALSE(catalogue.addLibrary("music", "Inside", "/m/a/b"));
+    EXPECT_FALSE(catalogue.addLibrary("music", "Around", "/m"));
+    EXPECT_TRUE(catalogue.addLibrary("music", "Beside", "/m/ab"));
+    EXPECT_TRUE(catalogue.addLibrary("podcasts", "Other mode", "/m/a"));
+}
+
+TEST_F(CatalogueTest, forgetsEverythingInARemovedLibrary) {
+    const auto library = catalogue.addLibrary("music", "Mine", "/m");
+    put(library->id, "music", {"A/B/1.mp3", "A/C/2.mp3"});
+    EXPECT_EQ(catalogue.entities({.type = "music.album"}).total, 2);
+    EXPECT_TRUE(catalogue.removeLibrary(library->id));
+    EXPECT_EQ(catalogue.entities({.type = "music.album"}).total, 0);
+    EXPECT_EQ(catalogue.entities({.type = "music.track"}).total, 0);
+    EXPECT_FALSE(catalogue.removeLibrary(library->id));
+}
+
+TEST_F(CatalogueTest, takesNothingForARemovedLibrary) {
+    const auto library = catalogue.addLibrary("movies", "Films", "/f");
+    catalogue.removeLibrary(library->id);
+    EXPECT_FALSE(
+        store.put(library->id, {{{"a.mkv", {}}, *placeFile(*findMode("movies"), "a.mkv")}}));
+}
+
+TEST_F(CatalogueTest, countsTheItemsOfALibraryNotItsGroups) {
+    const auto library = catalogue.addLibrary("audiobooks", "Books", "/b");
+    put(library->id, "audiobooks", {"Ada/Ferry/1.mp3", "Ada/Ferry/2.mp3", "Ada/Other.m4b"});
+    EXPECT_EQ(catalogue.library(library->id)->itemCount, 2);
+}
+
+TEST_F(CatalogueTest, givesPagesWithTheTotalBeforeThem) {
+    const auto library = catalogue.addLibrary("movies", "Films", "/f");
+    put(library->id, "movies", {"e.mkv", "d.mkv", "c.mkv", "b.mkv", "a.mkv"});
+    const EntityPage page = catalogue.entities({.type = "movies.movie", .limit = 2, .offset = 3});
+    EXPECT_EQ(page.total, 5);
+    ASSERT_EQ(page.entities.size(), 2U);
+    EXPECT_EQ(page.entities[0].title, "d");
+    EXPECT_EQ(catalogue.entities({.type = "movies.movie", .limit = 0}).entities.size(), 0U);
+    EXPECT_EQ(catalogue.entities({.type = "movies.movie", .limit = 9, .offset = 9}).total, 5);
+}
+
+TEST_F(CatalogueTest, listsChildrenInTheirOrderWithTheirParents) {
+    const auto library = catalogue.addLibrary("music", "Mine", "/m");
+    put(library->id, "music", {"A/B/10 - ten.mp3", "A/B/02 - two.mp3", "A/B/extra.mp3"});
+    const Entity album = catalogue.entities({.type = "music.album"}).entities.at(0);
+    EXPECT_EQ(album.childCount, 3);
+    EXPECT_EQ(album.parentTitle, "A");
+    const EntityQuery children{.parentId = album.id};
+    EXPECT_EQ(titles(children), (std::vector<std::string>{"two", "ten", "extra"}));
+    const Entity track = catalogue.entities(children).entities.at(0);
+    EXPECT_EQ(track.parentTitle, "B");
+    EXPECT_EQ(track.grandparentTitle, "A");
+    EXPECT_EQ(track.number, 2);
+}
+
+TEST_F(CatalogueTest, searchesForTextAsItIs) {
+    const auto library = catalogue.addLibrary("movies", "Films", "/f");
+    put(library->id, "movies", {"100% Sure.mkv", "Under_score (2001).mkv", "Hundred.mkv"});
+    const auto search = [this](std::string text) {
+        return titles(
+            {.type = "movies.movie", .libraryId = {}, .parentId = {}, .search = std::move(text)});
+    };
+    EXPECT_EQ(search("HUND"), std::vector<std::string>{"Hundred"});
+    EXPECT_EQ(search("100%"), std::vector<std::string>{"100% Sure"});
+    EXPECT_TRUE(search("%").size() == 1 && search("'").empty() && search("\\").empty());
+}
+
+TEST_F(CatalogueTest, keepsTheIdOfAFileThatChanged) {
+    const auto library = catalogue.addLibrary("movies", "Films", "/f");
+    put(library->id, "movies", {"a.mkv"});
+    const auto before = catalogue.entities({.type = "movies.movie"}).entities.at(0);
+    store.setProbe(library->id, before.id, 5000, std::nullopt);
+    EXPECT_EQ(catalogue.entity(before.id)->durationMs, 5000);
+    put(library->id, "movies", {"a.mkv"});
+    EXPECT_EQ(catalogue.entities({.type = "movies.movie"}).total, 1);
+    EXPECT_EQ(catalogue.entity(before.id)->durationMs, std::nullopt);
+}
+
+TEST_F(CatalogueTest, showsAGroupThePictureOfItsFirstItem) {
+    const auto library = catalogue.addLibrary("tv", "Shows", "/t");
+    put(library->id, "tv", {"Show/S01E01.mkv", "Show/S01E02.mkv"});
+    const auto episodes = catalogue.entities({.type = "tv.episode"}).entities;
+    store.setArt(episodes.at(1).id, "2-1.jpg");
+    EXPECT_EQ(catalogue.entities({.type = "tv.season"}).entities.at(0).art, "2-1.jpg");
+    EXPECT_EQ(catalogue.entities({.type = "tv.show"}).entities.at(0).art, "2-1.jpg");
+    EXPECT_TRUE(store.isArtUsed("2-1.jpg"));
+    EXPECT_FALSE(store.isArtUsed("9-9.jpg"));
+}
+
+TEST_F(CatalogueTest, keepsSettings) {
+    EXPECT_EQ(catalogue.setting("k"), std::nullopt);
+    catalogue.setSetting("k", "1");
+    catalogue.setSetting("k", "2");
+    EXPECT_EQ(catalogue.setting("k"), "2");
+    catalogue.removeSetting("k");
+    EXPECT_EQ(catalogue.setting("k"), std::nullopt);
+}
+
+mode_t modeOf(const std::string& path) {
+    struct stat status{};
+    return ::stat(path.c_str(), &status) == 0 ? status.st_mode & 0777 : 0;
+}
+
+TEST_F(CatalogueTest, keepsItsFilesToTheUser) {
+    catalogue.setSetting("k", "1");
+    EXPECT_EQ(modeOf(temp.path("db")), 0600U);
+    EXPECT_EQ(modeOf(temp.path("db-wal")), 0600U);
+    EXPECT_EQ(modeOf(temp.path("db-shm")), 0600U);
+}
+
+TEST(Schema, foldsTheJournalBackWhenTheLastConnectionCloses) {
+    const TempFolder temp;
+    {
+        Catalogue catalogue(temp.path("db"));
+        catalogue.setSetting("k", "1");
+        EXPECT_TRUE(std::filesystem::exists(temp.path("db-wal")));
+    }
+    EXPECT_FALSE(std::filesystem::exists(temp.path("db-wal")));
+    EXPECT_EQ(Catalogue(temp.path("db")).setting("k"), "1");
+}
+
+TEST(Schema, refusesWhatIsNotItsDatabase) {
+    const TempFolder temp;
+    EXPECT_THROW(Catalogue(temp.write("text", std::string(5000, 'x'))), DatabaseError);
+    EXPECT_THROW(Catalogue(temp.makeFolder("folder")), DatabaseError);
+    EXPECT_THROW(Catalogue(temp.path("missing/db")), DatabaseError);
+    {
+        Database other(temp.path("other"));
+        other.execute("CREATE TABLE theirs (x)");
+    }
+    EXPECT_THROW(Catalogue(temp.path("other")), DatabaseError);
+    {
+        Catalogue made(temp.path("newer"));
+        Database newer(temp.path("newer"));
+        newer.execute("PRAGMA user_version = 99");
+    }
+    EXPECT_THROW(Catalogue(temp.path("newer")), DatabaseError);
+}
+
+} // namespace
+} // namespace ostrad

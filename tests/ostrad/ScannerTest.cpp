@@ -1,0 +1,227 @@
+#include "ostrad/Scanner.h"
+
+#include "ostrad/Catalogue.h"
+#include "tests/ostrad/TempFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+namespace ostrad {
+namespace {
+
+namespace fs = std::filesystem;
+using test::eventually;
+using test::TempFolder;
+
+class ScannerTest : public testing::Test {
+  protected:
+    std::int64_t addLibrary(std::string_view mode, std::string_view folder) {
+        return catalogue.addLibrary(mode, "Library", temp.makeFolder(folder))->id;
+    }
+
+    void scan(std::int64_t library) {
+        scanner.scan(library);
+        ASSERT_TRUE(settled(scanner));
+    }
+
+    static bool settled(const Scanner& which) {
+        return eventually([&which] { return which.progress().phase == ScanProgress::Phase::idle; });
+    }
+
+    std::vector<std::string> titles(std::string_view type) {
+        std::vector<std::string> result;
+        for (const Entity& entity : catalogue.entities({.type = std::string(type)}).entities) {
+            result.push_back(entity.title);
+        }
+        return result;
+    }
+
+    using Titles = std::vector<std::string>;
+
+    TempFolder temp;
+    Catalogue catalogue{temp.path("db")};
+    WriteTurn turn;
+    Scanner scanner{temp.path("db"), turn, {}};
+};
+
+TEST_F(ScannerTest, findsWhatIsInAFolder) {
+    temp.write("music/The Quiet Hours/Low Tide/01 - Harbour.mp3");
+    temp.write("music/The Quiet Hours/Low Tide/02 - Lanterns.mp3");
+    temp.write("music/The Quiet Hours/Low Tide/notes.txt");
+    scan(addLibrary("music", "music"));
+    EXPECT_EQ(titles("music.track"), (Titles{"Harbour", "Lanterns"}));
+    EXPECT_EQ(titles("music.album"), Titles{"Low Tide"});
+    EXPECT_EQ(titles("music.artist"), Titles{"The Quiet Hours"});
+}
+
+TEST_F(ScannerTest, picksUpWhatWasAddedChangedAndRemoved) {
+    const auto library = addLibrary("movies", "films");
+    temp.write("films/A.mkv");
+    temp.write("films/B.mkv");
+    scan(library);
+    EXPECT_EQ(titles("movies.movie"), (Titles{"A", "B"}));
+    const auto before = catalogue.entities({.type = "movies.movie"}).entities.at(0);
+
+    temp.remove("films/B.mkv");
+    temp.write("films/C.mkv");
+    temp.write("films/A.mkv", "longer than before");
+    scan(library);
+    EXPECT_EQ(titles("movies.movie"), (Titles{"A", "C"}));
+    const auto after = catalogue.entities({.type = "movies.movie"}).entities.at(0);
+    EXPECT_EQ(after.id, before.id);
+    EXPECT_EQ(after.size, 18);
+}
+
+TEST_F(ScannerTest, removesGroupsThatBecameEmpty) {
+    const auto library = addLibrary("tv", "tv");
+    temp.write("tv/Harbour/Season 1/S01E01.mkv");
+    temp.write("tv/Lights/Season 1/S01E01.mkv");
+    scan(library);
+    EXPECT_EQ(titles("tv.show"), (Titles{"Harbour", "Lights"}));
+    temp.remove("tv/Harbour");
+    scan(library);
+    EXPECT_EQ(titles("tv.show"), Titles{"Lights"});
+    EXPECT_EQ(titles("tv.season").size(), 1U);
+}
+
+TEST_F(ScannerTest, changesNothingWhenNothingChanged) {
+    const auto library = addLibrary("movies", "films");
+    temp.write("films/A.mkv");
+    scan(library);
+    scan(library);
+    EXPECT_EQ(scanner.progress().changes, 0);
+    EXPECT_EQ(scanner.progress().filesSeen, 1);
+}
+
+TEST_F(ScannerTest, followsNoLinks) {
+    temp.write("elsewhere/Secret.mkv");
+    temp.write("films/A.mkv");
+    fs::create_directory_symlink(temp.path("films"), temp.path("films/loop"));
+    fs::create_directory_symlink(temp.path("elsewhere"), temp.path("films/out"));
+    scan(addLibrary("movies", "films"));
+    EXPECT_EQ(titles("movies.movie"), Titles{"A"});
+}
+
+TEST_F(ScannerTest, keepsWhatItKnowsWhenTheFolderIsAway) {
+    const auto library = addLibrary("movies", "films");
+    temp.write("films/A.mkv");
+    scan(library);
+    fs::rename(temp.path("films"), temp.path("unplugged"));
+    scan(library);
+    EXPECT_EQ(titles("movies.movie"), Titles{"A"});
+    EXPECT_FALSE(catalogue.library(library)->available);
+    fs::rename(temp.path("unplugged"), temp.path("films"));
+    scan(library);
+    EXPECT_TRUE(catalogue.library(library)->available);
+    EXPECT_EQ(titles("movies.movie"), Titles{"A"});
+}
+
+TEST(ScannerAsOrdinaryUser, keepsWhatItKnowsBelowAFolderItCannotRead) {
+    const test::AsOrdinaryUser user;
+    const TempFolder temp;
+    Catalogue catalogue(temp.path("db"));
+    WriteTurn turn;
+    Scanner scanner(temp.path("db"), turn, {});
+    temp.write("films/closed/A.mkv");
+    temp.write("films/open/B.mkv");
+    const auto library = catalogue.addLibrary("movies", "Films", temp.path("films"))->id;
+    const auto scan = [&] {
+        scanner.scan(library);
+        return eventually([&] { return scanner.progress().phase == ScanProgress::Phase::idle; });
+    };
+    ASSERT_TRUE(scan());
+    fs::permissions(temp.path("films/closed"), fs::perms::none);
+    temp.remove("films/open/B.mkv");
+    ASSERT_TRUE(scan());
+    const auto films = catalogue.entities({.type = "movies.movie"}).entities;
+    ASSERT_EQ(films.size(), 1U);
+    EXPECT_EQ(films[0].title, "A");
+    fs::permissions(temp.path("films/closed"), fs::perms::owner_all);
+}
+
+TEST_F(ScannerTest, acceptsFileNamesThatAreNotUtf8) {
+    temp.write("films/caf\xE9.mkv");
+    const auto library = addLibrary("movies", "films");
+    scan(library);
+    scan(library);
+    EXPECT_EQ(titles("movies.movie"), Titles{"caf\xEF\xBF\xBD"});
+    EXPECT_EQ(scanner.progress().changes, 0);
+}
+
+TEST_F(ScannerTest, scansEveryLibraryOnDemand) {
+    temp.write("films/A.mkv");
+    temp.write("music/X/Y/1.mp3");
+    addLibrary("movies", "films");
+    addLibrary("music", "music");
+    scanner.scanAll();
+    ASSERT_TRUE(settled(scanner));
+    EXPECT_EQ(titles("movies.movie").size() + titles("music.track").size(), 2U);
+}
+
+TEST_F(ScannerTest, scansBeyondOneBatch) {
+    for (int i = 0; i < 450; ++i) {
+        temp.write("films/Film " + std::to_string(i) + ".mkv");
+    }
+    const auto library = addLibrary("movies", "films");
+    scan(library);
+    EXPECT_EQ(catalogue.entities({.type = "movies.movie"}).total, 450);
+    temp.remove("films");
+    temp.write("films/Last.mkv");
+    scan(library);
+    EXPECT_EQ(titles("movies.movie"), Titles{"Last"});
+}
+
+TEST_F(ScannerTest, abandonsALibraryThatIsRemovedMeanwhile) {
+    temp.write("films/A.mkv");
+    const auto library = addLibrary("movies", "films");
+    scanner.scan(library);
+    {
+        const auto held = turn.request();
+        catalogue.removeLibrary(library);
+    }
+    ASSERT_TRUE(settled(scanner));
+    EXPECT_EQ(catalogue.entities({.type = "movies.movie"}).total, 0);
+}
+
+TEST_F(ScannerTest, readsTagsWithTheProbeItIsGiven) {
+    const std::string probe = temp.writeProgram(
+        "probe", "echo '{\"format\":{\"duration\":\"61.5\",\"tags\":{\"title\":\"Harbour\","
+                 "\"artist\":\"The Quiet Hours\",\"album\":\"Low Tide\",\"track\":\"4/9\"}}}'");
+    temp.write("music/unsorted/x.mp3");
+    const auto library = addLibrary("music", "music");
+    Scanner probing(temp.path("db"), turn, {.ffprobe = probe});
+    probing.scan(library);
+    ASSERT_TRUE(settled(probing));
+    const auto track = catalogue.entities({.type = "music.track"}).entities.at(0);
+    EXPECT_EQ(track.title, "Harbour");
+    EXPECT_EQ(track.number, 4);
+    EXPECT_EQ(track.durationMs, 61500);
+    EXPECT_EQ(titles("music.artist"), Titles{"The Quiet Hours"}); // "unsorted" is gone
+}
+
+TEST_F(ScannerTest, goesOnWhenTheProbeFails) {
+    const std::string probe = temp.writeProgram("probe", "exit 1");
+    temp.write("music/A/B/01 - C.mp3");
+    const auto library = addLibrary("music", "music");
+    Scanner probing(temp.path("db"), turn, {.ffprobe = probe});
+    probing.scan(library);
+    ASSERT_TRUE(settled(probing));
+    EXPECT_EQ(titles("music.track"), Titles{"C"});
+}
+
+TEST_F(ScannerTest, stopsPromptlyWhileAToolHangs) {
+    const std::string started = temp.path("started");
+    const std::string probe = temp.writeProgram("probe", "touch '" + started + "'; exec sleep 600");
+    temp.write("music/A/B/01 - C.mp3");
+    const auto library = addLibrary("music", "music");
+    auto probing = std::make_unique<Scanner>(temp.path("db"), turn, ScannerTools{.ffprobe = probe});
+    probing->scan(library);
+    ASSERT_TRUE(eventually([&] { return fs::exists(started); }));
+    const auto begin = std::chrono::steady_clock::now();
+    probing.reset();
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(1));
+}
+
+} // namespace
+} // namespace ostrad

@@ -1,0 +1,81 @@
+#include "ostrad/ToolRunner.h"
+
+#include "tests/ostrad/TempFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <thread>
+
+namespace ostrad {
+namespace {
+
+using namespace std::chrono_literals;
+using test::TempFolder;
+
+class ToolRunnerTest : public testing::Test {
+  protected:
+    std::optional<std::string> run(const std::string& script, const ToolLimits& limits = {}) {
+        return runTool({temp.writeProgram("tool", script)}, limits, stop);
+    }
+
+    TempFolder temp;
+    std::atomic<bool> stop = false;
+};
+
+TEST_F(ToolRunnerTest, returnsWhatTheToolWrote) {
+    EXPECT_EQ(run("printf 'a b'; echo noise >&2"), "a b");
+    EXPECT_EQ(run("exit 0"), "");
+}
+
+TEST_F(ToolRunnerTest, passesArgumentsAsTheyAre) {
+    EXPECT_EQ(
+        runTool({temp.writeProgram("tool", "printf '%s|' \"$@\""), "a b", "$HOME", "-x"}, {}, stop),
+        "a b|$HOME|-x|");
+}
+
+TEST_F(ToolRunnerTest, returnsNothingForAFailure) {
+    EXPECT_EQ(run("echo half; exit 3"), std::nullopt);
+    EXPECT_EQ(run("kill -9 $$"), std::nullopt);
+    EXPECT_EQ(runTool({temp.path("missing")}, {}, stop), std::nullopt);
+    EXPECT_EQ(runTool({}, {}, stop), std::nullopt);
+}
+
+TEST_F(ToolRunnerTest, boundsTheOutput) {
+    EXPECT_EQ(run("exec cat /dev/zero", {.time = 30s, .maxOutput = 100'000}), std::nullopt);
+}
+
+TEST_F(ToolRunnerTest, takesLargeOutputWhole) {
+    const auto output = run("i=0; while [ $i -lt 3000 ]; do echo "
+                            "0123456789012345678901234567890123456789; i=$((i+1)); done");
+    ASSERT_TRUE(output);
+    EXPECT_EQ(output->size(), 3000U * 41U);
+}
+
+TEST_F(ToolRunnerTest, killsAToolThatTakesTooLongWithItsOwnChildren) {
+    const std::string pidFile = temp.path("pid");
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(run("sleep 600 & echo $! > '" + pidFile + "'; wait", {.time = 300ms}), std::nullopt);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 5s);
+    const int grandchild = std::stoi(test::readFile(pidFile));
+    EXPECT_TRUE(test::eventually([&] {
+        // Gone, or dead and waiting for the system's reaper.
+        const std::string status = test::readFile("/proc/" + std::to_string(grandchild) + "/stat");
+        return ::kill(grandchild, 0) != 0 || status.find(") Z") != std::string::npos;
+    }));
+}
+
+TEST_F(ToolRunnerTest, killsTheToolWhenToldToStop) {
+    const std::string started = temp.path("started");
+    std::thread stopper([&] {
+        test::eventually([&] { return std::filesystem::exists(started); });
+        stop = true;
+    });
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(run("touch '" + started + "'; exec sleep 600", {.time = 60s}), std::nullopt);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 30s);
+    stopper.join();
+}
+
+} // namespace
+} // namespace ostrad
