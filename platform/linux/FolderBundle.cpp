@@ -38,10 +38,10 @@ std::optional<std::filesystem::path> bundleOf(const std::filesystem::path& execu
     return bundle;
 }
 
-// The parser goes one call deeper for each level of a binary list, which has no end tags: a
-// smaller bound keeps the deepest one on an ordinary stack.
+// The parser goes one call deeper for each level of a binary list, whose levels are tiny, and looks
+// at all levels above each time: a smaller bound limits the stack and the time that takes.
 bool hasBearableSize(const std::string& content) {
-    constexpr std::size_t largestBinaryInfo = std::size_t{256} << 10;
+    constexpr std::size_t largestBinaryInfo = std::size_t{64} << 10;
     return !content.starts_with("bplist") || content.size() <= largestBinaryInfo;
 }
 

@@ -1,6 +1,6 @@
 // The bundle found from the running executable: Name.app/Contents/MacOS/executable. The Info
 // dictionary is Contents/Info.plist, an XML property list of at most 1 MiB or a binary one of at
-// most 256 KiB; one that is larger, damaged or no dictionary counts as empty, which is logged. Only
+// most 64 KiB; one that is larger, damaged or no dictionary counts as empty, which is logged. Only
 // well-formed UTF-8 strings are kept of it. Immutable after construction; any thread.
 #pragma once
 
