@@ -3,16 +3,9 @@
 #include "mac/OstraCore/OutputLines.h"
 #include "mac/Zorvane/HealthLoop.h"
 #include "mac/Zorvane/ServerSupervisor.h"
-#include "platform/linux/SodiumRandomSource.h"
-#include "platform/posix/CurlHttpClient.h"
 #include "platform/posix/PosixChildLauncher.h"
-#include "platform/posix/PosixCommandRunner.h"
-#include "platform/posix/PosixFileSystem.h"
-#include "platform/posix/PosixLoopbackPorts.h"
 #include "platform/posix/StderrLog.h"
-#include "platform/testing/InMemorySystem.h"
-#include "tests/support/fasttime/FastTime.h"
-#include "tests/support/temporary/TemporaryFolder.h"
+#include "tests/support/realsystem/RealSystem.h"
 #include "tests/support/testchild/TestChild.h"
 
 #include <benchmark/benchmark.h>
@@ -77,19 +70,7 @@ void drainChild(benchmark::State& state) {
 }
 BENCHMARK(drainChild)->UseManualTime()->Iterations(5)->Unit(benchmark::kMillisecond);
 
-struct Facilities {
-    test_support::TemporaryFolder folder;
-    test_support::FastTime time{1};
-    platform::testing::RecordingLog log;
-    platform::PosixChildLauncher launcher{ZORVANE_GUARDIAN_PATH};
-    platform::PosixCommandRunner commands;
-    platform::CurlHttpClient http;
-    platform::PosixLoopbackPorts ports;
-    platform::SodiumRandomSource random;
-    platform::PosixFileSystem files{folder / "support"};
-    platform::testing::InMemoryDefaults defaults;
-    platform::testing::FakeBundle bundle;
-};
+using Facilities = test_support::RealSystem;
 
 // From launching the bundled server to its first right health reply, asked every millisecond.
 double serversOwnReadiness(Facilities& system) {
@@ -118,22 +99,11 @@ double serversOwnReadiness(Facilities& system) {
 }
 
 double supervisorsReadiness(Facilities& system) {
+    platform::testing::RecordingLog log;
     auto environment = platform::currentEnvironment();
     environment["OSTRA_SIDECAR"] = ZORVANE_OSTRAD_PATH;
     const auto supervisor =
-        zorvane::ServerSupervisor::create({.mainQueue = system.time.mainQueue(),
-                                           .backgroundQueues = system.time.backgroundQueues(),
-                                           .clock = system.time.clock(),
-                                           .launcher = system.launcher,
-                                           .http = system.http,
-                                           .ports = system.ports,
-                                           .random = system.random,
-                                           .defaults = system.defaults,
-                                           .bundle = system.bundle,
-                                           .commands = system.commands,
-                                           .files = system.files,
-                                           .log = system.log},
-                                          std::move(environment));
+        zorvane::ServerSupervisor::create(system.supervisorFacilities(log), std::move(environment));
     double running = 0;
     supervisor->onStateChange = [&, start = Clock::now()](const auto& newState) {
         if (std::holds_alternative<zorvane::ServerSupervisor::Running>(newState)) {
@@ -150,7 +120,7 @@ double supervisorsReadiness(Facilities& system) {
 
 void runningBeyondReadiness(benchmark::State& state) {
     for (auto _ : state) {
-        Facilities system;
+        Facilities system(1);
         const double alone = serversOwnReadiness(system);
         const double supervised = supervisorsReadiness(system);
         state.SetIterationTime(supervised);

@@ -1,14 +1,6 @@
 #include "mac/OstraCore/SidecarConfig.h"
 #include "mac/Zorvane/ServerSupervisor.h"
-#include "platform/linux/SodiumRandomSource.h"
-#include "platform/posix/CurlHttpClient.h"
-#include "platform/posix/PosixChildLauncher.h"
-#include "platform/posix/PosixCommandRunner.h"
-#include "platform/posix/PosixFileSystem.h"
-#include "platform/posix/PosixLoopbackPorts.h"
-#include "platform/testing/InMemorySystem.h"
-#include "tests/support/fasttime/FastTime.h"
-#include "tests/support/temporary/TemporaryFolder.h"
+#include "tests/support/realsystem/RealSystem.h"
 #include "tests/support/testchild/TestChild.h"
 
 #include <gmock/gmock.h>
@@ -74,21 +66,14 @@ mode_t modeOf(const std::filesystem::path& path) {
     return ::stat(path.c_str(), &status) == 0 ? status.st_mode & 07777U : 0;
 }
 
-class SupervisorIntegrationTest : public testing::Test {
+class SupervisorIntegrationTest : public testing::Test, public test_support::RealSystem {
   protected:
-    test_support::TemporaryFolder folder;
-    test_support::FastTime time{timeFactor};
     ThreadSafeLog log;
-    platform::PosixChildLauncher launcher{ZORVANE_GUARDIAN_PATH};
-    platform::PosixCommandRunner commands;
-    platform::CurlHttpClient http;
-    platform::PosixLoopbackPorts ports;
-    platform::SodiumRandomSource random;
-    platform::PosixFileSystem files{folder / "support"};
-    platform::testing::InMemoryDefaults defaults;
-    platform::testing::FakeBundle bundle;
     std::vector<State> states;
     std::shared_ptr<ServerSupervisor> supervisor;
+
+    SupervisorIntegrationTest()
+        : RealSystem(timeFactor) {}
 
     void TearDown() override {
         if (supervisor) {
@@ -100,19 +85,7 @@ class SupervisorIntegrationTest : public testing::Test {
         platform::Environment environment = platform::currentEnvironment();
         environment["OSTRA_SIDECAR"] = server;
         environment["ZORVANE_TESTCHILD"] = cues;
-        supervisor = ServerSupervisor::create({.mainQueue = time.mainQueue(),
-                                               .backgroundQueues = time.backgroundQueues(),
-                                               .clock = time.clock(),
-                                               .launcher = launcher,
-                                               .http = http,
-                                               .ports = ports,
-                                               .random = random,
-                                               .defaults = defaults,
-                                               .bundle = bundle,
-                                               .commands = commands,
-                                               .files = files,
-                                               .log = log},
-                                              std::move(environment));
+        supervisor = ServerSupervisor::create(supervisorFacilities(log), std::move(environment));
         supervisor->onStateChange = [this](const State& state) { states.push_back(state); };
         supervisor->start();
     }

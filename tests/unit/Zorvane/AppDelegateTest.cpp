@@ -2,11 +2,8 @@
 
 #include "mac/Zorvane/CommandLine.h"
 #include "mac/Zorvane/QuitReason.h"
-#include "platform/testing/FakeChildLauncher.h"
 #include "platform/testing/FakeDesktop.h"
-#include "platform/testing/InMemorySystem.h"
-#include "platform/testing/ManualScheduler.h"
-#include "platform/testing/ScriptedHttpClient.h"
+#include "tests/unit/Zorvane/FakeSystem.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -23,22 +20,12 @@ using platform::TerminateReply;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class AppDelegateTest : public testing::Test {
+class AppDelegateTest : public testing::Test, public FakeSystem {
   protected:
-    platform::testing::ManualScheduler scheduler;
     platform::testing::Events events;
     platform::testing::FakeApplication application{events};
     platform::testing::FakeWebWindows windows{events};
     platform::testing::FakeNotificationCenter notifications;
-    platform::testing::FakeChildLauncher launcher{scheduler};
-    platform::testing::ScriptedHttpClient http{scheduler};
-    platform::testing::FakeLoopbackPorts ports;
-    platform::testing::FakeRandomSource random;
-    platform::testing::InMemoryDefaults defaults;
-    platform::testing::FakeBundle bundle;
-    platform::testing::FakeCommandRunner commands;
-    platform::testing::InMemoryFiles files;
-    platform::testing::RecordingLog log;
     LaunchSteps steps;
     bool moving = false;
     std::function<bool()> isBusy;
@@ -49,15 +36,8 @@ class AppDelegateTest : public testing::Test {
     };
 
     void SetUp() override {
-        bundle.auxiliaryExecutables.insert("ostrad");
-        files.modes["/Apps/Zorvane.app/Contents/MacOS/ostrad"] = 0755;
         launcher.onLaunch = [this] { events.emplace_back("server launched"); };
-        http.script = [this](const platform::HttpRequest&) {
-            const std::string nonce =
-                launcher.last()->options().environment.at("MEDIASERVER_HEALTH_NONCE");
-            return platform::testing::ScriptedHttpClient::Answer{
-                platform::HttpResponse{200, {}, "\"nonce\":\"" + nonce + "\""}, 0ms};
-        };
+        serveHealth();
         steps.moveToApplicationsIfNeeded = [this](std::string_view name, std::string_view key,
                                                   const platform::Environment& environment) {
             events.push_back("move " + std::string(name) + " " + std::string(key) + " " +
@@ -75,24 +55,12 @@ class AppDelegateTest : public testing::Test {
     }
 
     void launch() {
-        delegate =
-            AppDelegate::create({.application = application,
-                                 .notifications = notifications,
-                                 .windows = windows,
-                                 .clock = scheduler.clock(),
-                                 .supervisor = {.mainQueue = scheduler.mainQueue(),
-                                                .backgroundQueues = scheduler.backgroundQueues(),
-                                                .clock = scheduler.clock(),
-                                                .launcher = launcher,
-                                                .http = http,
-                                                .ports = ports,
-                                                .random = random,
-                                                .defaults = defaults,
-                                                .bundle = bundle,
-                                                .commands = commands,
-                                                .files = files,
-                                                .log = log}},
-                                {{"HOME", "/home/ann"}}, steps);
+        delegate = AppDelegate::create({.application = application,
+                                        .notifications = notifications,
+                                        .windows = windows,
+                                        .clock = scheduler.clock(),
+                                        .supervisor = supervisorFacilities()},
+                                       {{"HOME", "/home/ann"}}, steps);
         application.run(*delegate);
     }
     void launchQuietly() {

@@ -1,9 +1,6 @@
 #include "mac/Zorvane/ServerSupervisor.h"
 
-#include "platform/testing/FakeChildLauncher.h"
-#include "platform/testing/InMemorySystem.h"
-#include "platform/testing/ManualScheduler.h"
-#include "platform/testing/ScriptedHttpClient.h"
+#include "tests/unit/Zorvane/FakeSystem.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -30,41 +27,17 @@ using Failed = ServerSupervisor::Failed;
 
 const std::string portKey = "app.zorvane.sidecarPort";
 
-class ServerSupervisorTest : public testing::Test {
+class ServerSupervisorTest : public testing::Test, public FakeSystem {
   protected:
-    platform::testing::ManualScheduler scheduler;
-    platform::testing::FakeChildLauncher launcher{scheduler};
-    platform::testing::ScriptedHttpClient http{scheduler};
-    platform::testing::FakeLoopbackPorts ports;
-    platform::testing::FakeRandomSource random;
-    platform::testing::InMemoryDefaults defaults;
-    platform::testing::FakeBundle bundle;
-    platform::testing::FakeCommandRunner commands;
-    platform::testing::InMemoryFiles files;
-    platform::testing::RecordingLog log;
     std::vector<State> states;
     std::shared_ptr<ServerSupervisor> supervisor;
 
     void SetUp() override {
-        bundle.auxiliaryExecutables.insert("ostrad");
-        files.modes["/Apps/Zorvane.app/Contents/MacOS/ostrad"] = 0755;
         makeSupervisor({{"PATH", "/bin"}, {"MEDIASERVER_HEALTH_NONCE", "inherited"}});
     }
 
     void makeSupervisor(platform::Environment environment) {
-        supervisor = ServerSupervisor::create({.mainQueue = scheduler.mainQueue(),
-                                               .backgroundQueues = scheduler.backgroundQueues(),
-                                               .clock = scheduler.clock(),
-                                               .launcher = launcher,
-                                               .http = http,
-                                               .ports = ports,
-                                               .random = random,
-                                               .defaults = defaults,
-                                               .bundle = bundle,
-                                               .commands = commands,
-                                               .files = files,
-                                               .log = log},
-                                              std::move(environment));
+        supervisor = ServerSupervisor::create(supervisorFacilities(), std::move(environment));
         supervisor->onStateChange = [this](const State& state) {
             EXPECT_TRUE(scheduler.mainQueue().isMainThread());
             states.push_back(state);
@@ -73,21 +46,6 @@ class ServerSupervisorTest : public testing::Test {
 
     static HttpResult reply(int status, std::string body) {
         return platform::HttpResponse{status, {}, std::move(body)};
-    }
-    std::string nonce() const {
-        return launcher.last()->options().environment.at("MEDIASERVER_HEALTH_NONCE");
-    }
-    // The server answers like ours, with the nonce of the newest child.
-    void serveHealth(std::chrono::milliseconds after = 0ms) {
-        http.script = [this, after](const platform::HttpRequest&) {
-            return platform::testing::ScriptedHttpClient::Answer{
-                reply(200, R"({"status":"ok","nonce":")" + nonce() + R"("})"), after};
-        };
-    }
-    void answerHealthWith(int status, const std::string& body) {
-        http.script = [=](const platform::HttpRequest&) {
-            return platform::testing::ScriptedHttpClient::Answer{reply(status, body), 0ms};
-        };
     }
     void startRunning() {
         serveHealth();
