@@ -123,8 +123,8 @@ Database::Database(const std::string& path) {
 
 Database::~Database() = default;
 
-void Database::Close::operator()(sqlite3* connection) const {
-    sqlite3_close(connection);
+void Database::Close::operator()(sqlite3* opened) const {
+    sqlite3_close(opened);
 }
 
 void Database::Finalize::operator()(sqlite3_stmt* statement) const {

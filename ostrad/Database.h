@@ -84,7 +84,7 @@ class Database {
 
   private:
     struct Close {
-        void operator()(sqlite3* connection) const;
+        void operator()(sqlite3* opened) const;
     };
     struct Finalize {
         void operator()(sqlite3_stmt* statement) const;

@@ -12,6 +12,9 @@ struct Case {
     std::uint64_t size;
     ByteRange expected;
 };
+void PrintTo(const Case& which, std::ostream* out) {
+    *out << which.header;
+}
 class Range : public testing::TestWithParam<Case> {};
 
 TEST_P(Range, selectsWhatTheHeaderAsks) {

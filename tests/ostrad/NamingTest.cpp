@@ -43,6 +43,9 @@ struct FilmCase {
     const char* stem;
     TitleYear expected;
 };
+void PrintTo(const FilmCase& which, std::ostream* out) {
+    *out << which.stem;
+}
 class FilmName : public testing::TestWithParam<FilmCase> {};
 
 TEST_P(FilmName, saysTitleAndYear) {
@@ -67,6 +70,9 @@ struct EpisodeCase {
     const char* stem;
     EpisodeName expected;
 };
+void PrintTo(const EpisodeCase& which, std::ostream* out) {
+    *out << which.stem;
+}
 class EpisodeFileName : public testing::TestWithParam<EpisodeCase> {};
 
 TEST_P(EpisodeFileName, saysShowSeasonEpisodeAndTitle) {
@@ -111,6 +117,9 @@ struct TrackCase {
     const char* stem;
     NumberedTitle expected;
 };
+void PrintTo(const TrackCase& which, std::ostream* out) {
+    *out << which.stem;
+}
 class TrackFileName : public testing::TestWithParam<TrackCase> {};
 
 TEST_P(TrackFileName, saysNumberAndTitle) {

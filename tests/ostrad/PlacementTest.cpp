@@ -23,6 +23,9 @@ struct Case {
     const char* path;
     const char* expected;
 };
+void PrintTo(const Case& which, std::ostream* out) {
+    *out << which.path;
+}
 class FilePlace : public testing::TestWithParam<Case> {};
 
 TEST_P(FilePlace, followsFromThePath) {
