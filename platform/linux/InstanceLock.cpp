@@ -29,6 +29,8 @@ constexpr std::string_view requestPrefix = "reopen ";
 constexpr std::string_view acceptedReply = "accepted";
 constexpr std::size_t maxTokenBytes = 1024;
 constexpr std::chrono::milliseconds retryInterval{50};
+// A holder answers from its main loop, which may be busy for a moment when the machine is.
+constexpr std::chrono::milliseconds replyPatience{5000};
 // An instance that was accepted says what it wants at once; nobody holds up the main loop longer.
 constexpr std::chrono::milliseconds requestPatience{200};
 
@@ -140,7 +142,7 @@ InstanceLock::Outcome InstanceLock::claim(const std::string& token,
         if (left <= std::chrono::milliseconds::zero()) {
             return Outcome::unreachable;
         }
-        switch (ask(token, left)) {
+        switch (ask(token, std::min(left, replyPatience))) {
         case Reply::accepted:
             return Outcome::handedOver;
         case Reply::silent:

@@ -1,0 +1,52 @@
+// The fixture of the tests that drive the real application on a desktop of its own. It knows where
+// the build put the application, reads what it logs, and finds its window and its server. A test
+// that fails leaves a screenshot and the application's output in the build folder, under
+// desktop-failures.
+#pragma once
+
+#include "tests/desktop/session/DesktopSession.h"
+#include "tests/desktop/session/Waiting.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace desktop {
+
+// The server as the application's log tells of it.
+struct ServerLaunch {
+    pid_t pid = 0;
+    int port = 0;
+};
+
+class ApplicationTest : public ::testing::Test {
+  protected:
+    void TearDown() override;
+
+    [[nodiscard]] std::unique_ptr<Program> launch(const std::vector<std::string>& arguments = {});
+    // As launch(), and the window is on the screen and the server answers when it returns.
+    void launchUntilReady();
+
+    [[nodiscard]] std::optional<std::string> window() const;
+    [[nodiscard]] bool windowAppears() const;
+    [[nodiscard]] bool windowDisappears() const;
+    // Waits until at least that many launches were logged.
+    [[nodiscard]] std::vector<ServerLaunch> serverLaunches(std::size_t atLeast) const;
+    [[nodiscard]] bool serverAnswers(int port) const;
+    // Whether the window comes to show something else than the starting page.
+    [[nodiscard]] bool showsTheServersPage() const;
+    [[nodiscard]] bool showsTheStartingPage() const;
+    [[nodiscard]] bool nothingIsLeft() const;
+    [[nodiscard]] std::vector<Process> processesNamed(const std::string& name) const;
+
+    DesktopSession session;
+    std::unique_ptr<Program> application;
+
+  private:
+    int launches_ = 0;
+};
+
+} // namespace desktop

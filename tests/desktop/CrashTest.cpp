@@ -1,0 +1,62 @@
+// Sudden deaths: of the server, of the page's process, of the application, of the display.
+#include "tests/desktop/ApplicationTest.h"
+
+#include <csignal>
+
+namespace desktop {
+namespace {
+
+using Crash = ApplicationTest;
+
+TEST_F(Crash, ofTheServerIsFollowedByANewServerOnTheSamePortAndItsPage) {
+    launchUntilReady();
+    const ServerLaunch first = serverLaunches(1).front();
+    ::kill(first.pid, SIGKILL);
+    const std::vector<ServerLaunch> launches = serverLaunches(2);
+    ASSERT_EQ(launches.size(), 2U) << application->standardError();
+    EXPECT_NE(launches[1].pid, first.pid);
+    EXPECT_EQ(launches[1].port, first.port);
+    EXPECT_TRUE(eventually([&] { return serverAnswers(launches[1].port); }));
+    EXPECT_TRUE(showsTheServersPage());
+}
+
+TEST_F(Crash, ofThePagesProcessBringsThePageBackAndHurtsNobodyElse) {
+    launchUntilReady();
+    ASSERT_TRUE(showsTheServersPage());
+    const std::vector<Process> before = processesNamed("WebKitWebProcess");
+    ASSERT_EQ(before.size(), 1U) << describe(session.processes());
+    ::kill(before.front().pid, SIGKILL);
+    ASSERT_TRUE(eventually([&] {
+        const std::vector<Process> now = processesNamed("WebKitWebProcess");
+        return now.size() == 1 && now.front().pid != before.front().pid;
+    })) << describe(session.processes());
+    EXPECT_TRUE(showsTheServersPage());
+    EXPECT_TRUE(application->isRunning());
+    EXPECT_EQ(serverLaunches(1).size(), 1U);
+}
+
+TEST_F(Crash, ofTheApplicationTakesTheServerAndThePageAlong) {
+    launchUntilReady();
+    ASSERT_TRUE(showsTheServersPage());
+    application->signal(SIGKILL);
+    EXPECT_EQ(application->waitForExit(patience), -SIGKILL);
+    EXPECT_TRUE(nothingIsLeft()) << describe(session.processes());
+}
+
+TEST_F(Crash, ofTheDisplayTakesTheServerAlong) {
+    launchUntilReady();
+    session.killDisplay();
+    EXPECT_NE(application->waitForExit(patience), std::nullopt);
+    EXPECT_TRUE(nothingIsLeft()) << describe(session.processes());
+}
+
+TEST_F(Crash, ofTheApplicationIsNoObstacleToItsNextLaunch) {
+    launchUntilReady();
+    application->signal(SIGKILL);
+    ASSERT_EQ(application->waitForExit(patience), -SIGKILL);
+    launchUntilReady();
+    EXPECT_TRUE(showsTheServersPage());
+}
+
+} // namespace
+} // namespace desktop

@@ -1,0 +1,118 @@
+// What a person sees after starting the application: the window, the starting page, the server's
+// page; closing and coming back; the remembered size; what is kept private.
+#include "tests/desktop/ApplicationTest.h"
+
+#include <gmock/gmock.h>
+
+#include <csignal>
+#include <fstream>
+
+namespace desktop {
+namespace {
+
+using ::testing::IsEmpty;
+
+using Launch = ApplicationTest;
+
+TEST_F(Launch, showsTheStartingPageUntilTheServerAnswersAndThenTheServersPage) {
+    // A server that is never healthy keeps the starting page in place.
+    const std::filesystem::path slowServer = session.folder() / "slow-server";
+    std::ofstream(slowServer) << "#!/bin/sh\nexec sleep 1000\n";
+    std::filesystem::permissions(slowServer, std::filesystem::perms::owner_all);
+    session.environment["OSTRA_SIDECAR"] = slowServer.string();
+    application = launch();
+    ASSERT_TRUE(windowAppears()) << application->standardError();
+    EXPECT_TRUE(showsTheStartingPage());
+    application->signal(SIGTERM);
+    ASSERT_EQ(application->waitForExit(patience), 0);
+
+    session.environment.erase("OSTRA_SIDECAR");
+    launchUntilReady();
+    EXPECT_TRUE(showsTheServersPage());
+}
+
+TEST_F(Launch, opensAWindowOf1200By800) {
+    launchUntilReady();
+    const WindowGeometry geometry = session.geometry(window().value());
+    EXPECT_EQ(geometry.width, 1200);
+    EXPECT_EQ(geometry.height, 800);
+}
+
+TEST_F(Launch, hidesTheWindowOnItsCloseButtonAndShowsItAgainOnASecondLaunch) {
+    launchUntilReady();
+    ASSERT_TRUE(showsTheServersPage());
+    session.close(window().value());
+    ASSERT_TRUE(windowDisappears());
+    EXPECT_TRUE(application->isRunning());
+
+    const auto second = launch();
+    EXPECT_EQ(second->waitForExit(patience), 0) << second->standardError();
+    EXPECT_TRUE(windowAppears());
+    EXPECT_TRUE(showsTheServersPage());
+    EXPECT_EQ(serverLaunches(1).size(), 1U);
+}
+
+TEST_F(Launch, hidesTheWindowOnControlW) {
+    launchUntilReady();
+    session.focus(window().value());
+    session.pressKey("ctrl+w");
+    EXPECT_TRUE(windowDisappears());
+    EXPECT_TRUE(application->isRunning());
+    EXPECT_TRUE(serverAnswers(serverLaunches(1).front().port));
+}
+
+TEST_F(Launch, isOneInstanceWithoutASessionBus) {
+    session.environment["DBUS_SESSION_BUS_ADDRESS"] = "unix:path=/nonexistent";
+    launchUntilReady();
+    session.close(window().value());
+    ASSERT_TRUE(windowDisappears());
+    const auto second = launch();
+    EXPECT_EQ(second->waitForExit(patience), 0) << second->standardError();
+    EXPECT_TRUE(windowAppears());
+    EXPECT_EQ(processesNamed("ostrad").size(), 1U);
+}
+
+TEST_F(Launch, remembersTheSizeOfTheWindow) {
+    launchUntilReady();
+    session.resize(window().value(), 1000, 720);
+    ASSERT_TRUE(eventually([&] { return session.geometry(window().value()).width == 1000; }));
+    session.close(window().value());
+    ASSERT_TRUE(windowDisappears());
+    application->signal(SIGTERM);
+    ASSERT_EQ(application->waitForExit(patience), 0);
+
+    launchUntilReady();
+    EXPECT_TRUE(eventually([&] {
+        const WindowGeometry geometry = session.geometry(window().value());
+        return geometry.width == 1000 && geometry.height == 720;
+    }));
+}
+
+// Every file and folder of ours that somebody else could read or enter.
+std::vector<std::string> openToOthers(const std::filesystem::path& folder) {
+    using std::filesystem::perms;
+    std::vector<std::string> found;
+    const auto check = [&](const std::filesystem::path& path) {
+        const perms mode = std::filesystem::symlink_status(path).permissions();
+        if ((mode & (perms::group_all | perms::others_all)) != perms::none) {
+            found.push_back(path.string());
+        }
+    };
+    check(folder);
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        check(entry.path());
+    }
+    return found;
+}
+
+TEST_F(Launch, keepsItsFoldersToItself) {
+    launchUntilReady();
+    ASSERT_TRUE(showsTheServersPage());
+    for (const std::filesystem::path& home :
+         {session.dataHome(), session.cacheHome(), session.configHome()}) {
+        EXPECT_THAT(openToOthers(home / "app.zorvane"), IsEmpty());
+    }
+}
+
+} // namespace
+} // namespace desktop

@@ -1,0 +1,196 @@
+#include "tests/desktop/session/DesktopSession.h"
+
+#include "tests/desktop/session/Waiting.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <stdexcept>
+#include <system_error>
+
+namespace desktop {
+namespace {
+
+std::filesystem::path makeTemporaryFolder() {
+    std::string name = (std::filesystem::temp_directory_path() / "zorvane-desktop-XXXXXX").string();
+    if (::mkdtemp(name.data()) == nullptr) {
+        throw std::system_error(errno, std::generic_category(), "cannot make " + name);
+    }
+    return name;
+}
+
+// The first line that the program prints, without its line feed.
+std::string awaitLine(const Program& program, const std::string& what) {
+    std::string output;
+    const bool printed = eventually([&] {
+        output = program.standardOutput();
+        return output.find('\n') != std::string::npos;
+    });
+    if (!printed) {
+        throw std::runtime_error(what + " did not start: " + program.standardError());
+    }
+    return output.substr(0, output.find('\n'));
+}
+
+} // namespace
+
+DesktopSession::DesktopSession()
+    : folder_(makeTemporaryFolder()) {
+    adoptOrphans();
+    const char* const path = std::getenv("PATH");
+    environment = {
+        {"PATH", path == nullptr ? "/usr/bin:/bin" : path},
+        {"HOME", (folder_ / "home").string()},
+        {"XDG_DATA_HOME", dataHome().string()},
+        {"XDG_CACHE_HOME", cacheHome().string()},
+        {"XDG_CONFIG_HOME", configHome().string()},
+        {"XDG_RUNTIME_DIR", (folder_ / "runtime").string()},
+        {"LANG", "C.UTF-8"},
+        {"GSK_RENDERER", "cairo"},
+        {"WEBKIT_DISABLE_DMABUF_RENDERER", "1"},
+        {"GTK_A11Y", "none"},
+        {"OSTRA_DEV_NO_MOVE", "1"},
+    };
+    for (const char* name : {"home", "runtime"}) {
+        std::filesystem::create_directory(folder_ / name);
+        std::filesystem::permissions(folder_ / name, std::filesystem::perms::owner_all);
+    }
+    startDisplay();
+    startBus();
+    startWindowManager();
+}
+
+DesktopSession::~DesktopSession() {
+    // Whatever a failed test left; it would not survive the display for long, but may write.
+    for (const Process& process : processes()) {
+        ::kill(process.pid, SIGKILL);
+    }
+    (void)eventually([this] { return processes().empty(); });
+    windowManager_.reset();
+    bus_.reset();
+    display_.reset();
+    std::error_code ignored;
+    std::filesystem::remove_all(folder_, ignored);
+}
+
+void DesktopSession::startDisplay() {
+    display_ = start(
+        {"Xvfb", "-displayfd", "1", "-screen", "0", "1600x1000x24", "-nolisten", "tcp", "-noreset"},
+        "display");
+    environment["DISPLAY"] = ":" + awaitLine(*display_, "Xvfb");
+}
+
+// The configuration names no folder of services, so nothing of the machine is started on demand.
+void DesktopSession::startBus() {
+    const std::filesystem::path configuration = folder_ / "bus.conf";
+    std::ofstream(configuration)
+        << "<busconfig><type>session</type><listen>unix:path=" << (folder_ / "bus").string()
+        << "</listen><policy context=\"default\"><allow send_destination=\"*\" eavesdrop=\"true\"/>"
+           "<allow eavesdrop=\"true\"/>"
+           "<allow own=\"*\"/></policy></busconfig>";
+    bus_ = start({"dbus-daemon", "--config-file=" + configuration.string(), "--nofork",
+                  "--nopidfile", "--nosyslog", "--print-address"},
+                 "bus");
+    environment["DBUS_SESSION_BUS_ADDRESS"] = awaitLine(*bus_, "dbus-daemon");
+}
+
+void DesktopSession::startWindowManager() {
+    windowManager_ = start({"openbox", "--sm-disable"}, "window-manager");
+    const bool ready = eventually([this] {
+        return ask({"xprop", "-root", "_NET_SUPPORTING_WM_CHECK"}).find("window id") !=
+               std::string::npos;
+    });
+    if (!ready) {
+        throw std::runtime_error("openbox did not start: " + windowManager_->standardError());
+    }
+}
+
+std::unique_ptr<Program> DesktopSession::start(const std::vector<std::string>& command,
+                                               const std::string& name) const {
+    return std::make_unique<Program>(command, environment, folder_ / name);
+}
+
+std::vector<Process> DesktopSession::processes() const {
+    std::vector<pid_t> session;
+    for (const auto* program : {&display_, &bus_, &windowManager_}) {
+        if (*program) {
+            session.push_back((*program)->pid());
+        }
+    }
+    return descendants(session);
+}
+
+std::string DesktopSession::ask(const std::vector<std::string>& command) const {
+    const auto program = start(command, "question");
+    (void)program->waitForExit(patience);
+    return program->standardOutput();
+}
+
+std::optional<std::string> DesktopSession::visibleWindow(const std::string& title) const {
+    std::istringstream answer(
+        ask({"xdotool", "search", "--onlyvisible", "--name", "^" + title + "$"}));
+    std::string window;
+    return answer >> window ? std::optional(window) : std::nullopt;
+}
+
+WindowGeometry DesktopSession::geometry(const std::string& window) const {
+    std::istringstream answer(ask({"xdotool", "getwindowgeometry", "--shell", window}));
+    std::map<std::string, int> values;
+    for (std::string line; std::getline(answer, line);) {
+        const std::size_t sign = line.find('=');
+        if (sign != std::string::npos) {
+            values[line.substr(0, sign)] = std::atoi(line.c_str() + sign + 1);
+        }
+    }
+    return {
+        .x = values["X"], .y = values["Y"], .width = values["WIDTH"], .height = values["HEIGHT"]};
+}
+
+void DesktopSession::pressKey(const std::string& key) const {
+    ask({"xdotool", "key", "--clearmodifiers", key});
+}
+
+void DesktopSession::focus(const std::string& window) const {
+    ask({"xdotool", "windowactivate", "--sync", window});
+}
+
+void DesktopSession::resize(const std::string& window, int width, int height) const {
+    ask({"xdotool", "windowsize", window, std::to_string(width), std::to_string(height)});
+}
+
+void DesktopSession::close(const std::string& window) const {
+    focus(window);
+    pressKey("alt+F4");
+}
+
+std::optional<Screenshot> DesktopSession::screenshot(const std::string& window) const {
+    const std::filesystem::path file = folder_ / "screenshot.ppm";
+    ask({"import", "-silent", "-window", window, "-depth", "8", file.string()});
+    return Screenshot::read(file);
+}
+
+void DesktopSession::saveScreenshot(const std::filesystem::path& file) const {
+    ask({"import", "-silent", "-window", "root", file.string()});
+}
+
+std::string DesktopSession::activeWindow() const {
+    std::istringstream answer(ask({"xdotool", "getactivewindow"}));
+    std::string window;
+    answer >> window;
+    return window;
+}
+
+void DesktopSession::killBus() {
+    bus_->signal(SIGKILL);
+    (void)bus_->waitForExit(patience);
+}
+
+void DesktopSession::killDisplay() {
+    display_->signal(SIGKILL);
+    (void)display_->waitForExit(patience);
+}
+
+} // namespace desktop

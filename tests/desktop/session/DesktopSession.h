@@ -1,0 +1,87 @@
+// A private Linux desktop for one test: an X server without a screen on a display number of its
+// own, a session bus of its own, openbox as the window manager (it draws the close button and
+// gives the focus), and an empty home with all XDG folders in a temporary folder. Sessions do not
+// know of each other, so tests may run in parallel. Everything is ended by process id, and the
+// folder removed, by the destructor; should the test itself be killed, the kernel ends it.
+//
+// A program started in the session sees nothing of the environment of the test but PATH. Rendering
+// is set to what needs no GPU.
+#pragma once
+
+#include "platform/Environment.h"
+#include "tests/desktop/session/ProcessTree.h"
+#include "tests/desktop/session/Program.h"
+#include "tests/desktop/session/Screenshot.h"
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace desktop {
+
+struct WindowGeometry {
+    int x = 0;
+    int y = 0;
+    int width = 0;
+    int height = 0;
+};
+
+class DesktopSession {
+  public:
+    // Throws std::runtime_error when a part of the session does not start.
+    DesktopSession();
+    ~DesktopSession();
+    DesktopSession(const DesktopSession&) = delete;
+    DesktopSession& operator=(const DesktopSession&) = delete;
+
+    // What programs are started with; a test may change it for those that it starts afterwards.
+    platform::Environment environment;
+
+    [[nodiscard]] const std::filesystem::path& folder() const { return folder_; }
+    [[nodiscard]] std::filesystem::path dataHome() const { return folder_ / "data"; }
+    [[nodiscard]] std::filesystem::path cacheHome() const { return folder_ / "cache"; }
+    [[nodiscard]] std::filesystem::path configHome() const { return folder_ / "config"; }
+
+    // `name` names its output files in the session's folder.
+    [[nodiscard]] std::unique_ptr<Program> start(const std::vector<std::string>& command,
+                                                 const std::string& name) const;
+    // What the programs under test have started and left: all descendants of this process but
+    // the session itself.
+    [[nodiscard]] std::vector<Process> processes() const;
+
+    // The X id of a window that is on the screen and has this title.
+    [[nodiscard]] std::optional<std::string> visibleWindow(const std::string& title) const;
+    [[nodiscard]] WindowGeometry geometry(const std::string& window) const;
+    // A key or a combination in xdotool's words ("ctrl+w"), sent to whatever has the focus.
+    void pressKey(const std::string& key) const;
+    void focus(const std::string& window) const;
+    void resize(const std::string& window, int width, int height) const;
+    // As a click on the close button: asks through the window manager.
+    void close(const std::string& window) const;
+
+    // `window` is an X id, or "root".
+    [[nodiscard]] std::optional<Screenshot> screenshot(const std::string& window) const;
+    void saveScreenshot(const std::filesystem::path& file) const;
+
+    // The X id of the window that has the focus.
+    [[nodiscard]] std::string activeWindow() const;
+
+    void killDisplay();
+    void killBus();
+
+  private:
+    // The standard output of a program that ends by itself.
+    std::string ask(const std::vector<std::string>& command) const;
+    void startDisplay();
+    void startBus();
+    void startWindowManager();
+
+    std::filesystem::path folder_;
+    std::unique_ptr<Program> display_;
+    std::unique_ptr<Program> bus_;
+    std::unique_ptr<Program> windowManager_;
+};
+
+} // namespace desktop

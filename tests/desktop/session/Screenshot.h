@@ -1,0 +1,40 @@
+// What a person would see: the pixels of a window or of the whole screen, taken from the X server
+// by ImageMagick's `import`. Comparisons are about the essence, dominant colours and their share,
+// so that fonts and antialiasing do not matter.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace desktop {
+
+struct Colour {
+    std::uint8_t red = 0;
+    std::uint8_t green = 0;
+    std::uint8_t blue = 0;
+
+    auto operator<=>(const Colour&) const = default;
+};
+
+class Screenshot {
+  public:
+    // A binary portable pixmap (P6, 8 bits). Nothing when the file is not one.
+    [[nodiscard]] static std::optional<Screenshot> read(const std::filesystem::path& file);
+
+    [[nodiscard]] int width() const { return width_; }
+    [[nodiscard]] int height() const { return height_; }
+    [[nodiscard]] Colour dominantColour() const;
+    // The part of all pixels, 0 to 1, whose channels are each within `tolerance` of the colour's.
+    [[nodiscard]] double share(Colour colour, int tolerance) const;
+    [[nodiscard]] std::size_t distinctColours() const;
+
+  private:
+    int width_ = 0;
+    int height_ = 0;
+    std::vector<Colour> pixels_;
+};
+
+} // namespace desktop
