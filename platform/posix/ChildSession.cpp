@@ -30,9 +30,7 @@ void ChildSession::begin(std::function<void()> onEnd) {
     if (parts.output) {
         outputWatch = io.watch(parts.output.get(), [this] { readOutput(); });
     }
-    if (parts.guardian) {
-        watchGuardian();
-    }
+    watchGuardian();
     exitWatch = io.watch(parts.state->exitDescriptor(), [this] { childEnded(); });
 }
 
@@ -74,13 +72,22 @@ void ChildSession::passOnWhatIsLeft() {
 }
 
 void ChildSession::watchGuardian() {
-    guardianWatch = io.watch(parts.guardian->exitWatch.get(), [this] { guardianEnded(); });
+    if (parts.guardian) {
+        guardianWatch = io.watch(parts.guardian->exitWatch.get(), [this] { guardianEnded(); });
+    }
+}
+
+// For a guardian that has ended or is about to.
+void ChildSession::endGuardian() {
+    if (parts.guardian) {
+        io.unwatch(guardianWatch);
+        reap(parts.guardian->pid);
+        parts.guardian.reset();
+    }
 }
 
 void ChildSession::guardianEnded() {
-    io.unwatch(guardianWatch);
-    reap(parts.guardian->pid);
-    parts.guardian.reset();
+    endGuardian();
     if (!parts.state->hasExited() && !parts.state->wasKilled()) {
         replaceGuardian();
     }
@@ -110,11 +117,7 @@ void ChildSession::childEnded() {
     if (parts.output) {
         passOnWhatIsLeft();
     }
-    if (parts.guardian) {
-        io.unwatch(guardianWatch);
-        reap(parts.guardian->pid);
-        parts.guardian.reset();
-    }
+    endGuardian();
     parts.state->reapChild();
     parts.callbacks->exit(status);
     const auto finished = std::move(end);

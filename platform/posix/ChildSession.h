@@ -39,6 +39,7 @@ class ChildSession {
     void readOutput();
     void passOnWhatIsLeft();
     void stopReading();
+    void endGuardian();
     void guardianEnded();
     void replaceGuardian();
     void watchGuardian();

@@ -35,10 +35,11 @@ IoThread& ChildSessions::thread() {
 }
 
 void ChildSessions::serve(ChildSession::Parts parts) {
+    IoThread& ioThread = thread();
     const std::lock_guard lock(mutex);
-    sessions.emplace_front(*io, std::move(parts), report);
+    sessions.emplace_front(ioThread, std::move(parts), report);
     const auto session = sessions.begin();
-    io->post([this, session] { session->begin([this, session] { sessionEnded(session); }); });
+    ioThread.post([this, session] { session->begin([this, session] { sessionEnded(session); }); });
 }
 
 void ChildSessions::sessionEnded(List::iterator session) {

@@ -17,7 +17,6 @@
 namespace platform {
 namespace {
 
-using posix::ChildSession;
 using posix::ExecImage;
 using posix::Guardian;
 using posix::GuardianPlan;

@@ -18,7 +18,6 @@ namespace {
 
 using posix::Deadline;
 using posix::ExecImage;
-using posix::Pipe;
 using posix::UniqueFd;
 
 // A running program, its standard output and the end of its standard error that nobody reads. It

@@ -138,7 +138,9 @@ std::expected<ExecImage, int> ExecImage::make(const std::filesystem::path& execu
         if (name.empty() || name.find('=') != std::string::npos) {
             return std::unexpected(EINVAL);
         }
-        image.strings.push_back(name + '=' + value);
+        std::string& entry = image.strings.emplace_back(name);
+        entry += '=';
+        entry += value;
     }
     if (std::ranges::any_of(image.strings, holdsNul)) {
         return std::unexpected(EINVAL);

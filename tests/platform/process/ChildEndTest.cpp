@@ -163,6 +163,7 @@ TEST_F(ChildTest, canBeLaunchedByManyThreadsAtOnce) {
     std::atomic<int> good = 0;
     std::vector<std::jthread> workers;
     std::latch start(4);
+    workers.reserve(4);
     for (int worker = 0; worker < 4; ++worker) {
         workers.emplace_back([&] {
             start.arrive_and_wait();

@@ -100,11 +100,11 @@ inline platform::ChildOptions testChild(std::vector<std::string> cues, const Rec
     return options;
 }
 
-inline constexpr platform::ExitStatus exitedWith(int code) {
+constexpr platform::ExitStatus exitedWith(int code) {
     return {.signalled = false, .code = code};
 }
 
-inline constexpr platform::ExitStatus killedBy(int signal) {
+constexpr platform::ExitStatus killedBy(int signal) {
     return {.signalled = true, .code = signal};
 }
 
@@ -129,7 +129,8 @@ class ChildTest : public testing::Test {
     }
 
     Recorder recorder;
-    std::optional<platform::PosixChildLauncher> launcher{std::in_place, ZORVANE_GUARDIAN_PATH};
+    std::unique_ptr<platform::PosixChildLauncher> launcher =
+        std::make_unique<platform::PosixChildLauncher>(ZORVANE_GUARDIAN_PATH);
 };
 
 } // namespace process_test

@@ -147,7 +147,7 @@ TEST_F(ChildTest, mayBeAskedAnythingAfterTheLauncherHasGone) {
 TEST_F(ChildTest, takesNoDescriptorWithItWhenEverythingIsDropped) {
     launcher.reset();
     const auto before = openDescriptors();
-    launcher.emplace(ZORVANE_GUARDIAN_PATH);
+    launcher = std::make_unique<platform::PosixChildLauncher>(ZORVANE_GUARDIAN_PATH);
     for (const bool guarded : {false, true}) {
         auto options = testChild({"hang"}, recorder);
         if (guarded) {

@@ -237,12 +237,13 @@ TEST_F(FailingLaunch, leavesNothingBehindHoweverFewDescriptorsAreLeft) {
     }
     EXPECT_GT(failures, 0);
     EXPECT_LT(failures, 61);
-    launcher.emplace(ZORVANE_GUARDIAN_PATH); // reaps the one that was started
+    launcher = std::make_unique<platform::PosixChildLauncher>(
+        ZORVANE_GUARDIAN_PATH); // reaps the one that was started
     std::ignore = errorOf(program("/nonexistent/program"));
 }
 
 TEST_F(FailingLaunch, saysThatTheGuardianIsMissingAndStartsNoChild) {
-    launcher.emplace("/nonexistent/guardian");
+    launcher = std::make_unique<platform::PosixChildLauncher>("/nonexistent/guardian");
     std::ignore = errorOf(program("/nonexistent/program"));
     auto options = testChild({"print=never"});
     options.guardianGrace = std::chrono::seconds(1);

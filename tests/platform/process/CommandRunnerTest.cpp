@@ -201,6 +201,7 @@ TEST_F(CommandRunner, refusesAnArgumentThatCannotBePassedOn) {
 TEST_F(CommandRunner, mayRunOnManyThreadsAtOnce) {
     std::vector<std::jthread> workers;
     std::latch start(4);
+    workers.reserve(4);
     for (int worker = 0; worker < 4; ++worker) {
         workers.emplace_back([&, number = std::to_string(worker)] {
             start.arrive_and_wait();

@@ -23,9 +23,9 @@ class GuardedServer : public ChildTest {
                               .arguments = std::move(cues),
                               .onOutput = recorder.onOutput(),
                               .onExit = recorder.onExit()});
-        server.emplace(recorder.numberAfter("server"));
+        server = std::make_unique<Watched>(recorder.numberAfter("server"));
         EXPECT_TRUE(recorder.says("complete"));
-        guardian.emplace(memberNamed("zorvane-guardian", server->pid()));
+        guardian = std::make_unique<Watched>(memberNamed("zorvane-guardian", server->pid()));
     }
 
     // From the application's end to the server's.
@@ -43,8 +43,8 @@ class GuardedServer : public ChildTest {
     }
 
     std::shared_ptr<platform::ChildProcess> application;
-    std::optional<Watched> server;
-    std::optional<Watched> guardian;
+    std::unique_ptr<Watched> server;
+    std::unique_ptr<Watched> guardian;
 };
 
 TEST_F(GuardedServer, endsPromptlyWithAnApplicationThatIsKilled) {
@@ -136,7 +136,7 @@ TEST_F(GuardedServer, getsAnotherGuardianWhenSomebodyKillsTheFirst) {
     while (memberNamed("zorvane-guardian", server->pid()) < 0 && server->lives()) {
         std::ignore = server->endsWithin(1ms);
     }
-    guardian.emplace(memberNamed("zorvane-guardian", server->pid()));
+    guardian = std::make_unique<Watched>(memberNamed("zorvane-guardian", server->pid()));
     EXPECT_GE(endApplication(SIGKILL), 300ms) << "the second guardian knows the grace too";
     expectNobodyLeft();
 }
@@ -188,11 +188,12 @@ TEST_F(Guarded, childKeepsRunningThoughAllItsGuardiansAreKilled) {
     std::mutex mutex;
     std::vector<std::string> reports;
     std::condition_variable changed;
-    launcher.emplace(ZORVANE_GUARDIAN_PATH, [&](std::string_view report) {
-        const std::lock_guard lock(mutex);
-        reports.emplace_back(report);
-        changed.notify_all();
-    });
+    launcher = std::make_unique<platform::PosixChildLauncher>(ZORVANE_GUARDIAN_PATH,
+                                                              [&](std::string_view report) {
+                                                                  const std::lock_guard lock(mutex);
+                                                                  reports.emplace_back(report);
+                                                                  changed.notify_all();
+                                                              });
     const auto child = launch(guardedChild({"ready", "hang"}, recorder));
     EXPECT_TRUE(recorder.says("ready"));
     const std::string process = "the guardian of process " + std::to_string(child->pid());
