@@ -1,0 +1,21 @@
+# Boost by its headers alone; Boost.URL and Boost.JSON are each compiled here from their one source
+# file, as C++20: as C++23 it does not get along with this libc++'s std::pair.
+include("${CMAKE_CURRENT_LIST_DIR}/SdkFolder.cmake")
+if(NOT TARGET Boost::headers)
+  zorvane_sdk_header(boost)
+  add_library(Boost::headers INTERFACE IMPORTED GLOBAL)
+  set_target_properties(Boost::headers PROPERTIES
+    INTERFACE_INCLUDE_DIRECTORIES "${zorvane_sdk}/include")
+  add_library(Boost::boost ALIAS Boost::headers)
+endif()
+foreach(component IN LISTS Boost_FIND_COMPONENTS)
+  if(NOT TARGET boost_${component})
+    set(source "${CMAKE_BINARY_DIR}/sdk/src/boost_${component}.cpp")
+    file(CONFIGURE OUTPUT "${source}" CONTENT "#include <boost/${component}/src.hpp>\n")
+    add_library(boost_${component} STATIC "${source}")
+    set_target_properties(boost_${component} PROPERTIES CXX_STANDARD 20)
+    target_link_libraries(boost_${component} PUBLIC Boost::headers)
+    add_library(Boost::${component} ALIAS boost_${component})
+  endif()
+endforeach()
+set(Boost_FOUND TRUE)
