@@ -517,11 +517,9 @@ async function poll() {
     state.scan = scan;
     state.revision = scan.revision;
     state.online = true;
+    if (changed) await loadLibraries();
     showNotice(scan.scanning ? scanText(scan) : '', false, true);
-    if (changed) {
-      await loadLibraries();
-      await draw();
-    }
+    if (changed) await draw();
   } catch {
     state.online = false;
     showNotice('The server does not answer. Trying again…', true, true);

@@ -1,5 +1,7 @@
 #include "tests/ostrad/OstradFixture.h"
 
+#include <unistd.h>
+
 #include <cstdlib>
 
 namespace ostrad::test {
@@ -9,7 +11,7 @@ std::string findProgram(const std::string& name) {
     const char* const path = std::getenv("PATH");
     std::istringstream folders(path == nullptr ? "/usr/bin" : path);
     for (std::string folder; std::getline(folders, folder, ':');) {
-        if (std::filesystem::exists(folder + "/" + name)) {
+        if (::access((folder + "/" + name).c_str(), X_OK) == 0) {
             return folder + "/" + name;
         }
     }
