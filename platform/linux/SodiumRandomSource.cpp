@@ -8,7 +8,7 @@ SodiumRandomSource::SodiumRandomSource()
     : isReady_(::sodium_init() >= 0) {}
 
 bool SodiumRandomSource::fill(std::span<std::byte> bytes) {
-    if (isReady_) {
+    if (isReady_ && !bytes.empty()) {
         ::randombytes_buf(bytes.data(), bytes.size());
     }
     return isReady_;

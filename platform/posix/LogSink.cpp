@@ -21,6 +21,24 @@ std::uint64_t lineCount(std::string_view lines) {
     return static_cast<std::uint64_t>(std::count(lines.begin(), lines.end(), '\n'));
 }
 
+bool isSameDevice(int one, int other) {
+    struct stat first{};
+    struct stat second{};
+    return ::fstat(one, &first) == 0 && ::fstat(other, &second) == 0 &&
+           first.st_rdev == second.st_rdev;
+}
+
+// The terminal opened once more, so that this side of it alone does not block: a terminal that
+// was stopped takes less than it says.
+UniqueFd reopenTerminal(int descriptor) {
+    std::array<char, 256> name{};
+    if (::ttyname_r(descriptor, name.data(), name.size()) != 0) {
+        return {};
+    }
+    UniqueFd own(::open(name.data(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    return own && isSameDevice(own.get(), descriptor) ? std::move(own) : UniqueFd();
+}
+
 } // namespace
 
 LogSink::LogSink(int descriptor, std::string linePrefix)
@@ -29,7 +47,12 @@ LogSink::LogSink(int descriptor, std::string linePrefix)
     struct stat status{};
     if (::fstat(descriptor_, &status) == 0) {
         isSocket_ = S_ISSOCK(status.st_mode);
-        canBlock_ = S_ISFIFO(status.st_mode) || ::isatty(descriptor_) == 1;
+        canBlock_ = S_ISFIFO(status.st_mode);
+    }
+    if (::isatty(descriptor_) == 1) {
+        canBlock_ = true;
+        ownTerminal_ = reopenTerminal(descriptor_);
+        descriptor_ = ownTerminal_ ? ownTerminal_.get() : descriptor_;
     }
     if (auto wake = makePipe()) {
         wakeRead_ = std::move(wake->readEnd);
@@ -56,7 +79,11 @@ void LogSink::write(std::string_view lines) {
 bool LogSink::writeAll(std::string_view& bytes) {
     while (!bytes.empty()) {
         const long count = writeSome(bytes);
-        if (count < 0 && (errno == EINTR || errno == EAGAIN || errno == EWOULDBLOCK)) {
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+            pauseBeforeRetry();
             continue;
         }
         if (count <= 0) {
@@ -85,6 +112,14 @@ long LogSink::writeSome(std::string_view bytes) {
     // A pipe or terminal that is ready takes this much without blocking.
     const std::size_t atOnce = canBlock_ ? PIPE_BUF : std::size_t{1} << 20;
     return ::write(descriptor_, bytes.data(), std::min(bytes.size(), atOnce));
+}
+
+// A terminal with room for one byte says that it is ready and still takes no line feed, which it
+// writes as two.
+void LogSink::pauseBeforeRetry() {
+    constexpr int milliseconds = 50;
+    pollfd wake{.fd = wakeRead_.get(), .events = POLLIN, .revents = 0};
+    ::poll(&wake, 1, milliseconds);
 }
 
 void LogSink::giveUp() {

@@ -28,8 +28,11 @@ class LogSink {
     [[nodiscard]] long writeSome(std::string_view bytes);
     [[nodiscard]] bool writeAll(std::string_view& bytes);
 
-    const int descriptor_;
+    void pauseBeforeRetry();
+
+    int descriptor_;
     const std::string linePrefix_;
+    UniqueFd ownTerminal_;
     bool canBlock_ = false; // a terminal or a pipe
     bool isSocket_ = false;
     bool midLine_ = false;

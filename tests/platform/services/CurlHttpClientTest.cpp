@@ -120,7 +120,7 @@ TEST(CurlHttpClient, startsItsThreadWithTheFirstRequestAndSleepsAfterTheLast) {
 
     ASSERT_TRUE(fetch(client, server.url()));
 
-    const auto http = newThreadNamed("http", withServer);
+    const auto http = waitForThreadNamed("http", withServer);
     ASSERT_TRUE(http);
     ASSERT_TRUE(waitUntilAsleep(*http));
     const auto switches = contextSwitches(*http);

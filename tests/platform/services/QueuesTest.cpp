@@ -149,7 +149,7 @@ TEST(ThreadPoolQueues, timersShareOneThreadThatSleeps) {
     }
 
     EXPECT_EQ(threadIds().size(), before.size() + 1);
-    const auto timers = newThreadNamed("timers", before);
+    const auto timers = waitForThreadNamed("timers", before);
     ASSERT_TRUE(timers);
     ASSERT_TRUE(waitUntilAsleep(*timers));
     const auto switches = contextSwitches(*timers);
@@ -180,7 +180,9 @@ TEST(ThreadPoolQueues, theDestructorWaitsForTheRunningTaskAndDestroysTheOthersUn
     const std::weak_ptr<int> watched = owned;
     auto queues = std::make_unique<ThreadPoolQueues>();
     const auto serial = queues->makeSerial("leftovers", QualityOfService::utility);
+    std::promise<void> started;
     serial->post([&] {
+        started.set_value();
         while (!isClosed(*serial)) {
             std::this_thread::yield();
         }
@@ -194,6 +196,7 @@ TEST(ThreadPoolQueues, theDestructorWaitsForTheRunningTaskAndDestroysTheOthersUn
         });
     }
     owned.reset();
+    started.get_future().get();
 
     queues.reset();
 

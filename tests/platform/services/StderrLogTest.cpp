@@ -332,10 +332,8 @@ TEST_F(PipeLogTest, copesWithADescriptorThatOthersMadeNonBlocking) {
 TEST_F(PipeLogTest, sleepsWhileThereIsNothingToWrite) {
     const auto known = threadIds();
     const StderrLog other({}, pipe.writeEnd.get());
-    std::optional<int> thread;
-    while (!(thread = newThreadNamed("log", known))) {
-        std::this_thread::yield(); // until it has named itself
-    }
+    const auto thread = waitForThreadNamed("log", known);
+    ASSERT_TRUE(thread);
     ASSERT_TRUE(waitUntilAsleep(*thread));
     const auto switches = contextSwitches(*thread);
     std::this_thread::sleep_for(std::chrono::milliseconds(200)); // nothing to wait for: that is it

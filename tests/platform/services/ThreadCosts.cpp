@@ -7,6 +7,7 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <system_error>
 #include <thread>
 
@@ -37,30 +38,38 @@ std::string fieldOf(int thread, const std::string& field) {
     return {};
 }
 
-} // namespace
-
-std::set<int> threadIds() {
-    return numbersIn("/proc/self/task", -1);
-}
-
-std::optional<int> newThreadNamed(const std::string& name, const std::set<int>& known) {
-    for (const int thread : threadIds()) {
-        if (!known.contains(thread) && fieldOf(thread, "Name") == name) {
-            return thread;
-        }
-    }
-    return std::nullopt;
-}
-
-bool waitUntilAsleep(int thread) {
+bool waitUntil(const std::function<bool()>& condition) {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!fieldOf(thread, "State").starts_with('S')) {
+    while (!condition()) {
         if (std::chrono::steady_clock::now() > deadline) {
             return false;
         }
         std::this_thread::yield();
     }
     return true;
+}
+
+} // namespace
+
+std::set<int> threadIds() {
+    return numbersIn("/proc/self/task", -1);
+}
+
+std::optional<int> waitForThreadNamed(const std::string& name, const std::set<int>& known) {
+    std::optional<int> found;
+    waitUntil([&] {
+        for (const int thread : threadIds()) {
+            if (!known.contains(thread) && fieldOf(thread, "Name") == name) {
+                found = thread;
+            }
+        }
+        return found.has_value();
+    });
+    return found;
+}
+
+bool waitUntilAsleep(int thread) {
+    return waitUntil([thread] { return fieldOf(thread, "State").starts_with('S'); });
 }
 
 std::uint64_t contextSwitches(int thread) {

@@ -8,9 +8,10 @@
 #include <string>
 
 [[nodiscard]] std::set<int> threadIds();
-// The thread of that name that is not among `known`.
-[[nodiscard]] std::optional<int> newThreadNamed(const std::string& name,
-                                                const std::set<int>& known);
+// The thread that is not among `known` and has that name, which it gives itself once it runs;
+// nothing after 10 s.
+[[nodiscard]] std::optional<int> waitForThreadNamed(const std::string& name,
+                                                    const std::set<int>& known);
 // Waits until the thread sleeps in the kernel; false after 10 s.
 [[nodiscard]] bool waitUntilAsleep(int thread);
 // How often the thread was taken from or gave up its processor.
