@@ -1,0 +1,180 @@
+// What Zorvane uses of Foundation.
+#ifndef ZORVANE_INTERFACE_FOUNDATION
+#define ZORVANE_INTERFACE_FOUNDATION
+
+#include <MacTypes.h>
+#include <dispatch/dispatch.h>
+#import <CoreFoundation/CoreFoundation.h>
+#import <objc/NSObject.h>
+#import <objc/objc.h>
+#include <os/availability.h>
+
+#define NS_ASSUME_NONNULL_BEGIN _Pragma("clang assume_nonnull begin")
+#define NS_ASSUME_NONNULL_END _Pragma("clang assume_nonnull end")
+
+#define NS_ENUM(_type, _name)                                                                      \
+    enum __attribute__((enum_extensibility(open))) _name : _type _name;                            \
+    enum _name : _type
+// In C++ a set of options is its integer type, so that its values can be combined.
+#define NS_OPTIONS(_type, _name)                                                                   \
+    _type _name;                                                                                   \
+    enum __attribute__((flag_enum, enum_extensibility(open))) : _name
+
+#define NS_INLINE static inline __attribute__((always_inline))
+#define NS_RETURNS_INNER_POINTER __attribute__((objc_returns_inner_pointer))
+
+NS_ASSUME_NONNULL_BEGIN
+
+@class NSArray<ObjectType>, NSDictionary<KeyType, ObjectType>, NSError, NSNotification,
+    NSOperationQueue, NSString, NSURL;
+
+typedef double NSTimeInterval;
+
+typedef CGRect NSRect;
+
+NS_INLINE NSRect NSMakeRect(CGFloat x, CGFloat y, CGFloat w, CGFloat h) {
+    NSRect rectangle;
+    rectangle.origin.x = x;
+    rectangle.origin.y = y;
+    rectangle.size.width = w;
+    rectangle.size.height = h;
+    return rectangle;
+}
+
+@protocol NSCopying
+- (id)copyWithZone:(nullable struct _NSZone*)zone;
+@end
+
+typedef NSUInteger NSStringEncoding;
+enum : NSStringEncoding {
+    NSUTF8StringEncoding = 4,
+    NSISOLatin1StringEncoding = 5,
+};
+
+@interface NSString : NSObject <NSCopying>
+@property(nullable, readonly) const char* UTF8String NS_RETURNS_INNER_POINTER;
+- (nullable instancetype)initWithBytes:(const void*)bytes
+                                length:(NSUInteger)len
+                              encoding:(NSStringEncoding)encoding;
+- (BOOL)isEqualToString:(NSString*)aString;
+@end
+
+@interface NSArray<__covariant ObjectType> : NSObject <NSCopying>
+@property(readonly) NSUInteger count;
+@end
+
+@interface NSDictionary<__covariant KeyType, __covariant ObjectType> : NSObject <NSCopying>
+- (nullable ObjectType)objectForKeyedSubscript:(KeyType)key API_AVAILABLE(macos(10.8));
+@end
+
+@interface NSError : NSObject <NSCopying>
+@property(readonly, copy) NSString* localizedDescription;
+@end
+
+@interface NSURL : NSObject <NSCopying>
++ (nullable instancetype)URLWithString:(NSString*)URLString;
+@property(readonly) const char* fileSystemRepresentation NS_RETURNS_INNER_POINTER
+    API_AVAILABLE(macos(10.9));
+@property(nullable, readonly, copy) NSString* pathExtension API_AVAILABLE(macos(10.6));
+@end
+
+typedef NS_ENUM(NSUInteger, NSURLRequestCachePolicy){
+    NSURLRequestUseProtocolCachePolicy = 0,
+};
+
+@interface NSURLRequest : NSObject <NSCopying>
++ (instancetype)requestWithURL:(NSURL*)URL
+                   cachePolicy:(NSURLRequestCachePolicy)cachePolicy
+               timeoutInterval:(NSTimeInterval)timeoutInterval;
+@end
+
+@interface NSBundle : NSObject
+@property(class, readonly, strong) NSBundle* mainBundle;
+@property(readonly, copy) NSURL* bundleURL API_AVAILABLE(macos(10.6));
+@property(nullable, readonly, copy) NSURL* resourceURL API_AVAILABLE(macos(10.6));
+@property(nullable, readonly, copy) NSURL* executableURL API_AVAILABLE(macos(10.6));
+- (nullable NSURL*)URLForAuxiliaryExecutable:(NSString*)executableName
+    API_AVAILABLE(macos(10.6));
+@property(nullable, readonly, copy) NSDictionary<NSString*, id>* infoDictionary;
+@end
+
+@interface NSUserDefaults : NSObject
+@property(class, readonly, strong) NSUserDefaults* standardUserDefaults;
+- (void)removeObjectForKey:(NSString*)defaultName;
+- (NSInteger)integerForKey:(NSString*)defaultName;
+- (BOOL)boolForKey:(NSString*)defaultName;
+- (void)setInteger:(NSInteger)value forKey:(NSString*)defaultName;
+- (void)setBool:(BOOL)value forKey:(NSString*)defaultName;
+@end
+
+typedef NS_ENUM(NSUInteger, NSSearchPathDirectory){
+    NSApplicationSupportDirectory = 14,
+};
+typedef NS_OPTIONS(NSUInteger, NSSearchPathDomainMask){
+    NSUserDomainMask = 1,
+};
+
+@interface NSFileManager : NSObject
+@property(class, readonly, strong) NSFileManager* defaultManager;
+- (nullable NSURL*)URLForDirectory:(NSSearchPathDirectory)directory
+                          inDomain:(NSSearchPathDomainMask)domain
+                 appropriateForURL:(nullable NSURL*)url
+                            create:(BOOL)shouldCreate
+                             error:(NSError* _Nullable* _Nullable)error
+    API_AVAILABLE(macos(10.6));
+@end
+
+typedef NSString* NSNotificationName __attribute__((swift_newtype(struct)));
+
+@interface NSNotification : NSObject <NSCopying>
+@property(readonly, copy) NSNotificationName name;
+@end
+
+@interface NSNotificationCenter : NSObject
+@property(class, readonly, strong) NSNotificationCenter* defaultCenter;
+- (void)postNotificationName:(NSNotificationName)aName object:(nullable id)anObject;
+- (void)removeObserver:(id)observer;
+- (id<NSObject>)addObserverForName:(nullable NSNotificationName)name
+                            object:(nullable id)obj
+                             queue:(nullable NSOperationQueue*)queue
+                        usingBlock:(void (^)(NSNotification* notification))block
+    API_AVAILABLE(macos(10.6));
+@end
+
+@interface NSOperationQueue : NSObject
+@property(class, readonly, strong) NSOperationQueue* mainQueue API_AVAILABLE(macos(10.6));
+@end
+
+typedef NS_OPTIONS(uint64_t, NSActivityOptions){
+    NSActivityIdleSystemSleepDisabled = (1ULL << 20),
+    NSActivityUserInitiated = (0x00FFFFFFULL | NSActivityIdleSystemSleepDisabled),
+    NSActivityUserInitiatedAllowingIdleSystemSleep =
+        (NSActivityUserInitiated & ~NSActivityIdleSystemSleepDisabled),
+} API_AVAILABLE(macos(10.9));
+
+@interface NSProcessInfo : NSObject
+@property(class, readonly, strong) NSProcessInfo* processInfo;
+- (id<NSObject>)beginActivityWithOptions:(NSActivityOptions)options
+                                  reason:(NSString*)reason API_AVAILABLE(macos(10.9));
+- (void)endActivity:(id<NSObject>)activity API_AVAILABLE(macos(10.9));
+@end
+
+typedef FourCharCode AEEventClass;
+typedef FourCharCode AEEventID;
+typedef FourCharCode AEKeyword;
+
+@interface NSAppleEventDescriptor : NSObject <NSCopying>
+@property(readonly) OSType enumCodeValue;
+@property(readonly) AEEventClass eventClass;
+@property(readonly) AEEventID eventID;
+- (nullable NSAppleEventDescriptor*)attributeDescriptorForKeyword:(AEKeyword)keyword;
+@end
+
+@interface NSAppleEventManager : NSObject
++ (NSAppleEventManager*)sharedAppleEventManager;
+@property(nullable, readonly, retain) NSAppleEventDescriptor* currentAppleEvent;
+@end
+
+NS_ASSUME_NONNULL_END
+
+#endif
