@@ -19,10 +19,9 @@ class GuardedServer : public ChildTest {
         cues.insert(cues.begin(), {ZORVANE_GUARDIAN_PATH, std::to_string(grace.count()),
                                    testchild::path().native()});
         cues.insert(cues.end(), {"print=complete", "hang"});
-        application = launch({.executable = ZORVANE_LAUNCHER_PROBE_PATH,
-                              .arguments = std::move(cues),
-                              .onOutput = recorder.onOutput(),
-                              .onExit = recorder.onExit()});
+        auto options = testChild(std::move(cues), recorder);
+        options.executable = ZORVANE_LAUNCHER_PROBE_PATH;
+        application = launch(std::move(options));
         server = std::make_unique<Watched>(recorder.numberAfter("server"));
         EXPECT_TRUE(recorder.says("complete"));
         guardian = std::make_unique<Watched>(memberNamed("zorvane-guardian", server->pid()));

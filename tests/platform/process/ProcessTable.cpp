@@ -74,7 +74,7 @@ std::size_t threadsNamed(const std::string& name) {
         std::ifstream file(folder.path() / "comm");
         std::string line;
         std::getline(file, line);
-        count += line == name ? 1 : 0;
+        count += line == name ? 1U : 0U;
     }
     return count;
 }
