@@ -8,16 +8,12 @@
 
 namespace platform::cocoa {
 
-void CocoaMainQueue::post(Task task) {
-    dispatchTask(dispatch_get_main_queue(), std::move(task));
-}
+void CocoaMainQueue::post(Task task) { dispatchTask(dispatch_get_main_queue(), std::move(task)); }
 
 void CocoaMainQueue::postAfter(std::chrono::nanoseconds delay, Task task) {
     dispatchTaskAfter(delay, dispatch_get_main_queue(), std::move(task));
 }
 
-bool CocoaMainQueue::isMainThread() const {
-    return pthread_main_np() == 1;
-}
+bool CocoaMainQueue::isMainThread() const { return pthread_main_np() == 1; }
 
 } // namespace platform::cocoa

@@ -17,20 +17,17 @@ dispatch_queue_t globalQueue(QualityOfService qos) {
 
 } // namespace
 
-DispatchQueue::DispatchQueue(dispatch_queue_t queue)
-    : queue_(queue) {}
+DispatchQueue::DispatchQueue(dispatch_queue_t queue) : queue_(queue) {}
 
-void DispatchQueue::post(Task task) {
-    dispatchTask(queue_, std::move(task));
-}
+void DispatchQueue::post(Task task) { dispatchTask(queue_, std::move(task)); }
 
 void DispatchQueue::postAfter(std::chrono::nanoseconds delay, Task task) {
     dispatchTaskAfter(delay, queue_, std::move(task));
 }
 
 DispatchQueues::DispatchQueues()
-    : userInitiated_(globalQueue(QualityOfService::userInitiated))
-    , utility_(globalQueue(QualityOfService::utility)) {}
+    : userInitiated_(globalQueue(QualityOfService::userInitiated)),
+      utility_(globalQueue(QualityOfService::utility)) {}
 
 Queue& DispatchQueues::global(QualityOfService qos) {
     return qos == QualityOfService::userInitiated ? userInitiated_ : utility_;

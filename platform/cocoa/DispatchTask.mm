@@ -14,9 +14,7 @@ void runOnce(void* context) noexcept {
     }
 }
 
-void* handOver(Task task) {
-    return std::make_unique<Task>(std::move(task)).release();
-}
+void* handOver(Task task) { return std::make_unique<Task>(std::move(task)).release(); }
 
 } // namespace
 

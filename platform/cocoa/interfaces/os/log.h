@@ -44,7 +44,7 @@ __END_DECLS
         if (os_log_type_enabled(_log_tmp, _type_tmp)) {                                            \
             __attribute__((section("__TEXT,__oslogstring,cstring_literals"), internal_linkage,     \
                            used)) static const char _os_fmt_str[] = format;                        \
-            _Alignas(16) uint8_t                                                                   \
+            __attribute__((aligned(16))) uint8_t                                                   \
                 _os_fmt_buf[__builtin_os_log_format_buffer_size(format, ##__VA_ARGS__)];           \
             _os_log_impl(                                                                          \
                 &__dso_handle, _log_tmp, _type_tmp, _os_fmt_str,                                   \

@@ -1,0 +1,65 @@
+#include "platform/cocoa/CocoaBundle.h"
+
+#include "platform/cocoa/Text.h"
+
+#include <system_error>
+
+namespace platform::cocoa {
+namespace {
+
+bool isRegularFile(const std::filesystem::path& path) {
+    std::error_code failed;
+    return std::filesystem::is_regular_file(path, failed);
+}
+
+} // namespace
+
+CocoaBundle::CocoaBundle(NSBundle* bundle) : bundle_(bundle) {}
+
+bool CocoaBundle::isApplication() const {
+    return [bundle_.bundleURL.pathExtension isEqualToString:@"app"];
+}
+
+std::optional<std::filesystem::path> CocoaBundle::bundlePath() const {
+    @autoreleasepool {
+        return isApplication() ? pathOf(bundle_.bundleURL) : std::nullopt;
+    }
+}
+
+std::optional<std::filesystem::path> CocoaBundle::resourcesPath() const {
+    @autoreleasepool {
+        return isApplication() ? pathOf(bundle_.resourceURL) : std::nullopt;
+    }
+}
+
+std::filesystem::path CocoaBundle::executablePath() const {
+    @autoreleasepool {
+        return pathOf(bundle_.executableURL).value_or(std::filesystem::path());
+    }
+}
+
+std::optional<std::filesystem::path> CocoaBundle::auxiliaryExecutable(std::string_view name) const {
+    if (name.empty() || name.find_first_of(std::string_view("/\0", 2)) != std::string_view::npos) {
+        return std::nullopt;
+    }
+    @autoreleasepool {
+        const auto known = pathOf([bundle_ URLForAuxiliaryExecutable:toFoundation(name)]);
+        if (known && isRegularFile(*known)) {
+            return known;
+        }
+    }
+    auto beside = executablePath().parent_path() / name;
+    return isRegularFile(beside) ? std::optional(std::move(beside)) : std::nullopt;
+}
+
+std::optional<std::string> CocoaBundle::infoString(std::string_view key) const {
+    @autoreleasepool {
+        if (!isApplication()) {
+            return std::nullopt;
+        }
+        const id value = bundle_.infoDictionary[toFoundation(key)];
+        return [value isKindOfClass:NSString.class] ? fromFoundation(value) : std::nullopt;
+    }
+}
+
+} // namespace platform::cocoa
