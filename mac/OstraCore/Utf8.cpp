@@ -88,7 +88,7 @@ bool isValidUtf8(std::string_view bytes) {
 }
 
 std::string_view trimmed(std::string_view text) {
-    const auto removeOne = [&text](auto matches, auto remove) {
+    const auto removeOne = [](auto matches, auto remove) {
         for (const std::string_view space : whiteSpace) {
             if (matches(space)) {
                 remove(space.size());
