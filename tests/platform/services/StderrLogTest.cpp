@@ -19,7 +19,6 @@
 #include <sys/stat.h>
 
 #include <array>
-#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <future>
@@ -264,7 +263,6 @@ TEST_F(PipeLogTest, neverBlocksTheCallerAndAccountsForEveryLine) {
 TEST_F(PipeLogTest, goesOnAfterTheReaderCaughtUp) {
     constexpr int burst = 60'000;
     int next = 0;
-    std::atomic<std::size_t> received = 0;
     for (int round = 0; round < 3; ++round) {
         for (int i = 0; i < burst; ++i) {
             log->write(numbered(next++));
