@@ -67,24 +67,25 @@ void ChildCallbacks::exit(ExitStatus status) {
     }
 }
 
-void ChildCallbacks::silence() {
+void ChildCallbacks::finish() {
     std::function<void(std::string_view)> droppedOutput;
     std::function<void(ExitStatus)> droppedExit;
     if (std::this_thread::get_id() == caller) {
         // Perhaps inside one of these callbacks: the lock is ours then, and the function that is
         // running has to survive its own call.
-        silenced = true;
         return;
     }
     const std::lock_guard lock(mutex);
-    silenced = true;
     droppedOutput.swap(onOutput);
     droppedExit.swap(onExit);
 }
 
 PosixChildProcess::~PosixChildProcess() {
-    state->killGroup();
+    // In this order: nobody hears of the end that this brings about, and a callback that waits for
+    // that end is not waited for in vain.
     callbacks->silence();
+    state->killGroup();
+    callbacks->finish();
 }
 
 } // namespace platform::posix

@@ -58,13 +58,15 @@ class ChildCallbacks {
     void output(std::string_view bytes);
     void exit(ExitStatus status);
 
-    // After this no callback starts, and on another thread than the serving one none is under way
-    // any more.
-    void silence();
+    // After this no callback starts.
+    void silence() { silenced = true; }
+    // After this none is under way either, unless it is the one that makes this call. Lets go of
+    // what they captured.
+    void finish();
 
   private:
     std::mutex mutex;
-    bool silenced = false;
+    std::atomic<bool> silenced = false;
     std::function<void(std::string_view)> onOutput;
     std::function<void(ExitStatus)> onExit;
     const std::thread::id caller;

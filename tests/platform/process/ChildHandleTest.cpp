@@ -69,6 +69,26 @@ struct LastHandle {
     }
 };
 
+TEST_F(ChildTest, mayBeDroppedWhileACallbackWaitsForItsEnd) {
+    std::promise<void> entered;
+    std::atomic<bool> ended = false;
+    const Watched* process = nullptr;
+    auto options = testChild({"ready", "hang"});
+    std::promise<void> watching;
+    options.onOutput = [&](std::string_view) {
+        entered.set_value();
+        watching.get_future().get();
+        ended = process->ends();
+    };
+    auto child = launch(std::move(options));
+    entered.get_future().get();
+    const Watched watched(child->pid());
+    process = &watched;
+    watching.set_value();
+    child.reset();
+    EXPECT_TRUE(ended);
+}
+
 TEST_F(ChildTest, mayLoseItsLastHandleInsideItsOutputCallback) {
     const auto handle = std::make_shared<LastHandle>();
     std::promise<void> dropped;

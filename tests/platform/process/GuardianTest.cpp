@@ -154,9 +154,10 @@ TEST_F(Guarded, childHasItsGuardianFromItsFirstInstructionOn) {
     auto options = guardedChild({}, recorder);
     options.executable = "/bin/sh";
     options.environment = platform::currentEnvironment();
-    options.arguments = {"-c", "exec 2>/dev/null; for entry in /proc/[0-9]*/stat; do "
-                               "read -r line < $entry && case $line in "
-                               "*'(zorvane-guardia) '?' '*' '$$' '*) echo guarded;; esac; done"};
+    options.arguments = {"-c",
+                         "exec 2>/dev/null; for entry in /proc/[0-9]*/stat; do "
+                         "read -r line < $entry && case $line in "
+                         "*'(zorvane-guardia) '?' '*' '$$' '*) echo guarded;; esac; done; exit 0"};
     const auto child = launch(std::move(options));
     EXPECT_EQ(recorder.exit(), exitedWith(0));
     EXPECT_EQ(recorder.output(), "guarded\n");
