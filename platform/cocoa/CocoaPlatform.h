@@ -1,0 +1,69 @@
+// macOS's facilities put together. Making it ignores SIGPIPE for the whole process (a peer that
+// went away is an error code, not an end), and tells the system that the process has work to do
+// while no window shows: otherwise App Nap would hold back its timers, and with them the restart
+// of what it supervises. The machine may still go to sleep. Main thread; once per process.
+#pragma once
+
+#include "platform/NativePlatform.h"
+#include "platform/cocoa/CocoaApplication.h"
+#include "platform/cocoa/CocoaBundle.h"
+#include "platform/cocoa/CocoaMainQueue.h"
+#include "platform/cocoa/CocoaNotificationCenter.h"
+#include "platform/cocoa/CocoaUserDefaults.h"
+#include "platform/cocoa/CocoaWebWindow.h"
+#include "platform/cocoa/DispatchQueues.h"
+#include "platform/cocoa/OsLog.h"
+#include "platform/cocoa/SecurityRandomSource.h"
+#include "platform/posix/CurlHttpClient.h"
+#include "platform/posix/PosixChildLauncher.h"
+#include "platform/posix/PosixCommandRunner.h"
+#include "platform/posix/PosixFileSystem.h"
+#include "platform/posix/PosixLoopbackPorts.h"
+
+namespace platform::cocoa {
+
+class CocoaPlatform final : public NativePlatform {
+  public:
+    CocoaPlatform(const NativeOptions& options, const Environment& environment,
+                  std::filesystem::path supportFolder);
+    ~CocoaPlatform() override;
+    CocoaPlatform(const CocoaPlatform&) = delete;
+    CocoaPlatform& operator=(const CocoaPlatform&) = delete;
+
+    Application& application() override { return application_; }
+    MainQueue& mainQueue() override { return mainQueue_; }
+    BackgroundQueues& backgroundQueues() override { return backgroundQueues_; }
+    Clock& clock() override { return clock_; }
+    ChildLauncher& childLauncher() override { return childLauncher_; }
+    CommandRunner& commandRunner() override { return commandRunner_; }
+    HttpClient& httpClient() override { return httpClient_; }
+    LoopbackPorts& loopbackPorts() override { return loopbackPorts_; }
+    RandomSource& randomSource() override { return randomSource_; }
+    UserDefaults& userDefaults() override { return userDefaults_; }
+    Bundle& bundle() override { return bundle_; }
+    FileSystem& fileSystem() override { return fileSystem_; }
+    Log& log() override { return log_; }
+    NotificationCenter& notificationCenter() override { return notificationCenter_; }
+    WebWindowFactory& webWindows() override { return webWindows_; }
+
+  private:
+    // Destroyed from the last to the first: what calls back goes before what is called.
+    id<NSObject> activity_;
+    OsLog log_;
+    SystemClock clock_;
+    CocoaMainQueue mainQueue_;
+    CocoaNotificationCenter notificationCenter_;
+    DispatchQueues backgroundQueues_;
+    PosixFileSystem fileSystem_;
+    PosixLoopbackPorts loopbackPorts_;
+    SecurityRandomSource randomSource_;
+    CocoaUserDefaults userDefaults_;
+    CocoaBundle bundle_;
+    PosixCommandRunner commandRunner_;
+    PosixChildLauncher childLauncher_;
+    CurlHttpClient httpClient_;
+    CocoaApplication application_;
+    CocoaWebWindowFactory webWindows_;
+};
+
+} // namespace platform::cocoa

@@ -1,0 +1,61 @@
+#include "platform/cocoa/CocoaPlatform.h"
+
+#include "platform/cocoa/Text.h"
+
+#include <csignal>
+#include <utility>
+
+namespace platform {
+namespace cocoa {
+namespace {
+
+id<NSObject> beginWorkingWithoutWindows() {
+    return [NSProcessInfo.processInfo
+        beginActivityWithOptions:NSActivityUserInitiatedAllowingIdleSystemSleep
+                          reason:@"watching over child processes"];
+}
+
+std::expected<std::filesystem::path, std::string> supportFolder() {
+    NSError* error = nil;
+    NSURL* const folder =
+        [NSFileManager.defaultManager URLForDirectory:NSApplicationSupportDirectory
+                                             inDomain:NSUserDomainMask
+                                    appropriateForURL:nil
+                                               create:NO
+                                                error:&error];
+    if (auto path = pathOf(folder)) {
+        return *std::move(path);
+    }
+    return std::unexpected("the user's Application Support folder cannot be found: " +
+                           fromFoundation(error.localizedDescription).value_or("no reason given"));
+}
+
+} // namespace
+
+CocoaPlatform::CocoaPlatform(const NativeOptions& options, const Environment& environment,
+                             std::filesystem::path supportFolder)
+    : activity_(beginWorkingWithoutWindows()), log_(options.applicationId, "application"),
+      notificationCenter_(mainQueue_), fileSystem_(std::move(supportFolder)),
+      userDefaults_(NSUserDefaults.standardUserDefaults), bundle_(NSBundle.mainBundle),
+      commandRunner_(environment),
+      childLauncher_(bundle_.executablePath().parent_path() / options.guardianExecutable,
+                     [this](std::string_view trouble) { log_.write(trouble); }) {}
+
+CocoaPlatform::~CocoaPlatform() { [NSProcessInfo.processInfo endActivity:activity_]; }
+
+} // namespace cocoa
+
+std::expected<std::unique_ptr<NativePlatform>, std::string>
+makeNativePlatform(const NativeOptions& options) {
+    @autoreleasepool {
+        std::signal(SIGPIPE, SIG_IGN);
+        auto folder = cocoa::supportFolder();
+        if (!folder) {
+            return std::unexpected(std::move(folder.error()));
+        }
+        return std::make_unique<cocoa::CocoaPlatform>(options, currentEnvironment(),
+                                                      *std::move(folder));
+    }
+}
+
+} // namespace platform

@@ -1,0 +1,49 @@
+// An NSWindow whose content is a WKWebView with the default, persistent website data store. The
+// frame is AppKit's to save and restore. Closing the window orders it out and keeps it. The view
+// shows nothing new when a load fails. Scripts may ask the user by alert() and confirm(), and a
+// page's file field opens the system's panel, each as a sheet of the window; prompt() answers
+// null. A page that asks for another window gets none. Main thread only.
+#pragma once
+
+#include "platform/WebWindow.h"
+#include "platform/cocoa/RequireArc.h"
+
+#import <AppKit/AppKit.h>
+#import <WebKit/WebKit.h>
+
+@class ZorvaneWebWindowDelegate;
+
+namespace platform::cocoa {
+
+class CocoaWebWindow final : public WebWindow {
+  public:
+    explicit CocoaWebWindow(const WebWindowOptions& options);
+    ~CocoaWebWindow() override;
+    CocoaWebWindow(const CocoaWebWindow&) = delete;
+    CocoaWebWindow& operator=(const CocoaWebWindow&) = delete;
+
+    void setFrameAutosaveName(std::string_view name) override;
+    void center() override;
+    void makeKeyAndOrderFront() override;
+    void orderOut() override;
+    [[nodiscard]] bool isVisible() const override;
+
+    void loadHtml(std::string_view html) override;
+    // Text that is no URL loads nothing.
+    void loadUrl(const std::string& url, std::chrono::seconds timeout) override;
+
+  private:
+    void makeView(bool inspectable);
+
+    NSWindow* window_;
+    WKWebView* view_;
+    ZorvaneWebWindowDelegate* observer_;
+};
+
+class CocoaWebWindowFactory final : public WebWindowFactory {
+  public:
+    [[nodiscard]] std::unique_ptr<WebWindow>
+    makeWebWindow(const WebWindowOptions& options) override;
+};
+
+} // namespace platform::cocoa
