@@ -7,6 +7,7 @@
 
 #include <charconv>
 #include <cmath>
+#include <cstdlib>
 
 namespace ostrad {
 
