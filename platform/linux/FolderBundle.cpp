@@ -30,7 +30,7 @@ bool isRegularFile(const std::filesystem::path& path) {
 std::optional<std::filesystem::path> bundleOf(const std::filesystem::path& executable) {
     const auto folder = executable.parent_path();
     const auto contents = folder.parent_path();
-    const auto bundle = contents.parent_path();
+    auto bundle = contents.parent_path();
     if (folder.filename() != "MacOS" || contents.filename() != "Contents" ||
         bundle.extension() != ".app") {
         return std::nullopt;

@@ -99,9 +99,11 @@ KeyFile parse(const std::string& content) {
     }
     auto file = emptyKeyFile();
     const bool isText = content.find('\0') == std::string::npos;
-    constexpr auto keep =
+    // NOLINTBEGIN(clang-analyzer-optin.core.EnumCastOutOfRange): a C enumeration of flags
+    constexpr auto keepAll =
         static_cast<GKeyFileFlags>(G_KEY_FILE_KEEP_COMMENTS | G_KEY_FILE_KEEP_TRANSLATIONS);
-    if (!isText || ::g_key_file_load_from_data(file.get(), content.data(), content.size(), keep,
+    // NOLINTEND(clang-analyzer-optin.core.EnumCastOutOfRange)
+    if (!isText || ::g_key_file_load_from_data(file.get(), content.data(), content.size(), keepAll,
                                                nullptr) == FALSE) {
         return nullptr;
     }

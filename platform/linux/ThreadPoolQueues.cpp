@@ -70,7 +70,7 @@ struct ThreadPoolQueues::SerialTasks : std::enable_shared_from_this<SerialTasks>
 
     void run() {
         nameThisThread(label);
-        while (Task task = next()) {
+        while (const Task task = next()) {
             task();
         }
         nameThisThread("worker");

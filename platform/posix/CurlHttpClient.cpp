@@ -25,7 +25,7 @@ constexpr long keptConnections = 16;
 std::string hostsWithoutProxy() {
     const char* lower = std::getenv("no_proxy"); // NOLINT(concurrency-mt-unsafe)
     const char* upper = std::getenv("NO_PROXY"); // NOLINT(concurrency-mt-unsafe)
-    const std::string others = lower != nullptr ? lower : upper != nullptr ? upper : "";
+    std::string others = lower != nullptr ? lower : upper != nullptr ? upper : "";
     if (others == "*") {
         return others;
     }

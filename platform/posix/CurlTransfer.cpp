@@ -219,8 +219,9 @@ bool CurlTransfer::addHeaderLine(const std::string& line) {
     if (longer == nullptr) {
         return false;
     }
-    static_cast<void>(headerLines_.release());
-    headerLines_.reset(longer);
+    if (!headerLines_) { // else the list's first line stayed what it was
+        headerLines_.reset(longer);
+    }
     return true;
 }
 
@@ -229,7 +230,8 @@ bool CurlTransfer::setHeaders() {
     for (const auto& [name, value] : request_.headers) {
         hasContentType = hasContentType || sameName(name, "Content-Type");
         // The library's way to send a field without a value is a semicolon.
-        if (!addHeaderLine(trimmed(value).empty() ? name + ";" : name + ": " + value)) {
+        if (!addHeaderLine(trimmed(value).empty() ? name + ";"
+                                                  : fmt::format("{}: {}", name, value))) {
             return false;
         }
     }

@@ -23,7 +23,7 @@ namespace {
 
 std::string errnoText(int errnoValue) {
     std::array<char, 256> buffer{};
-    std::string text =
+    const std::string text =
         textOf(::strerror_r(errnoValue, buffer.data(), buffer.size()), buffer.data());
     return text.empty() ? fmt::format("Unknown error {}", errnoValue) : text;
 }

@@ -90,12 +90,13 @@ TEST_F(KeyFileDefaultsTest, readingCreatesNothing) {
 }
 
 TEST_F(KeyFileDefaultsTest, keepsCommentsAndOtherGroups) {
-    putFile("# mine\n\n[other]\nkey=va lue\n\n[defaults]\n# why\nport=1\n");
+    putFile("# mine\n\n[other]\nkey=va lue\nkey[xx]=translated\n\n[defaults]\n# why\nport=1\n");
     auto defaults = open();
 
     defaults.setInteger("port", 2);
 
-    EXPECT_EQ(readText(file), "# mine\n\n[other]\nkey=va lue\n\n[defaults]\n# why\nport=2\n");
+    EXPECT_EQ(readText(file),
+              "# mine\n\n[other]\nkey=va lue\nkey[xx]=translated\n\n[defaults]\n# why\nport=2\n");
 }
 
 TEST_F(KeyFileDefaultsTest, readsWholeSignedNumbersOnly) {

@@ -45,7 +45,7 @@ std::optional<std::string_view> fieldOf(const LoopbackServer::Headers& headers,
 std::string textOf(const Reply& reply, const std::string& method) {
     std::string text = "HTTP/1.1 " + std::to_string(reply.status) + " Scripted\r\n";
     for (const auto& [name, value] : reply.headers) {
-        text += name + ": " + value + "\r\n";
+        text.append(name).append(": ").append(value).append("\r\n");
     }
     const bool hasBody = reply.status >= 200 && reply.status != 204 && reply.status != 304;
     if (hasBody && !fieldOf(reply.headers, "Content-Length") &&
