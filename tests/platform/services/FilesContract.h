@@ -13,6 +13,7 @@
 #include <atomic>
 #include <cerrno>
 #include <functional>
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <thread>
@@ -50,7 +51,7 @@ TEST_P(FilesContract, seesFilesFoldersAndWhatLinksLeadTo) {
 }
 
 TEST_P(FilesContract, namesEverythingInAFolderButItself) {
-    const std::string raw = "\xff raw\n";
+    const std::string raw = "gr\xc3\xbcn raw\n";
     for (const std::string& name : {std::string("a"), std::string(".hidden"), raw}) {
         writeText(root / name, "");
     }
@@ -73,10 +74,10 @@ TEST_P(FilesContract, saysWhyAFolderCannotBeListed) {
 }
 
 TEST_P(FilesContract, givesEveryNewFolderTheModeWhateverTheFileCreationMask) {
-    for (const mode_t mask : {0000U, 0022U, 0077U, 0777U}) {
+    for (const mode_t mask : std::initializer_list<mode_t>{0000, 0022, 0077, 0777}) {
         const ScopedMask scoped(mask);
         const auto top = root / ("mask" + std::to_string(mask));
-        for (const mode_t mode : {0700U, 0750U, 0755U}) {
+        for (const mode_t mode : std::initializer_list<mode_t>{0700, 0750, 0755}) {
             const auto folder = top / std::to_string(mode);
             ASSERT_TRUE(files->createFolders(folder / "deep/er", mode)) << mask;
             EXPECT_EQ(modeOf(folder), mode) << mask;

@@ -42,6 +42,13 @@ TEST(PosixFileSystem, createsFoldersBelowTheCurrentOne) {
     EXPECT_TRUE(std::filesystem::is_directory(here / "relative/path"));
 }
 
+TEST(PosixFileSystem, namesAFileWhoseNameIsNotUtf8) {
+    const test_support::TemporaryFolder root;
+    writeText(root / "\xff raw", "");
+    const platform::PosixFileSystem files("/nowhere");
+    EXPECT_EQ(files.fileNames(root.path()), std::vector<std::string>{"\xff raw"});
+}
+
 TEST(PosixFileSystem, leavesNoDescriptorOpen) {
     const test_support::TemporaryFolder root;
     platform::PosixFileSystem files(root / "support");

@@ -1,6 +1,8 @@
 // A fresh folder for one test, removed with everything in it at the end.
 #pragma once
 
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>

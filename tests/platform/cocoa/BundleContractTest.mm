@@ -1,0 +1,52 @@
+// NSBundle under the bundle contract, on a bundle made for each test.
+#include "tests/platform/services/BundleContract.h"
+#include "platform/cocoa/CocoaBundle.h"
+#include "platform/cocoa/Text.h"
+#include "tests/platform/services/Fixtures.h"
+#include "tests/support/temporary/TemporaryFolder.h"
+
+#import <Foundation/Foundation.h>
+
+namespace {
+
+class CocoaBundleHarness final : public BundleHarness {
+  public:
+    CocoaBundleHarness() {
+        const auto contents = root_ / "Example.app/Contents";
+        std::filesystem::create_directories(contents / "MacOS");
+        std::filesystem::create_directories(contents / "Resources");
+        writeText(contents / "Info.plist",
+                  "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
+                  "<key>CFBundleName</key><string>Example</string>"
+                  "<key>CFBundlePackageType</key><string>APPL</string>"
+                  "<key>CFBundleExecutable</key><string>Example</string></dict></plist>\n");
+        for (const auto* name : {"MacOS/Example", "MacOS/helper"}) {
+            writeText(contents / name, "");
+            std::filesystem::permissions(contents / name, std::filesystem::perms::owner_all);
+        }
+        bundle_ = std::make_unique<platform::cocoa::CocoaBundle>([NSBundle
+            bundleWithPath:platform::cocoa::toFoundation((root_ / "Example.app").native())]);
+    }
+    const platform::Bundle& bundle() const override { return *bundle_; }
+
+  private:
+    test_support::TemporaryFolder root_;
+    std::unique_ptr<platform::cocoa::CocoaBundle> bundle_;
+};
+
+std::unique_ptr<BundleHarness> cocoaBundle() { return std::make_unique<CocoaBundleHarness>(); }
+
+INSTANTIATE_TEST_SUITE_P(Cocoa, BundleContract, testing::Values(cocoaBundle));
+
+TEST(CocoaBundle, isNoneForAnExecutableWithoutAnApplicationAroundIt) {
+    const platform::cocoa::CocoaBundle bundle(NSBundle.mainBundle);
+    EXPECT_EQ(bundle.bundlePath(), std::nullopt);
+    EXPECT_EQ(bundle.resourcesPath(), std::nullopt);
+    EXPECT_EQ(bundle.infoString("CFBundleName"), std::nullopt);
+    EXPECT_EQ(bundle.auxiliaryExecutable(bundle.executablePath().filename().native()),
+              bundle.executablePath());
+    EXPECT_EQ(bundle.auxiliaryExecutable("../" + bundle.executablePath().filename().native()),
+              std::nullopt);
+}
+
+} // namespace
