@@ -12,11 +12,9 @@ NS_ASSUME_NONNULL_BEGIN
 typedef NSInteger NSModalResponse;
 enum : NSModalResponse {
     NSModalResponseOK API_AVAILABLE(macos(10.13)) = 1,
-    NSModalResponseCancel API_AVAILABLE(macos(10.13)) = 0,
 };
 enum : NSModalResponse {
     NSAlertFirstButtonReturn = 1000,
-    NSAlertSecondButtonReturn = 1001,
 };
 
 @interface NSResponder : NSObject
@@ -25,13 +23,11 @@ enum : NSModalResponse {
 typedef NS_ENUM(NSUInteger, NSApplicationTerminateReply){
     NSTerminateCancel = 0,
     NSTerminateNow = 1,
-    NSTerminateLater = 2,
 };
 
 typedef NS_ENUM(NSInteger, NSApplicationActivationPolicy){
     NSApplicationActivationPolicyRegular = 0,
     NSApplicationActivationPolicyAccessory = 1,
-    NSApplicationActivationPolicyProhibited = 2,
 };
 
 @interface NSApplication : NSResponder
@@ -65,7 +61,6 @@ typedef NS_ENUM(NSUInteger, NSBackingStoreType){
 };
 
 typedef NS_OPTIONS(NSUInteger, NSWindowStyleMask){
-    NSWindowStyleMaskBorderless = 0,
     NSWindowStyleMaskTitled = 1 << 0,
     NSWindowStyleMaskClosable = 1 << 1,
     NSWindowStyleMaskMiniaturizable = 1 << 2,

@@ -60,7 +60,6 @@ enum : NSStringEncoding {
 @end
 
 @interface NSArray<__covariant ObjectType> : NSObject <NSCopying>
-@property(readonly) NSUInteger count;
 @end
 
 @interface NSDictionary<__covariant KeyType, __covariant ObjectType> : NSObject <NSCopying>
@@ -127,7 +126,6 @@ typedef NS_OPTIONS(NSUInteger, NSSearchPathDomainMask){
 typedef NSString* NSNotificationName __attribute__((swift_newtype(struct)));
 
 @interface NSNotification : NSObject <NSCopying>
-@property(readonly, copy) NSNotificationName name;
 @end
 
 @interface NSNotificationCenter : NSObject
