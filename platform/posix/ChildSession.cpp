@@ -112,14 +112,13 @@ void ChildSession::replaceGuardian() {
 }
 
 void ChildSession::childEnded() {
-    const ExitStatus status = parts.state->endGroup();
+    parts.state->endGroup();
     io.unwatch(exitWatch);
     if (parts.output) {
         passOnWhatIsLeft();
     }
     endGuardian();
-    parts.state->reapChild();
-    parts.callbacks->exit(status);
+    parts.callbacks->exit(parts.state->reapChild());
     const auto finished = std::move(end);
     finished();
 }

@@ -35,16 +35,15 @@ void ChildState::killGroup() {
     }
 }
 
-ExitStatus ChildState::endGroup() {
-    const ExitStatus status = awaitExitWithoutReaping(processId);
+void ChildState::endGroup() {
+    awaitExitWithoutReaping(processId);
     ::kill(-processId, SIGKILL);
-    return status;
 }
 
-void ChildState::reapChild() {
+ExitStatus ChildState::reapChild() {
     const std::lock_guard lock(mutex);
-    reap(processId);
     reaped = true;
+    return reap(processId);
 }
 
 void ChildCallbacks::output(std::string_view bytes) {

@@ -33,10 +33,10 @@ class ChildState {
     void killGroup();
     [[nodiscard]] bool wasKilled() const { return killed; }
 
-    // For the serving thread, after the exit was seen: kills what is left of the group and tells
-    // how the child ended, without reaping it; then reaps it.
-    [[nodiscard]] ExitStatus endGroup();
-    void reapChild();
+    // For the serving thread, after the exit was seen: kills what is left of the group without
+    // reaping the child; then reaps it and tells how it ended.
+    void endGroup();
+    [[nodiscard]] ExitStatus reapChild();
 
   private:
     const pid_t processId;

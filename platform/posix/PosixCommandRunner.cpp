@@ -117,14 +117,13 @@ bool Program::collect(std::string& text, std::size_t most, const Deadline& deadl
 }
 
 ExitStatus Program::finish(std::string& text, std::size_t most) {
-    const ExitStatus status = posix::awaitExitWithoutReaping(pid);
+    posix::awaitExitWithoutReaping(pid);
     ::kill(-pid, SIGKILL);
     // Only what waits now: somebody who left the group with the pipe may write for ever.
     const auto last = text.size() + posix::bytesWaiting(output.get());
     while (readInto(text, std::min(most, last))) {
     }
-    posix::reap(std::exchange(pid, -1));
-    return status;
+    return posix::reap(std::exchange(pid, -1));
 }
 
 CommandError failure(CommandError::Kind kind, std::string description) {

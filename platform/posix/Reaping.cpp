@@ -12,11 +12,9 @@
 namespace platform::posix {
 namespace {
 
-siginfo_t waitFor(pid_t child, int options) {
-    siginfo_t info = {};
-    while (::waitid(P_PID, static_cast<id_t>(child), &info, options) != 0 && errno == EINTR) {
-    }
-    return info;
+ExitStatus described(int status) {
+    return WIFEXITED(status) ? ExitStatus{.signalled = false, .code = WEXITSTATUS(status)}
+                             : ExitStatus{.signalled = true, .code = WTERMSIG(status)};
 }
 
 } // namespace
@@ -29,13 +27,22 @@ std::expected<UniqueFd, int> watchChild(pid_t child) {
     return aboveStandardDescriptors(std::move(watch));
 }
 
-ExitStatus awaitExitWithoutReaping(pid_t child) {
-    const siginfo_t info = waitFor(child, WEXITED | WNOWAIT);
-    return ExitStatus{.signalled = info.si_code != CLD_EXITED, .code = info.si_status};
+void awaitExitWithoutReaping(pid_t child) {
+    siginfo_t info = {};
+    while (::waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOWAIT) != 0 &&
+           errno == EINTR) {
+    }
 }
 
-void reap(pid_t child) {
-    waitFor(child, WEXITED);
+// waitpid, because not every system's waitid says which signal ended a child.
+ExitStatus reap(pid_t child) {
+    int status = 0;
+    pid_t reaped = 0;
+    do {
+        reaped = ::waitpid(child, &status, 0);
+    } while (reaped < 0 && errno == EINTR);
+    // Somebody else's doing: how it ended is not known, but not as a success.
+    return reaped == child ? described(status) : ExitStatus{.signalled = true, .code = 0};
 }
 
 void killAndReap(pid_t child) {

@@ -17,11 +17,11 @@ namespace platform::posix {
 // value.
 [[nodiscard]] std::expected<UniqueFd, int> watchChild(pid_t child);
 
-// Blocks until the child has exited and tells how; it stays to be reaped.
-[[nodiscard]] ExitStatus awaitExitWithoutReaping(pid_t child);
+// Blocks until the child has exited; it stays to be reaped.
+void awaitExitWithoutReaping(pid_t child);
 
-// Blocks until the child has exited, and lets go of its id.
-void reap(pid_t child);
+// Blocks until the child has exited, lets go of its id, and tells how it ended.
+ExitStatus reap(pid_t child);
 
 // Kills the child and the group it leads, then reaps it.
 void killAndReap(pid_t child);
