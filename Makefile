@@ -9,7 +9,7 @@ JOBS ?= $(shell nproc)
 TESTS ?= .
 ARGS ?=
 
-.PHONY: build run test sanitize tsan bench format lint screenshots clean
+.PHONY: build run test sanitize tsan bench format lint screenshots macos clean
 
 build:
 	@tools/setup build
@@ -47,6 +47,13 @@ bench:
 	cmake --preset release -DZORVANE_BENCH=ON
 	cmake --build --preset release --parallel $(JOBS)
 	@bench/run
+
+# Zorvane.app for macOS, built and examined without a Mac: build/macos/Zorvane.app.
+macos:
+	@tools/setup-macos
+	cmake --preset macos
+	cmake --build --preset macos --parallel $(JOBS)
+	@tools/macos-check build/macos/Zorvane.app
 
 screenshots:
 	@tools/setup build run test

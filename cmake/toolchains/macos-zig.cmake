@@ -40,7 +40,6 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 list(PREPEND CMAKE_MODULE_PATH "${zorvane_zig}")
 
 # No path of this machine reaches the result.
-set(paths "-ffile-prefix-map=${zorvane_source}/=")
-string(APPEND CMAKE_CXX_FLAGS_INIT " ${paths}")
-string(APPEND CMAKE_OBJCXX_FLAGS_INIT " ${paths}")
-string(APPEND CMAKE_EXE_LINKER_FLAGS_INIT " -Wl,-dead_strip")
+set(CMAKE_CXX_FLAGS_INIT "-ffile-prefix-map=${zorvane_source}/=")
+set(CMAKE_OBJCXX_FLAGS_INIT "${CMAKE_CXX_FLAGS_INIT}")
+set(CMAKE_EXE_LINKER_FLAGS_INIT "-Wl,-dead_strip -s")
