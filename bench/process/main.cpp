@@ -219,9 +219,9 @@ int main(int argc, char** argv) {
     ::setenv("OSTRA_DEV_NO_MOVE", "1", 1);
     try {
         const Server x([](int fd) {
-            return std::vector<std::string>{"Xvfb",         "-screen",         "0",
-                                            "1600x1000x24", "-nolisten",       "tcp",
-                                            "-displayfd",   std::to_string(fd)};
+            return std::vector<std::string>{"Xvfb",         "-screen",    "0",
+                                            "1600x1000x24", "-nolisten",  "tcp",
+                                            "-noreset",     "-displayfd", std::to_string(fd)};
         });
         ::setenv("DISPLAY", (":" + x.firstLine).c_str(), 1);
         const Server bus([](int fd) {
