@@ -178,16 +178,28 @@ bool CurlTransfer::set(CURLoption option, Value value) {
 
 bool CurlTransfer::setProtocol(const std::string& noProxy) {
     // Without QUICK_EXIT, giving up on a slow name lookup would wait for it and hold up every
-    // other exchange of this thread.
+    // other exchange of this thread. Releases before 7.87 do not know it.
+    static_cast<void>(set(CURLOPT_QUICK_EXIT, 1L));
     return set(CURLOPT_URL, request_.url.c_str()) && set(CURLOPT_NOPROXY, noProxy.c_str()) &&
-           set(CURLOPT_PROTOCOLS_STR, "http,https") &&
-           set(CURLOPT_REDIR_PROTOCOLS_STR, "http,https") &&
-           set(CURLOPT_HTTP_VERSION, long{CURL_HTTP_VERSION_1_1}) &&
+           setSchemes() && set(CURLOPT_HTTP_VERSION, long{CURL_HTTP_VERSION_1_1}) &&
            set(CURLOPT_SSLVERSION, long{CURL_SSLVERSION_TLSv1_2}) &&
            set(CURLOPT_DISALLOW_USERNAME_IN_URL, 1L) && set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L) &&
-           set(CURLOPT_NOSIGNAL, 1L) && set(CURLOPT_QUICK_EXIT, 1L) &&
+           set(CURLOPT_NOSIGNAL, 1L) &&
            set(CURLOPT_FOLLOWLOCATION, request_.maxRedirects > 0 ? 1L : 0L) &&
            set(CURLOPT_MAXREDIRS, long{std::max(request_.maxRedirects, 0)});
+}
+
+bool CurlTransfer::setSchemes() {
+    if (set(CURLOPT_PROTOCOLS_STR, "http,https") &&
+        set(CURLOPT_REDIR_PROTOCOLS_STR, "http,https")) {
+        return true;
+    }
+    // Releases before 7.85, which macOS 13.0 comes with, know only the forms that the ones above
+    // replaced; named by number, because the names are marked as deprecated.
+    constexpr auto protocols = static_cast<CURLoption>(CURLOPTTYPE_LONG + 181);
+    constexpr auto redirectionProtocols = static_cast<CURLoption>(CURLOPTTYPE_LONG + 182);
+    return set(protocols, long{CURLPROTO_HTTP | CURLPROTO_HTTPS}) &&
+           set(redirectionProtocols, long{CURLPROTO_HTTP | CURLPROTO_HTTPS});
 }
 
 bool CurlTransfer::setMethod() {

@@ -48,6 +48,7 @@ class CurlTransfer {
     [[nodiscard]] std::optional<std::string> faultOfRequest();
     [[nodiscard]] std::optional<std::string> faultOfUrl();
     [[nodiscard]] bool setProtocol(const std::string& noProxy);
+    [[nodiscard]] bool setSchemes();
     [[nodiscard]] bool setMethod();
     [[nodiscard]] bool setBody();
     [[nodiscard]] bool setHeaders();
