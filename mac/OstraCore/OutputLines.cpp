@@ -1,11 +1,14 @@
 #include "mac/OstraCore/OutputLines.h"
 
-#include "mac/OstraCore/Utf8.h"
+#include "platform/Utf8.h"
 
 #include <cstring>
 #include <utility>
 
 namespace ostra {
+
+using platform::isValidUtf8;
+using platform::prefixOfWholeCharacters;
 
 OutputLines::OutputLines(Sink sink)
     : sink_(std::move(sink)) {}

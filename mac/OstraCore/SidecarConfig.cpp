@@ -1,5 +1,7 @@
 #include "mac/OstraCore/SidecarConfig.h"
 
+#include "platform/ErrnoText.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -7,7 +9,6 @@
 #include <cstddef>
 #include <random>
 #include <span>
-#include <system_error>
 
 namespace ostra {
 namespace {
@@ -34,8 +35,7 @@ std::string PortPicker::PortError::description() const {
         kind == Kind::socketFailed ? "no socket could be made to choose a port"
         : kind == Kind::bindFailed ? "no port on 127.0.0.1 could be bound"
                                    : "the chosen port could not be read back";
-    return fmt::format("{}: {} (errno {})", attempt, std::generic_category().message(errnoValue),
-                       errnoValue);
+    return fmt::format("{}: {} (errno {})", attempt, platform::errnoText(errnoValue), errnoValue);
 }
 
 std::expected<std::uint16_t, PortPicker::PortError>

@@ -1,6 +1,6 @@
 #include "mac/Zorvane/HealthLoop.h"
 
-#include "mac/OstraCore/Utf8.h"
+#include "platform/Utf8.h"
 
 #include <cstddef>
 #include <utility>
@@ -14,7 +14,7 @@ constexpr std::size_t longestHealthReply = std::size_t{256} * 1024;
 } // namespace
 
 bool isHealthyReply(const platform::HttpResult& reply, const std::string& nonce) {
-    return reply && reply->status == 200 && ostra::isValidUtf8(reply->body) &&
+    return reply && reply->status == 200 && platform::isValidUtf8(reply->body) &&
            reply->body.contains("\"nonce\":\"" + nonce + "\"");
 }
 

@@ -2,8 +2,8 @@
 
 #include "mac/OstraCore/SidecarConfig.h"
 #include "mac/OstraCore/StagedPayloads.h"
-#include "mac/OstraCore/Utf8.h"
 #include "mac/Zorvane/DataPaths.h"
+#include "platform/Utf8.h"
 
 #include <fmt/format.h>
 
@@ -101,10 +101,10 @@ std::optional<std::filesystem::path> SidecarResolver::stagedBinDirectory() {
 std::optional<std::string> SidecarResolver::probeVersion(const std::filesystem::path& executable) {
     const auto answer =
         facilities_.commands.run(executable, {"-version"}, versionProbeLimit, longestVersionOutput);
-    if (!answer || !answer->status.succeeded() || !ostra::isValidUtf8(answer->output)) {
+    if (!answer || !answer->status.succeeded() || !platform::isValidUtf8(answer->output)) {
         return std::nullopt;
     }
-    const std::string_view version = ostra::trimmed(answer->output);
+    const std::string_view version = platform::trimmed(answer->output);
     return version.empty() ? std::nullopt : std::optional(std::string(version));
 }
 

@@ -1,8 +1,8 @@
 #include "platform/linux/FolderBundle.h"
 
-#include "platform/posix/ErrnoText.h"
+#include "platform/ErrnoText.h"
+#include "platform/Utf8.h"
 #include "platform/posix/ReadFile.h"
-#include "platform/posix/Utf8.h"
 
 #include <fmt/core.h>
 #include <plist/plist.h>
@@ -80,7 +80,7 @@ InfoStrings stringsOf(plist_t dictionary) {
             ::plist_get_string_val(node, &rawText);
         }
         const CText text(rawText);
-        if (key && text && posix::isUtf8(text.get())) {
+        if (key && text && isValidUtf8(text.get())) {
             strings.emplace(key.get(), text.get());
         }
     }
@@ -90,8 +90,7 @@ InfoStrings readInfo(const std::filesystem::path& path, Log& log) {
     const auto content = posix::readFile(path, largestInfoFile);
     if (!content) {
         if (content.error() != ENOENT) {
-            log.write(fmt::format("cannot read {}: {}", path.native(),
-                                  posix::errnoText(content.error())));
+            log.write(fmt::format("cannot read {}: {}", path.native(), errnoText(content.error())));
         }
         return {};
     }

@@ -1,6 +1,6 @@
 #include "platform/linux/KeyFileDefaults.h"
 
-#include "platform/posix/ErrnoText.h"
+#include "platform/ErrnoText.h"
 #include "platform/posix/PosixFileSystem.h"
 #include "platform/posix/ReadFile.h"
 #include "platform/posix/ReplaceFile.h"
@@ -184,8 +184,8 @@ class KeyFileDefaults::Store {
         } else if (content.error() == EFBIG) {
             moveAside("it is too large");
         } else if (content.error() != ENOENT) {
-            log_.write(fmt::format("cannot read {}: {}", path_.native(),
-                                   posix::errnoText(content.error())));
+            log_.write(
+                fmt::format("cannot read {}: {}", path_.native(), errnoText(content.error())));
         }
         return emptyKeyFile();
     }
@@ -219,7 +219,7 @@ class KeyFileDefaults::Store {
         const std::string content = takeText(::g_key_file_to_data(file_.get(), nullptr, nullptr));
         if (const auto replaced = posix::replaceFile(path_, content); !replaced) {
             log_.write(fmt::format("cannot save the user's defaults: cannot write {}: {}",
-                                   path_.native(), posix::errnoText(replaced.error())));
+                                   path_.native(), errnoText(replaced.error())));
             return;
         }
         unsaved_.clear();

@@ -1,4 +1,4 @@
-// Where a user's files belong, by the XDG Base Directory Specification (version 0.8). Variables
+// Where a user's files belong, by the XDG base directory rules (version 0.8). Variables
 // that are unset, empty or not absolute count as unset. Pure functions, except that a user without
 // HOME is looked up in the user database; nothing is created.
 #pragma once

@@ -1,6 +1,6 @@
 #include "platform/posix/ChildSession.h"
 
-#include "platform/posix/ErrnoText.h"
+#include "platform/ErrnoText.h"
 #include "platform/posix/Reaping.h"
 
 #include <fmt/format.h>

@@ -1,6 +1,6 @@
 #include "platform/posix/CurlTransfer.h"
 
-#include "platform/posix/ErrnoText.h"
+#include "platform/ErrnoText.h"
 #include "platform/posix/Socket.h"
 
 #include <fmt/core.h>

@@ -1,6 +1,6 @@
 #include "platform/posix/LogLine.h"
 
-#include "platform/posix/Utf8.h"
+#include "platform/Utf8.h"
 
 #include <algorithm>
 #include <cstdint>

@@ -1,7 +1,6 @@
 #include "platform/posix/PosixChildLauncher.h"
 
 #include "platform/posix/ChildSessions.h"
-#include "platform/posix/ErrnoText.h"
 #include "platform/posix/Pipe.h"
 #include "platform/posix/ProcessSystem.h"
 #include "platform/posix/Reaping.h"
@@ -112,10 +111,6 @@ std::expected<Started, LaunchError> start(const ChildOptions& options, int outpu
 }
 
 } // namespace
-
-std::string LaunchError::description() const {
-    return attempt + ": " + posix::errnoText(errnoValue);
-}
 
 PosixChildLauncher::PosixChildLauncher(std::filesystem::path guardian,
                                        std::function<void(std::string_view)> onTrouble)

@@ -1,7 +1,5 @@
 #include "mac/OstraCore/OutputLines.h"
 
-#include "mac/OstraCore/Utf8.h"
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -100,40 +98,6 @@ TEST_F(OutputLinesTest, saysTheSameHoweverTheBytesArrive) {
         lines.finish();
         EXPECT_EQ(seen, expected) << "pieces of " << size;
     }
-}
-
-TEST(Utf8, acceptsWellFormedTextOnly) {
-    for (const std::string_view good :
-         {""sv, "plain ascii, longer than eight"sv, "é"sv, "\u07FF"sv, "\u0800"sv, "\uD7FF"sv,
-          "\uE000"sv, "\uFFFF"sv, "\U00010000"sv, "\U0010FFFF"sv, "12345678é12345678"sv, "\0"sv}) {
-        EXPECT_TRUE(isValidUtf8(good)) << good;
-    }
-    for (const std::string_view bad :
-         {"\x80"sv, "\xBF"sv, "\xC0\x80"sv, "\xC1\xBF"sv, "\xC3"sv, "\xC3("sv, "\xE0\x80\x80"sv,
-          "\xE0\x9F\xBF"sv, "\xE2\x82"sv, "\xED\xA0\x80"sv, "\xED\xBF\xBF"sv, "\xF0\x80\x80\x80"sv,
-          "\xF0\x8F\xBF\xBF"sv, "\xF4\x90\x80\x80"sv, "\xF5\x80\x80\x80"sv, "\xFF"sv,
-          "12345678\x80"sv,
-          "1234567\x80"
-          "12345678"sv,
-          "\xF0\x9F\x93"sv}) {
-        EXPECT_FALSE(isValidUtf8(bad));
-    }
-}
-
-TEST(Utf8, trimsWhiteSpaceAndLineEndsAtBothEnds) {
-    EXPECT_EQ(trimmed(" \t\r\n1.4.2\n\v\f"), "1.4.2");
-    EXPECT_EQ(trimmed("\u00A0\u3000 a b \u2028\u0085"), "a b");
-    EXPECT_EQ(trimmed(" \n "), "");
-    EXPECT_EQ(trimmed(""), "");
-    EXPECT_EQ(trimmed("é"), "é");
-}
-
-TEST(Utf8, cutsPrefixesBetweenCharacters) {
-    EXPECT_EQ(prefixOfWholeCharacters("abc", 5), "abc");
-    EXPECT_EQ(prefixOfWholeCharacters("abc", 2), "ab");
-    EXPECT_EQ(prefixOfWholeCharacters("a€b", 3), "a");
-    EXPECT_EQ(prefixOfWholeCharacters("a€b", 4), "a€");
-    EXPECT_EQ(prefixOfWholeCharacters("€", 0), "");
 }
 
 } // namespace

@@ -4,8 +4,8 @@
 
 #include <string>
 
-namespace platform::posix {
+namespace platform {
 
 [[nodiscard]] std::string errnoText(int errnoValue);
 
-} // namespace platform::posix
+} // namespace platform

@@ -1,10 +1,10 @@
-#include "mac/OstraCore/Utf8.h"
+#include "platform/Utf8.h"
 
 #include <array>
 #include <cstdint>
 #include <cstring>
 
-namespace ostra {
+namespace platform {
 namespace {
 
 std::uint8_t byteAt(std::string_view text, std::size_t index) {
@@ -73,6 +73,13 @@ constexpr std::array<std::string_view, 26> whiteSpace{
 
 } // namespace
 
+std::size_t utf8CharacterLength(std::string_view text) {
+    if (text.empty()) {
+        return 0;
+    }
+    return byteAt(text, 0) < 0x80U ? 1 : sequenceLength(text);
+}
+
 bool isValidUtf8(std::string_view bytes) {
     while (true) {
         bytes.remove_prefix(asciiRun(bytes));
@@ -117,4 +124,4 @@ std::string_view prefixOfWholeCharacters(std::string_view text, std::size_t limi
     return text.substr(0, end);
 }
 
-} // namespace ostra
+} // namespace platform

@@ -1,4 +1,4 @@
-#include "platform/posix/ErrnoText.h"
+#include "platform/ErrnoText.h"
 
 #include <fmt/core.h>
 
@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <cstring>
 
-namespace platform::posix {
+namespace platform {
 namespace {
 
 // strerror_r comes in two shapes: POSIX's returns a number and fills the buffer, the GNU one
@@ -28,4 +28,4 @@ std::string errnoText(int errnoValue) {
     return text.empty() ? fmt::format("Unknown error {}", errnoValue) : text;
 }
 
-} // namespace platform::posix
+} // namespace platform
