@@ -5,11 +5,11 @@ SHELL := /bin/bash
 # ccache finds its entries again from any folder the repository is cloned into.
 export CCACHE_BASEDIR := $(CURDIR)
 export CCACHE_NOHASHDIR := 1
-JOBS ?= $(shell nproc)
+JOBS ?= $(shell nproc 2>/dev/null || sysctl -n hw.ncpu)
 TESTS ?= .
 ARGS ?=
 
-.PHONY: build run test sanitize tsan bench format lint screenshots macos clean
+.PHONY: build run test sanitize tsan bench format lint screenshots macos package clean
 
 build:
 	@tools/setup build
@@ -71,6 +71,17 @@ lint:
 	cmake --preset clang
 	cmake --build --preset clang --parallel $(JOBS)
 	git ls-files '*.cpp' | xargs -P $(JOBS) -n 4 clang-tidy-19 --quiet -p build/clang
+
+# On a Mac: signs, notarises and makes a disk image, as far as credentials are given
+# (packaging/macos/*.sh name them).
+ifeq ($(shell uname),Darwin)
+package: build
+	@packaging/macos/package build/Zorvane.app build/Zorvane.dmg
+else
+package:
+	@echo "make package makes the macOS package, on a Mac; there is none for this system yet." >&2
+	@exit 1
+endif
 
 clean:
 	rm -rf build

@@ -41,5 +41,6 @@ list(PREPEND CMAKE_MODULE_PATH "${zorvane_zig}")
 
 # No path of this machine reaches the result.
 set(CMAKE_CXX_FLAGS_INIT "-ffile-prefix-map=${zorvane_source}/=")
+string(APPEND CMAKE_CXX_FLAGS_INIT " -ffile-prefix-map=${CMAKE_BINARY_DIR}/sdk/include/=")
 set(CMAKE_OBJCXX_FLAGS_INIT "${CMAKE_CXX_FLAGS_INIT}")
 set(CMAKE_EXE_LINKER_FLAGS_INIT "-Wl,-dead_strip -s")
