@@ -18,7 +18,7 @@ class OutputLines {
     // Receives complete lines, several at a time; the views are valid during the call only.
     using Sink = std::function<void(std::span<const std::string_view>)>;
 
-    static constexpr std::size_t maxLineBytes = 16 * 1024;
+    static constexpr std::size_t maxLineBytes = std::size_t{16} * 1024;
     static constexpr std::string_view cutMark = " … [line cut]";
 
     explicit OutputLines(Sink sink);

@@ -114,6 +114,7 @@ std::vector<std::pair<std::string, std::string>> SidecarResolver::mediaToolArgum
     std::vector<std::pair<std::string, std::string>> arguments;
     for (const MediaTool& tool : mediaTools) {
         std::vector<std::filesystem::path> fallbacks;
+        fallbacks.reserve(toolFallbackFolders.size());
         for (const std::string_view folder : toolFallbackFolders) {
             fallbacks.push_back(std::filesystem::path(folder) / tool.name);
         }

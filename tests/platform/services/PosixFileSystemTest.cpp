@@ -1,7 +1,7 @@
 // The POSIX back end under the file contract, and the helpers beside it.
 #include "platform/posix/PosixFileSystem.h"
 
-#include "platform/posix/ErrnoText.h"
+#include "platform/ErrnoText.h"
 #include "platform/posix/ReadFile.h"
 #include "platform/posix/ReplaceFile.h"
 #include "tests/platform/services/FilesContract.h"
@@ -63,8 +63,8 @@ TEST(PosixFileSystem, leavesNoDescriptorOpen) {
 }
 
 TEST(ErrnoText, namesKnownValuesAndNumbersUnknownOnes) {
-    EXPECT_EQ(platform::posix::errnoText(EACCES), "Permission denied");
-    EXPECT_EQ(platform::posix::errnoText(99999), "Unknown error 99999");
+    EXPECT_EQ(platform::errnoText(EACCES), "Permission denied");
+    EXPECT_EQ(platform::errnoText(99999), "Unknown error 99999");
 }
 
 TEST(ReadFile, readsUpToItsBoundAndRefusesMore) {
