@@ -2,13 +2,17 @@
 
 #include "tests/desktop/session/Waiting.h"
 
+#include <xcb/xcb.h>
+
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
 #include <map>
+#include <memory>
 #include <sstream>
 #include <stdexcept>
+#include <string_view>
 #include <system_error>
 
 namespace desktop {
@@ -162,8 +166,33 @@ void DesktopSession::resize(const std::string& window, int width, int height) co
 }
 
 void DesktopSession::close(const std::string& window) const {
-    focus(window);
-    pressKey("alt+F4");
+    focus(window); // from then on the window manager knows the window
+    const std::string display = environment.at("DISPLAY");
+    const std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> connection(
+        xcb_connect(display.c_str(), nullptr), &xcb_disconnect);
+    constexpr std::string_view name = "_NET_CLOSE_WINDOW";
+    const std::unique_ptr<xcb_intern_atom_reply_t, decltype(&std::free)> atom(
+        xcb_intern_atom_reply(connection.get(),
+                              xcb_intern_atom(connection.get(), 0, name.size(), name.data()),
+                              nullptr),
+        &std::free);
+    if (!atom) {
+        throw std::runtime_error("cannot reach the display " + display);
+    }
+    xcb_client_message_event_t message{};
+    message.response_type = XCB_CLIENT_MESSAGE;
+    message.format = 32;
+    message.window = static_cast<xcb_window_t>(std::stoul(window));
+    message.type = atom->atom;
+    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection.get())).data->root;
+    xcb_send_event(connection.get(), 0, root,
+                   XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
+                   reinterpret_cast<const char*>(&message));
+    // An answer says that the server has seen the message; it may drop what a closed connection
+    // still holds.
+    const std::unique_ptr<xcb_get_input_focus_reply_t, decltype(&std::free)> seen(
+        xcb_get_input_focus_reply(connection.get(), xcb_get_input_focus(connection.get()), nullptr),
+        &std::free);
 }
 
 std::optional<Screenshot> DesktopSession::screenshot(const std::string& window) const {

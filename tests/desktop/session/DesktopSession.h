@@ -58,7 +58,8 @@ class DesktopSession {
     void pressKey(const std::string& key) const;
     void focus(const std::string& window) const;
     void resize(const std::string& window, int width, int height) const;
-    // As a click on the close button: asks through the window manager.
+    // What a click on the close button does: the window manager is told (_NET_CLOSE_WINDOW of the
+    // Extended Window Manager Hints) and asks the application.
     void close(const std::string& window) const;
 
     // `window` is an X id, or "root".
