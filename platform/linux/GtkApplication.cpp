@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 #include <glib-unix.h>
-#include <glibmm/main.h>
 #include <gtkmm/window.h>
 
 #include <algorithm>
@@ -185,15 +184,14 @@ void GtkApplication::onQueryEnd(::GtkApplication* toolkit, gpointer self) {
         return;
     }
     const EventScope scope(application->currentEvent_);
-    if (application->delegate_->applicationShouldTerminate() == TerminateReply::now) {
-        return;
-    }
-    const guint cookie =
-        gtk_application_inhibit(toolkit, nullptr, GTK_APPLICATION_INHIBIT_LOGOUT, nullptr);
-    if (cookie != 0) { // it stands while the question is answered, no longer
-        Glib::signal_idle().connect_once([kept = application->toolkit_, cookie] {
-            gtk_application_uninhibit(kept->gobj(), cookie);
-        });
+    const bool refuses =
+        application->delegate_->applicationShouldTerminate() == TerminateReply::cancel;
+    const guint earlier = std::exchange(
+        application->refusal_,
+        refuses ? gtk_application_inhibit(toolkit, nullptr, GTK_APPLICATION_INHIBIT_LOGOUT, nullptr)
+                : 0);
+    if (earlier != 0) {
+        gtk_application_uninhibit(toolkit, earlier);
     }
 }
 

@@ -6,7 +6,8 @@
 //   SIGTERM, SIGINT, SIGHUP                          terminate() with the event 'aevt' 'quit',
 //                                                    why? 'logo'
 //   the session manager asks whether it may end      applicationShouldTerminate with the same
-//                                                    event; `cancel` makes the answer "no"
+//                                                    event; `cancel` holds the session until
+//                                                    the delegate, asked again, agrees
 //   the session manager ends the session             applicationWillTerminate with the same event
 //   the application's quit accelerator (Control+Q)   terminate() without an event
 //   a second launch                                  applicationShouldHandleReopen; `true` brings
@@ -73,6 +74,7 @@ class GtkApplication final : public Application {
     bool asking_ = false;
     std::optional<SystemEvent> currentEvent_;
     std::string activationToken_;
+    guint refusal_ = 0; // the session manager's cookie, while the delegate refuses
     std::vector<guint> signalWatches_;
 };
 

@@ -51,16 +51,8 @@ std::string askHealth(int port) {
 void ApplicationTest::TearDown() {
     if (HasFailure()) {
         const auto* const test = ::testing::UnitTest::GetInstance()->current_test_info();
-        const std::filesystem::path folder = ZORVANE_FAILURES_DIR;
-        const std::string stem = fmt::format("{}.{}", test->test_suite_name(), test->name());
-        std::filesystem::create_directories(folder);
-        session.saveScreenshot(folder / (stem + ".png"));
-        for (int number = 1; number <= launches_; ++number) {
-            std::error_code ignored;
-            std::filesystem::copy_file(session.folder() / fmt::format("application-{}.err", number),
-                                       folder / fmt::format("{}.application-{}.txt", stem, number),
-                                       std::filesystem::copy_options::overwrite_existing, ignored);
-        }
+        session.keepEvidence(ZORVANE_FAILURES_DIR,
+                             fmt::format("{}.{}", test->test_suite_name(), test->name()));
     }
     application.reset();
 }

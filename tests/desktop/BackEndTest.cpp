@@ -28,6 +28,13 @@ using ::testing::Not;
 
 class BackEnd : public ::testing::Test {
   protected:
+    void TearDown() override {
+        if (HasFailure()) {
+            const auto* const test = ::testing::UnitTest::GetInstance()->current_test_info();
+            session.keepEvidence(ZORVANE_FAILURES_DIR, fmt::format("BackEnd.{}", test->name()));
+        }
+    }
+
     std::unique_ptr<Program> launch(std::vector<std::string> arguments) {
         arguments.insert(arguments.begin(), ZORVANE_PROBE);
         return session.start(arguments, fmt::format("probe-{}", ++launches_));

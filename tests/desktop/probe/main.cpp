@@ -4,6 +4,7 @@
 //
 //   --id ID                     the application id (default test.zorvane.probe)
 //   --refuse                    answers `cancel` to a quit without an event
+//   --refuse-first              answers `cancel` to the first quit
 //   --refuse-always             answers `cancel` to every quit
 //   --ignore-reopen             answers false to a reopen
 //   --end-after-last-window     wants to end when its last window was closed
@@ -69,7 +70,9 @@ class Probe final : public platform::ApplicationDelegate {
     platform::TerminateReply applicationShouldTerminate() override {
         const auto event = native_.application().currentEvent();
         say("should terminate, {}", describe(event));
-        const bool refuses = has("--refuse-always") || (has("--refuse") && !event);
+        const bool refuses = has("--refuse-always") ||
+                             (has("--refuse-first") && questions_++ == 0) ||
+                             (has("--refuse") && !event);
         return refuses ? platform::TerminateReply::cancel : platform::TerminateReply::now;
     }
 
@@ -132,6 +135,7 @@ class Probe final : public platform::ApplicationDelegate {
     platform::NativePlatform& native_;
     const Arguments& arguments_;
     std::unique_ptr<platform::WebWindow> window_;
+    int questions_ = 0;
     int deaths_ = 0;
 };
 

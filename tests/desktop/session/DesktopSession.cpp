@@ -4,6 +4,7 @@
 
 #include <xcb/xcb.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -201,8 +202,18 @@ std::optional<Screenshot> DesktopSession::screenshot(const std::string& window) 
     return Screenshot::read(file);
 }
 
-void DesktopSession::saveScreenshot(const std::filesystem::path& file) const {
-    ask({"import", "-silent", "-window", "root", file.string()});
+void DesktopSession::keepEvidence(const std::filesystem::path& folder, std::string stem) const {
+    std::ranges::replace(stem, '/', '-'); // as in the names of parameterised tests
+    std::filesystem::create_directories(folder);
+    ask({"import", "-silent", "-window", "root", (folder / (stem + ".png")).string()});
+    for (const auto& entry : std::filesystem::directory_iterator(folder_)) {
+        const std::filesystem::path& file = entry.path();
+        if (file.extension() == ".out" || file.extension() == ".err") {
+            std::error_code ignored;
+            std::filesystem::copy_file(file, folder / (stem + "." + file.filename().string()),
+                                       std::filesystem::copy_options::overwrite_existing, ignored);
+        }
+    }
 }
 
 std::string DesktopSession::activeWindow() const {

@@ -64,7 +64,9 @@ class DesktopSession {
 
     // `window` is an X id, or "root".
     [[nodiscard]] std::optional<Screenshot> screenshot(const std::string& window) const;
-    void saveScreenshot(const std::filesystem::path& file) const;
+    // For a test that failed: STEM.png, the screen, and the output of every program started so far
+    // under STEM.NAME.out and STEM.NAME.err.
+    void keepEvidence(const std::filesystem::path& folder, std::string stem) const;
 
     // The X id of the window that has the focus.
     [[nodiscard]] std::string activeWindow() const;
