@@ -40,7 +40,7 @@ void splitLines(benchmark::State& state) {
         output.append(piece);
     }
     benchmark::DoNotOptimize(lines);
-    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * piece.size()));
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(piece.size()));
 }
 BENCHMARK(splitLines);
 
