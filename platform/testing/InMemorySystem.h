@@ -80,7 +80,7 @@ class InMemoryFiles final : public FileSystem {
     fileNames(const std::filesystem::path& folder) const override;
     [[nodiscard]] std::expected<std::filesystem::path, FileError>
     applicationSupportFolder(bool create) override;
-    [[nodiscard]] std::filesystem::path currentFolder() const override { return "/work/here"; }
+    [[nodiscard]] std::filesystem::path currentFolder() const override { return "/home/ann/here"; }
     [[nodiscard]] std::expected<void, FileError> createFolders(const std::filesystem::path& folder,
                                                                mode_t mode) override;
     [[nodiscard]] std::expected<void, FileError> setPermissions(const std::filesystem::path& path,

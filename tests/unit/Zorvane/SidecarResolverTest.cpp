@@ -117,8 +117,8 @@ TEST_F(SidecarResolverTest, keepsTheBundleWhenItsVersionIsNotABareVersion) {
 TEST_F(SidecarResolverTest, neverReplacesAnOverrideOrTheDevelopmentLayout) {
     stage("ostrad-9", prints("9"));
     EXPECT_EQ(make({{"OSTRA_SIDECAR", "/my/server"}}).resolveSidecar(), "/my/server");
-    files.modes["/work/data/quillon"] = 0755;
-    EXPECT_EQ(make().resolveSidecar(), "/work/data/quillon");
+    files.modes["/home/ann/data/quillon"] = 0755;
+    EXPECT_EQ(make().resolveSidecar(), "/home/ann/data/quillon");
     EXPECT_TRUE(commands.ran.empty());
 }
 
