@@ -23,7 +23,8 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   # False alarms of g++ 12 about optionals and strings once it optimises; clang and the sanitizers
   # check the same code.
   target_compile_options(zorvane_flags INTERFACE
-    -Wno-maybe-uninitialized -Wno-stringop-overflow -Wno-restrict -Wno-array-bounds)
+    -Wno-maybe-uninitialized -Wno-stringop-overflow -Wno-stringop-overread -Wno-restrict
+    -Wno-array-bounds)
 endif()
 if(ZORVANE_SANITIZE)
   target_compile_options(zorvane_flags INTERFACE
