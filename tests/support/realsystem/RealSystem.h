@@ -1,10 +1,9 @@
 // Every facility the supervisor takes, for real: child processes with their guardian, sockets,
-// HTTP, files below a temporary folder. Time runs faster by a factor, and the user's defaults and
-// the bundle are in memory. The thread that makes the object is the main thread.
+// HTTP, files below a temporary folder. Time runs faster by a factor; random bytes, defaults and
+// the bundle are fakes. The thread that makes the object is the main thread.
 #pragma once
 
 #include "mac/Zorvane/ServerSupervisor.h"
-#include "platform/linux/SodiumRandomSource.h"
 #include "platform/posix/CurlHttpClient.h"
 #include "platform/posix/PosixChildLauncher.h"
 #include "platform/posix/PosixCommandRunner.h"
@@ -26,7 +25,7 @@ struct RealSystem {
     platform::PosixCommandRunner commands;
     platform::CurlHttpClient http;
     platform::PosixLoopbackPorts ports;
-    platform::SodiumRandomSource random;
+    platform::testing::FakeRandomSource random; // differs from launch to launch, which is enough
     platform::PosixFileSystem files{folder / "support"};
     platform::testing::InMemoryDefaults defaults;
     platform::testing::FakeBundle bundle;
