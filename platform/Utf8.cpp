@@ -33,36 +33,48 @@ std::size_t asciiRun(std::string_view text) {
     return index;
 }
 
-// Length of the well-formed multi-byte sequence at the start of the text, or 0 (RFC 3629,
-// section 4: the second byte's range depends on the first).
-std::size_t sequenceLength(std::string_view text) {
-    const std::uint8_t lead = byteAt(text, 0);
+// What a lead byte promises: the length of its sequence, 0 for a byte that leads none, and the
+// range of the second byte (RFC 3629, section 4). All later bytes are plain continuations.
+struct Lead {
     std::size_t length = 0;
     std::uint8_t low = 0x80U;
     std::uint8_t high = 0xBFU;
-    if (lead >= 0xC2U && lead <= 0xDFU) {
-        length = 2;
-    } else if (lead >= 0xE0U && lead <= 0xEFU) {
-        length = 3;
-        low = lead == 0xE0U ? 0xA0U : low;
-        high = lead == 0xEDU ? 0x9FU : high;
-    } else if (lead >= 0xF0U && lead <= 0xF4U) {
-        length = 4;
-        low = lead == 0xF0U ? 0x90U : low;
-        high = lead == 0xF4U ? 0x8FU : high;
+
+    [[nodiscard]] bool takes(std::uint8_t byte, std::size_t index) const {
+        return index == 1 ? byte >= low && byte <= high : isContinuation(byte);
     }
-    if (length == 0 || text.size() < length) {
-        return 0;
+};
+
+Lead leadOf(std::uint8_t byte) {
+    if (byte >= 0xC2U && byte <= 0xDFU) {
+        return {.length = 2};
     }
-    if (byteAt(text, 1) < low || byteAt(text, 1) > high) {
-        return 0;
+    if (byte >= 0xE0U && byte <= 0xEFU) {
+        return {.length = 3,
+                .low = static_cast<std::uint8_t>(byte == 0xE0U ? 0xA0U : 0x80U),
+                .high = static_cast<std::uint8_t>(byte == 0xEDU ? 0x9FU : 0xBFU)};
     }
-    for (std::size_t index = 2; index < length; ++index) {
-        if (!isContinuation(byteAt(text, index))) {
-            return 0;
-        }
+    if (byte >= 0xF0U && byte <= 0xF4U) {
+        return {.length = 4,
+                .low = static_cast<std::uint8_t>(byte == 0xF0U ? 0x90U : 0x80U),
+                .high = static_cast<std::uint8_t>(byte == 0xF4U ? 0x8FU : 0xBFU)};
     }
-    return length;
+    return {};
+}
+
+// How many bytes at the start of the text belong to one multi-byte sequence, whole or broken off.
+std::size_t sequenceBytes(std::string_view text, const Lead& lead) {
+    std::size_t index = 1;
+    while (index < lead.length && index < text.size() && lead.takes(byteAt(text, index), index)) {
+        ++index;
+    }
+    return index;
+}
+
+// Length of the well-formed multi-byte sequence at the start of the text, or 0.
+std::size_t sequenceLength(std::string_view text) {
+    const Lead lead = leadOf(byteAt(text, 0));
+    return sequenceBytes(text, lead) == lead.length ? lead.length : 0;
 }
 
 constexpr std::array<std::string_view, 26> whiteSpace{
@@ -92,6 +104,22 @@ bool isValidUtf8(std::string_view bytes) {
         }
         bytes.remove_prefix(length);
     }
+}
+
+std::string wellFormedUtf8(std::string_view bytes) {
+    std::string text;
+    text.reserve(bytes.size());
+    while (!bytes.empty()) {
+        std::size_t length = utf8CharacterLength(bytes);
+        if (length != 0) {
+            text.append(bytes.substr(0, length));
+        } else {
+            text += "\uFFFD";
+            length = sequenceBytes(bytes, leadOf(byteAt(bytes, 0)));
+        }
+        bytes.remove_prefix(length);
+    }
+    return text;
 }
 
 std::string_view trimmed(std::string_view text) {

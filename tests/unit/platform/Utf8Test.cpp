@@ -27,6 +27,24 @@ TEST(Utf8, acceptsWellFormedTextOnly) {
     }
 }
 
+TEST(Utf8, putsOneReplacementCharacterForEachBrokenSequence) {
+    EXPECT_EQ(wellFormedUtf8(""), "");
+    EXPECT_EQ(wellFormedUtf8("caf\u00E9 \U0001F4FB"), "caf\u00E9 \U0001F4FB");
+    EXPECT_EQ(wellFormedUtf8("a\x80z"), "a\uFFFDz");
+    EXPECT_EQ(wellFormedUtf8("\xF0\x9F\x93!"), "\uFFFD!");
+    EXPECT_EQ(wellFormedUtf8("\xF0\x9F\x93"), "\uFFFD");
+    EXPECT_EQ(wellFormedUtf8("\xC0\xAF"), "\uFFFD\uFFFD");
+    EXPECT_EQ(wellFormedUtf8("\xED\xA0\x80"), "\uFFFD\uFFFD\uFFFD"); // a surrogate
+    EXPECT_EQ(wellFormedUtf8("\xE2\x82\xC3\xA9"), "\uFFFD\u00E9");
+    EXPECT_EQ(wellFormedUtf8("\xF5\x80\xFF"), "\uFFFD\uFFFD\uFFFD");
+    EXPECT_EQ(wellFormedUtf8("\0"sv), "\0"sv);
+}
+
+TEST(Utf8, trimsAroundBytesThatAreNotUtf8) {
+    EXPECT_EQ(trimmed(" \x80\xC2 "), "\x80\xC2");
+    EXPECT_EQ(trimmed("\x85"), "\x85"); // the last byte alone of a white space character
+}
+
 TEST(Utf8, trimsWhiteSpaceAndLineEndsAtBothEnds) {
     EXPECT_EQ(trimmed(" \t\r\n1.4.2\n\v\f"), "1.4.2");
     EXPECT_EQ(trimmed("\u00A0\u3000 a b \u2028\u0085"), "a b");
