@@ -14,6 +14,7 @@
 #include "platform/Log.h"
 #include "platform/LoopbackPorts.h"
 #include "platform/NotificationCenter.h"
+#include "platform/NumberFormatter.h"
 #include "platform/Queues.h"
 #include "platform/RandomSource.h"
 #include "platform/UserDefaults.h"
@@ -48,6 +49,7 @@ class NativePlatform {
     virtual Bundle& bundle() = 0;
     virtual FileSystem& fileSystem() = 0;
     virtual Log& log() = 0;
+    virtual NumberFormatter& numberFormatter() = 0;
     virtual NotificationCenter& notificationCenter() = 0;
     virtual WebWindowFactory& webWindows() = 0;
 };

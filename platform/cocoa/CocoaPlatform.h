@@ -14,6 +14,7 @@
 #include "platform/cocoa/DispatchQueues.h"
 #include "platform/cocoa/OsLog.h"
 #include "platform/cocoa/SecurityRandomSource.h"
+#include "platform/cocoa/text/CocoaNumberFormatter.h"
 #include "platform/posix/CurlHttpClient.h"
 #include "platform/posix/PosixChildLauncher.h"
 #include "platform/posix/PosixCommandRunner.h"
@@ -43,6 +44,7 @@ class CocoaPlatform final : public NativePlatform {
     Bundle& bundle() override { return bundle_; }
     FileSystem& fileSystem() override { return fileSystem_; }
     Log& log() override { return log_; }
+    NumberFormatter& numberFormatter() override { return numberFormatter_; }
     NotificationCenter& notificationCenter() override { return notificationCenter_; }
     WebWindowFactory& webWindows() override { return webWindows_; }
 
@@ -51,6 +53,7 @@ class CocoaPlatform final : public NativePlatform {
     id<NSObject> activity_;
     OsLog log_;
     SystemClock clock_;
+    CocoaNumberFormatter numberFormatter_;
     CocoaMainQueue mainQueue_;
     CocoaNotificationCenter notificationCenter_;
     DispatchQueues backgroundQueues_;

@@ -13,6 +13,7 @@ namespace gtk {
 LinuxPlatform::LinuxPlatform(const NativeOptions& options, const Environment& environment)
     : folders_(xdgFolders(environment, homeFolder(environment)))
     , log_(environment)
+    , numberFormatter_(numericLocale(environment))
     , notificationCenter_(mainQueue_)
     , fileSystem_(folders_.dataHome)
     , userDefaults_(folders_.configHome / options.applicationId, log_)

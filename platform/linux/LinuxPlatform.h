@@ -14,6 +14,7 @@
 #include "platform/linux/ThreadPoolQueues.h"
 #include "platform/linux/WebStorage.h"
 #include "platform/linux/XdgFolders.h"
+#include "platform/linux/text/IcuNumberFormatter.h"
 #include "platform/posix/CurlHttpClient.h"
 #include "platform/posix/PosixChildLauncher.h"
 #include "platform/posix/PosixCommandRunner.h"
@@ -41,6 +42,7 @@ class LinuxPlatform final : public NativePlatform {
     Bundle& bundle() override { return bundle_; }
     FileSystem& fileSystem() override { return fileSystem_; }
     Log& log() override { return log_; }
+    NumberFormatter& numberFormatter() override { return numberFormatter_; }
     NotificationCenter& notificationCenter() override { return notificationCenter_; }
     WebWindowFactory& webWindows() override { return webWindows_; }
 
@@ -49,6 +51,7 @@ class LinuxPlatform final : public NativePlatform {
     const XdgFolders folders_;
     StderrLog log_;
     SystemClock clock_;
+    IcuNumberFormatter numberFormatter_;
     GlibMainQueue mainQueue_;
     LocalNotificationCenter notificationCenter_;
     ThreadPoolQueues backgroundQueues_;

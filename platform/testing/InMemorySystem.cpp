@@ -115,6 +115,16 @@ FakeCommandRunner::run(const std::filesystem::path& executable,
     return found->second;
 }
 
+std::string FakeNumberFormatter::decimal(std::int64_t number) const {
+    std::string text = std::to_string(number);
+    const std::size_t firstDigit = number < 0 ? 1 : 0;
+    for (std::size_t at = text.size(); at > firstDigit + 3;) {
+        at -= 3;
+        text.insert(at, 1, ',');
+    }
+    return text;
+}
+
 void RecordingLog::writeLines(std::string_view prefix, std::span<const std::string_view> some) {
     for (const std::string_view line : some) {
         lines.push_back(std::string(prefix) + std::string(line));

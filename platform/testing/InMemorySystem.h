@@ -1,6 +1,6 @@
 // Small in-memory stands-in for the facilities that hold data or answer questions: defaults,
-// files, ports, random bytes, the bundle, commands and the log. Each is a plain object whose
-// fields a test sets and reads. For tests; one thread only.
+// files, ports, random bytes, the bundle, commands, numbers and the log. Each is a plain object
+// whose fields a test sets and reads. For tests; one thread only.
 #pragma once
 
 #include "platform/Bundle.h"
@@ -8,6 +8,7 @@
 #include "platform/FileSystem.h"
 #include "platform/Log.h"
 #include "platform/LoopbackPorts.h"
+#include "platform/NumberFormatter.h"
 #include "platform/RandomSource.h"
 #include "platform/UserDefaults.h"
 
@@ -106,6 +107,12 @@ class FakeCommandRunner final : public CommandRunner {
     std::vector<std::filesystem::path> ran;
     std::vector<std::string> lastArguments;
     std::chrono::milliseconds lastTimeout{0};
+};
+
+// As a user in the United States reads them.
+class FakeNumberFormatter final : public NumberFormatter {
+  public:
+    [[nodiscard]] std::string decimal(std::int64_t number) const override;
 };
 
 class RecordingLog final : public Log {
