@@ -1,5 +1,7 @@
 #include "ostrad/AccountLink.h"
 
+#include "ostrad/LinkCode.h"
+
 #include <random>
 
 namespace ostrad {
@@ -11,20 +13,6 @@ using namespace std::chrono_literals;
 constexpr auto kCodeLife = 10min;
 constexpr int kMostWrongTries = 5;
 constexpr std::string_view kLinkedKey = "account.linked";
-// Nothing that reads like something else: no I, O, 0, 1.
-constexpr std::string_view kLetters = "ABCDEFGHJKLMNPQRSTUVWXYZ";
-constexpr std::string_view kDigits = "23456789";
-constexpr int kHalf = 4;
-
-std::string bare(std::string_view code) {
-    std::string text;
-    for (const char c : code) {
-        if (c != '-' && c != ' ') {
-            text += c >= 'a' && c <= 'z' ? static_cast<char>(c - ('a' - 'A')) : c;
-        }
-    }
-    return text;
-}
 
 } // namespace
 
@@ -48,23 +36,15 @@ std::string AccountLink::start() {
     if (pendingCode() && now() - pending->startedAt <= kCodeLife / 2) {
         return pending->code;
     }
-    std::string code;
-    for (int i = 0; i < kHalf; ++i) {
-        code += kLetters[letter(kLetters.size())];
-    }
-    code += '-';
-    for (int i = 0; i < kHalf; ++i) {
-        code += kDigits[letter(kDigits.size())];
-    }
-    pending = Pending{.code = code, .startedAt = now()};
-    return code;
+    pending = Pending{.code = newLinkCode(letter), .startedAt = now()};
+    return pending->code;
 }
 
 AccountLink::Outcome AccountLink::check(std::string_view code) {
     if (!pendingCode()) {
         return Outcome::nothingPending;
     }
-    if (bare(code) == bare(pending->code)) {
+    if (sameLinkCode(code, pending->code)) {
         pending.reset();
         return Outcome::done;
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ostrad/Catalogue.h"
+#include "ostrad/LinkCode.h"
 
 #include <chrono>
 #include <functional>
@@ -18,7 +19,7 @@ namespace ostrad {
 class AccountLink {
   public:
     using Now = std::function<std::chrono::steady_clock::time_point()>;
-    using Letter = std::function<std::size_t(std::size_t below)>; // uniform and unpredictable
+    using Letter = RandomBelow;
 
     enum class Outcome { done, wrongCode, nothingPending };
 

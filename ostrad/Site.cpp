@@ -6,6 +6,7 @@
 #include "ostrad/Modes.h"
 #include "ostrad/Naming.h"
 #include "ostrad/Replies.h"
+#include "ostrad/RequestBody.h"
 #include "ostrad/RequestRules.h"
 #include "ostrad/SafeFile.h"
 #include "ostrad/WebFiles.h"
@@ -34,10 +35,11 @@ struct Page {
     std::string_view path;
     std::string_view file;
 };
-constexpr std::array<Page, 7> kPages{{
+constexpr std::array<Page, 8> kPages{{
     {"/", "index.html"},
     {"/account", "account.html"},
     {"/link", "link.html"},
+    {"/connect", "connect.html"},
     {"/app.css", "app.css"},
     {"/app.js", "app.js"},
     {"/account.js", "account.js"},
@@ -77,24 +79,6 @@ std::optional<std::int64_t> number(std::string_view text, std::int64_t most) {
 }
 
 constexpr std::int64_t kMostId = std::numeric_limits<std::int64_t>::max();
-
-std::expected<json::object, ApiError> jsonBody(const Request& request) {
-    if (!isJson(request.header("content-type"))) {
-        return std::unexpected(ApiError{415, "The request must be application/json."});
-    }
-    boost::system::error_code error;
-    json::value body = json::parse({request.body.data(), request.body.size()}, error);
-    if (error || !body.is_object()) {
-        return std::unexpected(ApiError{400, "The request body must be a JSON object."});
-    }
-    return std::move(body.get_object());
-}
-
-std::optional<std::string> stringMember(const json::object& object, std::string_view name) {
-    const json::value* const value = object.if_contains({name.data(), name.size()});
-    const json::string* const text = value == nullptr ? nullptr : value->if_string();
-    return text == nullptr ? std::nullopt : std::optional(std::string(text->data(), text->size()));
-}
 
 std::expected<EntityQuery, ApiError> entityQuery(const Request& request) {
     EntityQuery query;
@@ -167,7 +151,7 @@ std::string_view methodName(Method method) {
 } // namespace
 
 std::span<const Site::Route> Site::routes() {
-    static constexpr std::array<Route, 17> kRoutes{{
+    static constexpr std::array<Route, 22> kRoutes{{
         {Method::get, "/api/health", "", &Site::health},
         {Method::get, "/api/modes", "", &Site::listModes},
         {Method::get, "/api/libraries", "", &Site::listLibraries},
@@ -183,6 +167,11 @@ std::span<const Site::Route> Site::routes() {
         {Method::post, "/api/account/link/approve", "", &Site::linkApprove},
         {Method::post, "/api/account/link/deny", "", &Site::linkDeny},
         {Method::post, "/api/account/unlink", "", &Site::unlink},
+        {Method::post, "/api/link/start", "", &Site::deviceStart},
+        {Method::post, "/api/link/poll", "", &Site::devicePoll},
+        {Method::get, "/api/link/session", "", &Site::sessionStatus},
+        {Method::post, "/api/link/session", "", &Site::sessionAllow},
+        {Method::post, "/api/link/mint", "", &Site::mint},
         {Method::get, "/media/", "", &Site::media},
         {Method::get, "/art/", "", &Site::art},
     }};
@@ -190,11 +179,12 @@ std::span<const Site::Route> Site::routes() {
 }
 
 Site::Site(Settings siteSettings, Catalogue& siteCatalogue, Scanner& siteScanner,
-           AccountLink& accountLink, WriteTurn& writeTurn)
+           AccountLink& accountLink, DeviceLinks& deviceLinks, WriteTurn& writeTurn)
     : settings(std::move(siteSettings))
     , catalogue(siteCatalogue)
     , scanner(siteScanner)
     , account(accountLink)
+    , devices(deviceLinks)
     , turn(writeTurn) {}
 
 Reply Site::handle(const Request& request) {
@@ -249,10 +239,6 @@ Reply Site::dispatch(const Request& request) {
 std::string Site::origin() const {
     const std::string& host = settings.address.host;
     return fmt::format("http://{}:{}", host == "::1" ? "[::1]" : host, settings.address.port);
-}
-
-std::string Site::linkUrl(std::string_view code) const {
-    return fmt::format("{}/link?code={}", origin(), code);
 }
 
 Reply Site::health(const Call&) {
@@ -352,72 +338,6 @@ Reply Site::oneEntity(const Call& call) {
 Reply Site::folders(const Call& call) {
     const auto listing = listFolders(call.request.parameter("path").value_or(""));
     return listing ? ok(foldersJson(*listing)) : errorReply(400, listing.error());
-}
-
-Reply Site::linkStatus(const Call&) {
-    const bool linked = account.isLinked();
-    const auto code = linked ? std::nullopt : account.pendingCode();
-    json::object body{{"linked", linked}, {"pending", code.has_value()}};
-    if (code) {
-        body["code"] = *code;
-        body["verifyUrl"] = linkUrl(*code);
-    }
-    if (linked) {
-        body["origin"] = origin();
-        body["serverName"] = validUtf8(settings.serverName);
-    }
-    return ok(body);
-}
-
-Reply Site::linkStart(const Call&) {
-    if (account.isLinked()) {
-        return errorReply(409, "This server is already linked.");
-    }
-    const std::string code = account.start();
-    return ok(json::object{{"code", code}, {"verifyUrl", linkUrl(code)}});
-}
-
-namespace {
-
-Reply linkReply(AccountLink::Outcome outcome) {
-    switch (outcome) {
-    case AccountLink::Outcome::done:
-        return jsonReply(200, "{}");
-    case AccountLink::Outcome::wrongCode:
-        return errorReply(400, "This is not the code that is waiting.");
-    case AccountLink::Outcome::nothingPending:
-        break;
-    }
-    return errorReply(409, "No code is waiting: it was used, or its ten minutes are over.");
-}
-
-} // namespace
-
-Reply Site::linkApprove(const Call& call) {
-    const auto body = jsonBody(call.request);
-    if (!body) {
-        return errorReply(body.error().status, body.error().sentence);
-    }
-    const auto held = turn.request();
-    return linkReply(account.approve(stringMember(*body, "code").value_or("")));
-}
-
-Reply Site::linkDeny(const Call& call) {
-    const auto body = jsonBody(call.request);
-    if (!body) {
-        return errorReply(body.error().status, body.error().sentence);
-    }
-    return linkReply(account.deny(stringMember(*body, "code").value_or("")));
-}
-
-Reply Site::unlink(const Call& call) {
-    const auto body = jsonBody(call.request);
-    if (!body) {
-        return errorReply(body.error().status, body.error().sentence);
-    }
-    const auto held = turn.request();
-    account.unlink();
-    return jsonReply(200, "{}");
 }
 
 Reply Site::media(const Call& call) {

@@ -2,6 +2,7 @@
 
 #include "ostrad/AccountLink.h"
 #include "ostrad/Catalogue.h"
+#include "ostrad/DeviceLinks.h"
 #include "ostrad/Http.h"
 #include "ostrad/Options.h"
 #include "ostrad/Scanner.h"
@@ -28,7 +29,7 @@ class Site {
     };
 
     Site(Settings siteSettings, Catalogue& siteCatalogue, Scanner& siteScanner,
-         AccountLink& accountLink, WriteTurn& writeTurn);
+         AccountLink& accountLink, DeviceLinks& deviceLinks, WriteTurn& writeTurn);
 
     Reply handle(const Request& request);
 
@@ -48,6 +49,8 @@ class Site {
     Reply dispatch(const Request& request);
     [[nodiscard]] std::string origin() const;
     [[nodiscard]] std::string linkUrl(std::string_view code) const;
+    [[nodiscard]] std::string sessionCookieName() const;
+    [[nodiscard]] std::string session(const Request& request) const;
 
     Reply health(const Call& call);
     Reply listModes(const Call& call);
@@ -64,6 +67,12 @@ class Site {
     Reply linkApprove(const Call& call);
     Reply linkDeny(const Call& call);
     Reply unlink(const Call& call);
+    Reply wrongOrDone(AccountLink::Outcome outcome);
+    Reply deviceStart(const Call& call);
+    Reply devicePoll(const Call& call);
+    Reply sessionStatus(const Call& call);
+    Reply sessionAllow(const Call& call);
+    Reply mint(const Call& call);
     Reply media(const Call& call);
     Reply art(const Call& call);
 
@@ -71,6 +80,7 @@ class Site {
     Catalogue& catalogue;
     Scanner& scanner;
     AccountLink& account;
+    DeviceLinks& devices;
     WriteTurn& turn;
 };
 

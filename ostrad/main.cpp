@@ -1,6 +1,7 @@
 #include "ostrad/AccountLink.h"
 #include "ostrad/Artwork.h"
 #include "ostrad/Catalogue.h"
+#include "ostrad/DeviceLinks.h"
 #include "ostrad/HttpServer.h"
 #include "ostrad/Log.h"
 #include "ostrad/Options.h"
@@ -69,11 +70,13 @@ int serve(const ostrad::Options& options) {
         {.ffprobe = usableTool(options.ffprobePath), .artwork = draws ? &*artwork : nullptr});
     ostrad::AccountLink account(
         catalogue, [] { return std::chrono::steady_clock::now(); }, ostrad::systemRandomBelow);
+    ostrad::DeviceLinks devices([] { return std::chrono::steady_clock::now(); },
+                                ostrad::systemRandomBelow);
     ostrad::Site site({.address = address,
                        .healthNonce = environmentValue("MEDIASERVER_HEALTH_NONCE"),
                        .serverName = hostName(),
                        .artworkPath = artwork ? artwork->path() : std::string()},
-                      catalogue, scanner, account, turn);
+                      catalogue, scanner, account, devices, turn);
     scanner.scanAll();
 
     fmt::print("listening on http://{}:{}/\n", address.host == "::1" ? "[::1]" : address.host,

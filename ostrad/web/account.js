@@ -52,8 +52,32 @@ async function accountPage() {
   }
 }
 
+// The token itself is fetched by the window's own script, once this page has been allowed.
+async function connectPage() {
+  byId('allow').addEventListener('click', async () => {
+    byId('error').textContent = '';
+    try {
+      await api('/api/link/session', {});
+      location.reload();
+    } catch (error) {
+      byId('error').textContent = error.message;
+    }
+  });
+  try {
+    if ((await api('/api/link/session')).allowed) {
+      settle('Connected', 'This window may ask for a token.');
+    } else {
+      byId('acts').hidden = false;
+    }
+  } catch (error) {
+    byId('error').textContent = error.message;
+  }
+}
+
 if (document.body.dataset.page === 'link') {
   linkPage();
+} else if (document.body.dataset.page === 'connect') {
+  connectPage();
 } else {
   byId('start').addEventListener('click', async () => {
     try {

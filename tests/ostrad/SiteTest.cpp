@@ -57,6 +57,7 @@ class SiteTest : public testing::Test {
     Scanner scanner{temp.path("db"), turn, {}};
     AccountLink account{catalogue, [] { return std::chrono::steady_clock::now(); },
                         systemRandomBelow};
+    DeviceLinks devices{[] { return std::chrono::steady_clock::now(); }, systemRandomBelow};
     Site site{{.address = {"127.0.0.1", 4280},
                .healthNonce = "n0nce",
                .serverName = "box",
@@ -64,6 +65,7 @@ class SiteTest : public testing::Test {
               catalogue,
               scanner,
               account,
+              devices,
               turn};
 };
 
