@@ -1,0 +1,31 @@
+// tessel, the command line of the support library. Results go to standard output, diagnostics to
+// standard error; the exit status is 0 for success, 1 for a negative answer or a failure and 2 for
+// wrong usage. Each group of subcommands is added by one function, named after the group, and has a
+// file of its own.
+#pragma once
+
+#include "platform/Environment.h"
+
+#include <CLI/App.hpp>
+
+#include <initializer_list>
+#include <string>
+#include <string_view>
+
+namespace tool {
+
+struct Tool {
+    platform::Environment environment; // this process's own
+    int status = 0;                    // what the process will exit with
+
+    // Prints "tessel: MESSAGE" to standard error and makes the exit status 1.
+    void fail(std::string_view message);
+};
+
+// Text below the options of a subcommand's help: "Examples:" and one indented line each.
+[[nodiscard]] std::string examples(std::initializer_list<std::string_view> lines);
+
+void addVersion(CLI::App& app, Tool& tool);
+void addStaged(CLI::App& app, Tool& tool);
+
+} // namespace tool
