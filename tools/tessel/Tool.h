@@ -27,5 +27,6 @@ struct Tool {
 
 void addVersion(CLI::App& app, Tool& tool);
 void addStaged(CLI::App& app, Tool& tool);
+void addCompletion(CLI::App& app, Tool& tool); // last: it describes the others
 
 } // namespace tool

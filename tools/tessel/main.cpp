@@ -14,6 +14,7 @@ int main(int argc, char** argv) {
                "Exit status: 0 success, 1 a negative answer or a failure, 2 wrong usage.");
     tool::addVersion(app, tool);
     tool::addStaged(app, tool);
+    tool::addCompletion(app, tool);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
