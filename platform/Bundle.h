@@ -5,11 +5,16 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
 
 namespace platform {
+
+// An Info dictionary: the text of each value that is a string, nothing for one of another kind.
+using InfoDictionary = std::map<std::string, std::optional<std::string>, std::less<>>;
 
 class Bundle {
   public:
@@ -23,6 +28,8 @@ class Bundle {
     auxiliaryExecutable(std::string_view name) const = 0;
     // A string of the Info dictionary; absent when the key is missing or not a string.
     [[nodiscard]] virtual std::optional<std::string> infoString(std::string_view key) const = 0;
+    // Empty when there is none.
+    [[nodiscard]] virtual InfoDictionary infoDictionary() const = 0;
 };
 
 } // namespace platform

@@ -22,6 +22,7 @@ class CocoaBundle final : public Bundle {
     [[nodiscard]] std::optional<std::filesystem::path>
     auxiliaryExecutable(std::string_view name) const override;
     [[nodiscard]] std::optional<std::string> infoString(std::string_view key) const override;
+    [[nodiscard]] InfoDictionary infoDictionary() const override;
 
   private:
     [[nodiscard]] bool isApplication() const;

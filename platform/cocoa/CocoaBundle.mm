@@ -62,4 +62,22 @@ std::optional<std::string> CocoaBundle::infoString(std::string_view key) const {
     }
 }
 
+InfoDictionary CocoaBundle::infoDictionary() const {
+    @autoreleasepool {
+        InfoDictionary values;
+        if (!isApplication()) {
+            return values;
+        }
+        InfoDictionary* const filled = &values;
+        [bundle_.infoDictionary enumerateKeysAndObjectsUsingBlock:^(NSString* key, id value, BOOL*) {
+          if (auto name = fromFoundation(key)) {
+              filled->emplace(*std::move(name), [value isKindOfClass:NSString.class]
+                                                    ? fromFoundation(value)
+                                                    : std::nullopt);
+          }
+        }];
+        return values;
+    }
+}
+
 } // namespace platform::cocoa

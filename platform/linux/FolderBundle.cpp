@@ -20,8 +20,6 @@ namespace {
 
 constexpr std::size_t largestInfoFile = std::size_t{1} << 20;
 
-using InfoStrings = std::map<std::string, std::string, std::less<>>;
-
 bool isRegularFile(const std::filesystem::path& path) {
     struct stat status{};
     return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
@@ -62,8 +60,8 @@ Plist parsePropertyList(const std::string& content) {
     return Plist(root);
 }
 
-InfoStrings stringsOf(plist_t dictionary) {
-    InfoStrings strings;
+InfoDictionary valuesOf(plist_t dictionary) {
+    InfoDictionary values;
     plist_dict_iter cursor = nullptr;
     ::plist_dict_new_iter(dictionary, &cursor);
     const CText cursorOwner(static_cast<char*>(cursor));
@@ -73,20 +71,25 @@ InfoStrings stringsOf(plist_t dictionary) {
         ::plist_dict_next_item(dictionary, cursor, &rawKey, &node);
         const CText key(rawKey);
         if (node == nullptr) {
-            return strings;
+            return values;
         }
         char* rawText = nullptr;
         if (::plist_get_node_type(node) == PLIST_STRING) {
             ::plist_get_string_val(node, &rawText);
         }
         const CText text(rawText);
-        if (key && text && isValidUtf8(text.get())) {
-            strings.emplace(key.get(), text.get());
+        if (key && isValidUtf8(key.get())) {
+            const bool isText = text && isValidUtf8(text.get());
+            values.emplace(key.get(),
+                           isText ? std::optional<std::string>(text.get()) : std::nullopt);
         }
     }
 }
 
-InfoStrings readInfo(const std::filesystem::path& path, Log& log) {
+} // namespace
+
+InfoDictionary readInfoDictionary(const std::filesystem::path& bundle, Log& log) {
+    const auto path = bundle / "Contents/Info.plist";
     const auto content = posix::readFile(path, largestInfoFile);
     if (!content) {
         if (content.error() != ENOENT) {
@@ -100,10 +103,8 @@ InfoStrings readInfo(const std::filesystem::path& path, Log& log) {
                               path.native()));
         return {};
     }
-    return stringsOf(root.get());
+    return valuesOf(root.get());
 }
-
-} // namespace
 
 std::filesystem::path runningExecutable() {
     constexpr std::string_view deletedMark = " (deleted)";
@@ -119,7 +120,7 @@ FolderBundle::FolderBundle(std::filesystem::path executable, Log& log)
     : executable_(std::move(executable))
     , bundle_(bundleOf(executable_)) {
     if (bundle_) {
-        info_ = readInfo(*bundle_ / "Contents/Info.plist", log);
+        info_ = readInfoDictionary(*bundle_, log);
     }
 }
 
@@ -149,7 +150,7 @@ FolderBundle::auxiliaryExecutable(std::string_view name) const {
 
 std::optional<std::string> FolderBundle::infoString(std::string_view key) const {
     const auto found = info_.find(key);
-    return found == info_.end() ? std::nullopt : std::optional(found->second);
+    return found == info_.end() ? std::nullopt : found->second;
 }
 
 } // namespace platform

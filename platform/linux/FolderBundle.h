@@ -1,19 +1,21 @@
 // The bundle found from the running executable: Name.app/Contents/MacOS/executable. The Info
 // dictionary is Contents/Info.plist, an XML property list of at most 1 MiB or a binary one of at
-// most 64 KiB; one that is larger, damaged or no dictionary counts as empty, which is logged. Only
-// well-formed UTF-8 strings are kept of it. Immutable after construction; any thread.
+// most 64 KiB; one that is larger, damaged or no dictionary counts as empty, which is logged. A
+// string that is not well-formed UTF-8 counts as a value that is no string. Immutable after
+// construction; any thread.
 #pragma once
 
 #include "platform/Bundle.h"
 #include "platform/Log.h"
-
-#include <map>
 
 namespace platform {
 
 // The file this process runs, symbolic links resolved by the kernel; the path it had at the start
 // when it was replaced or removed meanwhile. Empty when /proc is not there.
 [[nodiscard]] std::filesystem::path runningExecutable();
+
+// The Info dictionary of the bundle folder, read as above; empty when there is none.
+[[nodiscard]] InfoDictionary readInfoDictionary(const std::filesystem::path& bundle, Log& log);
 
 class FolderBundle final : public Bundle {
   public:
@@ -28,11 +30,12 @@ class FolderBundle final : public Bundle {
     [[nodiscard]] std::optional<std::filesystem::path>
     auxiliaryExecutable(std::string_view name) const override;
     [[nodiscard]] std::optional<std::string> infoString(std::string_view key) const override;
+    [[nodiscard]] InfoDictionary infoDictionary() const override { return info_; }
 
   private:
     std::filesystem::path executable_;
     std::optional<std::filesystem::path> bundle_;
-    std::map<std::string, std::string, std::less<>> info_;
+    InfoDictionary info_;
 };
 
 } // namespace platform

@@ -68,6 +68,9 @@ class FakeBundle final : public Bundle {
     [[nodiscard]] std::optional<std::filesystem::path>
     auxiliaryExecutable(std::string_view name) const override;
     [[nodiscard]] std::optional<std::string> infoString(std::string_view key) const override;
+    [[nodiscard]] InfoDictionary infoDictionary() const override {
+        return {info.begin(), info.end()};
+    }
 
     std::set<std::string, std::less<>> auxiliaryExecutables;
     std::map<std::string, std::string, std::less<>> info;

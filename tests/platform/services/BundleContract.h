@@ -45,4 +45,8 @@ TEST_P(BundleContract, answersStringsOfTheInfoDictionary) {
     EXPECT_EQ(bundle.infoString("CFBundleName"), "Example");
     EXPECT_EQ(bundle.infoString("Absent"), std::nullopt);
     EXPECT_EQ(bundle.infoString(""), std::nullopt);
+    const auto info = bundle.infoDictionary();
+    ASSERT_TRUE(info.contains("CFBundleName"));
+    EXPECT_EQ(info.at("CFBundleName"), "Example");
+    EXPECT_FALSE(info.contains("Absent"));
 }

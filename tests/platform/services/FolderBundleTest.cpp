@@ -146,6 +146,7 @@ TEST_F(FolderBundleTest, hasAnEmptyInfoDictionaryWithoutTheFile) {
     const auto bundle = open();
     EXPECT_EQ(bundle.bundlePath(), root / "Some Name.app");
     EXPECT_EQ(bundle.infoString("CFBundleName"), std::nullopt);
+    EXPECT_TRUE(bundle.infoDictionary().empty());
     EXPECT_TRUE(log.lines.empty());
 }
 
@@ -177,6 +178,10 @@ TEST_F(FolderBundleTest, answersNothingForValuesThatAreNoStrings) {
             EXPECT_EQ(bundle.infoString(key), std::nullopt) << key;
         }
         EXPECT_EQ(bundle.infoString("Text"), "s");
+        const auto info = bundle.infoDictionary();
+        EXPECT_EQ(info.size(), 8U);
+        EXPECT_EQ(info.at("Flag"), std::nullopt);
+        EXPECT_EQ(info.at("Text"), "s");
     }
 }
 
@@ -261,6 +266,7 @@ TEST_F(FolderBundleTest, dropsStringsThatAreNotUtf8) {
     const auto bundle = openWithInfo(xmlDictionary("<key>Bad</key><string>\xff\xfe</string>"
                                                    "<key>Good</key><string>x</string>"));
     EXPECT_EQ(bundle.infoString("Bad"), std::nullopt);
+    EXPECT_EQ(bundle.infoDictionary().at("Bad"), std::nullopt);
 }
 
 TEST_F(FolderBundleTest, refusesAnInfoListThatIsNoFile) {

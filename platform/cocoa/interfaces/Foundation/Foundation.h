@@ -20,7 +20,9 @@
     _type _name;                                                                                   \
     enum __attribute__((flag_enum, enum_extensibility(open))) : _name
 
+#define FOUNDATION_EXPORT extern "C"
 #define NS_INLINE static inline __attribute__((always_inline))
+#define NS_NOESCAPE __attribute__((noescape))
 #define NS_RETURNS_INNER_POINTER __attribute__((objc_returns_inner_pointer))
 
 NS_ASSUME_NONNULL_BEGIN
@@ -40,6 +42,8 @@ NS_INLINE NSRect NSMakeRect(CGFloat x, CGFloat y, CGFloat w, CGFloat h) {
     rectangle.size.height = h;
     return rectangle;
 }
+
+FOUNDATION_EXPORT Class _Nullable NSClassFromString(NSString* aClassName);
 
 @protocol NSCopying
 - (id)copyWithZone:(nullable struct _NSZone*)zone;
@@ -64,6 +68,9 @@ enum : NSStringEncoding {
 
 @interface NSDictionary<__covariant KeyType, __covariant ObjectType> : NSObject <NSCopying>
 - (nullable ObjectType)objectForKeyedSubscript:(KeyType)key API_AVAILABLE(macos(10.8));
+- (void)enumerateKeysAndObjectsUsingBlock:(void(NS_NOESCAPE ^)(KeyType key, ObjectType obj,
+                                                               BOOL* stop))block
+    API_AVAILABLE(macos(10.6));
 @end
 
 @interface NSError : NSObject <NSCopying>
@@ -75,6 +82,8 @@ enum : NSStringEncoding {
 @property(readonly) const char* fileSystemRepresentation NS_RETURNS_INNER_POINTER
     API_AVAILABLE(macos(10.9));
 @property(nullable, readonly, copy) NSString* pathExtension API_AVAILABLE(macos(10.6));
+- (nullable NSURL*)URLByAppendingPathComponent:(NSString*)pathComponent
+                                   isDirectory:(BOOL)isDirectory API_AVAILABLE(macos(10.7));
 @end
 
 typedef NS_ENUM(NSUInteger, NSURLRequestCachePolicy){
@@ -89,6 +98,9 @@ typedef NS_ENUM(NSUInteger, NSURLRequestCachePolicy){
 
 @interface NSBundle : NSObject
 @property(class, readonly, strong) NSBundle* mainBundle;
++ (nullable instancetype)bundleWithURL:(NSURL*)url API_AVAILABLE(macos(10.6));
+- (BOOL)loadAndReturnError:(NSError* _Nullable* _Nullable)error API_AVAILABLE(macos(10.5));
+@property(nullable, readonly, copy) NSURL* privateFrameworksURL API_AVAILABLE(macos(10.6));
 @property(readonly, copy) NSURL* bundleURL API_AVAILABLE(macos(10.6));
 @property(nullable, readonly, copy) NSURL* resourceURL API_AVAILABLE(macos(10.6));
 @property(nullable, readonly, copy) NSURL* executableURL API_AVAILABLE(macos(10.6));

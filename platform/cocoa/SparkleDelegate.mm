@@ -1,0 +1,22 @@
+#include "platform/cocoa/SparkleDelegate.h"
+
+@implementation ZorvaneSparkleDelegate
+
+- (BOOL)supportsGentleScheduledUpdateReminders {
+    return self.owner != nullptr && self.owner->supportsGentleScheduledUpdateReminders();
+}
+
+- (BOOL)standardUserDriverShouldHandleShowingScheduledUpdate:(SUAppcastItem*)__unused update
+                                         andInImmediateFocus:(BOOL)immediateFocus {
+    return self.owner == nullptr || self.owner->shouldHandleShowingScheduledUpdate(immediateFocus);
+}
+
+- (void)standardUserDriverWillHandleShowingUpdate:(BOOL)handleShowingUpdate
+                                        forUpdate:(SUAppcastItem*)__unused update
+                                            state:(SPUUserUpdateState*)__unused state {
+    if (self.owner != nullptr) {
+        self.owner->willHandleShowingUpdate(handleShowingUpdate);
+    }
+}
+
+@end
