@@ -27,6 +27,14 @@ struct HttpRequest {
     std::size_t maxBodyBytes = std::size_t{1} << 20;
     // Redirects followed at most; 0 delivers the redirect itself as the response.
     int maxRedirects = 0;
+    // Neither the URL nor a redirect may be anything but https.
+    bool onlyHttps = false;
+    // Without a byte for that long, in whole seconds, the exchange has timed out; 0: only
+    // `timeout`.
+    std::chrono::seconds stallTimeout{0};
+    // Takes the body of a 2xx response piece by piece, on the internal thread, in the place of the
+    // response's `body`. False ends the exchange as `cancelled`. Must not throw.
+    std::function<bool(std::string_view piece)> bodySink = {};
 };
 
 struct HttpResponse {

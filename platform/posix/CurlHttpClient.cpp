@@ -48,8 +48,8 @@ struct MultiCleanup {
 
 class CurlHttpClient::Engine {
   public:
-    Engine()
-        : noProxy_(hostsWithoutProxy())
+    explicit Engine(const CurlHttpOptions& options)
+        : settings_{.noProxy = hostsWithoutProxy(), .authorities = options.authorities.native()}
         , multi_(::curl_multi_init()) {
         if (!multi_) {
             throw std::runtime_error("libcurl cannot be initialised");
@@ -122,7 +122,7 @@ class CurlHttpClient::Engine {
     }
 
     void start(std::unique_ptr<posix::CurlTransfer> transfer) {
-        if (auto fault = transfer->prepare(noProxy_)) {
+        if (auto fault = transfer->prepare(settings_)) {
             transfer->complete(std::unexpected(std::move(*fault)));
             return;
         }
@@ -169,7 +169,7 @@ class CurlHttpClient::Engine {
         }
     }
 
-    const std::string noProxy_;
+    const posix::CurlSettings settings_;
     const std::unique_ptr<CURLM, MultiCleanup> multi_;
     std::map<CURL*, std::unique_ptr<posix::CurlTransfer>> active_; // internal thread only
 
@@ -180,9 +180,9 @@ class CurlHttpClient::Engine {
     std::thread thread_;
 };
 
-CurlHttpClient::CurlHttpClient() {
+CurlHttpClient::CurlHttpClient(const CurlHttpOptions& options) {
     initialiseLibrary();
-    engine_ = std::make_unique<Engine>();
+    engine_ = std::make_unique<Engine>(options);
 }
 
 CurlHttpClient::~CurlHttpClient() = default;

@@ -17,15 +17,21 @@
 
 #include "platform/HttpClient.h"
 
+#include <filesystem>
 #include <memory>
 
 namespace platform {
+
+struct CurlHttpOptions {
+    // A PEM file with the certificate authorities to trust in the place of the system's.
+    std::filesystem::path authorities = {};
+};
 
 class CurlHttpClient final : public HttpClient {
   public:
     // The first client of a process must be made before other threads use libcurl. Throws
     // std::runtime_error when libcurl cannot be initialised.
-    CurlHttpClient();
+    explicit CurlHttpClient(const CurlHttpOptions& options = {});
     ~CurlHttpClient() override;
     CurlHttpClient(const CurlHttpClient&) = delete;
     CurlHttpClient& operator=(const CurlHttpClient&) = delete;

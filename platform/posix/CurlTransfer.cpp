@@ -114,7 +114,7 @@ CurlTransfer::CurlTransfer(HttpRequest request, Completion completion, SteadyTim
     , deadline_(sent +
                 std::clamp<std::chrono::milliseconds>(request_.timeout, {}, longestTimeout)) {}
 
-std::optional<HttpError> CurlTransfer::prepare(const std::string& noProxy) {
+std::optional<HttpError> CurlTransfer::prepare(const CurlSettings& settings) {
     if (const auto fault = faultOfRequest()) {
         return error(Kind::badRequest, *fault);
     }
@@ -122,7 +122,7 @@ std::optional<HttpError> CurlTransfer::prepare(const std::string& noProxy) {
         return error(Kind::timedOut, "no time left");
     }
     easy_.reset(::curl_easy_init());
-    if (!easy_ || !setProtocol(noProxy) || !setMethod() || !setHeaders() || !setLimits() ||
+    if (!easy_ || !setProtocol(settings) || !setMethod() || !setHeaders() || !setLimits() ||
         !setCallbacks()) {
         return error(Kind::protocol, "libcurl lacks an option or memory");
     }
@@ -161,6 +161,9 @@ std::optional<std::string> CurlTransfer::faultOfUrl() {
     if (scheme != "http" && scheme != "https") {
         return "the URL is neither http nor https";
     }
+    if (request_.onlyHttps && scheme != "https") {
+        return "the URL is not https";
+    }
     if (host.empty() || !partOf(url.get(), CURLUPART_USER).empty() ||
         !partOf(url.get(), CURLUPART_PASSWORD).empty()) {
         return "the URL has no host or holds user information";
@@ -176,12 +179,14 @@ bool CurlTransfer::set(CURLoption option, Value value) {
     return ::curl_easy_setopt(easy_.get(), option, value) == CURLE_OK;
 }
 
-bool CurlTransfer::setProtocol(const std::string& noProxy) {
+bool CurlTransfer::setProtocol(const CurlSettings& settings) {
     // Without QUICK_EXIT, giving up on a slow name lookup would wait for it and hold up every
     // other exchange of this thread. Releases before 7.87 do not know it.
     static_cast<void>(set(CURLOPT_QUICK_EXIT, 1L));
-    return set(CURLOPT_URL, request_.url.c_str()) && set(CURLOPT_NOPROXY, noProxy.c_str()) &&
-           setSchemes() && set(CURLOPT_HTTP_VERSION, long{CURL_HTTP_VERSION_1_1}) &&
+    return set(CURLOPT_URL, request_.url.c_str()) &&
+           set(CURLOPT_NOPROXY, settings.noProxy.c_str()) && setSchemes() &&
+           setTrust(settings.authorities) &&
+           set(CURLOPT_HTTP_VERSION, long{CURL_HTTP_VERSION_1_1}) &&
            set(CURLOPT_SSLVERSION, long{CURL_SSLVERSION_TLSv1_2}) &&
            set(CURLOPT_DISALLOW_USERNAME_IN_URL, 1L) && set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L) &&
            set(CURLOPT_NOSIGNAL, 1L) &&
@@ -190,16 +195,20 @@ bool CurlTransfer::setProtocol(const std::string& noProxy) {
 }
 
 bool CurlTransfer::setSchemes() {
-    if (set(CURLOPT_PROTOCOLS_STR, "http,https") &&
-        set(CURLOPT_REDIR_PROTOCOLS_STR, "http,https")) {
+    const char* const names = request_.onlyHttps ? "https" : "http,https";
+    if (set(CURLOPT_PROTOCOLS_STR, names) && set(CURLOPT_REDIR_PROTOCOLS_STR, names)) {
         return true;
     }
     // Releases before 7.85, which macOS 13.0 comes with, know only the forms that the ones above
     // replaced; named by number, because the names are marked as deprecated.
     constexpr auto protocols = static_cast<CURLoption>(CURLOPTTYPE_LONG + 181);
     constexpr auto redirectionProtocols = static_cast<CURLoption>(CURLOPTTYPE_LONG + 182);
-    return set(protocols, long{CURLPROTO_HTTP | CURLPROTO_HTTPS}) &&
-           set(redirectionProtocols, long{CURLPROTO_HTTP | CURLPROTO_HTTPS});
+    const long bits = CURLPROTO_HTTPS | (request_.onlyHttps ? 0L : long{CURLPROTO_HTTP});
+    return set(protocols, bits) && set(redirectionProtocols, bits);
+}
+
+bool CurlTransfer::setTrust(const std::string& authorities) {
+    return authorities.empty() || set(CURLOPT_CAINFO, authorities.c_str());
 }
 
 bool CurlTransfer::setMethod() {
@@ -261,7 +270,10 @@ bool CurlTransfer::setLimits() {
     const long milliseconds = static_cast<long>(std::clamp<std::chrono::milliseconds::rep>(
         left.count(), 1, std::numeric_limits<int>::max()));
     return set(CURLOPT_TIMEOUT_MS, milliseconds) && set(CURLOPT_CONNECTTIMEOUT_MS, milliseconds) &&
-           set(CURLOPT_BUFFERSIZE, receiveBufferBytes);
+           set(CURLOPT_BUFFERSIZE, receiveBufferBytes) &&
+           (request_.stallTimeout <= std::chrono::seconds(0) ||
+            (set(CURLOPT_LOW_SPEED_LIMIT, 1L) &&
+             set(CURLOPT_LOW_SPEED_TIME, static_cast<long>(request_.stallTimeout.count()))));
 }
 
 bool CurlTransfer::setCallbacks() {
@@ -332,8 +344,12 @@ bool CurlTransfer::acceptsDeclaredLength() {
 }
 
 bool CurlTransfer::takeBody(std::string_view piece) {
-    if (piece.size() > request_.maxBodyBytes - response_.body.size()) {
+    if (piece.size() > request_.maxBodyBytes - bodyBytes_) {
         return fail(Kind::bodyTooLarge, "the body is too large");
+    }
+    bodyBytes_ += piece.size();
+    if (request_.bodySink && sectionStatus_ >= 200 && sectionStatus_ < 300) {
+        return request_.bodySink(piece) || fail(Kind::cancelled, "its receiver wants no more");
     }
     response_.body.append(piece);
     return true;

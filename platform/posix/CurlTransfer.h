@@ -17,18 +17,24 @@
 
 namespace platform::posix {
 
+// What holds for every exchange of a client.
+struct CurlSettings {
+    std::string noProxy;     // in the form of CURLOPT_NOPROXY
+    std::string authorities; // a PEM file; empty: the system's
+};
+
 class CurlTransfer {
   public:
     using Completion = std::function<void(HttpResult)>;
 
-    // The time-out counts from `sent`. `noProxy` is in the form of CURLOPT_NOPROXY.
+    // The time-out counts from `sent`.
     CurlTransfer(HttpRequest request, Completion completion, SteadyTime sent);
     CurlTransfer(const CurlTransfer&) = delete;
     CurlTransfer& operator=(const CurlTransfer&) = delete;
     ~CurlTransfer() = default;
 
     // Makes the handle ready to be run, or says why the request cannot be sent.
-    [[nodiscard]] std::optional<HttpError> prepare(const std::string& noProxy);
+    [[nodiscard]] std::optional<HttpError> prepare(const CurlSettings& settings);
     [[nodiscard]] CURL* handle() const { return easy_.get(); }
 
     // What an exchange that ended with this code comes to.
@@ -47,8 +53,9 @@ class CurlTransfer {
 
     [[nodiscard]] std::optional<std::string> faultOfRequest();
     [[nodiscard]] std::optional<std::string> faultOfUrl();
-    [[nodiscard]] bool setProtocol(const std::string& noProxy);
+    [[nodiscard]] bool setProtocol(const CurlSettings& settings);
     [[nodiscard]] bool setSchemes();
+    [[nodiscard]] bool setTrust(const std::string& authorities);
     [[nodiscard]] bool setMethod();
     [[nodiscard]] bool setBody();
     [[nodiscard]] bool setHeaders();
@@ -76,9 +83,10 @@ class CurlTransfer {
     std::unique_ptr<curl_slist, ListCleanup> headerLines_;
 
     HttpResponse response_;
-    int sectionStatus_ = 0;          // status of the header section read last
-    bool sectionEnded_ = false;      // what comes without a new status line are trailers
-    std::size_t sectionBytes_ = 0;   // with the interim responses before it
+    int sectionStatus_ = 0;        // status of the header section read last
+    bool sectionEnded_ = false;    // what comes without a new status line are trailers
+    std::size_t sectionBytes_ = 0; // with the interim responses before it
+    std::size_t bodyBytes_ = 0;
     std::optional<HttpError> fault_; // why a callback ended the exchange
 };
 

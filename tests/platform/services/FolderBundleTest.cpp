@@ -178,10 +178,10 @@ TEST_F(FolderBundleTest, answersNothingForValuesThatAreNoStrings) {
             EXPECT_EQ(bundle.infoString(key), std::nullopt) << key;
         }
         EXPECT_EQ(bundle.infoString("Text"), "s");
-        const auto info = bundle.infoDictionary();
-        EXPECT_EQ(info.size(), 8U);
-        EXPECT_EQ(info.at("Flag"), std::nullopt);
-        EXPECT_EQ(info.at("Text"), "s");
+        const auto values = bundle.infoDictionary();
+        EXPECT_EQ(values.size(), 8U);
+        EXPECT_EQ(values.at("Flag"), std::nullopt);
+        EXPECT_EQ(values.at("Text"), "s");
     }
 }
 
