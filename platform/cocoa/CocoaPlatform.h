@@ -5,8 +5,10 @@
 #pragma once
 
 #include "platform/NativePlatform.h"
+#include "platform/cocoa/CocoaAlerts.h"
 #include "platform/cocoa/CocoaApplication.h"
 #include "platform/cocoa/CocoaBundle.h"
+#include "platform/cocoa/CocoaLoginService.h"
 #include "platform/cocoa/CocoaMainQueue.h"
 #include "platform/cocoa/CocoaNotificationCenter.h"
 #include "platform/cocoa/CocoaUserDefaults.h"
@@ -19,6 +21,7 @@
 #include "platform/posix/PosixChildLauncher.h"
 #include "platform/posix/PosixCommandRunner.h"
 #include "platform/posix/PosixFileSystem.h"
+#include "platform/posix/PosixFolderTree.h"
 #include "platform/posix/PosixLoopbackPorts.h"
 
 namespace platform::cocoa {
@@ -43,6 +46,10 @@ class CocoaPlatform final : public NativePlatform {
     UserDefaults& userDefaults() override { return userDefaults_; }
     Bundle& bundle() override { return bundle_; }
     FileSystem& fileSystem() override { return fileSystem_; }
+    FolderTree& folderTree() override { return folderTree_; }
+    const ApplicationFolders& applicationFolders() override { return applicationFolders_; }
+    LoginService& loginService() override { return loginService_; }
+    Alerts& alerts() override { return alerts_; }
     Log& log() override { return log_; }
     NumberFormatter& numberFormatter() override { return numberFormatter_; }
     NotificationCenter& notificationCenter() override { return notificationCenter_; }
@@ -58,6 +65,9 @@ class CocoaPlatform final : public NativePlatform {
     CocoaNotificationCenter notificationCenter_;
     DispatchQueues backgroundQueues_;
     PosixFileSystem fileSystem_;
+    PosixFolderTree folderTree_;
+    ApplicationFolders applicationFolders_;
+    CocoaLoginService loginService_;
     PosixLoopbackPorts loopbackPorts_;
     SecurityRandomSource randomSource_;
     CocoaUserDefaults userDefaults_;
@@ -66,6 +76,7 @@ class CocoaPlatform final : public NativePlatform {
     PosixChildLauncher childLauncher_;
     CurlHttpClient httpClient_;
     CocoaApplication application_;
+    CocoaAlerts alerts_;
     CocoaWebWindowFactory webWindows_;
 };
 

@@ -56,9 +56,7 @@ class FakeRandomSource final : public RandomSource {
 
 class FakeBundle final : public Bundle {
   public:
-    [[nodiscard]] std::optional<std::filesystem::path> bundlePath() const override {
-        return "/Apps/Zorvane.app";
-    }
+    [[nodiscard]] std::optional<std::filesystem::path> bundlePath() const override { return path; }
     [[nodiscard]] std::optional<std::filesystem::path> resourcesPath() const override {
         return "/Apps/Zorvane.app/Contents/Resources";
     }
@@ -72,6 +70,7 @@ class FakeBundle final : public Bundle {
         return {info.begin(), info.end()};
     }
 
+    std::optional<std::filesystem::path> path = "/Apps/Zorvane.app";
     std::set<std::string, std::less<>> auxiliaryExecutables;
     std::map<std::string, std::string, std::less<>> info;
 };

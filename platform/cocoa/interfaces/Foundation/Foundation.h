@@ -64,6 +64,8 @@ enum : NSStringEncoding {
 @end
 
 @interface NSArray<__covariant ObjectType> : NSObject <NSCopying>
+@property(readonly) NSUInteger count;
+@property(nullable, readonly, copy) ObjectType lastObject;
 @end
 
 @interface NSDictionary<__covariant KeyType, __covariant ObjectType> : NSObject <NSCopying>
@@ -124,6 +126,8 @@ typedef NS_ENUM(NSUInteger, NSSearchPathDirectory){
 typedef NS_OPTIONS(NSUInteger, NSSearchPathDomainMask){
     NSUserDomainMask = 1,
 };
+
+FOUNDATION_EXPORT NSString* NSHomeDirectory(void);
 
 @interface NSFileManager : NSObject
 @property(class, readonly, strong) NSFileManager* defaultManager;
