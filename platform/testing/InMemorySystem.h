@@ -69,10 +69,13 @@ class FakeBundle final : public Bundle {
     [[nodiscard]] InfoDictionary infoDictionary() const override {
         return {info.begin(), info.end()};
     }
+    [[nodiscard]] std::optional<std::string> resource(std::string_view name,
+                                                      std::string_view extension) const override;
 
     std::optional<std::filesystem::path> path = "/Apps/Zorvane.app";
     std::set<std::string, std::less<>> auxiliaryExecutables;
     std::map<std::string, std::string, std::less<>> info;
+    std::map<std::string, std::string, std::less<>> resources; // by file name
 };
 
 // Folders and files are paths with a mode; symbolic links do not exist.

@@ -106,6 +106,8 @@ typedef NS_ENUM(NSUInteger, NSURLRequestCachePolicy){
 @property(readonly, copy) NSURL* bundleURL API_AVAILABLE(macos(10.6));
 @property(nullable, readonly, copy) NSURL* resourceURL API_AVAILABLE(macos(10.6));
 @property(nullable, readonly, copy) NSURL* executableURL API_AVAILABLE(macos(10.6));
+- (nullable NSURL*)URLForResource:(nullable NSString*)name
+                    withExtension:(nullable NSString*)ext API_AVAILABLE(macos(10.6));
 - (nullable NSURL*)URLForAuxiliaryExecutable:(NSString*)executableName
     API_AVAILABLE(macos(10.6));
 @property(nullable, readonly, copy) NSDictionary<NSString*, id>* infoDictionary;

@@ -1,9 +1,9 @@
-#include "mac/Zorvane/Precondition.h"
+#include "mac/Tessel/Precondition.h"
 
 #include <cstdio>
 #include <cstdlib>
 
-namespace zorvane {
+namespace tessel {
 
 void precondition(bool holds, std::string_view rule) {
     if (!holds) {
@@ -12,4 +12,4 @@ void precondition(bool holds, std::string_view rule) {
     }
 }
 
-} // namespace zorvane
+} // namespace tessel

@@ -3,9 +3,9 @@
 
 #include <string_view>
 
-namespace zorvane {
+namespace tessel {
 
 // Ends the process with a message on standard error unless the condition holds. Any thread.
 void precondition(bool holds, std::string_view rule);
 
-} // namespace zorvane
+} // namespace tessel
