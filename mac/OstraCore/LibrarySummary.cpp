@@ -157,25 +157,29 @@ class Pass : public std::enable_shared_from_this<Pass> {
 
     // In the order of the modes; of modes with one id, the later ones follow the first.
     [[nodiscard]] LibrarySummary summary() const {
-        std::map<std::string_view, std::size_t> positions;
-        LibrarySummary summary;
+        std::map<std::string_view, std::size_t> firstOfId;
+        std::vector<std::pair<std::size_t, std::size_t>> order;
         for (std::size_t index = 0; index < modes_.size(); ++index) {
-            const ModeDTO& mode = modes_[index];
-            const auto libraries = libraryCounts_.find(mode.id);
-            ItemLabels labels = itemLabels(plans_[index].countTypes);
-            positions.try_emplace(mode.id, index);
-            summary.modes.push_back(
-                {.id = mode.id,
-                 .name = mode.name,
-                 .itemCount = sumOfKnown(plans_[index].totals),
-                 .singularItemName = std::move(labels.singular),
-                 .pluralItemName = std::move(labels.plural),
-                 .libraryCount = libraries == libraryCounts_.end() ? 0 : libraries->second});
+            const auto first = firstOfId.try_emplace(modes_[index].id, index).first;
+            order.emplace_back(first->second, index);
         }
-        std::ranges::stable_sort(summary.modes, {}, [&positions](const ModeSummary& mode) {
-            return positions.at(mode.id);
-        });
+        std::ranges::sort(order);
+        LibrarySummary summary;
+        for (const auto& [first, index] : order) {
+            summary.modes.push_back(summaryOf(modes_[index], plans_[index]));
+        }
         return summary;
+    }
+
+    [[nodiscard]] ModeSummary summaryOf(const ModeDTO& mode, const Plan& plan) const {
+        const auto libraries = libraryCounts_.find(mode.id);
+        ItemLabels labels = itemLabels(plan.countTypes);
+        return {.id = mode.id,
+                .name = mode.name,
+                .itemCount = sumOfKnown(plan.totals),
+                .singularItemName = std::move(labels.singular),
+                .pluralItemName = std::move(labels.plural),
+                .libraryCount = libraries == libraryCounts_.end() ? 0 : libraries->second};
     }
 
     const Url base_;
