@@ -14,8 +14,13 @@ void ScriptedHttpClient::send(HttpRequest request, std::function<void(HttpResult
                         request.timeout};
     }
     scheduler_.schedule(answer->after, false,
-                        [completion = std::move(completion), result = std::move(answer->result)] {
-                            completion(result);
+                        [completion = std::move(completion), sink = std::move(request.bodySink),
+                         result = std::move(answer->result)]() mutable {
+                            if (sink && result && result->status / 100 == 2 &&
+                                !sink(std::exchange(result->body, {}))) {
+                                result = std::unexpected(HttpError{HttpError::Kind::cancelled, ""});
+                            }
+                            completion(std::move(result));
                         });
 }
 
