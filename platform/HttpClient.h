@@ -1,7 +1,8 @@
 // Asynchronous HTTP/1.1 (RFC 9110, RFC 9112). One request in, exactly one completion out, on an
 // internal thread; nothing is cached, no cookie is kept, and a proxy is never used for a loopback
 // host, whatever the environment says. The time-out bounds the whole exchange from the call to
-// the last byte of the body; a body that is larger than the limit ends the exchange at once.
+// the last byte of the body, the idle time-out each time in which nothing arrives or leaves; a body
+// that is larger than the limit ends the exchange at once.
 #pragma once
 
 #include <chrono>
@@ -24,6 +25,8 @@ struct HttpRequest {
     HttpHeaders headers;
     std::string body;
     std::chrono::milliseconds timeout{60'000};
+    // Counts from the call, then from the last piece of a body or whole line of a header.
+    std::optional<std::chrono::milliseconds> idleTimeout = {};
     std::size_t maxBodyBytes = std::size_t{1} << 20;
     // Redirects followed at most; 0 delivers the redirect itself as the response.
     int maxRedirects = 0;

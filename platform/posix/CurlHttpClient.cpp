@@ -5,6 +5,7 @@
 
 #include <curl/curl.h>
 
+#include <algorithm>
 #include <condition_variable>
 #include <cstdlib>
 #include <limits>
@@ -94,9 +95,9 @@ class CurlHttpClient::Engine {
             int running = 0;
             ::curl_multi_perform(multi_.get(), &running);
             completeFinished();
+            const int rest = millisecondsBeforeIdleEnds();
             if (!active_.empty() &&
-                ::curl_multi_poll(multi_.get(), nullptr, 0, std::numeric_limits<int>::max(),
-                                  nullptr) != CURLM_OK) {
+                ::curl_multi_poll(multi_.get(), nullptr, 0, rest, nullptr) != CURLM_OK) {
                 abandonAll(HttpError::Kind::protocol, "libcurl cannot wait for its sockets");
             }
         }
@@ -147,6 +148,30 @@ class CurlHttpClient::Engine {
             ::curl_multi_remove_handle(multi_.get(), transfer.handle());
             transfer.complete(transfer.result(code));
         }
+    }
+
+    // Ends what has been idle for too long; how long the others may go on being idle.
+    int millisecondsBeforeIdleEnds() {
+        using std::chrono::milliseconds;
+        milliseconds rest{std::numeric_limits<int>::max()};
+        const auto now = std::chrono::steady_clock::now();
+        for (auto entry = active_.begin(); entry != active_.end();) {
+            const auto current = entry++;
+            const auto deadline = current->second->idleDeadline();
+            if (!deadline) {
+                continue;
+            }
+            if (*deadline > now) {
+                rest = std::min(rest, std::chrono::ceil<milliseconds>(*deadline - now));
+                continue;
+            }
+            auto idle = active_.extract(current);
+            auto& transfer = *idle.mapped();
+            ::curl_multi_remove_handle(multi_.get(), transfer.handle());
+            transfer.complete(std::unexpected(
+                transfer.error(HttpError::Kind::timedOut, "nothing moved for too long")));
+        }
+        return static_cast<int>(rest.count());
     }
 
     void abandonAll(HttpError::Kind kind, const char* reason) {

@@ -111,8 +111,16 @@ Kind kindOf(CURLcode code) {
 CurlTransfer::CurlTransfer(HttpRequest request, Completion completion, SteadyTime sent)
     : request_(std::move(request))
     , completion_(std::move(completion))
-    , deadline_(sent +
-                std::clamp<std::chrono::milliseconds>(request_.timeout, {}, longestTimeout)) {}
+    , deadline_(sent + std::clamp<std::chrono::milliseconds>(request_.timeout, {}, longestTimeout))
+    , lastMove_(sent) {}
+
+std::optional<SteadyTime> CurlTransfer::idleDeadline() const {
+    if (!request_.idleTimeout) {
+        return std::nullopt;
+    }
+    return lastMove_ +
+           std::clamp<std::chrono::milliseconds>(*request_.idleTimeout, {}, longestTimeout);
+}
 
 std::optional<HttpError> CurlTransfer::prepare(const CurlSettings& settings) {
     if (const auto fault = faultOfRequest()) {
@@ -291,6 +299,7 @@ bool CurlTransfer::fail(Kind kind, std::string_view reason) {
 
 // One line of a response's header section, of an interim response's, or of the trailers.
 bool CurlTransfer::takeHeaderLine(std::string_view line) {
+    lastMove_ = std::chrono::steady_clock::now();
     const bool opensSection = line.starts_with("HTTP/");
     if (opensSection && sectionStatus_ >= 200) {
         sectionBytes_ = 0; // a redirect was followed
@@ -367,8 +376,12 @@ std::size_t CurlTransfer::onBody(char* data, std::size_t one, std::size_t size, 
 
 // Sees the bodies that are read only to be skipped, those of redirects.
 int CurlTransfer::onProgress(void* self, curl_off_t /*total*/, curl_off_t received,
-                             curl_off_t /*toSend*/, curl_off_t /*sent*/) {
+                             curl_off_t /*toSend*/, curl_off_t sent) {
     auto& transfer = *static_cast<CurlTransfer*>(self);
+    if (received + sent != transfer.bytesMoved_) {
+        transfer.bytesMoved_ = received + sent;
+        transfer.lastMove_ = std::chrono::steady_clock::now();
+    }
     const bool fits = static_cast<std::uint64_t>(std::max<curl_off_t>(received, 0)) <=
                       transfer.request_.maxBodyBytes;
     return fits || transfer.fail(Kind::bodyTooLarge, "the body is too large") ? 0 : 1;

@@ -36,6 +36,8 @@ class CurlTransfer {
     // Makes the handle ready to be run, or says why the request cannot be sent.
     [[nodiscard]] std::optional<HttpError> prepare(const CurlSettings& settings);
     [[nodiscard]] CURL* handle() const { return easy_.get(); }
+    // When the exchange is given up unless something moves before; nothing without such a limit.
+    [[nodiscard]] std::optional<SteadyTime> idleDeadline() const;
 
     // What an exchange that ended with this code comes to.
     [[nodiscard]] HttpResult result(CURLcode code);
@@ -78,7 +80,9 @@ class CurlTransfer {
     HttpRequest request_;
     Completion completion_;
     SteadyTime deadline_;
-    std::string origin_; // scheme://host:port, for messages
+    SteadyTime lastMove_;       // of a byte in either direction, as far as the library tells
+    curl_off_t bytesMoved_ = 0; // of the bodies
+    std::string origin_;        // scheme://host:port, for messages
     std::unique_ptr<CURL, EasyCleanup> easy_;
     std::unique_ptr<curl_slist, ListCleanup> headerLines_;
 

@@ -276,6 +276,36 @@ TEST_P(HttpContract, timesOutWhenTheServerIsTooSlow) {
     }
 }
 
+TEST_P(HttpContract, givesUpWhenNothingMovesForTheIdleTime) {
+    for (const auto how : {Misbehaviour::neverAnswer, Misbehaviour::hugeContentLength}) {
+        LoopbackServer server(how);
+        auto request = get(server.url());
+        request.idleTimeout = std::chrono::milliseconds(150);
+        request.maxBodyBytes = std::numeric_limits<std::size_t>::max();
+        const auto before = std::chrono::steady_clock::now();
+        EXPECT_EQ(failureOf(request), Kind::timedOut) << static_cast<int>(how);
+        const auto took = std::chrono::steady_clock::now() - before;
+        EXPECT_GE(took, std::chrono::milliseconds(145));
+        EXPECT_LT(took, std::chrono::seconds(10));
+    }
+}
+
+TEST_P(HttpContract, goesOnPastTheIdleTimeWhileSomethingMoves) {
+    LoopbackServer server(Misbehaviour::dripBody);
+    auto request = get(server.url());
+    request.idleTimeout = std::chrono::seconds(20);
+    request.timeout = std::chrono::milliseconds(300);
+    const auto before = std::chrono::steady_clock::now();
+    EXPECT_EQ(failureOf(request), Kind::timedOut);
+    EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(295));
+
+    server.setInterval(std::chrono::milliseconds(20)); // an end that many idle times away
+    request.idleTimeout = std::chrono::seconds(5);
+    request.timeout = std::chrono::seconds(60);
+    request.maxBodyBytes = 20;
+    EXPECT_EQ(failureOf(request), Kind::bodyTooLarge);
+}
+
 TEST_P(HttpContract, timesOutAtOnceWhenNoTimeIsGiven) {
     LoopbackServer server;
     auto request = get(server.url());
