@@ -2,15 +2,23 @@
 
 #include "platform/posix/UniqueFd.h"
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <fmt/core.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
+#include <memory>
 #include <string>
 
 namespace platform::posix {
 namespace {
+
+constexpr std::string_view temporaryPrefix = ".new-";
 
 int writeAndFlush(int file, std::string_view content) {
     while (!content.empty()) {
@@ -25,16 +33,72 @@ int writeAndFlush(int file, std::string_view content) {
     return ::fsync(file) == 0 ? 0 : errno;
 }
 
-// 0 or errno. The mode is put right on the descriptor, where the mask has no say.
-int makeFile(int folder, const char* name, std::string_view content) {
-    constexpr mode_t ownerOnly = 0600;
-    ::unlinkat(folder, name, 0);
+// Removes the file if its writer is gone: a living one holds the lock.
+void removeIfAbandoned(int folder, const char* name) {
     const UniqueFd file(
-        ::openat(folder, name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, ownerOnly));
-    if (!file || ::fchmod(file.get(), ownerOnly) != 0) {
+        ::openat(folder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
+    if (file && ::flock(file.get(), LOCK_EX | LOCK_NB) == 0) {
+        ::unlinkat(folder, name, 0);
+    }
+}
+
+void clearAbandonedFiles(int folder) {
+    UniqueFd listed(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const auto close = [](DIR* open) { ::closedir(open); };
+    const std::unique_ptr<DIR, decltype(close)> directory(listed ? ::fdopendir(listed.get())
+                                                                 : nullptr);
+    if (!directory) {
+        return;
+    }
+    static_cast<void>(listed.release()); // the stream closes it
+    // Every call has a directory stream of its own, which makes readdir safe here.
+    while (const dirent* entry = ::readdir(directory.get())) { // NOLINT(concurrency-mt-unsafe)
+        if (std::string_view(entry->d_name).starts_with(temporaryPrefix)) {
+            removeIfAbandoned(folder, entry->d_name);
+        }
+    }
+}
+
+struct Temporary {
+    std::string name;
+    UniqueFd file;
+};
+
+// Somebody who clears away may have come between the making and the locking of the file.
+bool lockStillNamed(int file) {
+    ::flock(file, LOCK_EX); // a file system without locks has nobody who clears away either
+    struct stat status{};
+    return ::fstat(file, &status) == 0 && status.st_nlink > 0;
+}
+
+std::expected<Temporary, int> makeTemporary(int folder) {
+    static std::atomic<unsigned> made{0};
+    constexpr mode_t ownerOnly = 0600;
+    while (true) {
+        Temporary temporary{.name = fmt::format("{}{}-{}", temporaryPrefix, ::getpid(), ++made),
+                            .file = {}};
+        temporary.file =
+            UniqueFd(::openat(folder, temporary.name.c_str(),
+                              O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, ownerOnly));
+        if (!temporary.file && errno != EEXIST) {
+            return std::unexpected(errno);
+        }
+        if (temporary.file && lockStillNamed(temporary.file.get())) {
+            return temporary;
+        }
+    }
+}
+
+// 0 or errno. The mode is put right on the descriptor, where the mask has no say.
+int fillAndRename(int folder, const Temporary& temporary, std::string_view content,
+                  const char* name) {
+    if (::fchmod(temporary.file.get(), 0600) != 0) {
         return errno;
     }
-    return writeAndFlush(file.get(), content);
+    if (const int error = writeAndFlush(temporary.file.get(), content); error != 0) {
+        return error;
+    }
+    return ::renameat(folder, temporary.name.c_str(), folder, name) == 0 ? 0 : errno;
 }
 
 } // namespace
@@ -45,15 +109,15 @@ std::expected<void, int> replaceFile(const std::filesystem::path& path, std::str
     if (!folder) {
         return std::unexpected(errno);
     }
-    const std::string name = path.filename();
-    const std::string temporary = "." + name + ".new";
-    int error = makeFile(folder.get(), temporary.c_str(), content);
-    if (error == 0 &&
-        ::renameat(folder.get(), temporary.c_str(), folder.get(), name.c_str()) != 0) {
-        error = errno;
+    clearAbandonedFiles(folder.get());
+    const auto temporary = makeTemporary(folder.get());
+    if (!temporary) {
+        return std::unexpected(temporary.error());
     }
-    if (error != 0) {
-        ::unlinkat(folder.get(), temporary.c_str(), 0);
+    const std::string name = path.filename();
+    if (const int error = fillAndRename(folder.get(), *temporary, content, name.c_str());
+        error != 0) {
+        ::unlinkat(folder.get(), temporary->name.c_str(), 0);
         return std::unexpected(error);
     }
     // The file is in place already: a folder that cannot be flushed only delays its safety.

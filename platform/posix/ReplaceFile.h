@@ -1,8 +1,9 @@
 // Replaces a file so that a reader, and a machine that loses power, finds the old content or the
 // new one, never a mixture: write to a temporary file beside it, flush it, rename it, flush the
 // folder. The new file is private (0600) from the moment it exists, whatever the file-creation
-// mask. The temporary file has one fixed name, so that one left by a crash is cleared away by the
-// next call; callers that may write at the same time from several processes take a lock first.
+// mask. Any thread, several at a time and in several processes: every call has a temporary file
+// of its own (".new-" and a number), locked while it is written, and clears away those in the
+// folder that nobody holds any more because a crash left them.
 #pragma once
 
 #include <expected>

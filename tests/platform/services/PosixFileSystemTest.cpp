@@ -4,10 +4,14 @@
 #include "platform/ErrnoText.h"
 #include "platform/posix/ReadFile.h"
 #include "platform/posix/ReplaceFile.h"
+#include "platform/posix/UniqueFd.h"
 #include "tests/platform/services/FilesContract.h"
 #include "tests/platform/services/ThreadCosts.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -114,10 +118,69 @@ TEST(ReplaceFile, leavesTheOldThingWhenItCannotReplaceIt) {
 TEST(ReplaceFile, doesNotWriteThroughALinkThatWaitsInItsTemporaryPlace) {
     const test_support::TemporaryFolder root;
     writeText(root / "victim", "precious");
-    std::filesystem::create_symlink("victim", root / ".file.new");
+    for (int number = 1; number < 300; ++number) {
+        std::filesystem::create_symlink(
+            "victim", root / (".new-" + std::to_string(::getpid()) + "-" + std::to_string(number)));
+    }
     ASSERT_TRUE(replaceFile(root / "file", "text"));
     EXPECT_EQ(readText(root / "victim"), "precious");
-    EXPECT_THAT(namesIn(root.path()), ElementsAre("file", "victim"));
+    EXPECT_EQ(readText(root / "file"), "text");
+    EXPECT_FALSE(std::filesystem::is_symlink(root / "file"));
+}
+
+TEST(ReplaceFile, replacesALinkInTheFilesPlaceInsteadOfFollowingIt) {
+    const test_support::TemporaryFolder root;
+    writeText(root / "victim", "precious");
+    std::filesystem::create_symlink("victim", root / "file");
+    ASSERT_TRUE(replaceFile(root / "file", "text"));
+    EXPECT_EQ(readText(root / "victim"), "precious");
+    EXPECT_FALSE(std::filesystem::is_symlink(root / "file"));
+    EXPECT_EQ(modeOf(root / "file"), 0600U);
+}
+
+TEST(ReplaceFile, tightensAFileThatWasReadableByOthers) {
+    const test_support::TemporaryFolder root;
+    writeText(root / "file", "old");
+    std::filesystem::permissions(root / "file", std::filesystem::perms::all);
+    ASSERT_TRUE(replaceFile(root / "file", "new"));
+    EXPECT_EQ(modeOf(root / "file"), 0600U);
+}
+
+TEST(ReplaceFile, takesTheLongestNameThereIs) {
+    const test_support::TemporaryFolder root;
+    ASSERT_TRUE(replaceFile(root / std::string(255, 'n'), "text"));
+    EXPECT_EQ(replaceFile(root / std::string(256, 'n'), "text"), std::unexpected(ENAMETOOLONG));
+    EXPECT_THAT(namesIn(root.path()), ElementsAre(std::string(255, 'n')));
+}
+
+TEST(ReplaceFile, clearsAwayWhatACrashLeftButNotWhatSomebodyWrites) {
+    const test_support::TemporaryFolder root;
+    writeText(root / ".new-1-1", "half writ");
+    writeText(root / ".new-2-1", "being written");
+    std::filesystem::create_directory(root / ".new-folder");
+    const platform::posix::UniqueFd held(::open((root / ".new-2-1").c_str(), O_RDONLY | O_CLOEXEC));
+    ASSERT_EQ(::flock(held.get(), LOCK_EX), 0);
+    ASSERT_TRUE(replaceFile(root / "file", "text"));
+    EXPECT_THAT(namesIn(root.path()), ElementsAre(".new-2-1", ".new-folder", "file"));
+}
+
+TEST(ReplaceFile, leavesTheContentOfOneOfManyWriters) {
+    const test_support::TemporaryFolder root;
+    constexpr std::size_t size = 100'000;
+    std::vector<std::thread> writers;
+    for (const char letter : {'a', 'b', 'c', 'd'}) {
+        writers.emplace_back([&root, letter] {
+            for (int round = 0; round < 25; ++round) {
+                EXPECT_TRUE(replaceFile(root / "file", std::string(size, letter)));
+            }
+        });
+    }
+    for (auto& writer : writers) {
+        writer.join();
+    }
+    const std::string content = readText(root / "file");
+    EXPECT_EQ(content, std::string(size, content.at(0)));
+    EXPECT_THAT(namesIn(root.path()), ElementsAre("file"));
 }
 
 TEST(ReplaceFile, showsReadersTheOldOrTheNewContentNeverAMixture) {
