@@ -38,6 +38,9 @@ class FileSystem {
     // exists. An existing folder is success and keeps its mode.
     [[nodiscard]] virtual std::expected<void, FileError>
     createFolders(const std::filesystem::path& folder, mode_t mode) = 0;
+    // The same with the mode that the file-creation mask leaves of 0777.
+    [[nodiscard]] virtual std::expected<void, FileError>
+    createFolders(const std::filesystem::path& folder) = 0;
     [[nodiscard]] virtual std::expected<void, FileError>
     setPermissions(const std::filesystem::path& path, mode_t mode) = 0;
 

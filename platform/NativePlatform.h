@@ -4,21 +4,19 @@
 // references stay valid as long as it lives.
 #pragma once
 
-#include "platform/Alerts.h"
 #include "platform/Application.h"
-#include "platform/ApplicationFolders.h"
 #include "platform/Bundle.h"
 #include "platform/ChildProcess.h"
 #include "platform/Clock.h"
 #include "platform/CommandRunner.h"
 #include "platform/FileSystem.h"
-#include "platform/FolderTree.h"
+#include "platform/Host.h"
 #include "platform/HttpClient.h"
 #include "platform/Log.h"
-#include "platform/LoginService.h"
 #include "platform/LoopbackPorts.h"
 #include "platform/NotificationCenter.h"
 #include "platform/NumberFormatter.h"
+#include "platform/PrivateFiles.h"
 #include "platform/Queues.h"
 #include "platform/RandomSource.h"
 #include "platform/UserDefaults.h"
@@ -52,10 +50,8 @@ class NativePlatform {
     virtual UserDefaults& userDefaults() = 0;
     virtual Bundle& bundle() = 0;
     virtual FileSystem& fileSystem() = 0;
-    virtual FolderTree& folderTree() = 0;
-    virtual const ApplicationFolders& applicationFolders() = 0;
-    virtual LoginService& loginService() = 0;
-    virtual Alerts& alerts() = 0;
+    virtual PrivateFiles& privateFiles() = 0;
+    virtual Host& host() = 0;
     virtual Log& log() = 0;
     virtual NumberFormatter& numberFormatter() = 0;
     virtual NotificationCenter& notificationCenter() = 0;

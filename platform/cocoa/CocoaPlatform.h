@@ -5,10 +5,9 @@
 #pragma once
 
 #include "platform/NativePlatform.h"
-#include "platform/cocoa/CocoaAlerts.h"
 #include "platform/cocoa/CocoaApplication.h"
 #include "platform/cocoa/CocoaBundle.h"
-#include "platform/cocoa/CocoaLoginService.h"
+#include "platform/cocoa/CocoaHost.h"
 #include "platform/cocoa/CocoaMainQueue.h"
 #include "platform/cocoa/CocoaNotificationCenter.h"
 #include "platform/cocoa/CocoaUserDefaults.h"
@@ -21,8 +20,8 @@
 #include "platform/posix/PosixChildLauncher.h"
 #include "platform/posix/PosixCommandRunner.h"
 #include "platform/posix/PosixFileSystem.h"
-#include "platform/posix/PosixFolderTree.h"
 #include "platform/posix/PosixLoopbackPorts.h"
+#include "platform/posix/PosixPrivateFiles.h"
 
 namespace platform::cocoa {
 
@@ -46,10 +45,8 @@ class CocoaPlatform final : public NativePlatform {
     UserDefaults& userDefaults() override { return userDefaults_; }
     Bundle& bundle() override { return bundle_; }
     FileSystem& fileSystem() override { return fileSystem_; }
-    FolderTree& folderTree() override { return folderTree_; }
-    const ApplicationFolders& applicationFolders() override { return applicationFolders_; }
-    LoginService& loginService() override { return loginService_; }
-    Alerts& alerts() override { return alerts_; }
+    PrivateFiles& privateFiles() override { return privateFiles_; }
+    Host& host() override { return host_; }
     Log& log() override { return log_; }
     NumberFormatter& numberFormatter() override { return numberFormatter_; }
     NotificationCenter& notificationCenter() override { return notificationCenter_; }
@@ -65,9 +62,8 @@ class CocoaPlatform final : public NativePlatform {
     CocoaNotificationCenter notificationCenter_;
     DispatchQueues backgroundQueues_;
     PosixFileSystem fileSystem_;
-    PosixFolderTree folderTree_;
-    ApplicationFolders applicationFolders_;
-    CocoaLoginService loginService_;
+    PosixPrivateFiles privateFiles_;
+    CocoaHost host_;
     PosixLoopbackPorts loopbackPorts_;
     SecurityRandomSource randomSource_;
     CocoaUserDefaults userDefaults_;
@@ -76,7 +72,6 @@ class CocoaPlatform final : public NativePlatform {
     PosixChildLauncher childLauncher_;
     CurlHttpClient httpClient_;
     CocoaApplication application_;
-    CocoaAlerts alerts_;
     CocoaWebWindowFactory webWindows_;
 };
 

@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <memory>
+#include <optional>
 #include <system_error>
 #include <utility>
 
@@ -27,10 +28,14 @@ bool isFolder(const std::filesystem::path& path) {
 }
 
 // mkdir leaves out the bits of the file-creation mask; they are put back without following a
-// link that somebody may have put in the new folder's place.
-int makeFolder(const std::filesystem::path& folder, mode_t mode) {
+// link that somebody may have put in the new folder's place. Without a mode the mask decides.
+int makeFolder(const std::filesystem::path& folder, std::optional<mode_t> wantedMode) {
+    const mode_t mode = wantedMode.value_or(0777);
     if (::mkdir(folder.c_str(), mode) != 0) {
         return errno;
+    }
+    if (!wantedMode) {
+        return 0;
     }
     struct stat status{};
     if (::lstat(folder.c_str(), &status) != 0) {
@@ -44,7 +49,7 @@ int makeFolder(const std::filesystem::path& folder, mode_t mode) {
 }
 
 // errno, or 0 when the folder is there.
-int ensureFolder(const std::filesystem::path& folder, mode_t mode) {
+int ensureFolder(const std::filesystem::path& folder, std::optional<mode_t> mode) {
     const int error = makeFolder(folder, mode);
     if (error == 0 || isFolder(folder)) {
         return 0;
@@ -58,6 +63,25 @@ std::filesystem::path withoutTrailingSlashes(const std::filesystem::path& path) 
         text.pop_back();
     }
     return text;
+}
+
+std::expected<void, FileError> ensureFolders(const std::filesystem::path& path,
+                                             std::optional<mode_t> mode) {
+    const int error = ensureFolder(path, mode);
+    if (error == 0) {
+        return {};
+    }
+    const auto above = path.parent_path();
+    if (error != ENOENT || above.empty() || above == path) {
+        return failure(creating, path, error);
+    }
+    if (auto made = ensureFolders(withoutTrailingSlashes(above), mode); !made) {
+        return made;
+    }
+    if (const int again = ensureFolder(path, mode); again != 0) {
+        return failure(creating, path, again);
+    }
+    return {};
 }
 
 } // namespace
@@ -114,22 +138,11 @@ std::filesystem::path PosixFileSystem::currentFolder() const {
 
 std::expected<void, FileError> PosixFileSystem::createFolders(const std::filesystem::path& folder,
                                                               mode_t mode) {
-    const auto path = withoutTrailingSlashes(folder);
-    const int error = ensureFolder(path, mode);
-    if (error == 0) {
-        return {};
-    }
-    const auto above = path.parent_path();
-    if (error != ENOENT || above.empty() || above == path) {
-        return failure(creating, path, error);
-    }
-    if (auto made = createFolders(above, mode); !made) {
-        return made;
-    }
-    if (const int again = ensureFolder(path, mode); again != 0) {
-        return failure(creating, path, again);
-    }
-    return {};
+    return ensureFolders(withoutTrailingSlashes(folder), mode);
+}
+
+std::expected<void, FileError> PosixFileSystem::createFolders(const std::filesystem::path& folder) {
+    return ensureFolders(withoutTrailingSlashes(folder), std::nullopt);
 }
 
 std::expected<void, FileError> PosixFileSystem::setPermissions(const std::filesystem::path& path,

@@ -56,7 +56,9 @@ class FakeRandomSource final : public RandomSource {
 
 class FakeBundle final : public Bundle {
   public:
-    [[nodiscard]] std::optional<std::filesystem::path> bundlePath() const override { return path; }
+    [[nodiscard]] std::optional<std::filesystem::path> bundlePath() const override {
+        return "/Apps/Zorvane.app";
+    }
     [[nodiscard]] std::optional<std::filesystem::path> resourcesPath() const override {
         return "/Apps/Zorvane.app/Contents/Resources";
     }
@@ -69,13 +71,9 @@ class FakeBundle final : public Bundle {
     [[nodiscard]] InfoDictionary infoDictionary() const override {
         return {info.begin(), info.end()};
     }
-    [[nodiscard]] std::optional<std::string> resource(std::string_view name,
-                                                      std::string_view extension) const override;
 
-    std::optional<std::filesystem::path> path = "/Apps/Zorvane.app";
     std::set<std::string, std::less<>> auxiliaryExecutables;
     std::map<std::string, std::string, std::less<>> info;
-    std::map<std::string, std::string, std::less<>> resources; // by file name
 };
 
 // Folders and files are paths with a mode; symbolic links do not exist.
@@ -89,6 +87,10 @@ class InMemoryFiles final : public FileSystem {
     [[nodiscard]] std::filesystem::path currentFolder() const override { return "/home/ann/here"; }
     [[nodiscard]] std::expected<void, FileError> createFolders(const std::filesystem::path& folder,
                                                                mode_t mode) override;
+    [[nodiscard]] std::expected<void, FileError>
+    createFolders(const std::filesystem::path& folder) override {
+        return createFolders(folder, 0777 & ~mask);
+    }
     [[nodiscard]] std::expected<void, FileError> setPermissions(const std::filesystem::path& path,
                                                                 mode_t mode) override;
     mode_t exchangeFileCreationMask(mode_t mask) override;

@@ -88,6 +88,17 @@ TEST_P(FilesContract, givesEveryNewFolderTheModeWhateverTheFileCreationMask) {
     }
 }
 
+TEST_P(FilesContract, givesAFolderWithoutAModeWhatTheFileCreationMaskLeaves) {
+    for (const mode_t mask : std::initializer_list<mode_t>{0000, 0022, 0077}) {
+        const ScopedMask scoped(mask);
+        const auto top = root / ("default" + std::to_string(mask));
+        ASSERT_TRUE(files->createFolders(top / "below"));
+        ASSERT_TRUE(files->createFolders(top / "below"));
+        EXPECT_EQ(modeOf(top / "below"), 0777U & ~mask);
+        EXPECT_EQ(modeOf(top), 0777U & ~mask);
+    }
+}
+
 TEST_P(FilesContract, leavesTheModeOfAnExistingFolderAlone) {
     std::filesystem::create_directory(root / "old");
     ASSERT_TRUE(files->setPermissions(root / "old", 0751));

@@ -64,8 +64,6 @@ enum : NSStringEncoding {
 @end
 
 @interface NSArray<__covariant ObjectType> : NSObject <NSCopying>
-@property(readonly) NSUInteger count;
-@property(nullable, readonly, copy) ObjectType lastObject;
 @end
 
 @interface NSDictionary<__covariant KeyType, __covariant ObjectType> : NSObject <NSCopying>
@@ -106,8 +104,6 @@ typedef NS_ENUM(NSUInteger, NSURLRequestCachePolicy){
 @property(readonly, copy) NSURL* bundleURL API_AVAILABLE(macos(10.6));
 @property(nullable, readonly, copy) NSURL* resourceURL API_AVAILABLE(macos(10.6));
 @property(nullable, readonly, copy) NSURL* executableURL API_AVAILABLE(macos(10.6));
-- (nullable NSURL*)URLForResource:(nullable NSString*)name
-                    withExtension:(nullable NSString*)ext API_AVAILABLE(macos(10.6));
 - (nullable NSURL*)URLForAuxiliaryExecutable:(NSString*)executableName
     API_AVAILABLE(macos(10.6));
 @property(nullable, readonly, copy) NSDictionary<NSString*, id>* infoDictionary;
@@ -129,16 +125,21 @@ typedef NS_OPTIONS(NSUInteger, NSSearchPathDomainMask){
     NSUserDomainMask = 1,
 };
 
-FOUNDATION_EXPORT NSString* NSHomeDirectory(void);
-
 @interface NSFileManager : NSObject
 @property(class, readonly, strong) NSFileManager* defaultManager;
+@property(readonly, copy) NSURL* homeDirectoryForCurrentUser API_AVAILABLE(macos(10.12));
+- (nullable NSURL*)homeDirectoryForUser:(NSString*)userName API_AVAILABLE(macos(10.12));
 - (nullable NSURL*)URLForDirectory:(NSSearchPathDirectory)directory
                           inDomain:(NSSearchPathDomainMask)domain
                  appropriateForURL:(nullable NSURL*)url
                             create:(BOOL)shouldCreate
                              error:(NSError* _Nullable* _Nullable)error
     API_AVAILABLE(macos(10.6));
+@end
+
+@interface NSHost : NSObject
++ (instancetype)currentHost;
+@property(nullable, readonly, copy) NSString* localizedName API_AVAILABLE(macos(10.6));
 @end
 
 typedef NSString* NSNotificationName __attribute__((swift_newtype(struct)));
