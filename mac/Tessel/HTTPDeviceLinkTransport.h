@@ -1,0 +1,55 @@
+// DeviceLinkTransport as JSON over HTTP (RFC 9110): POST to "/api/link/start" and "/api/link/poll"
+// below the origin's text as it is, so that an origin that ends in a slash gets two.
+//
+// An exchange fails when no byte moves for 30 seconds or when it takes more than 120 seconds in
+// all; TLS certificates are verified; nothing is kept from one exchange to the next. A redirect is
+// not followed, so the poll token never goes to another place: it comes out as the HTTP failure of
+// its status. A reply of more than 1 MiB is a network failure. Failures name the origin at most,
+// unless the service's own error text says more.
+//
+// Not to be called on the HTTP client's own thread. The client outlives the transport.
+#pragma once
+
+#include "mac/Tessel/DeviceLinkTransport.h"
+#include "mac/Tessel/Url.h"
+#include "platform/HttpClient.h"
+
+#include <chrono>
+
+namespace tessel {
+
+class HTTPDeviceLinkTransport final : public DeviceLinkTransport {
+  public:
+    struct Limits {
+        std::chrono::milliseconds withoutProgress = std::chrono::seconds(30);
+        std::chrono::milliseconds inAll = std::chrono::seconds(120);
+        std::size_t replyBytes = std::size_t{1} << 20;
+    };
+
+    // With a user agent every request says so; without one none does.
+    HTTPDeviceLinkTransport(Url origin, std::optional<std::string> userAgent,
+                            platform::HttpClient& http, const Limits& limits);
+    HTTPDeviceLinkTransport(Url origin, std::optional<std::string> userAgent,
+                            platform::HttpClient& http);
+
+    [[nodiscard]] const Url& origin() const { return origin_; }
+
+    [[nodiscard]] std::expected<DeviceLinkStartResponse, DeviceLinkFailure>
+    startLink(const std::string& name) override;
+    [[nodiscard]] std::expected<DeviceLinkPollResponse, DeviceLinkFailure>
+    pollLink(const std::string& pollToken) override;
+
+  private:
+    template <typename Reply>
+    [[nodiscard]] std::expected<Reply, DeviceLinkFailure>
+    requestJSON(const std::string& path, const std::string& key, const std::string& value,
+                std::optional<Reply> (*decode)(std::string_view));
+    [[nodiscard]] platform::HttpRequest request(std::string url, std::string body) const;
+
+    Url origin_;
+    std::optional<std::string> userAgent_;
+    platform::HttpClient& http_;
+    Limits limits_;
+};
+
+} // namespace tessel
