@@ -11,7 +11,7 @@ ARGS ?=
 # The framework declarations keep the layout of the headers they stand in for.
 FORMATTED := '*.h' '*.cpp' '*.mm' ':!:platform/cocoa/interfaces'
 
-.PHONY: build run test sanitize tsan bench format lint screenshots macos package clean
+.PHONY: build run test sanitize tsan bench fuzz format lint screenshots macos package clean
 
 build:
 	@tools/setup build
@@ -49,6 +49,14 @@ bench:
 	cmake --preset release -DZORVANE_BENCH=ON
 	cmake --build --preset release --parallel $(JOBS)
 	@bench/run
+
+# Feeds made-up input to everything that reads what others wrote, FUZZ_SECONDS (20) a target; those
+# that match FUZZ (all).
+fuzz:
+	@tools/setup build fuzz
+	cmake --preset fuzz
+	cmake --build --preset fuzz --parallel $(JOBS)
+	@fuzz/run
 
 # Zorvane.app for macOS, built and examined without a Mac: build/macos/Zorvane.app.
 macos:

@@ -20,7 +20,8 @@ class Alerts {
     virtual ~Alerts() = default;
 
     // Shows the alert in front of everything else of this application and blocks until it is
-    // answered; main-queue tasks go on running meanwhile. Returns the index of the button;
+    // answered; main-queue tasks go on running meanwhile, unless the caller is itself one of
+    // them, since those run one after the other. Returns the index of the button;
     // dismissing the alert in any other way counts as the last button.
     [[nodiscard]] virtual std::size_t runModal(const Alert& alert) = 0;
 };

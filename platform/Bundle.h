@@ -4,6 +4,7 @@
 // any thread.
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
 #include <functional>
 #include <map>
@@ -30,6 +31,12 @@ class Bundle {
     [[nodiscard]] virtual std::optional<std::string> infoString(std::string_view key) const = 0;
     // Empty when there is none.
     [[nodiscard]] virtual InfoDictionary infoDictionary() const = 0;
+    // The whole content of the resource file name.extension; absent when there is none, when it
+    // cannot be read or when it is larger than 16 MiB. Blocks.
+    [[nodiscard]] virtual std::optional<std::string> resource(std::string_view name,
+                                                              std::string_view extension) const = 0;
+
+    static constexpr std::size_t largestResource = std::size_t{16} << 20;
 };
 
 } // namespace platform

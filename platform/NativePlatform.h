@@ -4,15 +4,19 @@
 // references stay valid as long as it lives.
 #pragma once
 
+#include "platform/Alerts.h"
 #include "platform/Application.h"
+#include "platform/ApplicationFolders.h"
 #include "platform/Bundle.h"
 #include "platform/ChildProcess.h"
 #include "platform/Clock.h"
 #include "platform/CommandRunner.h"
 #include "platform/FileSystem.h"
+#include "platform/FolderTree.h"
 #include "platform/Host.h"
 #include "platform/HttpClient.h"
 #include "platform/Log.h"
+#include "platform/LoginService.h"
 #include "platform/LoopbackPorts.h"
 #include "platform/NotificationCenter.h"
 #include "platform/NumberFormatter.h"
@@ -50,6 +54,10 @@ class NativePlatform {
     virtual UserDefaults& userDefaults() = 0;
     virtual Bundle& bundle() = 0;
     virtual FileSystem& fileSystem() = 0;
+    virtual FolderTree& folderTree() = 0;
+    virtual const ApplicationFolders& applicationFolders() = 0;
+    virtual LoginService& loginService() = 0;
+    virtual Alerts& alerts() = 0;
     virtual PrivateFiles& privateFiles() = 0;
     virtual Host& host() = 0;
     virtual Log& log() = 0;

@@ -4,7 +4,7 @@
 #include "mac/OstraCore/ServerUrl.h"
 #include "mac/OstraCore/SidecarConfig.h"
 #include "mac/Zorvane/DataPaths.h"
-#include "mac/Zorvane/Precondition.h"
+#include "mac/Tessel/Precondition.h"
 #include "mac/Zorvane/WaitThenKill.h"
 
 #include <fmt/format.h>
@@ -57,12 +57,12 @@ ServerSupervisor::~ServerSupervisor() {
 }
 
 void ServerSupervisor::checkMainThread() const {
-    precondition(facilities_.mainQueue.isMainThread(),
+    tessel::precondition(facilities_.mainQueue.isMainThread(),
                  "the server supervisor was called off the main thread");
 }
 
 void ServerSupervisor::advanceGeneration() {
-    precondition(generation_ < std::numeric_limits<std::int64_t>::max(),
+    tessel::precondition(generation_ < std::numeric_limits<std::int64_t>::max(),
                  "the supervisor's generation counter overflowed");
     ++generation_;
     cancelHealthLoop();

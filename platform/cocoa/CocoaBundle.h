@@ -23,6 +23,8 @@ class CocoaBundle final : public Bundle {
     auxiliaryExecutable(std::string_view name) const override;
     [[nodiscard]] std::optional<std::string> infoString(std::string_view key) const override;
     [[nodiscard]] InfoDictionary infoDictionary() const override;
+    [[nodiscard]] std::optional<std::string> resource(std::string_view name,
+                                                      std::string_view extension) const override;
 
   private:
     [[nodiscard]] bool isApplication() const;

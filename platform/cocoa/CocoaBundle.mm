@@ -1,6 +1,7 @@
 #include "platform/cocoa/CocoaBundle.h"
 
 #include "platform/cocoa/Text.h"
+#include "platform/posix/ReadFile.h"
 
 #include <system_error>
 
@@ -10,6 +11,11 @@ namespace {
 bool isRegularFile(const std::filesystem::path& path) {
     std::error_code failed;
     return std::filesystem::is_regular_file(path, failed);
+}
+
+bool isFileName(std::string_view name) {
+    return !name.empty() &&
+           name.find_first_of(std::string_view("/\0", 2)) == std::string_view::npos;
 }
 
 } // namespace
@@ -39,7 +45,7 @@ std::filesystem::path CocoaBundle::executablePath() const {
 }
 
 std::optional<std::filesystem::path> CocoaBundle::auxiliaryExecutable(std::string_view name) const {
-    if (name.empty() || name.find_first_of(std::string_view("/\0", 2)) != std::string_view::npos) {
+    if (!isFileName(name)) {
         return std::nullopt;
     }
     @autoreleasepool {
@@ -69,14 +75,31 @@ InfoDictionary CocoaBundle::infoDictionary() const {
             return values;
         }
         InfoDictionary* const filled = &values;
-        [bundle_.infoDictionary enumerateKeysAndObjectsUsingBlock:^(NSString* key, id value, BOOL*) {
-          if (auto name = fromFoundation(key)) {
-              filled->emplace(*std::move(name), [value isKindOfClass:NSString.class]
-                                                    ? fromFoundation(value)
-                                                    : std::nullopt);
-          }
-        }];
+        [bundle_.infoDictionary
+            enumerateKeysAndObjectsUsingBlock:^(NSString* key, id value, BOOL*) {
+              if (auto name = fromFoundation(key)) {
+                  filled->emplace(*std::move(name), [value isKindOfClass:NSString.class]
+                                                        ? fromFoundation(value)
+                                                        : std::nullopt);
+              }
+            }];
         return values;
+    }
+}
+
+std::optional<std::string> CocoaBundle::resource(std::string_view name,
+                                                 std::string_view extension) const {
+    if (!isApplication() || !isFileName(name) || !isFileName(extension)) {
+        return std::nullopt;
+    }
+    @autoreleasepool {
+        const auto path = pathOf([bundle_ URLForResource:toFoundation(name)
+                                           withExtension:toFoundation(extension)]);
+        if (!path) {
+            return std::nullopt;
+        }
+        auto content = posix::readFile(*path, largestResource);
+        return content ? std::optional(std::move(*content)) : std::nullopt;
     }
 }
 

@@ -5,9 +5,11 @@
 #pragma once
 
 #include "platform/NativePlatform.h"
+#include "platform/cocoa/CocoaAlerts.h"
 #include "platform/cocoa/CocoaApplication.h"
 #include "platform/cocoa/CocoaBundle.h"
 #include "platform/cocoa/CocoaHost.h"
+#include "platform/cocoa/CocoaLoginService.h"
 #include "platform/cocoa/CocoaMainQueue.h"
 #include "platform/cocoa/CocoaNotificationCenter.h"
 #include "platform/cocoa/CocoaUserDefaults.h"
@@ -20,6 +22,7 @@
 #include "platform/posix/PosixChildLauncher.h"
 #include "platform/posix/PosixCommandRunner.h"
 #include "platform/posix/PosixFileSystem.h"
+#include "platform/posix/PosixFolderTree.h"
 #include "platform/posix/PosixLoopbackPorts.h"
 #include "platform/posix/PosixPrivateFiles.h"
 
@@ -45,6 +48,10 @@ class CocoaPlatform final : public NativePlatform {
     UserDefaults& userDefaults() override { return userDefaults_; }
     Bundle& bundle() override { return bundle_; }
     FileSystem& fileSystem() override { return fileSystem_; }
+    FolderTree& folderTree() override { return folderTree_; }
+    const ApplicationFolders& applicationFolders() override { return applicationFolders_; }
+    LoginService& loginService() override { return loginService_; }
+    Alerts& alerts() override { return alerts_; }
     PrivateFiles& privateFiles() override { return privateFiles_; }
     Host& host() override { return host_; }
     Log& log() override { return log_; }
@@ -62,6 +69,9 @@ class CocoaPlatform final : public NativePlatform {
     CocoaNotificationCenter notificationCenter_;
     DispatchQueues backgroundQueues_;
     PosixFileSystem fileSystem_;
+    PosixFolderTree folderTree_;
+    ApplicationFolders applicationFolders_;
+    CocoaLoginService loginService_;
     PosixPrivateFiles privateFiles_;
     CocoaHost host_;
     PosixLoopbackPorts loopbackPorts_;
@@ -72,6 +82,7 @@ class CocoaPlatform final : public NativePlatform {
     PosixChildLauncher childLauncher_;
     CurlHttpClient httpClient_;
     CocoaApplication application_;
+    CocoaAlerts alerts_;
     CocoaWebWindowFactory webWindows_;
 };
 

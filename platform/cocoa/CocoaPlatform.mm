@@ -30,12 +30,18 @@ std::expected<std::filesystem::path, std::string> supportFolder() {
                            fromFoundation(error.localizedDescription).value_or("no reason given"));
 }
 
+ApplicationFolders findApplicationFolders() {
+    const std::filesystem::path home = fromFoundation(NSHomeDirectory()).value_or("/");
+    return {.system = "/Applications", .user = home / "Applications"};
+}
+
 } // namespace
 
 CocoaPlatform::CocoaPlatform(const NativeOptions& options, const Environment& environment,
                              std::filesystem::path supportFolder)
     : activity_(beginWorkingWithoutWindows()), log_(options.applicationId, "application"),
       notificationCenter_(mainQueue_), fileSystem_(std::move(supportFolder)),
+      applicationFolders_(findApplicationFolders()),
       userDefaults_(NSUserDefaults.standardUserDefaults), bundle_(NSBundle.mainBundle),
       commandRunner_(environment),
       childLauncher_(bundle_.executablePath().parent_path() / options.guardianExecutable,

@@ -25,6 +25,11 @@ bool isRegularFile(const std::filesystem::path& path) {
     return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
+bool isFileName(std::string_view name) {
+    return !name.empty() &&
+           name.find_first_of(std::string_view("/\0", 2)) == std::string_view::npos;
+}
+
 std::optional<std::filesystem::path> bundleOf(const std::filesystem::path& executable) {
     const auto folder = executable.parent_path();
     const auto contents = folder.parent_path();
@@ -141,7 +146,7 @@ std::filesystem::path FolderBundle::executablePath() const {
 
 std::optional<std::filesystem::path>
 FolderBundle::auxiliaryExecutable(std::string_view name) const {
-    if (name.empty() || name.find_first_of(std::string_view("/\0", 2)) != std::string_view::npos) {
+    if (!isFileName(name)) {
         return std::nullopt;
     }
     auto path = executable_.parent_path() / name;
@@ -151,6 +156,17 @@ FolderBundle::auxiliaryExecutable(std::string_view name) const {
 std::optional<std::string> FolderBundle::infoString(std::string_view key) const {
     const auto found = info_.find(key);
     return found == info_.end() ? std::nullopt : found->second;
+}
+
+std::optional<std::string> FolderBundle::resource(std::string_view name,
+                                                  std::string_view extension) const {
+    const auto folder = resourcesPath();
+    if (!folder || !isFileName(name) || !isFileName(extension)) {
+        return std::nullopt;
+    }
+    auto content =
+        posix::readFile(*folder / fmt::format("{}.{}", name, extension), largestResource);
+    return content ? std::optional(std::move(*content)) : std::nullopt;
 }
 
 } // namespace platform

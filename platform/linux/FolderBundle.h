@@ -31,6 +31,8 @@ class FolderBundle final : public Bundle {
     auxiliaryExecutable(std::string_view name) const override;
     [[nodiscard]] std::optional<std::string> infoString(std::string_view key) const override;
     [[nodiscard]] InfoDictionary infoDictionary() const override { return info_; }
+    [[nodiscard]] std::optional<std::string> resource(std::string_view name,
+                                                      std::string_view extension) const override;
 
   private:
     std::filesystem::path executable_;

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 #include <glib-unix.h>
+#include <glibmm/main.h>
 #include <gtkmm/window.h>
 
 #include <algorithm>
@@ -186,6 +187,8 @@ void GtkApplication::onQueryEnd(::GtkApplication* toolkit, gpointer self) {
     const EventScope scope(application->currentEvent_);
     const bool refuses =
         application->delegate_->applicationShouldTerminate() == TerminateReply::cancel;
+    // GTK ends its main loop on the second message, which a blocked caller would keep waiting.
+    application->modalsDismissed_ = !refuses;
     const guint earlier = std::exchange(
         application->refusal_,
         refuses ? gtk_application_inhibit(toolkit, nullptr, GTK_APPLICATION_INHIBIT_LOGOUT, nullptr)
@@ -215,15 +218,37 @@ void GtkApplication::reopen() {
 }
 
 void GtkApplication::terminate() {
-    if (stage_ != Stage::running || asking_) {
+    if (stage_ != Stage::running || asking_ || ending_) {
         return;
     }
     asking_ = true;
     const TerminateReply reply = delegate_->applicationShouldTerminate();
     asking_ = false;
     if (reply == TerminateReply::now) {
+        ending_ = true;
+        eventAtEnd_ = currentEvent_;
+        endAfterModals();
+    }
+}
+
+void GtkApplication::endAfterModals() {
+    if (modals_ == 0 && stage_ == Stage::running) {
+        currentEvent_ = eventAtEnd_;
         end();
+        currentEvent_.reset();
         toolkit_->quit();
+    }
+}
+
+void GtkApplication::modalBegins() {
+    if (modals_++ == 0) {
+        modalsDismissed_ = false;
+    }
+}
+
+void GtkApplication::modalEnds() {
+    if (--modals_ == 0 && ending_) {
+        Glib::signal_idle().connect_once([this] { endAfterModals(); });
     }
 }
 

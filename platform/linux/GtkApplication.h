@@ -13,6 +13,9 @@
 //   a second launch                                  applicationShouldHandleReopen; `true` brings
 //                                                    the window used last to the front
 //
+// While a modal alert blocks a caller, ending waits: the alert is answered for the user, the caller
+// goes on, and the application ends when the main loop has its turn again.
+//
 // applicationWillTerminate is called exactly once on each of these ways out. A display connection
 // that is lost is not one of them: GDK ends the process at once, and what must not outlive the
 // process needs a guardian (platform/ChildProcess.h). Main thread only.
@@ -49,6 +52,26 @@ class GtkApplication final : public Application {
     [[nodiscard]] const Glib::RefPtr<Gtk::Application>& toolkit() const { return toolkit_; }
     void windowWasClosed();
 
+    // Exists while a modal alert blocks the main thread.
+    class ModalScope {
+      public:
+        explicit ModalScope(GtkApplication& application)
+            : application_(application) {
+            application_.modalBegins();
+        }
+        ~ModalScope() { application_.modalEnds(); }
+        ModalScope(const ModalScope&) = delete;
+        ModalScope& operator=(const ModalScope&) = delete;
+
+        // Whether the user's answer is no longer waited for.
+        [[nodiscard]] bool isOver() const {
+            return application_.ending_ || application_.modalsDismissed_;
+        }
+
+      private:
+        GtkApplication& application_;
+    };
+
   private:
     enum class Stage { idle, launching, running, ended };
 
@@ -62,6 +85,9 @@ class GtkApplication final : public Application {
     void onActivate();
     void onShutdown();
     void reopen();
+    void endAfterModals();
+    void modalBegins();
+    void modalEnds();
     void end();
     [[nodiscard]] std::vector<Gtk::Window*> visibleWindows() const;
 
@@ -72,6 +98,10 @@ class GtkApplication final : public Application {
     ApplicationDelegate* delegate_ = nullptr;
     Stage stage_ = Stage::idle;
     bool asking_ = false;
+    bool ending_ = false;                   // agreed to, perhaps not begun
+    std::optional<SystemEvent> eventAtEnd_; // by which that was asked
+    int modals_ = 0;
+    bool modalsDismissed_ = false;
     std::optional<SystemEvent> currentEvent_;
     std::string activationToken_;
     guint refusal_ = 0; // the session manager's cookie, while the delegate refuses

@@ -1,5 +1,7 @@
 #include "platform/linux/LinuxPlatform.h"
 
+#include "platform/linux/FindApplicationFolders.h"
+
 #include <fmt/format.h>
 #include <gtk/gtk.h>
 
@@ -12,6 +14,7 @@ namespace gtk {
 
 LinuxPlatform::LinuxPlatform(const NativeOptions& options, const Environment& environment)
     : folders_(xdgFolders(environment, homeFolder(environment)))
+    , applicationFolders_(findApplicationFolders(homeFolder(environment)))
     , log_(environment)
     , numberFormatter_(numericLocale(environment))
     , notificationCenter_(mainQueue_)
@@ -19,10 +22,15 @@ LinuxPlatform::LinuxPlatform(const NativeOptions& options, const Environment& en
     , host_(environment)
     , userDefaults_(folders_.configHome / options.applicationId, log_)
     , bundle_(runningExecutable(), log_)
+    , loginService_({.applicationId = options.applicationId,
+                     .name = bundle_.infoString("CFBundleName").value_or(options.applicationId),
+                     .executable = bundle_.executablePath()},
+                    folders_, environment, fileSystem_)
     , commandRunner_(environment)
     , childLauncher_(bundle_.executablePath().parent_path() / options.guardianExecutable,
                      [this](std::string_view trouble) { log_.write(trouble); })
     , application_(options.applicationId, folders_.dataHome / options.applicationId, log_)
+    , alerts_(application_)
     , webStorage_(folders_.dataHome / options.applicationId / "webkit",
                   folders_.cacheHome / options.applicationId / "webkit", fileSystem_, log_)
     , webWindows_(application_, webStorage_, userDefaults_) {}

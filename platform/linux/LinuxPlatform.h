@@ -4,8 +4,10 @@
 #pragma once
 
 #include "platform/NativePlatform.h"
+#include "platform/linux/AutostartLoginService.h"
 #include "platform/linux/FolderBundle.h"
 #include "platform/linux/GlibMainQueue.h"
+#include "platform/linux/GtkAlerts.h"
 #include "platform/linux/GtkApplication.h"
 #include "platform/linux/GtkWebWindow.h"
 #include "platform/linux/KeyFileDefaults.h"
@@ -20,6 +22,7 @@
 #include "platform/posix/PosixChildLauncher.h"
 #include "platform/posix/PosixCommandRunner.h"
 #include "platform/posix/PosixFileSystem.h"
+#include "platform/posix/PosixFolderTree.h"
 #include "platform/posix/PosixLoopbackPorts.h"
 #include "platform/posix/PosixPrivateFiles.h"
 #include "platform/posix/StderrLog.h"
@@ -43,6 +46,10 @@ class LinuxPlatform final : public NativePlatform {
     UserDefaults& userDefaults() override { return userDefaults_; }
     Bundle& bundle() override { return bundle_; }
     FileSystem& fileSystem() override { return fileSystem_; }
+    FolderTree& folderTree() override { return folderTree_; }
+    const ApplicationFolders& applicationFolders() override { return applicationFolders_; }
+    LoginService& loginService() override { return loginService_; }
+    Alerts& alerts() override { return alerts_; }
     PrivateFiles& privateFiles() override { return privateFiles_; }
     Host& host() override { return host_; }
     Log& log() override { return log_; }
@@ -53,6 +60,7 @@ class LinuxPlatform final : public NativePlatform {
   private:
     // Destroyed from the last to the first: what calls back goes before what is called.
     const XdgFolders folders_;
+    const ApplicationFolders applicationFolders_;
     StderrLog log_;
     SystemClock clock_;
     IcuNumberFormatter numberFormatter_;
@@ -60,16 +68,19 @@ class LinuxPlatform final : public NativePlatform {
     LocalNotificationCenter notificationCenter_;
     ThreadPoolQueues backgroundQueues_;
     PosixFileSystem fileSystem_;
+    PosixFolderTree folderTree_;
     PosixPrivateFiles privateFiles_;
     LinuxHost host_;
     PosixLoopbackPorts loopbackPorts_;
     SodiumRandomSource randomSource_;
     KeyFileDefaults userDefaults_;
     FolderBundle bundle_;
+    AutostartLoginService loginService_;
     PosixCommandRunner commandRunner_;
     PosixChildLauncher childLauncher_;
     CurlHttpClient httpClient_;
     GtkApplication application_;
+    GtkAlerts alerts_;
     WebStorage webStorage_;
     GtkWebWindowFactory webWindows_;
 };

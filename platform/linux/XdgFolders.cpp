@@ -3,7 +3,8 @@
 #include <pwd.h>
 #include <unistd.h>
 
-#include <vector>
+#include <sstream>
+#include <string>
 
 namespace platform {
 namespace {
@@ -26,6 +27,18 @@ std::filesystem::path homeFromUserDatabase() {
     return found != nullptr && *found->pw_dir == '/' ? found->pw_dir : "/";
 }
 
+std::vector<std::filesystem::path> configFolders(const Environment& environment) {
+    std::vector<std::filesystem::path> folders;
+    const auto found = environment.find("XDG_CONFIG_DIRS");
+    std::istringstream list(found == environment.end() ? std::string() : found->second);
+    for (std::string folder; std::getline(list, folder, ':');) {
+        if (folder.starts_with('/')) {
+            folders.emplace_back(folder);
+        }
+    }
+    return folders.empty() ? std::vector<std::filesystem::path>{"/etc/xdg"} : folders;
+}
+
 } // namespace
 
 std::filesystem::path homeFolder(const Environment& environment) {
@@ -39,6 +52,7 @@ XdgFolders xdgFolders(const Environment& environment, const std::filesystem::pat
         .configHome = absolutePath(environment, "XDG_CONFIG_HOME").value_or(home / ".config"),
         .cacheHome = absolutePath(environment, "XDG_CACHE_HOME").value_or(home / ".cache"),
         .runtimeFolder = absolutePath(environment, "XDG_RUNTIME_DIR"),
+        .configFolders = configFolders(environment),
     };
 }
 

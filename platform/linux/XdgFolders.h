@@ -7,6 +7,7 @@
 
 #include <filesystem>
 #include <optional>
+#include <vector>
 
 namespace platform {
 
@@ -15,6 +16,7 @@ struct XdgFolders {
     std::filesystem::path configHome;                   // $XDG_CONFIG_HOME, else ~/.config
     std::filesystem::path cacheHome;                    // $XDG_CACHE_HOME, else ~/.cache
     std::optional<std::filesystem::path> runtimeFolder; // $XDG_RUNTIME_DIR
+    std::vector<std::filesystem::path> configFolders;   // $XDG_CONFIG_DIRS, else /etc/xdg
 };
 
 // $HOME when it is absolute, else the user database's answer, else "/".

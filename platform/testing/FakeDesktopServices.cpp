@@ -47,10 +47,14 @@ void FakeWorkspace::openNewInstance(const std::filesystem::path& bundle,
     openCompletion = std::move(completion);
 }
 
-std::expected<void, std::string> FakeLoginService::registerApplication() {
-    events_.emplace_back("register at login");
+std::expected<void, std::string> FakeLoginService::registerApplication(RegistrationReason reason) {
+    const bool isDefault = reason == RegistrationReason::byDefault;
+    events_.emplace_back(isDefault ? "register at login by default" : "register at login");
     if (failure) {
         return std::unexpected(*failure);
+    }
+    if (isDefault && current == LoginServiceStatus::requiresApproval) {
+        return std::unexpected("the user has switched it off");
     }
     current = LoginServiceStatus::enabled;
     return {};
@@ -63,6 +67,20 @@ std::expected<void, std::string> FakeLoginService::unregisterApplication() {
     }
     current = LoginServiceStatus::notRegistered;
     return {};
+}
+
+std::expected<void, FileError>
+FakeFolderTree::replaceWithCopy(const std::filesystem::path& source,
+                                const std::filesystem::path& destination) {
+    events_.push_back("copy " + source.string() + " to " + destination.string());
+    if (failure) {
+        return std::unexpected(*failure);
+    }
+    return {};
+}
+
+void FakeFolderTree::clearLeftovers(const std::filesystem::path& destination) {
+    events_.push_back("clear leftovers of " + destination.string());
 }
 
 std::unique_ptr<UpdateController>

@@ -1,9 +1,10 @@
 // The desktop's services in memory: alerts answered from a script, a pasteboard, a workspace that
-// records what it was asked, a login service, and an update framework. Everything asked of them is
-// written to the test's list of events. For tests; one thread only.
+// records what it was asked, a login service, folders to copy, and an update framework. Everything
+// asked of them is written to the test's list of events. For tests; one thread only.
 #pragma once
 
 #include "platform/Alerts.h"
+#include "platform/FolderTree.h"
 #include "platform/LoginService.h"
 #include "platform/Pasteboard.h"
 #include "platform/UpdateFramework.h"
@@ -15,6 +16,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -68,11 +70,33 @@ class FakeLoginService final : public LoginService {
         : events_(events) {}
 
     [[nodiscard]] LoginServiceStatus status() const override { return current; }
-    [[nodiscard]] std::expected<void, std::string> registerApplication() override;
+    [[nodiscard]] std::expected<void, std::string>
+    registerApplication(RegistrationReason reason) override;
     [[nodiscard]] std::expected<void, std::string> unregisterApplication() override;
 
     LoginServiceStatus current = LoginServiceStatus::notRegistered;
     std::optional<std::string> failure; // of the next changes
+
+  private:
+    Events& events_;
+};
+
+// Folders that are only asked to be copied; nothing exists.
+class FakeFolderTree final : public FolderTree {
+  public:
+    explicit FakeFolderTree(Events& events)
+        : events_(events) {}
+
+    [[nodiscard]] bool isWritableFolder(const std::filesystem::path& folder) const override {
+        return writable.contains(folder);
+    }
+    [[nodiscard]] std::expected<void, FileError>
+    replaceWithCopy(const std::filesystem::path& source,
+                    const std::filesystem::path& destination) override;
+    void clearLeftovers(const std::filesystem::path& destination) override;
+
+    std::set<std::filesystem::path> writable;
+    std::optional<FileError> failure; // of the next copies
 
   private:
     Events& events_;

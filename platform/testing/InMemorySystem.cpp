@@ -54,6 +54,12 @@ std::optional<std::string> FakeBundle::infoString(std::string_view key) const {
     return found == info.end() ? std::nullopt : std::optional(found->second);
 }
 
+std::optional<std::string> FakeBundle::resource(std::string_view name,
+                                                std::string_view extension) const {
+    const auto found = resources.find(std::string(name) + "." + std::string(extension));
+    return found == resources.end() ? std::nullopt : std::optional(found->second);
+}
+
 bool InMemoryFiles::fileExists(const std::filesystem::path& path) const {
     return modes.contains(path);
 }

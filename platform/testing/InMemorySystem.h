@@ -56,9 +56,7 @@ class FakeRandomSource final : public RandomSource {
 
 class FakeBundle final : public Bundle {
   public:
-    [[nodiscard]] std::optional<std::filesystem::path> bundlePath() const override {
-        return "/Apps/Zorvane.app";
-    }
+    [[nodiscard]] std::optional<std::filesystem::path> bundlePath() const override { return path; }
     [[nodiscard]] std::optional<std::filesystem::path> resourcesPath() const override {
         return "/Apps/Zorvane.app/Contents/Resources";
     }
@@ -71,9 +69,13 @@ class FakeBundle final : public Bundle {
     [[nodiscard]] InfoDictionary infoDictionary() const override {
         return {info.begin(), info.end()};
     }
+    [[nodiscard]] std::optional<std::string> resource(std::string_view name,
+                                                      std::string_view extension) const override;
 
+    std::optional<std::filesystem::path> path = "/Apps/Zorvane.app";
     std::set<std::string, std::less<>> auxiliaryExecutables;
     std::map<std::string, std::string, std::less<>> info;
+    std::map<std::string, std::string, std::less<>> resources; // by file name
 };
 
 // Folders and files are paths with a mode; symbolic links do not exist.

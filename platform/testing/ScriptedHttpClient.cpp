@@ -15,8 +15,13 @@ void ScriptedHttpClient::send(HttpRequest request, std::function<void(HttpResult
         answer = Answer{std::unexpected(HttpError{HttpError::Kind::timedOut, "timed out"}), limit};
     }
     scheduler_.schedule(answer->after, false,
-                        [completion = std::move(completion), result = std::move(answer->result)] {
-                            completion(result);
+                        [completion = std::move(completion), sink = std::move(request.bodySink),
+                         result = std::move(answer->result)]() mutable {
+                            if (sink && result && result->status / 100 == 2 &&
+                                !sink(std::exchange(result->body, {}))) {
+                                result = std::unexpected(HttpError{HttpError::Kind::cancelled, ""});
+                            }
+                            completion(std::move(result));
                         });
 }
 

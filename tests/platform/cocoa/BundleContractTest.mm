@@ -20,6 +20,7 @@ class CocoaBundleHarness final : public BundleHarness {
                   "<key>CFBundleName</key><string>Example</string>"
                   "<key>CFBundlePackageType</key><string>APPL</string>"
                   "<key>CFBundleExecutable</key><string>Example</string></dict></plist>\n");
+        writeText(contents / "Resources/note.txt", "some\ntext\n");
         for (const auto* name : {"MacOS/Example", "MacOS/helper"}) {
             writeText(contents / name, "");
             std::filesystem::permissions(contents / name, std::filesystem::perms::owner_all);

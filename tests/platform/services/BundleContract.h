@@ -1,6 +1,6 @@
 // What every Bundle promises about an application that runs from a bundle with an Info dictionary
-// of {"CFBundleName": "Example"} and one executable named "helper" beside its own. Include it in
-// one source file of an executable.
+// of {"CFBundleName": "Example"}, one executable named "helper" beside its own and one resource
+// note.txt of two lines, "some" and "text". Include it in one source file of an executable.
 #pragma once
 
 #include "platform/Bundle.h"
@@ -49,4 +49,12 @@ TEST_P(BundleContract, answersStringsOfTheInfoDictionary) {
     ASSERT_TRUE(info.contains("CFBundleName"));
     EXPECT_EQ(info.at("CFBundleName"), "Example");
     EXPECT_FALSE(info.contains("Absent"));
+}
+
+TEST_P(BundleContract, readsResourcesWhole) {
+    EXPECT_EQ(bundle.resource("note", "txt"), "some\ntext\n");
+    EXPECT_EQ(bundle.resource("note", "json"), std::nullopt);
+    EXPECT_EQ(bundle.resource("absent", "txt"), std::nullopt);
+    EXPECT_EQ(bundle.resource("../Resources/note", "txt"), std::nullopt);
+    EXPECT_EQ(bundle.resource("", "txt"), std::nullopt);
 }

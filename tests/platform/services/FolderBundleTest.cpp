@@ -69,6 +69,8 @@ class FolderHarness final : public BundleHarness {
         const auto folder = root_ / "Example.app/Contents/MacOS";
         std::filesystem::create_directories(folder);
         writeText(folder / "helper", "");
+        std::filesystem::create_directories(root_ / "Example.app/Contents/Resources");
+        writeText(root_ / "Example.app/Contents/Resources/note.txt", "some\ntext\n");
         writeText(root_ / "Example.app/Contents/Info.plist",
                   xmlDictionary("<key>CFBundleName</key><string>Example</string>"));
         bundle_ = std::make_unique<FolderBundle>(folder / "Example", log_);
@@ -86,6 +88,7 @@ class FakeHarness final : public BundleHarness {
     FakeHarness() {
         bundle_.auxiliaryExecutables.insert("helper");
         bundle_.info.emplace("CFBundleName", "Example");
+        bundle_.resources.emplace("note.txt", "some\ntext\n");
     }
     const platform::Bundle& bundle() const override { return bundle_; }
 
@@ -140,6 +143,21 @@ TEST_F(FolderBundleTest, takesOnlyRegularFilesBesideItForAuxiliaryExecutables) {
           std::string_view("link\0", 5)}) {
         EXPECT_EQ(bundle.auxiliaryExecutable(name), std::nullopt) << name;
     }
+}
+
+TEST_F(FolderBundleTest, readsResourcesThatAreFilesOfBearableSize) {
+    const auto folder = contents / "Resources";
+    std::filesystem::create_directories(folder / "folder.json");
+    ASSERT_EQ(::mkfifo((folder / "pipe.json").c_str(), 0700), 0);
+    writeText(folder / "large.json", std::string(platform::Bundle::largestResource, ' '));
+    writeText(folder / "larger.json", std::string(platform::Bundle::largestResource + 1, ' '));
+    const auto bundle = open();
+
+    EXPECT_EQ(bundle.resource("large", "json")->size(), platform::Bundle::largestResource);
+    for (const auto* name : {"larger", "folder", "pipe"}) {
+        EXPECT_EQ(bundle.resource(name, "json"), std::nullopt) << name;
+    }
+    EXPECT_EQ(FolderBundle(root / "example", log).resource("large", "json"), std::nullopt);
 }
 
 TEST_F(FolderBundleTest, hasAnEmptyInfoDictionaryWithoutTheFile) {

@@ -6,7 +6,7 @@
 
 NS_ASSUME_NONNULL_BEGIN
 
-@class NSAlert, NSButton, NSOpenPanel, NSView, NSWindow;
+@class NSAlert, NSOpenPanel, NSView, NSWindow;
 @protocol NSApplicationDelegate, NSWindowDelegate;
 
 typedef NSInteger NSModalResponse;
@@ -107,8 +107,18 @@ typedef NSString* NSWindowFrameAutosaveName __attribute__((swift_newtype(struct)
 @property BOOL allowsMultipleSelection;
 @end
 
+@interface NSControl : NSView
+@end
+
+@interface NSButton : NSControl
+@property(copy) NSString* keyEquivalent;
+@end
+
 @interface NSAlert : NSObject
 @property(copy) NSString* messageText;
+@property(copy) NSString* informativeText;
+@property(readonly, copy) NSArray<NSButton*>* buttons;
+- (NSModalResponse)runModal;
 - (NSButton*)addButtonWithTitle:(NSString*)title;
 - (void)beginSheetModalForWindow:(NSWindow*)sheetWindow
                completionHandler:(void (^_Nullable)(NSModalResponse returnCode))handler

@@ -64,6 +64,8 @@ enum : NSStringEncoding {
 @end
 
 @interface NSArray<__covariant ObjectType> : NSObject <NSCopying>
+@property(readonly) NSUInteger count;
+@property(nullable, readonly, copy) ObjectType lastObject;
 @end
 
 @interface NSDictionary<__covariant KeyType, __covariant ObjectType> : NSObject <NSCopying>
@@ -104,6 +106,8 @@ typedef NS_ENUM(NSUInteger, NSURLRequestCachePolicy){
 @property(readonly, copy) NSURL* bundleURL API_AVAILABLE(macos(10.6));
 @property(nullable, readonly, copy) NSURL* resourceURL API_AVAILABLE(macos(10.6));
 @property(nullable, readonly, copy) NSURL* executableURL API_AVAILABLE(macos(10.6));
+- (nullable NSURL*)URLForResource:(nullable NSString*)name
+                    withExtension:(nullable NSString*)ext API_AVAILABLE(macos(10.6));
 - (nullable NSURL*)URLForAuxiliaryExecutable:(NSString*)executableName
     API_AVAILABLE(macos(10.6));
 @property(nullable, readonly, copy) NSDictionary<NSString*, id>* infoDictionary;
@@ -124,6 +128,8 @@ typedef NS_ENUM(NSUInteger, NSSearchPathDirectory){
 typedef NS_OPTIONS(NSUInteger, NSSearchPathDomainMask){
     NSUserDomainMask = 1,
 };
+
+FOUNDATION_EXPORT NSString* NSHomeDirectory(void);
 
 @interface NSFileManager : NSObject
 @property(class, readonly, strong) NSFileManager* defaultManager;

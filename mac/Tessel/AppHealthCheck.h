@@ -1,0 +1,41 @@
+// A check of an application's health, and what one run of it found. A check is named by a stable
+// identifier: 1 to 80 bytes of lower-case ASCII letters and digits with single "-", "." or "_"
+// between them. Plain values; whoever runs a check decides on which thread.
+#pragma once
+
+#include "mac/Tessel/AppHealthEnumerations.h"
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <string>
+#include <utility>
+
+namespace tessel {
+
+using AppHealthMetrics = std::map<std::string, double>;
+
+struct AppHealthCheck {
+    using Outcome = std::pair<AppHealthStatus, AppHealthMetrics>;
+    // May throw anything; its runner counts that as a failed check.
+    using Operation = std::function<Outcome()>;
+
+    // An identifier that is none is a bug of the caller's: the process is ended.
+    AppHealthCheck(std::string id, AppHealthCategory category, Operation operation);
+
+    std::string id;
+    AppHealthCategory category;
+    Operation operation;
+};
+
+struct AppHealthCheckResult {
+    std::string id;
+    AppHealthCategory category = AppHealthCategory::unit;
+    AppHealthStatus status = AppHealthStatus::pass;
+    std::int64_t durationMs = 0; // milliseconds, never negative
+    AppHealthMetrics metrics = {};
+
+    bool operator==(const AppHealthCheckResult&) const = default;
+};
+
+} // namespace tessel

@@ -1,0 +1,171 @@
+#include "mac/Tessel/AppHealthSchema.h"
+
+#include "mac/Tessel/Timestamp.h"
+
+#include <cmath>
+#include <cstdint>
+#include <limits>
+
+namespace tessel {
+namespace {
+
+enum Class : std::uint8_t { none = 0, lower = 1, upper = 2, digit = 4, separator = 8 };
+
+// What each byte is; a table because metric keys make up most of a large report.
+constexpr auto classes = [] {
+    std::array<std::uint8_t, std::numeric_limits<unsigned char>::max() + 1> table{};
+    for (unsigned char byte = 'a'; byte <= 'z'; ++byte) {
+        table[byte] = lower;
+    }
+    for (unsigned char byte = 'A'; byte <= 'Z'; ++byte) {
+        table[byte] = upper;
+    }
+    for (unsigned char byte = '0'; byte <= '9'; ++byte) {
+        table[byte] = digit;
+    }
+    for (const char character : {'-', '.', '_'}) {
+        table[static_cast<unsigned char>(character)] = separator;
+    }
+    return table;
+}();
+
+bool isOneOf(char character, unsigned wanted) {
+    return (classes[static_cast<unsigned char>(character)] & wanted) != 0;
+}
+
+bool isDigit(char character) {
+    return isOneOf(character, digit);
+}
+
+// 1 to 80 bytes: characters of `letters` with single separators between them.
+bool isSeparatedName(std::string_view text, unsigned letters) {
+    if (text.empty() || text.size() > 80 || isOneOf(text.back(), separator)) {
+        return false;
+    }
+    bool separatorBefore = true;
+    for (const char character : text) {
+        const bool isSeparator = isOneOf(character, separator);
+        if (isSeparator ? separatorBefore : !isOneOf(character, letters)) {
+            return false;
+        }
+        separatorBefore = isSeparator;
+    }
+    return true;
+}
+
+bool isFileStem(std::string_view text) {
+    if (text.empty() || text.size() > 64) {
+        return false;
+    }
+    for (const char character : text) {
+        if (!isOneOf(character, lower | upper | digit | separator) && character != '+' &&
+            character != ':') {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Removes `prefix` and the "/" behind it.
+bool takePart(std::string_view& rest, std::string_view prefix) {
+    if (!rest.starts_with(prefix) || !rest.substr(prefix.size()).starts_with('/')) {
+        return false;
+    }
+    rest.remove_prefix(prefix.size() + 1);
+    return true;
+}
+
+} // namespace
+
+bool AppHealthSchema::validApp(std::string_view text) {
+    if (text.empty() || text.size() > 39 || !isOneOf(text.front(), lower | digit)) {
+        return false;
+    }
+    for (const char character : text) {
+        if (!isOneOf(character, lower | digit) && character != '_' && character != '-') {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool AppHealthSchema::validStableID(std::string_view text) {
+    return isSeparatedName(text, lower | digit);
+}
+
+bool AppHealthSchema::validMetricKey(std::string_view text) {
+    return isSeparatedName(text, lower | upper | digit);
+}
+
+bool AppHealthSchema::validBoundedIdentity(std::string_view text, std::size_t maximum,
+                                           std::string_view punctuation) {
+    constexpr unsigned letters = lower | upper | digit;
+    if (text.empty() || text.size() > maximum || !isOneOf(text.front(), letters)) {
+        return false;
+    }
+    for (const char character : text) {
+        if (!isOneOf(character, letters) && punctuation.find(character) == std::string_view::npos) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool AppHealthSchema::validVersion(std::string_view text) {
+    return validBoundedIdentity(text, 80, ".+_-");
+}
+
+bool AppHealthSchema::validBuild(std::string_view text) {
+    return validBoundedIdentity(text, 64, "._-");
+}
+
+bool AppHealthSchema::validSourceCommit(std::string_view text) {
+    return validBoundedIdentity(text, 128, "._-");
+}
+
+bool AppHealthSchema::validTimestampShape(std::string_view text) {
+    constexpr std::string_view shape = "dddd-dd-ddTdd:dd:dd";
+    if (text.size() != 20 && (text.size() < 22 || text.size() > 30)) {
+        return false;
+    }
+    for (std::size_t index = 0; index < shape.size(); ++index) {
+        if (shape[index] == 'd' ? !isDigit(text[index]) : text[index] != shape[index]) {
+            return false;
+        }
+    }
+    if (text.back() != 'Z' || (text.size() > 20 && text[19] != '.')) {
+        return false;
+    }
+    for (std::size_t index = 20; index + 1 < text.size(); ++index) {
+        if (!isDigit(text[index])) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool AppHealthSchema::validTimestamp(std::string_view text) {
+    return validTimestampShape(text) && parseTimestamp(text).has_value();
+}
+
+bool AppHealthSchema::validLogKey(std::string_view key, std::string_view app,
+                                  std::string_view build) {
+    constexpr std::string_view extension = ".json";
+    // A valid application or build holds no "/", so the parts cannot run into each other.
+    if (!validApp(app) || !validBuild(build) || !takePart(key, "health") || !takePart(key, app) ||
+        !takePart(key, build) || !key.ends_with(extension)) {
+        return false;
+    }
+    key.remove_suffix(extension.size());
+    return isFileStem(key);
+}
+
+bool AppHealthSchema::validMetricValue(double number) {
+    return std::isfinite(number) && std::abs(number) <= largestNumber;
+}
+
+bool AppHealthSchema::validWholeNumber(double number) {
+    return validMetricValue(number) && number >= 0 && std::trunc(number) == number;
+}
+
+} // namespace tessel

@@ -1,0 +1,44 @@
+#include "platform/posix/FolderEntries.h"
+
+#include "platform/posix/UniqueFd.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+
+#include <cerrno>
+#include <memory>
+#include <string_view>
+
+namespace platform::posix {
+
+std::expected<std::vector<std::string>, int> folderEntries(int folder) {
+    UniqueFd own(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!own) {
+        return std::unexpected(errno);
+    }
+    const auto close = [](DIR* open) { ::closedir(open); };
+    const std::unique_ptr<DIR, decltype(close)> directory(::fdopendir(own.get()));
+    if (!directory) {
+        return std::unexpected(errno);
+    }
+    (void)own.release(); // the stream's from now on
+    std::vector<std::string> names;
+    while (true) {
+        errno = 0;
+        // Every call has a directory stream of its own, which makes readdir safe here.
+        const dirent* entry = ::readdir(directory.get()); // NOLINT(concurrency-mt-unsafe)
+        if (entry == nullptr) {
+            break;
+        }
+        const std::string_view name = entry->d_name;
+        if (name != "." && name != "..") {
+            names.emplace_back(name);
+        }
+    }
+    if (errno != 0) {
+        return std::unexpected(errno);
+    }
+    return names;
+}
+
+} // namespace platform::posix

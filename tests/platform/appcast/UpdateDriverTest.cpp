@@ -1,0 +1,610 @@
+// The course of an update on manual time and scripted HTTP, with real files and signatures.
+#include "mac/Tessel/Version.h"
+#include "platform/appcast/AppcastFramework.h"
+#include "platform/appcast/CheckSchedule.h"
+#include "platform/appcast/ThisSystem.h"
+#include "platform/testing/FakeDesktopServices.h"
+#include "platform/testing/InMemorySystem.h"
+#include "platform/testing/ManualScheduler.h"
+#include "platform/testing/ScriptedHttpClient.h"
+#include "tests/platform/appcast/FakeUpdateUi.h"
+#include "tests/platform/appcast/RunningBundle.h"
+#include "tests/platform/services/Fixtures.h"
+#include "tests/support/temporary/TemporaryFolder.h"
+#include "tests/support/updates/SigningKey.h"
+#include "tests/support/updates/TestBundle.h"
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace platform::appcast {
+namespace {
+
+using namespace std::chrono_literals;
+using platform::testing::ScriptedHttpClient;
+using test_support::TestBundle;
+using test_support::TestItem;
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+
+constexpr const char* feedUrl = "https://updates.example/appcast.xml";
+constexpr const char* archiveUrl = "https://updates.example/Example.tar.gz";
+
+class Updates : public ::testing::Test {
+  protected:
+    Updates() {
+        TestBundle old;
+        old.info = {{"SUFeedURL", feedUrl}, {"SUPublicEDKey", key.publicKeyText()}};
+        installed = old.write(root.path());
+        http.script = [this](const HttpRequest& request) { return answer(request); };
+        notifications.observe("SPUUpdaterWillRelaunchApplicationNotification", [this] {
+            events.emplace_back("will relaunch");
+            running.mayQuit = true;
+        });
+        application.run(running);
+    }
+
+    // Quits only for an update, as the product does.
+    struct RunningApplication final : ApplicationDelegate {
+        explicit RunningApplication(platform::testing::Events& list)
+            : events(list) {}
+
+        void applicationDidFinishLaunching() override {}
+        TerminateReply applicationShouldTerminate() override {
+            return mayQuit ? TerminateReply::now : TerminateReply::cancel;
+        }
+        void applicationWillTerminate() override { events.emplace_back("will terminate"); }
+        bool applicationShouldHandleReopen(bool /*hasVisibleWindows*/) override { return true; }
+        bool applicationShouldTerminateAfterLastWindowClosed() override { return false; }
+
+        platform::testing::Events& events;
+        bool mayQuit = false;
+    };
+
+    std::optional<ScriptedHttpClient::Answer> answer(const HttpRequest& request) {
+        if (request.url == archiveUrl) {
+            return ScriptedHttpClient::Answer{HttpResponse{archiveStatus, {}, archive}, 10ms};
+        }
+        EXPECT_EQ(request.url, feedUrl);
+        if (feedError) {
+            return ScriptedHttpClient::Answer{std::unexpected(*feedError), 10ms};
+        }
+        return ScriptedHttpClient::Answer{HttpResponse{feedStatus, {}, feed}, 10ms};
+    }
+
+    void offer(const std::string& version) {
+        archive = TestBundle{.version = version}.archive();
+        TestItem item;
+        item.version = version;
+        item.displayVersion = version + ".0";
+        item.url = archiveUrl;
+        item.length = std::to_string(archive.size());
+        item.signature = key.signatureText(archive);
+        item.inItem = "<sparkle:releaseNotesLink>https://updates.example/notes</"
+                      "sparkle:releaseNotesLink>";
+        feed = test_support::appcast({item});
+    }
+
+    UpdateController& start() {
+        controller = framework().makeStandardController(delegate);
+        return *controller;
+    }
+    AppcastFramework framework() {
+        return {{.http = http,
+                 .mainQueue = scheduler.mainQueue(),
+                 .backgroundQueues = scheduler.backgroundQueues(),
+                 .clock = scheduler.clock(),
+                 .defaults = defaults,
+                 .notifications = notifications,
+                 .application = application,
+                 .workspace = workspace,
+                 .ui = ui,
+                 .log = log},
+                bundle ? *bundle : bundle.emplace(installed),
+                {.system = {.names = {"linux"}, .version = "6.1"},
+                 .isNewer = &tessel::AppVersion::isNewer,
+                 .readInfo = &test_support::readTestInfo}};
+    }
+    // Far enough for a request and what follows from it.
+    void settle() { scheduler.advance(1s); }
+    void askAndSettle() {
+        start().checkForUpdates();
+        settle();
+    }
+    std::string shownText() const {
+        return ui.shown ? ui.shown->title + ": " + ui.shown->text : "";
+    }
+    std::string installedVersion() const {
+        return test_support::readTestInfo(installed).at("CFBundleVersion").value();
+    }
+    void expectUntouched() const {
+        EXPECT_EQ(installedVersion(), "1");
+        EXPECT_THAT(namesIn(root.path()), ElementsAre("Example.app"));
+    }
+    std::size_t feedRequests() const {
+        return static_cast<std::size_t>(
+            std::ranges::count(http.requests, feedUrl, &HttpRequest::url));
+    }
+
+    test_support::TemporaryFolder root;
+    test_support::SigningKey key;
+    std::filesystem::path installed;
+    std::optional<RunningBundle> bundle;
+    std::string feed = test_support::appcast({});
+    int feedStatus = 200;
+    std::optional<HttpError> feedError;
+    std::string archive;
+    int archiveStatus = 200;
+
+    platform::testing::ManualScheduler scheduler;
+    ScriptedHttpClient http{scheduler};
+    platform::testing::Events events;
+    platform::testing::InMemoryDefaults defaults;
+    platform::testing::FakeNotificationCenter notifications;
+    platform::testing::FakeApplication application{events};
+    RunningApplication running{events};
+    platform::testing::FakeWorkspace workspace{events};
+    platform::testing::RecordingLog log;
+    FakeUpdateUi ui;
+    RecordingDelegate delegate;
+    std::unique_ptr<UpdateController> controller;
+};
+
+TEST_F(Updates, showTheUserThatTheyAreBeingCheckedAndThatThereAreNone) {
+    start().checkForUpdates();
+    EXPECT_EQ(ui.shown->title, "Checking for updates…");
+    settle();
+    EXPECT_EQ(shownText(), "Example is up to date: Version 1.0 is the newest one.");
+    ui.press("OK");
+    EXPECT_FALSE(ui.shown);
+}
+
+TEST_F(Updates, askTheFeedOverHttpsOnlyWithBounds) {
+    askAndSettle();
+    ASSERT_EQ(http.requests.size(), 1U);
+    EXPECT_TRUE(http.requests[0].onlyHttps);
+    EXPECT_EQ(http.requests[0].maxBodyBytes, largestFeed);
+    EXPECT_LE(http.requests[0].timeout, 1min);
+}
+
+TEST_F(Updates, areOfferedWithBothVersionsAndTheReleaseNotes) {
+    offer("2");
+    askAndSettle();
+    ASSERT_TRUE(ui.shown);
+    EXPECT_EQ(ui.shown->title, "Example 2.0 is available");
+    EXPECT_THAT(ui.shown->text, HasSubstr("You have version 1.0"));
+    EXPECT_EQ(ui.shown->link,
+              (UpdatePanel::Link{"Release notes", "https://updates.example/notes"}));
+    EXPECT_THAT(ui.shown->buttons,
+                ElementsAre("Install and Relaunch", "Later", "Skip This Version"));
+    EXPECT_EQ(http.requests.size(), 1U) << "nothing is downloaded before the user says so";
+}
+
+TEST_F(Updates, areInstalledAndTheNewVersionStartedBeforeTheOldOneEnds) {
+    offer("2");
+    askAndSettle();
+    ui.press("Install and Relaunch");
+    EXPECT_EQ(ui.shown->title, "Downloading Example 2.0");
+    settle();
+    EXPECT_EQ(installedVersion(), "2");
+    EXPECT_EQ(ui.shown->title, "Installing Example 2.0");
+    EXPECT_THAT(ui.shown->buttons, IsEmpty());
+    EXPECT_THAT(events, ElementsAre("open new instance " + installed.string()));
+    workspace.openCompletion({.launched = true});
+    settle();
+    EXPECT_THAT(events, ElementsAre("open new instance " + installed.string(), "will relaunch",
+                                    "will terminate"));
+    EXPECT_FALSE(ui.shown);
+}
+
+TEST_F(Updates, showHowFarTheDownloadIs) {
+    offer("2");
+    askAndSettle();
+    ui.press("Install and Relaunch");
+    settle();
+    ASSERT_FALSE(ui.progress.empty() && ui.history.back() == "Downloading Example 2.0");
+    const auto& download = http.requests.back();
+    EXPECT_EQ(download.url, archiveUrl);
+    EXPECT_TRUE(download.onlyHttps);
+    EXPECT_EQ(download.maxBodyBytes, archive.size());
+    EXPECT_GT(download.stallTimeout, 0s);
+}
+
+TEST_F(Updates, goBackToTheOldVersionWhenTheNewOneDoesNotStart) {
+    offer("2");
+    askAndSettle();
+    ui.press("Install and Relaunch");
+    settle();
+    workspace.openCompletion({.launched = false, .error = "No such file"});
+    settle();
+    EXPECT_EQ(installedVersion(), "1");
+    EXPECT_EQ(shownText(), "Example 2.0 was not installed: The reason: the new version does not "
+                           "start: No such file. Version 1.0 stays as it was.");
+    EXPECT_FALSE(application.terminated);
+    EXPECT_THAT(events, Not(Contains("will relaunch")));
+}
+
+TEST_F(Updates, doNothingMoreWhenTheUserSaysLater) {
+    offer("2");
+    askAndSettle();
+    ui.press("Later");
+    settle();
+    expectUntouched();
+    EXPECT_EQ(http.requests.size(), 1U);
+    controller->checkForUpdates();
+    settle();
+    EXPECT_EQ(ui.shown->title, "Example 2.0 is available");
+}
+
+TEST_F(Updates, countAClosedWindowAsLater) {
+    offer("2");
+    askAndSettle();
+    ui.dismiss();
+    settle();
+    EXPECT_EQ(http.requests.size(), 1U);
+    controller->checkForUpdatesInBackground();
+    settle();
+    EXPECT_EQ(ui.shown->title, "Example 2.0 is available");
+}
+
+TEST_F(Updates, areNotOfferedUnaskedOnceSkipped) {
+    offer("2");
+    askAndSettle();
+    ui.press("Skip This Version");
+    controller->checkForUpdatesInBackground();
+    settle();
+    EXPECT_FALSE(ui.shown);
+    EXPECT_THAT(delegate.asked, IsEmpty());
+
+    controller.reset(); // remembered by the next process too
+    start().checkForUpdatesInBackground();
+    settle();
+    EXPECT_FALSE(ui.shown);
+
+    offer("3");
+    controller->checkForUpdatesInBackground();
+    settle();
+    EXPECT_EQ(ui.shown->title, "Example 3.0 is available");
+}
+
+TEST_F(Updates, areOfferedAgainToAUserWhoAsksAfterSkipping) {
+    offer("2");
+    askAndSettle();
+    ui.press("Skip This Version");
+    controller->checkForUpdates();
+    settle();
+    EXPECT_EQ(ui.shown->title, "Example 2.0 is available");
+}
+
+TEST_F(Updates, tellTheUserWhatWentWrong) {
+    const std::vector<std::pair<HttpError::Kind, std::string>> cases = {
+        {HttpError::Kind::cannotConnect, "The update server cannot be reached."},
+        {HttpError::Kind::timedOut, "The update server does not answer."},
+        {HttpError::Kind::bodyTooLarge, "The update server sends more than it may."},
+        {HttpError::Kind::protocol, "The update server gives no usable answer."},
+    };
+    start();
+    for (const auto& [kind, text] : cases) {
+        feedError = HttpError{kind, "details for the log"};
+        controller->checkForUpdates();
+        settle();
+        EXPECT_EQ(shownText(), "Updates cannot be checked now: " + text);
+        ui.press("OK");
+    }
+    EXPECT_THAT(log.lines, Contains(HasSubstr("details for the log")));
+    feedError.reset();
+    feedStatus = 404;
+    controller->checkForUpdates();
+    settle();
+    EXPECT_THAT(shownText(), HasSubstr("The update server answers with status 404."));
+    ui.press("OK");
+    feedStatus = 200;
+    feed = "no XML";
+    controller->checkForUpdates();
+    settle();
+    EXPECT_THAT(shownText(), HasSubstr("The list of updates cannot be used"));
+}
+
+TEST_F(Updates, staySilentAboutTheFailureOfACheckThatNobodyAskedFor) {
+    feedError = HttpError{HttpError::Kind::cannotConnect, "refused"};
+    start().checkForUpdatesInBackground();
+    settle();
+    feedError.reset();
+    controller->checkForUpdatesInBackground();
+    settle();
+    EXPECT_THAT(ui.history, IsEmpty());
+    EXPECT_EQ(http.requests.size(), 2U);
+}
+
+TEST_F(Updates, forgetACheckThatTheUserCancels) {
+    offer("2");
+    start().checkForUpdates();
+    ui.press("Cancel");
+    settle();
+    EXPECT_FALSE(ui.shown);
+    controller->checkForUpdates();
+    settle();
+    EXPECT_EQ(ui.shown->title, "Example 2.0 is available");
+}
+
+TEST_F(Updates, showACheckThatRunsAlreadyToTheUserWhoAsks) {
+    start().checkForUpdatesInBackground();
+    EXPECT_FALSE(ui.shown);
+    controller->checkForUpdates();
+    EXPECT_EQ(ui.shown->title, "Checking for updates…");
+    controller->checkForUpdates();
+    EXPECT_EQ(ui.broughtToFront, 1);
+    settle();
+    EXPECT_EQ(ui.shown->title, "Example is up to date");
+    EXPECT_EQ(http.requests.size(), 1U);
+}
+
+TEST_F(Updates, leaveNothingOfADownloadThatTheUserCancels) {
+    offer("2");
+    askAndSettle();
+    ui.press("Install and Relaunch");
+    ui.press("Cancel");
+    settle();
+    expectUntouched();
+    EXPECT_FALSE(ui.shown);
+    EXPECT_THAT(events, IsEmpty());
+}
+
+TEST_F(Updates, refuseADownloadThatIsNotWhatWasAnnounced) {
+    offer("2");
+    const std::string genuine = archive;
+    start();
+    const auto tryWith = [&](const std::string& downloaded, int status) {
+        archive = downloaded;
+        archiveStatus = status;
+        controller->checkForUpdates();
+        settle();
+        ui.press("Install and Relaunch");
+        settle();
+        expectUntouched();
+        auto text = ui.shown->text;
+        ui.press("OK");
+        return text;
+    };
+    EXPECT_THAT(tryWith(genuine.substr(0, genuine.size() - 1), 200), HasSubstr("not complete"));
+    EXPECT_THAT(tryWith("", 200), HasSubstr("not complete"));
+    EXPECT_THAT(tryWith(genuine, 503), HasSubstr("status 503"));
+    std::string tampered = genuine;
+    tampered[100] = static_cast<char>(tampered[100] ^ 1);
+    EXPECT_THAT(tryWith(tampered, 200), HasSubstr("not signed"));
+    EXPECT_FALSE(application.terminated);
+}
+
+TEST_F(Updates, neverOfferADowngradeOrTheSameVersion) {
+    for (const char* version : {"1", "0.9", "0", "-1"}) {
+        offer(version);
+        askAndSettle();
+        EXPECT_EQ(ui.shown->title, "Example is up to date") << version;
+        controller.reset();
+    }
+}
+
+TEST_F(Updates, leaveACopyThatCannotBeReplacedToOthersAndSaySo) {
+    TestBundle old;
+    old.info = {{"SUFeedURL", feedUrl}, {"SUPublicEDKey", key.publicKeyText()}};
+    offer("2");
+    bundle.emplace("/proc/self"); // nobody can write there
+    UpdateProduct product{.name = "Example",
+                          .identifier = "test.example",
+                          .version = "1",
+                          .displayVersion = "1.0",
+                          .bundle = "/usr/lib/example/Example.app",
+                          .program = {},
+                          .feedUrl = feedUrl,
+                          .key = key.publicKey(),
+                          .system = {.names = {"linux"}, .version = "6"},
+                          .isNewer = &tessel::AppVersion::isNewer,
+                          .readInfo = &test_support::readTestInfo};
+    const UpdateFacilities facilities{.http = http,
+                                      .mainQueue = scheduler.mainQueue(),
+                                      .backgroundQueues = scheduler.backgroundQueues(),
+                                      .clock = scheduler.clock(),
+                                      .defaults = defaults,
+                                      .notifications = notifications,
+                                      .application = application,
+                                      .workspace = workspace,
+                                      .ui = ui,
+                                      .log = log};
+    const auto packaged = UpdateDriver::start(facilities, product, delegate);
+    packaged->checkInBackground();
+    settle();
+    EXPECT_FALSE(ui.shown);
+    packaged->checkForUpdates();
+    settle();
+    EXPECT_THAT(shownText(), HasSubstr("package manager"));
+    EXPECT_THAT(ui.shown->buttons, ElementsAre("OK"));
+    ui.press("OK");
+
+    product.bundle = "/proc/self";
+    const auto foreign = UpdateDriver::start(facilities, product, delegate);
+    foreign->checkForUpdates();
+    settle();
+    EXPECT_THAT(shownText(), HasSubstr("a folder that you cannot change"));
+    packaged->stop();
+    foreign->stop();
+}
+
+TEST_F(Updates, areShownUnaskedOnlyWhenTheDelegateAgrees) {
+    offer("2");
+    delegate.agrees = false;
+    start().checkForUpdatesInBackground();
+    settle();
+    EXPECT_FALSE(ui.shown);
+    EXPECT_THAT(delegate.asked, ElementsAre(true));
+    EXPECT_THAT(delegate.told, ElementsAre(false));
+    delegate.agrees = true;
+    controller->checkForUpdatesInBackground();
+    settle();
+    EXPECT_TRUE(ui.shown);
+    EXPECT_THAT(delegate.asked, ElementsAre(true, false));
+    EXPECT_THAT(delegate.told, ElementsAre(false, true));
+}
+
+TEST_F(Updates, doNotAskTheDelegateAboutWhatTheUserAskedFor) {
+    offer("2");
+    delegate.agrees = false;
+    askAndSettle();
+    EXPECT_TRUE(ui.shown);
+    EXPECT_THAT(delegate.asked, IsEmpty());
+    EXPECT_THAT(delegate.told, ElementsAre(true));
+}
+
+TEST_F(Updates, areCheckedSoonAfterTheFirstStartAndThenDaily) {
+    start().setAutomaticallyChecksForUpdates(true);
+    scheduler.advance(9s);
+    EXPECT_EQ(feedRequests(), 0U);
+    scheduler.advance(2s);
+    EXPECT_EQ(feedRequests(), 1U);
+    scheduler.advance(23h);
+    EXPECT_EQ(feedRequests(), 1U);
+    scheduler.advance(2h);
+    EXPECT_EQ(feedRequests(), 2U);
+    scheduler.advance(24h * 8);
+    EXPECT_GE(feedRequests(), 9U);
+    EXPECT_LE(feedRequests(), 10U);
+}
+
+TEST_F(Updates, rememberAcrossStartsWhenTheyWereCheckedLast) {
+    start().setAutomaticallyChecksForUpdates(true);
+    scheduler.advance(11s);
+    for (int i = 0; i < 5; ++i) {
+        controller.reset();
+        start().setAutomaticallyChecksForUpdates(true);
+        scheduler.advance(1h);
+    }
+    EXPECT_EQ(feedRequests(), 1U);
+}
+
+TEST_F(Updates, areCheckedWhenTheLastCheckLiesInTheFuture) {
+    defaults.setInteger("updates.lastCheck",
+                        secondsSince1970(scheduler.clock().wallNow() + 24h * 365));
+    start().setAutomaticallyChecksForUpdates(true);
+    scheduler.advance(1min);
+    EXPECT_EQ(feedRequests(), 1U);
+    scheduler.advance(3h);
+    EXPECT_EQ(feedRequests(), 1U);
+}
+
+TEST_F(Updates, areCheckedAgainAnHourOrSoAfterAFailure) {
+    feedError = HttpError{HttpError::Kind::cannotConnect, "refused"};
+    start().setAutomaticallyChecksForUpdates(true);
+    scheduler.advance(59min);
+    EXPECT_EQ(feedRequests(), 1U);
+    scheduler.advance(15min);
+    EXPECT_EQ(feedRequests(), 2U);
+    feedError.reset();
+    scheduler.advance(2h);
+    EXPECT_EQ(feedRequests(), 3U);
+    scheduler.advance(20h);
+    EXPECT_EQ(feedRequests(), 3U);
+}
+
+TEST_F(Updates, areNotCheckedByThemselvesUnlessSwitchedOn) {
+    start();
+    scheduler.advance(48h);
+    EXPECT_EQ(feedRequests(), 0U);
+    controller->setAutomaticallyChecksForUpdates(true);
+    scheduler.advance(1min);
+    controller->setAutomaticallyChecksForUpdates(false);
+    scheduler.advance(72h);
+    EXPECT_EQ(feedRequests(), 1U);
+}
+
+TEST_F(Updates, areLeftAloneWhileAnOfferWaitsForItsAnswer) {
+    offer("2");
+    start().setAutomaticallyChecksForUpdates(true);
+    scheduler.advance(1min);
+    EXPECT_TRUE(ui.shown);
+    scheduler.advance(72h);
+    EXPECT_EQ(feedRequests(), 1U);
+    controller->checkForUpdates();
+    EXPECT_EQ(ui.broughtToFront, 1);
+}
+
+TEST_F(Updates, endSilentlyTogetherWithTheirController) {
+    offer("2");
+    askAndSettle();
+    ui.press("Install and Relaunch");
+    controller.reset();
+    settle();
+    scheduler.advance(1h);
+    expectUntouched();
+    EXPECT_FALSE(ui.shown);
+    EXPECT_THAT(events, IsEmpty());
+}
+
+TEST_F(Updates, clearAwayWhatAnEarlierProcessLeft) {
+    std::filesystem::create_directories(root / ".Example.app.update-abc123/new/Example.app");
+    start();
+    settle();
+    expectUntouched();
+}
+
+TEST(AppcastFrameworkConfiguration, isNeededForAController) {
+    const test_support::TemporaryFolder root;
+    const std::string goodKey = test_support::SigningKey().publicKeyText();
+    const std::vector<std::map<std::string, std::string>> wrong = {
+        {},
+        {{"SUFeedURL", feedUrl}},
+        {{"SUPublicEDKey", goodKey}},
+        {{"SUFeedURL", "http://updates.example/"}, {"SUPublicEDKey", goodKey}},
+        {{"SUFeedURL", feedUrl}, {"SUPublicEDKey", goodKey.substr(4)}}};
+    platform::testing::ManualScheduler scheduler;
+    ScriptedHttpClient http(scheduler);
+    platform::testing::Events events;
+    platform::testing::InMemoryDefaults defaults;
+    platform::testing::FakeNotificationCenter notifications;
+    platform::testing::FakeApplication application(events);
+    platform::testing::FakeWorkspace workspace(events);
+    platform::testing::RecordingLog log;
+    FakeUpdateUi ui;
+    RecordingDelegate delegate;
+    for (const auto& info : wrong) {
+        TestBundle bundle;
+        bundle.info = info;
+        const RunningBundle running(bundle.write(root.path()));
+        AppcastFramework framework({.http = http,
+                                    .mainQueue = scheduler.mainQueue(),
+                                    .backgroundQueues = scheduler.backgroundQueues(),
+                                    .clock = scheduler.clock(),
+                                    .defaults = defaults,
+                                    .notifications = notifications,
+                                    .application = application,
+                                    .workspace = workspace,
+                                    .ui = ui,
+                                    .log = log},
+                                   running, {.system = {}, .isNewer = {}, .readInfo = {}});
+        EXPECT_EQ(framework.makeStandardController(delegate), nullptr);
+    }
+    EXPECT_EQ(log.lines.size(), wrong.size());
+}
+
+TEST(ThisSystem, isNamedAfterItsProcessorToo) {
+    const auto system = thisSystem();
+    ASSERT_EQ(system.names.size(), 2U);
+    EXPECT_EQ(system.names[0], "linux");
+    EXPECT_TRUE(system.names[1].starts_with("linux-"));
+    EXPECT_TRUE(tessel::AppVersion::isNewer(system.version, "2.6"));
+}
+
+TEST(ThisSystem, hasTheLeadingNumbersOfItsKernel) {
+    EXPECT_EQ(kernelVersion("6.1.0-18-amd64"), "6.1.0");
+    EXPECT_EQ(kernelVersion("6.8.0+bpo"), "6.8.0");
+    EXPECT_EQ(kernelVersion("5.15"), "5.15");
+    EXPECT_EQ(kernelVersion("6."), "6");
+    for (const char* release : {"", "custom", ".5", "6..1", "..."}) {
+        EXPECT_EQ(kernelVersion(release), "0") << release;
+    }
+}
+
+} // namespace
+} // namespace platform::appcast
