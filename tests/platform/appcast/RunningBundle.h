@@ -29,6 +29,10 @@ class RunningBundle final : public platform::Bundle {
     auxiliaryExecutable(std::string_view /*name*/) const override {
         return {};
     }
+    [[nodiscard]] std::optional<std::string>
+    resource(std::string_view /*name*/, std::string_view /*extension*/) const override {
+        return {};
+    }
     [[nodiscard]] std::optional<std::string> infoString(std::string_view key) const override {
         const auto values = infoDictionary();
         const auto found = values.find(key);
