@@ -20,11 +20,14 @@
 #include "platform/LoopbackPorts.h"
 #include "platform/NotificationCenter.h"
 #include "platform/NumberFormatter.h"
+#include "platform/Pasteboard.h"
 #include "platform/PrivateFiles.h"
 #include "platform/Queues.h"
 #include "platform/RandomSource.h"
+#include "platform/StatusItem.h"
 #include "platform/UserDefaults.h"
 #include "platform/WebWindow.h"
+#include "platform/Workspace.h"
 
 #include <expected>
 #include <memory>
@@ -64,6 +67,10 @@ class NativePlatform {
     virtual NumberFormatter& numberFormatter() = 0;
     virtual NotificationCenter& notificationCenter() = 0;
     virtual WebWindowFactory& webWindows() = 0;
+    virtual StatusBar& statusBar() = 0;
+    virtual MenuBar& menuBar() = 0;
+    virtual Pasteboard& pasteboard() = 0;
+    virtual Workspace& workspace() = 0;
 };
 
 // Makes the platform, or returns one clear sentence for the user when the system cannot carry the

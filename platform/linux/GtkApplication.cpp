@@ -1,5 +1,7 @@
 #include "platform/linux/GtkApplication.h"
 
+#include "platform/linux/GtkWorkspace.h"
+
 #include <fmt/format.h>
 #include <glib-unix.h>
 #include <glibmm/main.h>
@@ -105,6 +107,11 @@ int GtkApplication::run(ApplicationDelegate& delegate) {
 
 // False when this process has nothing more to do than to exit with `exitStatus`.
 bool GtkApplication::becomeTheInstance(int& exitStatus) {
+    const bool isNewInstance = g_getenv(newInstanceVariable) != nullptr;
+    g_unsetenv(newInstanceVariable);
+    if (isNewInstance) {
+        instance_.waitForHolder(handOverPatience);
+    }
     switch (instance_.claim(launchToken(), handOverPatience)) {
     case InstanceLock::Outcome::handedOver:
         return false;
@@ -265,9 +272,7 @@ void GtkApplication::end() {
     instance_.stopListening();
     releaseBusName();
     // The delegate may block; nobody should look at a window that does not answer.
-    for (Gtk::Window* const window : visibleWindows()) {
-        window->set_visible(false);
-    }
+    hide();
     gdk_display_flush(gdk_display_get_default());
     delegate_->applicationWillTerminate();
 }
@@ -295,6 +300,12 @@ void GtkApplication::windowWasClosed() {
     if (stage_ == Stage::running && visibleWindows().empty() &&
         delegate_->applicationShouldTerminateAfterLastWindowClosed()) {
         terminate();
+    }
+}
+
+void GtkApplication::hide() {
+    for (Gtk::Window* const window : visibleWindows()) {
+        window->set_visible(false);
     }
 }
 

@@ -51,6 +51,8 @@ class GtkApplication final : public Application {
     // and the news that the user closed (hid) one of them.
     [[nodiscard]] const Glib::RefPtr<Gtk::Application>& toolkit() const { return toolkit_; }
     void windowWasClosed();
+    // Takes every window off the screen; nothing is closed.
+    void hide();
 
     // Exists while a modal alert blocks the main thread.
     class ModalScope {

@@ -153,6 +153,17 @@ InstanceLock::Outcome InstanceLock::claim(const std::string& token,
     }
 }
 
+void InstanceLock::waitForHolder(std::chrono::milliseconds patience) {
+    const Steady::time_point deadline = Steady::now() + patience;
+    if (!openFolder()) {
+        return;
+    }
+    while (::flock(lock_.get(), LOCK_EX | LOCK_NB) != 0 && Steady::now() < deadline) {
+        std::this_thread::sleep_for(retryInterval);
+    }
+    lock_.reset(); // claim() decides anew
+}
+
 InstanceLock::Reply InstanceLock::ask(const std::string& token,
                                       std::chrono::milliseconds patience) {
     const posix::UniqueFd connection = makeSocket();

@@ -36,6 +36,10 @@ class InstanceLock {
     // desktop gave this launch, or empty. A missing folder is made, 0700.
     [[nodiscard]] Outcome claim(const std::string& token, std::chrono::milliseconds patience);
 
+    // For an instance that was started to follow the holder: blocks until the holder has gone, or
+    // `patience` is over, without asking it for anything. Comes before claim().
+    void waitForHolder(std::chrono::milliseconds patience);
+
     // While held: called for every request, with its token, on the main thread.
     void listen(std::function<void(std::string token)> onRequest);
     // From here on a second instance waits for the lock instead of being answered. The lock itself

@@ -31,6 +31,8 @@ LinuxPlatform::LinuxPlatform(const NativeOptions& options, const Environment& en
                      [this](std::string_view trouble) { log_.write(trouble); })
     , application_(options.applicationId, folders_.dataHome / options.applicationId, log_)
     , alerts_(application_)
+    , menuBar_(options.applicationId, application_, bundle_, log_)
+    , workspace_(mainQueue_, log_)
     , webStorage_(folders_.dataHome / options.applicationId / "webkit",
                   folders_.cacheHome / options.applicationId / "webkit", fileSystem_, log_)
     , webWindows_(application_, webStorage_, userDefaults_) {}

@@ -9,7 +9,10 @@
 #include "platform/linux/GlibMainQueue.h"
 #include "platform/linux/GtkAlerts.h"
 #include "platform/linux/GtkApplication.h"
+#include "platform/linux/GtkMenuBar.h"
+#include "platform/linux/GtkPasteboard.h"
 #include "platform/linux/GtkWebWindow.h"
+#include "platform/linux/GtkWorkspace.h"
 #include "platform/linux/KeyFileDefaults.h"
 #include "platform/linux/LinuxHost.h"
 #include "platform/linux/LocalNotificationCenter.h"
@@ -56,6 +59,10 @@ class LinuxPlatform final : public NativePlatform {
     NumberFormatter& numberFormatter() override { return numberFormatter_; }
     NotificationCenter& notificationCenter() override { return notificationCenter_; }
     WebWindowFactory& webWindows() override { return webWindows_; }
+    StatusBar& statusBar() override { return menuBar_; }
+    MenuBar& menuBar() override { return menuBar_; }
+    Pasteboard& pasteboard() override { return pasteboard_; }
+    Workspace& workspace() override { return workspace_; }
 
   private:
     // Destroyed from the last to the first: what calls back goes before what is called.
@@ -81,6 +88,9 @@ class LinuxPlatform final : public NativePlatform {
     CurlHttpClient httpClient_;
     GtkApplication application_;
     GtkAlerts alerts_;
+    GtkMenuBar menuBar_;
+    GtkPasteboard pasteboard_;
+    GtkWorkspace workspace_;
     WebStorage webStorage_;
     GtkWebWindowFactory webWindows_;
 };

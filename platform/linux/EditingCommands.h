@@ -1,0 +1,40 @@
+// Undo, redo, cut, copy, paste and select all for whatever is being edited in a window: its web
+// view, or a text entry. They stay meant for that while a menu has the focus for a moment. Their
+// keys are looked at only after the focused widget had its chance, so a page may use them for
+// itself, as it may on other systems. Main thread only; lives as long as its window.
+#pragma once
+
+#include "platform/Menu.h"
+
+#include <gtkmm/window.h>
+
+#include <optional>
+#include <string>
+
+namespace platform::gtk {
+
+class EditingCommands {
+  public:
+    explicit EditingCommands(Gtk::Window& window);
+    ~EditingCommands();
+    EditingCommands(const EditingCommands&) = delete;
+    EditingCommands& operator=(const EditingCommands&) = delete;
+
+    // "edit.copy" and so on; empty when the command is not about editing.
+    [[nodiscard]] static std::string actionName(StandardAction command);
+
+    // The keys of the menu's editing commands, instead of those before.
+    void setAccelerators(const Menu& mainMenu);
+
+  private:
+    void focusChanged();
+    void perform(StandardAction command);
+    void removeAccelerators();
+
+    Gtk::Window& window_;
+    sigc::connection focusWatch_;
+    GWeakRef target_{};                             // the widget being edited
+    GtkShortcutController* accelerators_ = nullptr; // owned by the window
+};
+
+} // namespace platform::gtk

@@ -1,0 +1,158 @@
+#include "platform/linux/tray/TrayStatusItem.h"
+
+#include "platform/linux/tray/SymbolFile.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <stdexcept>
+#include <utility>
+
+namespace platform::tray {
+namespace {
+
+constexpr const char* objectPath = "/StatusNotifierItem";
+constexpr const char* menuPath = "/MenuBar";
+
+// Main thread only, like the items.
+TrayStatusItem* livingItem = nullptr;
+int itemsMade = 0;
+
+void takeTheOnlyPlace(TrayStatusItem* item) {
+    if (livingItem != nullptr) {
+        throw std::logic_error("a process has one status item");
+    }
+    livingItem = item;
+    ++itemsMade;
+}
+
+} // namespace
+
+TrayStatusItem::TrayStatusItem(std::string applicationId, std::filesystem::path symbolFolder,
+                               StatusItemObserver* observer, Log& log)
+    : applicationId_(std::move(applicationId))
+    , symbolFolder_(std::move(symbolFolder))
+    , observer_(observer)
+    , log_(log)
+    , connecting_(g_cancellable_new()) {
+    takeTheOnlyPlace(this);
+    menu_.onAboutToShow = [this] {
+        if (onMenuNeedsUpdate) {
+            menu_.update(onMenuNeedsUpdate());
+        }
+    };
+    menu_.onChosen = [](const MenuItem& item) {
+        if (item.action) {
+            item.action();
+        }
+    };
+    g_bus_get(G_BUS_TYPE_SESSION, connecting_.get(), onBus, this);
+}
+
+TrayStatusItem::~TrayStatusItem() {
+    g_cancellable_cancel(connecting_.get());
+    livingItem = nullptr;
+    if (observer_ != nullptr) {
+        observer_->statusItemGone(*this);
+    }
+}
+
+void TrayStatusItem::onBus(GObject* /*source*/, GAsyncResult* result, gpointer self) {
+    GError* error = nullptr;
+    const gtk::GObjectPtr<GDBusConnection> connection(g_bus_get_finish(result, &error));
+    const gtk::GErrorPtr failure(error);
+    if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CANCELLED) != FALSE) {
+        return; // `self` may be gone
+    }
+    auto* const item = static_cast<TrayStatusItem*>(self);
+    if (connection) {
+        item->joinBus(connection.get());
+    } else {
+        item->placeKnown(Place::nowhere);
+    }
+}
+
+void TrayStatusItem::joinBus(GDBusConnection* connection) {
+    try {
+        object_.emplace(connection, objectPath, menuPath, content());
+    } catch (const std::runtime_error& failure) {
+        log_.write(fmt::format("cannot offer an item to the tray: {}", failure.what()));
+        placeKnown(Place::nowhere);
+        return;
+    }
+    menu_.exportAt(menuPath);
+    registration_.emplace(
+        connection, fmt::format("org.kde.StatusNotifierItem-{}-{}", ::getpid(), itemsMade),
+        [this](bool inTray) { placeKnown(inTray ? Place::tray : Place::nowhere); }, log_);
+}
+
+void TrayStatusItem::placeKnown(Place place) {
+    place_ = place;
+    if (observer_ != nullptr) {
+        observer_->statusItemChanged(*this);
+    }
+}
+
+bool TrayStatusItem::setSymbol(std::string_view name, std::string_view accessibilityDescription) {
+    auto file = symbolFile(symbolFolder_, name);
+    if (!file) {
+        return false;
+    }
+    symbolFile_ = std::move(*file);
+    looks_.symbol = name;
+    looks_.description = accessibilityDescription;
+    changed();
+    return true;
+}
+
+void TrayStatusItem::clearImage() {
+    looks_.symbol.reset();
+    symbolFile_.clear();
+    changed();
+}
+
+void TrayStatusItem::setTitle(std::string_view title) {
+    looks_.title = title;
+    changed();
+}
+
+void TrayStatusItem::setToolTip(std::optional<std::string_view> toolTip) {
+    looks_.toolTip = toolTip ? std::optional<std::string>(*toolTip) : std::nullopt;
+    changed();
+}
+
+void TrayStatusItem::menuChanged(const Menu& menu) {
+    menu_.update(menu);
+    if (observer_ != nullptr && place_ == Place::nowhere) {
+        observer_->statusItemChanged(*this);
+    }
+}
+
+void TrayStatusItem::changed() {
+    if (object_) {
+        object_->show(content());
+    }
+    if (observer_ != nullptr && place_ == Place::nowhere) {
+        observer_->statusItemChanged(*this);
+    }
+}
+
+NotifierContent TrayStatusItem::content() const {
+    NotifierContent content{.id = applicationId_, .iconFile = symbolFile_};
+    if (looks_.symbol) {
+        content.title = looks_.description;
+        content.iconName = symbolIconName(*looks_.symbol);
+        content.iconThemePath = symbolFolder_.string();
+        content.label = looks_.title;
+    } else {
+        content.title = looks_.title;
+        content.iconText = looks_.title;
+    }
+    const std::string toolTip = looks_.toolTip.value_or("");
+    const std::size_t lineEnd = toolTip.find('\n');
+    content.toolTipTitle = toolTip.substr(0, lineEnd);
+    content.toolTipSubtitle = lineEnd == std::string::npos ? "" : toolTip.substr(lineEnd + 1);
+    return content;
+}
+
+} // namespace platform::tray
