@@ -12,8 +12,11 @@
 #include "platform/cocoa/CocoaLoginService.h"
 #include "platform/cocoa/CocoaMainQueue.h"
 #include "platform/cocoa/CocoaNotificationCenter.h"
+#include "platform/cocoa/CocoaPasteboard.h"
+#include "platform/cocoa/CocoaStatusBar.h"
 #include "platform/cocoa/CocoaUserDefaults.h"
 #include "platform/cocoa/CocoaWebWindow.h"
+#include "platform/cocoa/CocoaWorkspace.h"
 #include "platform/cocoa/DispatchQueues.h"
 #include "platform/cocoa/OsLog.h"
 #include "platform/cocoa/SecurityRandomSource.h"
@@ -58,6 +61,10 @@ class CocoaPlatform final : public NativePlatform {
     NumberFormatter& numberFormatter() override { return numberFormatter_; }
     NotificationCenter& notificationCenter() override { return notificationCenter_; }
     WebWindowFactory& webWindows() override { return webWindows_; }
+    StatusBar& statusBar() override { return statusBar_; }
+    MenuBar& menuBar() override { return menuBar_; }
+    Pasteboard& pasteboard() override { return pasteboard_; }
+    Workspace& workspace() override { return workspace_; }
 
   private:
     // Destroyed from the last to the first: what calls back goes before what is called.
@@ -84,6 +91,10 @@ class CocoaPlatform final : public NativePlatform {
     CocoaApplication application_;
     CocoaAlerts alerts_;
     CocoaWebWindowFactory webWindows_;
+    CocoaStatusBar statusBar_;
+    CocoaMenuBar menuBar_;
+    CocoaPasteboard pasteboard_;
+    CocoaWorkspace workspace_{log_};
 };
 
 } // namespace platform::cocoa

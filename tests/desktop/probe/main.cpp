@@ -13,6 +13,13 @@
 //   --frame NAME                remembers the window's size under NAME
 //   --url URL --timeout SECONDS loads URL instead of the page
 //   --stop-milliseconds N       applicationWillTerminate takes that long
+//   --main-menu                 has a main menu with every standard command
+//   --status TITLE              has a status item with that title and a menu of a few items
+//   --symbol NAME               the status item shows that symbol instead, if there is one
+//   --tool-tip TEXT             and has that tool tip
+//   --copy TEXT                 puts TEXT on the clipboard at launch
+//   --open URL                  opens URL at launch
+//   --relaunch BUNDLE           starts BUNDLE as a new instance at launch, then ends
 #include "platform/NativePlatform.h"
 
 #include <fmt/format.h>
@@ -64,6 +71,25 @@ class Probe final : public platform::ApplicationDelegate {
         if (has("--window")) {
             makeWindow();
             window_->makeKeyAndOrderFront();
+        }
+        if (has("--main-menu")) {
+            native_.menuBar().setMainMenu(mainMenu());
+        }
+        if (has("--status")) {
+            makeStatusItem();
+        }
+        if (has("--copy")) {
+            native_.pasteboard().setText(arguments_.at("--copy"));
+        }
+        if (has("--open")) {
+            native_.workspace().openUrl(arguments_.at("--open"));
+        }
+        if (has("--relaunch")) {
+            native_.workspace().openNewInstance(
+                arguments_.at("--relaunch"), [this](const platform::OpenResult& result) {
+                    say("relaunched: {} {}", result.launched, result.error);
+                    native_.application().terminate();
+                });
         }
     }
 
@@ -123,6 +149,59 @@ class Probe final : public platform::ApplicationDelegate {
         }
     }
 
+    static platform::Menu mainMenu() {
+        using enum platform::StandardAction;
+        return {
+            {.submenu = {{.title = "About probe", .standardAction = orderFrontStandardAboutPanel},
+                         {.separator = true},
+                         {.title = "Hide probe", .keyEquivalent = "h", .standardAction = hide},
+                         {.separator = true},
+                         {.title = "Quit probe",
+                          .keyEquivalent = "q",
+                          .standardAction = terminate}}},
+            {.title = "Edit",
+             .submenu = {{.title = "Undo", .keyEquivalent = "z", .standardAction = undo},
+                         {.title = "Redo", .keyEquivalent = "Z", .standardAction = redo},
+                         {.separator = true},
+                         {.title = "Cut", .keyEquivalent = "x", .standardAction = cut},
+                         {.title = "Copy", .keyEquivalent = "c", .standardAction = copy},
+                         {.title = "Paste", .keyEquivalent = "v", .standardAction = paste},
+                         {.title = "Select All",
+                          .keyEquivalent = "a",
+                          .standardAction = selectAll}}},
+            {.title = "Window",
+             .submenu = {{.title = "Minimize",
+                          .keyEquivalent = "m",
+                          .standardAction = performMiniaturize},
+                         {.title = "Close", .keyEquivalent = "w", .standardAction = performClose}},
+             .listsWindows = true}};
+    }
+
+    void makeStatusItem() {
+        statusItem_ = native_.statusBar().makeStatusItem();
+        if (!has("--symbol") || !statusItem_->setSymbol(arguments_.at("--symbol"), "Probe")) {
+            statusItem_->setTitle(arguments_.at("--status"));
+        }
+        if (has("--tool-tip")) {
+            statusItem_->setToolTip(arguments_.at("--tool-tip"));
+        }
+        statusItem_->onMenuNeedsUpdate = [this] {
+            say("menu opens, {}", ++openings_);
+            return statusMenu();
+        };
+        statusItem_->menuChanged(statusMenu());
+    }
+
+    platform::Menu statusMenu() {
+        return {{.title = fmt::format("Opened: {}", openings_), .enabled = false},
+                {.separator = true},
+                {.title = "Say_hello", .action = [] { say("chosen: hello"); }},
+                {.title = "Never", .enabled = false, .action = [] { say("chosen: never"); }},
+                {.title = "Checked", .checked = true, .action = [] { say("chosen: checked"); }},
+                {.separator = true},
+                {.title = "Stop", .action = [this] { native_.application().terminate(); }}};
+    }
+
     // A page in one blue, darker the more web processes have died. The script tries what a page
     // must not be able to do.
     static std::string page(int deaths) {
@@ -135,6 +214,8 @@ class Probe final : public platform::ApplicationDelegate {
     platform::NativePlatform& native_;
     const Arguments& arguments_;
     std::unique_ptr<platform::WebWindow> window_;
+    std::unique_ptr<platform::StatusItem> statusItem_;
+    int openings_ = 0;
     int questions_ = 0;
     int deaths_ = 0;
 };

@@ -6,8 +6,8 @@
 
 NS_ASSUME_NONNULL_BEGIN
 
-@class NSAlert, NSOpenPanel, NSView, NSWindow;
-@protocol NSApplicationDelegate, NSWindowDelegate;
+@class NSAlert, NSImage, NSMenu, NSOpenPanel, NSRunningApplication, NSView, NSWindow;
+@protocol NSApplicationDelegate, NSMenuDelegate, NSWindowDelegate;
 
 typedef NSInteger NSModalResponse;
 enum : NSModalResponse {
@@ -33,6 +33,8 @@ typedef NS_ENUM(NSInteger, NSApplicationActivationPolicy){
 @interface NSApplication : NSResponder
 @property(class, readonly, strong) __kindof NSApplication* sharedApplication;
 @property(nullable, weak) id<NSApplicationDelegate> delegate;
+@property(nullable, strong) NSMenu* mainMenu;
+@property(nullable, strong) NSMenu* windowsMenu;
 - (void)activateIgnoringOtherApps:(BOOL)ignoreOtherApps
     API_DEPRECATED("This method will be deprecated in a future release. Use NSApp.activate instead.",
                    macos(10.0, API_TO_BE_DEPRECATED));
@@ -54,6 +56,7 @@ typedef NS_ENUM(NSInteger, NSApplicationActivationPolicy){
 @end
 
 @interface NSView : NSResponder
+@property(nullable, copy) NSString* toolTip;
 @end
 
 typedef NS_ENUM(NSUInteger, NSBackingStoreType){
@@ -111,6 +114,8 @@ typedef NSString* NSWindowFrameAutosaveName __attribute__((swift_newtype(struct)
 @end
 
 @interface NSButton : NSControl
+@property(copy) NSString* title;
+@property(nullable, strong) NSImage* image;
 @property(copy) NSString* keyEquivalent;
 @end
 
@@ -123,6 +128,84 @@ typedef NSString* NSWindowFrameAutosaveName __attribute__((swift_newtype(struct)
 - (void)beginSheetModalForWindow:(NSWindow*)sheetWindow
                completionHandler:(void (^_Nullable)(NSModalResponse returnCode))handler
     API_AVAILABLE(macos(10.9));
+@end
+
+@interface NSImage : NSObject <NSCopying>
++ (nullable instancetype)imageWithSystemSymbolName:(NSString*)name
+                          accessibilityDescription:(nullable NSString*)description
+    API_AVAILABLE(macos(11.0));
+@property(getter=isTemplate) BOOL template;
+@end
+
+typedef NSInteger NSControlStateValue __attribute__((swift_newtype(struct)));
+static const NSControlStateValue NSControlStateValueOff = 0;
+static const NSControlStateValue NSControlStateValueOn = 1;
+
+@interface NSMenuItem : NSObject <NSCopying>
++ (NSMenuItem*)separatorItem;
+- (instancetype)initWithTitle:(NSString*)string
+                       action:(nullable SEL)selector
+                keyEquivalent:(NSString*)charCode NS_DESIGNATED_INITIALIZER;
+@property(nullable, strong) NSMenu* submenu;
+@property NSControlStateValue state;
+@property(getter=isEnabled) BOOL enabled;
+@property(nullable, weak) id target;
+@property(nullable, strong) id representedObject;
+@end
+
+@interface NSMenu : NSObject <NSCopying>
+- (instancetype)initWithTitle:(NSString*)title NS_DESIGNATED_INITIALIZER;
+- (void)addItem:(NSMenuItem*)newItem;
+- (void)removeAllItems API_AVAILABLE(macos(10.6));
+@property(nullable, weak) id<NSMenuDelegate> delegate;
+@end
+
+@protocol NSMenuDelegate <NSObject>
+@optional
+- (void)menuNeedsUpdate:(NSMenu*)menu;
+@end
+
+@interface NSStatusBarButton : NSButton
+@end
+
+@interface NSStatusItem : NSObject
+@property(nullable, readonly, strong) NSStatusBarButton* button API_AVAILABLE(macos(10.10));
+@property(nullable, strong) NSMenu* menu;
+@end
+
+static const CGFloat NSVariableStatusItemLength = -1.0;
+
+@interface NSStatusBar : NSObject
+@property(class, readonly, strong) NSStatusBar* systemStatusBar;
+- (NSStatusItem*)statusItemWithLength:(CGFloat)length;
+- (void)removeStatusItem:(NSStatusItem*)item;
+@end
+
+typedef NSString* NSPasteboardType __attribute__((swift_bridged_typedef));
+extern NSPasteboardType const NSPasteboardTypeString API_AVAILABLE(macos(10.6));
+
+@interface NSPasteboard : NSObject
+@property(class, readonly, strong) NSPasteboard* generalPasteboard;
+- (NSInteger)clearContents API_AVAILABLE(macos(10.6));
+- (BOOL)setString:(NSString*)string forType:(NSPasteboardType)dataType;
+@end
+
+@interface NSRunningApplication : NSObject
+@end
+
+@interface NSWorkspaceOpenConfiguration : NSObject <NSCopying>
++ (instancetype)configuration;
+@property BOOL createsNewApplicationInstance;
+@end
+
+@interface NSWorkspace : NSObject
+@property(class, readonly, strong) NSWorkspace* sharedWorkspace;
+- (BOOL)openURL:(NSURL*)url;
+- (void)openApplicationAtURL:(NSURL*)applicationURL
+               configuration:(NSWorkspaceOpenConfiguration*)configuration
+           completionHandler:(void (^_Nullable)(NSRunningApplication* _Nullable app,
+                                                NSError* _Nullable error))completionHandler
+    API_AVAILABLE(macos(10.15));
 @end
 
 NS_ASSUME_NONNULL_END

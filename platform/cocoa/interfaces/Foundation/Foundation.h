@@ -81,6 +81,9 @@ enum : NSStringEncoding {
 
 @interface NSURL : NSObject <NSCopying>
 + (nullable instancetype)URLWithString:(NSString*)URLString;
++ (NSURL*)fileURLWithFileSystemRepresentation:(const char*)path
+                                  isDirectory:(BOOL)isDir
+                                relativeToURL:(nullable NSURL*)baseURL API_AVAILABLE(macos(10.9));
 @property(readonly) const char* fileSystemRepresentation NS_RETURNS_INNER_POINTER
     API_AVAILABLE(macos(10.9));
 @property(nullable, readonly, copy) NSString* pathExtension API_AVAILABLE(macos(10.6));
