@@ -2,6 +2,7 @@
 
 #include <condition_variable>
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <mutex>
 #include <string>
@@ -125,10 +126,54 @@ struct FastTime::Impl {
         }
         [[nodiscard]] std::unique_ptr<platform::Queue>
         makeSerial(const std::string& /*label*/, platform::QualityOfService /*qos*/) override {
-            return nullptr; // nothing under test uses one
+            return std::make_unique<Serial>(*this);
         }
 
       private:
+        // The tasks of one serial queue; whichever thread is free runs the next.
+        struct InOrder : std::enable_shared_from_this<InOrder> {
+            explicit InOrder(Background& background)
+                : owner(background) {}
+            void add(Task task) {
+                const std::lock_guard lock(mutex);
+                waiting.push_back(std::move(task));
+                if (!std::exchange(active, true)) {
+                    owner.post([self = shared_from_this()] { self->runNext(); });
+                }
+            }
+            void runNext() {
+                Task task;
+                {
+                    const std::lock_guard lock(mutex);
+                    task = std::move(waiting.front());
+                    waiting.pop_front();
+                }
+                task();
+                const std::lock_guard lock(mutex);
+                active = !waiting.empty();
+                if (active) {
+                    owner.post([self = shared_from_this()] { self->runNext(); });
+                }
+            }
+            Background& owner;
+            std::mutex mutex;
+            std::deque<Task> waiting;
+            bool active = false;
+        };
+        class Serial final : public platform::Queue {
+          public:
+            explicit Serial(Background& owner)
+                : tasks_(std::make_shared<InOrder>(owner)) {}
+            void post(Task task) override { tasks_->add(std::move(task)); }
+            void postAfter(std::chrono::nanoseconds delay, Task task) override {
+                tasks_->owner.postAfter(
+                    delay, [tasks = tasks_, task = std::move(task)] { tasks->add(task); });
+            }
+
+          private:
+            std::shared_ptr<InOrder> tasks_;
+        };
+
         void serve() {
             while (!tasks_.isClosed()) {
                 if (const Task task =
