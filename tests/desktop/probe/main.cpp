@@ -12,6 +12,9 @@
 //   --keep-open                 that window cannot be closed by the user
 //   --frame NAME                remembers the window's size under NAME
 //   --url URL --timeout SECONDS loads URL instead of the page
+//   --alert MESSAGE             asks with a modal alert before the window, with the buttons Yes,
+//                               Perhaps and No_thing
+//   --plain-alert MESSAGE       the same without buttons of its own
 //   --stop-milliseconds N       applicationWillTerminate takes that long
 //   --main-menu                 has a main menu with every standard command
 //   --status TITLE              has a status item with that title and a menu of a few items
@@ -68,6 +71,7 @@ class Probe final : public platform::ApplicationDelegate {
 
     void applicationDidFinishLaunching() override {
         say("launched");
+        ask();
         if (has("--window")) {
             makeWindow();
             window_->makeKeyAndOrderFront();
@@ -125,6 +129,21 @@ class Probe final : public platform::ApplicationDelegate {
 
   private:
     [[nodiscard]] bool has(const char* name) const { return arguments_.contains(name); }
+
+    void ask() {
+        platform::Alert alert;
+        alert.informativeText = "This is a smaller explanation.";
+        if (has("--alert")) {
+            alert.message = arguments_.at("--alert");
+            alert.buttons = {"Yes", "Perhaps", "No_thing"};
+        } else if (has("--plain-alert")) {
+            alert.message = arguments_.at("--plain-alert");
+        } else {
+            return;
+        }
+        native_.mainQueue().post([] { say("a task ran"); });
+        say("answered {}", native_.alerts().runModal(alert));
+    }
 
     void makeWindow() {
         window_ = native_.webWindows().makeWebWindow({.title = arguments_.at("--window"),
