@@ -11,7 +11,7 @@ ARGS ?=
 # The framework declarations keep the layout of the headers they stand in for.
 FORMATTED := '*.h' '*.cpp' '*.mm' ':!:platform/cocoa/interfaces'
 
-.PHONY: build run test sanitize tsan bench fuzz format lint screenshots macos package clean
+.PHONY: build run test sanitize tsan bench fuzz format lint screenshots macos package test-package clean
 
 build:
 	@tools/setup build
@@ -83,14 +83,20 @@ lint:
 	git ls-files '*.cpp' ':!:*cocoa*' ':!:bench' | xargs -P $(JOBS) -n 4 clang-tidy-19 --quiet -p build/clang
 
 # On a Mac: signs, notarises and makes a disk image, as far as credentials are given
-# (packaging/macos/*.sh name them).
+# (packaging/macos/*.sh name them). On Debian: build/zorvane_VERSION_ARCHITECTURE.deb, examined by
+# lintian and the desktop's own validators; `make test-package` also installs, starts and removes
+# it, as root.
 ifeq ($(shell uname),Darwin)
 package: build
 	@packaging/macos/package build/Zorvane.app build/Zorvane.dmg
 else
-package:
-	@echo "make package makes the macOS package, on a Mac; there is none for this system yet." >&2
-	@exit 1
+package: build
+	@tools/setup package
+	@packaging/linux/package
+
+test-package: package
+	@tools/setup run test
+	@packaging/linux/test-package
 endif
 
 clean:
