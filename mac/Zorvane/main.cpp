@@ -1,5 +1,6 @@
 #include "mac/Zorvane/AppDelegate.h"
 #include "mac/Zorvane/CommandLine.h"
+#include "mac/Zorvane/Installation.h"
 #include "platform/Environment.h"
 #include "platform/NativePlatform.h"
 
@@ -25,6 +26,20 @@ zorvane::ServerSupervisor::Facilities supervisorFacilities(platform::NativePlatf
             .log = system.log()};
 }
 
+zorvane::LoginFacilities loginFacilities(platform::NativePlatform& system) {
+    return {.service = system.loginService(),
+            .defaults = system.userDefaults(),
+            .bundle = system.bundle(),
+            .folders = system.applicationFolders(),
+            .log = system.log()};
+}
+
+zorvane::LaunchSteps launchSteps(platform::NativePlatform& system) {
+    zorvane::LaunchSteps steps;
+    steps.enrollAtLoginOnceByDefault = zorvane::enrollAtLoginStep(loginFacilities(system));
+    return steps;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -47,6 +62,6 @@ int main(int argc, char** argv) {
                                       .windows = native.webWindows(),
                                       .clock = native.clock(),
                                       .supervisor = supervisorFacilities(native)},
-                                     environment, {});
+                                     environment, launchSteps(native));
     return native.application().run(*delegate);
 }
