@@ -7,7 +7,9 @@
 #include <fmt/format.h>
 
 #include <cstdio>
+#include <functional>
 #include <memory>
+#include <utility>
 
 namespace {
 
@@ -34,8 +36,25 @@ zorvane::LoginFacilities loginFacilities(platform::NativePlatform& system) {
             .log = system.log()};
 }
 
-zorvane::LaunchSteps launchSteps(platform::NativePlatform& system) {
+tessel::SelfInstall::Facilities moveFacilities(platform::NativePlatform& system,
+                                               std::function<void()> terminate) {
+    return {.application = system.application(),
+            .alerts = system.alerts(),
+            .bundle = system.bundle(),
+            .folders = system.applicationFolders(),
+            .files = system.fileSystem(),
+            .trees = system.folderTree(),
+            .commands = system.commandRunner(),
+            .workspace = system.workspace(),
+            .mainQueue = system.mainQueue(),
+            .terminate = std::move(terminate)};
+}
+
+zorvane::LaunchSteps launchSteps(platform::NativePlatform& system,
+                                 std::function<void()> terminate) {
     zorvane::LaunchSteps steps;
+    steps.moveToApplicationsIfNeeded =
+        zorvane::moveToApplicationsStep(moveFacilities(system, std::move(terminate)));
     steps.enrollAtLoginOnceByDefault = zorvane::enrollAtLoginStep(loginFacilities(system));
     return steps;
 }
@@ -56,12 +75,13 @@ int main(int argc, char** argv) {
         return 1;
     }
     platform::NativePlatform& native = **system;
-    const auto delegate =
-        zorvane::AppDelegate::create({.application = native.application(),
-                                      .notifications = native.notificationCenter(),
-                                      .windows = native.webWindows(),
-                                      .clock = native.clock(),
-                                      .supervisor = supervisorFacilities(native)},
-                                     environment, launchSteps(native));
+    std::shared_ptr<zorvane::AppDelegate> delegate;
+    delegate = zorvane::AppDelegate::create(
+        {.application = native.application(),
+         .notifications = native.notificationCenter(),
+         .windows = native.webWindows(),
+         .clock = native.clock(),
+         .supervisor = supervisorFacilities(native)},
+        environment, launchSteps(native, [&delegate] { delegate->quitApp(); }));
     return native.application().run(*delegate);
 }
