@@ -1,0 +1,96 @@
+// The offer to move: the real application started from a folder where nothing is installed, with
+// an empty home.
+#include "tests/desktop/ApplicationTest.h"
+
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <filesystem>
+
+namespace desktop {
+namespace {
+
+using std::filesystem::path;
+using ::testing::HasSubstr;
+
+class Install : public ApplicationTest {
+  protected:
+    static constexpr const char* offer = "Move Zorvane to the Applications folder";
+
+    void launchFromDownloads() {
+        // Where this folder exists and can be written, the application would be moved there.
+        ASSERT_NE(::access("/Applications", W_OK), 0) << "this machine has /Applications";
+        const path built = path(ZORVANE_APPLICATION).parent_path().parent_path().parent_path();
+        std::filesystem::create_directories(downloaded.parent_path());
+        std::filesystem::copy(built, downloaded,
+                              std::filesystem::copy_options::recursive |
+                                  std::filesystem::copy_options::copy_symlinks);
+        session.environment.erase("OSTRA_DEV_NO_MOVE");
+        application =
+            session.start({(downloaded / "Contents/MacOS/Zorvane").string()}, "application");
+        ASSERT_TRUE(eventually([&] { return prompt().has_value(); }))
+            << application->standardError();
+        session.focus(*prompt());
+    }
+
+    // The question mark at the end has a meaning of its own where windows are looked for.
+    [[nodiscard]] std::optional<std::string> prompt() const {
+        return session.visibleWindow(std::string(offer) + "[?]");
+    }
+
+    path downloaded = session.folder() / "Downloads/Zorvane.app";
+    path installed = session.folder() / "home/Applications/Zorvane.app";
+    path autostart = session.configHome() / "autostart/app.zorvane.desktop";
+};
+
+TEST_F(Install, goesOnFromWhereItIsWhenTheUserDoesNotWantToMove) {
+    launchFromDownloads();
+    EXPECT_FALSE(window().has_value());
+    EXPECT_TRUE(processesNamed("ostrad").empty());
+    session.pressKey("Escape");
+    EXPECT_TRUE(windowAppears()) << application->standardError();
+    const auto launches = serverLaunches(1);
+    ASSERT_FALSE(launches.empty());
+    EXPECT_TRUE(eventually([&] { return serverAnswers(launches.front().port); }));
+    EXPECT_FALSE(std::filesystem::exists(installed.parent_path()));
+    EXPECT_FALSE(std::filesystem::exists(autostart));
+    application->signal(SIGTERM);
+    EXPECT_EQ(application->waitForExit(patience), 0);
+    EXPECT_TRUE(nothingIsLeft());
+}
+
+TEST_F(Install, movesAndRelaunchesAndTheOldInstanceGoes) {
+    launchFromDownloads();
+    session.pressKey("Return");
+    EXPECT_EQ(application->waitForExit(patience), 0) << application->standardError();
+    // The new instance logs to the same place.
+    const auto launches = serverLaunches(1);
+    ASSERT_EQ(launches.size(), 1U) << application->standardError();
+    EXPECT_TRUE(eventually([&] { return serverAnswers(launches.front().port); }));
+    EXPECT_TRUE(windowAppears());
+
+    const auto running = processesNamed("Zorvane");
+    ASSERT_EQ(running.size(), 1U);
+    EXPECT_EQ(std::filesystem::read_symlink("/proc/" + std::to_string(running[0].pid) + "/exe"),
+              installed / "Contents/MacOS/Zorvane");
+    EXPECT_TRUE(std::filesystem::exists(downloaded / "Contents/Info.plist"));
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(installed.parent_path()), {}), 1);
+    EXPECT_TRUE(eventually([&] { return std::filesystem::exists(autostart); }));
+    EXPECT_THAT(readFile(autostart), HasSubstr(installed.string()));
+
+    ::kill(running[0].pid, SIGTERM);
+    EXPECT_TRUE(nothingIsLeft());
+}
+
+TEST_F(Install, leavesNothingRunningWhenItIsToldToEndDuringTheQuestion) {
+    launchFromDownloads();
+    application->signal(SIGTERM);
+    EXPECT_EQ(application->waitForExit(patience), 0);
+    EXPECT_TRUE(nothingIsLeft());
+    EXPECT_FALSE(std::filesystem::exists(installed));
+}
+
+} // namespace
+} // namespace desktop
