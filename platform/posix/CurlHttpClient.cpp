@@ -6,7 +6,9 @@
 #include <curl/curl.h>
 
 #include <algorithm>
+#include <chrono>
 #include <condition_variable>
+#include <cstddef>
 #include <cstdlib>
 #include <limits>
 #include <map>
@@ -20,6 +22,8 @@ namespace platform {
 namespace {
 
 constexpr long keptConnections = 16;
+// Each exchange takes a descriptor and its buffers; a process on macOS starts with 256 descriptors.
+constexpr std::size_t mostAtOnce = 128;
 
 // The environment's own exceptions still hold for other hosts. Read here, on the thread that
 // makes the client: the environment must not be read while somebody changes it.
@@ -95,7 +99,7 @@ class CurlHttpClient::Engine {
             int running = 0;
             ::curl_multi_perform(multi_.get(), &running);
             completeFinished();
-            const int rest = millisecondsBeforeIdleEnds();
+            const int rest = std::min(millisecondsBeforeIdleEnds(), millisecondsToWait());
             if (!active_.empty() &&
                 ::curl_multi_poll(multi_.get(), nullptr, 0, rest, nullptr) != CURLM_OK) {
                 abandonAll(HttpError::Kind::protocol, "libcurl cannot wait for its sockets");
@@ -109,17 +113,43 @@ class CurlHttpClient::Engine {
         Transfers arrived;
         {
             std::unique_lock lock(mutex_);
-            arrived_.wait(lock,
-                          [this] { return stopping_ || !inbox_.empty() || !active_.empty(); });
+            arrived_.wait(lock, [this] {
+                return stopping_ || !inbox_.empty() || !active_.empty() || !waiting_.empty();
+            });
             if (stopping_) {
                 return false;
             }
             arrived.swap(inbox_);
         }
         for (auto& transfer : arrived) {
-            start(std::move(transfer));
+            const SteadyTime latest = transfer->latestStart();
+            waiting_.emplace(latest, std::move(transfer));
+        }
+        while (canStartWaiting()) {
+            start(std::move(waiting_.extract(waiting_.begin()).mapped()));
         }
         return true;
+    }
+
+    // One whose time is over is started too: that is how it learns of it.
+    [[nodiscard]] bool canStartWaiting() const {
+        return !waiting_.empty() && (active_.size() < mostAtOnce ||
+                                     waiting_.begin()->first <= std::chrono::steady_clock::now());
+    }
+
+    // Before one that waits can start.
+    [[nodiscard]] int millisecondsToWait() const {
+        constexpr int longest = std::numeric_limits<int>::max();
+        if (waiting_.empty()) {
+            return longest;
+        }
+        if (canStartWaiting()) {
+            return 0;
+        }
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(
+            waiting_.begin()->first - std::chrono::steady_clock::now());
+        return static_cast<int>(
+            std::clamp<std::chrono::milliseconds::rep>(left.count(), 0, longest));
     }
 
     void start(std::unique_ptr<posix::CurlTransfer> transfer) {
@@ -179,6 +209,9 @@ class CurlHttpClient::Engine {
             ::curl_multi_remove_handle(multi_.get(), handle);
             transfer->complete(std::unexpected(transfer->error(kind, reason)));
         }
+        for (auto& [latest, transfer] : std::exchange(waiting_, {})) {
+            transfer->complete(std::unexpected(transfer->error(kind, reason)));
+        }
         while (true) {
             Transfers waiting;
             {
@@ -196,7 +229,10 @@ class CurlHttpClient::Engine {
 
     const posix::CurlSettings settings_;
     const std::unique_ptr<CURLM, MultiCleanup> multi_;
-    std::map<CURL*, std::unique_ptr<posix::CurlTransfer>> active_; // internal thread only
+    // Both for the internal thread only. Those that wait for their turn stand in the order of
+    // their latest starts.
+    std::map<CURL*, std::unique_ptr<posix::CurlTransfer>> active_;
+    std::multimap<SteadyTime, std::unique_ptr<posix::CurlTransfer>> waiting_;
 
     std::mutex mutex_;
     std::condition_variable arrived_;

@@ -122,11 +122,15 @@ std::optional<SteadyTime> CurlTransfer::idleDeadline() const {
            std::clamp<std::chrono::milliseconds>(*request_.idleTimeout, {}, longestTimeout);
 }
 
+SteadyTime CurlTransfer::latestStart() const {
+    return std::min(deadline_, idleDeadline().value_or(deadline_));
+}
+
 std::optional<HttpError> CurlTransfer::prepare(const CurlSettings& settings) {
     if (const auto fault = faultOfRequest()) {
         return error(Kind::badRequest, *fault);
     }
-    if (std::chrono::steady_clock::now() >= deadline_) {
+    if (std::chrono::steady_clock::now() >= latestStart()) {
         return error(Kind::timedOut, "no time left");
     }
     easy_.reset(::curl_easy_init());

@@ -36,6 +36,8 @@ class CurlTransfer {
     // Makes the handle ready to be run, or says why the request cannot be sent.
     [[nodiscard]] std::optional<HttpError> prepare(const CurlSettings& settings);
     [[nodiscard]] CURL* handle() const { return easy_.get(); }
+    // When it has timed out if it has not begun by then.
+    [[nodiscard]] SteadyTime latestStart() const;
     // When the exchange is given up unless something moves before; nothing without such a limit.
     [[nodiscard]] std::optional<SteadyTime> idleDeadline() const;
 

@@ -128,6 +128,67 @@ TEST(CurlHttpClient, startsItsThreadWithTheFirstRequestAndSleepsAfterTheLast) {
     EXPECT_EQ(contextSwitches(*http), switches);
 }
 
+TEST(CurlHttpClient, runs128ExchangesAtOnceAndLetsOthersTimeOutAsTheyWait) {
+    std::promise<void> permission;
+    const std::shared_future<void> permitted(permission.get_future());
+    LoopbackServer server([&permitted](const auto&) {
+        permitted.wait();
+        return LoopbackServer::Reply{};
+    });
+    std::atomic<int> answered = 0;
+    std::promise<void> allAnswered;
+    CurlHttpClient client;
+    for (int i = 0; i < 300; ++i) {
+        platform::HttpRequest request;
+        request.url = server.url();
+        client.send(request, [&](const platform::HttpResult& result) {
+            if (result && ++answered == 300) {
+                allAnswered.set_value();
+            }
+        });
+    }
+    EXPECT_TRUE(server.waitForRequests(128));
+
+    for (const bool idle : {false, true}) {
+        platform::HttpRequest impatient;
+        impatient.url = server.url();
+        (idle ? impatient.idleTimeout.emplace() : impatient.timeout) =
+            std::chrono::milliseconds(50);
+        std::promise<platform::HttpResult> promise;
+        client.send(impatient, [&promise](platform::HttpResult result) {
+            promise.set_value(std::move(result));
+        });
+        const auto result = promise.get_future().get();
+        EXPECT_EQ(result ? std::nullopt : std::optional(result.error().kind),
+                  platform::HttpError::Kind::timedOut);
+    }
+    EXPECT_EQ(server.connectionCount(), 128U);
+    permission.set_value();
+
+    EXPECT_EQ(allAnswered.get_future().wait_for(std::chrono::seconds(50)),
+              std::future_status::ready);
+    EXPECT_EQ(server.requests().size(), 300U);
+}
+
+TEST(CurlHttpClient, cancelsWhatWaitsForItsTurn) {
+    std::atomic<int> cancelled = 0;
+    const LoopbackServer server(LoopbackServer::Misbehaviour::neverAnswer);
+    {
+        CurlHttpClient client;
+        for (int i = 0; i < 300; ++i) {
+            platform::HttpRequest request;
+            request.url = server.url();
+            client.send(request, [&cancelled](const platform::HttpResult& result) {
+                cancelled +=
+                    !result && result.error().kind == platform::HttpError::Kind::cancelled ? 1 : 0;
+            });
+        }
+        EXPECT_TRUE(server.waitForRequests(128));
+    }
+    EXPECT_EQ(cancelled, 300);
+    EXPECT_EQ(server.requests().size(), 128U);
+}
+
 TEST(CurlHttpClient, leavesNoDescriptorBehind) {
     const auto once = [] {
         LoopbackServer server;

@@ -540,6 +540,21 @@ TEST_P(HttpContract, runsManyRequestsFromManyThreadsAtOnce) {
     EXPECT_EQ(right, 100);
 }
 
+TEST_P(HttpContract, answersAThousandRequestsSentAtOnce) {
+    LoopbackServer server(
+        [](const auto& request) { return LoopbackServer::Reply{.body = request.target}; });
+    std::vector<std::future<platform::HttpResult>> answers;
+    for (int i = 0; i < 1000; ++i) {
+        answers.push_back(start(get(server.url("/" + std::to_string(i)))));
+    }
+    int right = 0;
+    for (int i = 0; i < 1000; ++i) {
+        const auto answer = answers[static_cast<std::size_t>(i)].get();
+        right += answer && answer->body == "/" + std::to_string(i) ? 1 : 0;
+    }
+    EXPECT_EQ(right, 1000);
+}
+
 TEST_P(HttpContract, aSlowExchangeDoesNotHoldUpOthers) {
     LoopbackServer stuck(Misbehaviour::neverAnswer);
     LoopbackServer server;
