@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <span>
 
 namespace platform {
@@ -14,5 +15,8 @@ class RandomSource {
     // unspecified.
     [[nodiscard]] virtual bool fill(std::span<std::byte> bytes) = 0;
 };
+
+// A generator of this system, for a program that puts no whole NativePlatform together.
+[[nodiscard]] std::unique_ptr<RandomSource> makeRandomSource();
 
 } // namespace platform

@@ -19,7 +19,7 @@
 #include "platform/cocoa/CocoaWorkspace.h"
 #include "platform/cocoa/DispatchQueues.h"
 #include "platform/cocoa/OsLog.h"
-#include "platform/cocoa/SecurityRandomSource.h"
+#include "platform/cocoa/crypto/SecurityRandomSource.h"
 #include "platform/cocoa/text/CocoaNumberFormatter.h"
 #include "platform/posix/CurlHttpClient.h"
 #include "platform/posix/PosixChildLauncher.h"

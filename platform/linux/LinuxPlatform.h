@@ -16,7 +16,7 @@
 #include "platform/linux/KeyFileDefaults.h"
 #include "platform/linux/LinuxHost.h"
 #include "platform/linux/LocalNotificationCenter.h"
-#include "platform/linux/SodiumRandomSource.h"
+#include "platform/linux/crypto/SodiumRandomSource.h"
 #include "platform/linux/ThreadPoolQueues.h"
 #include "platform/linux/WebStorage.h"
 #include "platform/linux/XdgFolders.h"

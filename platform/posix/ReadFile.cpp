@@ -9,8 +9,10 @@
 
 namespace platform::posix {
 
-std::expected<std::string, int> readFile(const std::filesystem::path& path, std::size_t maxBytes) {
-    const UniqueFd file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+std::expected<std::string, int> readFile(const std::filesystem::path& path, std::size_t maxBytes,
+                                         Links links) {
+    const UniqueFd file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY |
+                                                 (links == Links::refuse ? O_NOFOLLOW : 0)));
     struct stat status{};
     if (!file || ::fstat(file.get(), &status) != 0) {
         return std::unexpected(errno);

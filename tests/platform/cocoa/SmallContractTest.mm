@@ -1,7 +1,7 @@
 // Random bytes and loopback ports under their contracts; notifications by way of the system's
 // center.
 #include "platform/cocoa/CocoaNotificationCenter.h"
-#include "platform/cocoa/SecurityRandomSource.h"
+#include "platform/cocoa/crypto/SecurityRandomSource.h"
 #include "platform/posix/PosixLoopbackPorts.h"
 #include "platform/testing/ManualScheduler.h"
 #include "tests/platform/services/SmallContracts.h"

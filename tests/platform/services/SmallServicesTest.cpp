@@ -1,6 +1,6 @@
 // Loopback ports, random bytes, XDG folders and notifications.
 #include "platform/linux/LocalNotificationCenter.h"
-#include "platform/linux/SodiumRandomSource.h"
+#include "platform/linux/crypto/SodiumRandomSource.h"
 #include "platform/linux/XdgFolders.h"
 #include "platform/posix/PosixLoopbackPorts.h"
 #include "platform/testing/InMemorySystem.h"

@@ -2,7 +2,6 @@
 #pragma once
 
 #include "platform/RandomSource.h"
-#include "platform/cocoa/RequireArc.h"
 
 namespace platform::cocoa {
 

@@ -1,4 +1,4 @@
-#include "platform/linux/SodiumRandomSource.h"
+#include "platform/linux/crypto/SodiumRandomSource.h"
 
 #include <sodium.h>
 
@@ -12,6 +12,10 @@ bool SodiumRandomSource::fill(std::span<std::byte> bytes) {
         ::randombytes_buf(bytes.data(), bytes.size());
     }
     return isReady_;
+}
+
+std::unique_ptr<RandomSource> makeRandomSource() {
+    return std::make_unique<SodiumRandomSource>();
 }
 
 } // namespace platform

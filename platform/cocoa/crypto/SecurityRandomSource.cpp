@@ -1,6 +1,6 @@
-#include "platform/cocoa/SecurityRandomSource.h"
+#include "platform/cocoa/crypto/SecurityRandomSource.h"
 
-#import <Security/Security.h>
+#include <Security/Security.h>
 
 namespace platform::cocoa {
 
@@ -10,3 +10,11 @@ bool SecurityRandomSource::fill(std::span<std::byte> bytes) {
 }
 
 } // namespace platform::cocoa
+
+namespace platform {
+
+std::unique_ptr<RandomSource> makeRandomSource() {
+    return std::make_unique<cocoa::SecurityRandomSource>();
+}
+
+} // namespace platform
