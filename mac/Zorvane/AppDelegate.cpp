@@ -1,6 +1,5 @@
 #include "mac/Zorvane/AppDelegate.h"
 
-#include "mac/OstraCore/ServerUrl.h"
 #include "mac/Zorvane/QuitReason.h"
 
 #include <utility>
@@ -20,7 +19,14 @@ AppDelegate::AppDelegate(const Facilities& facilities, platform::Environment env
     , environment_(std::move(environment))
     , steps_(std::move(steps))
     , supervisor_(ServerSupervisor::create(facilities.supervisor, environment_))
-    , mainWindow_(facilities.windows, facilities.application, facilities.clock) {}
+    , library_(std::make_shared<LibrarySummaryCache>(
+          LibrarySummaryCache::Facilities{.mainQueue = facilities.supervisor.mainQueue,
+                                          .backgroundQueues =
+                                              facilities.supervisor.backgroundQueues,
+                                          .clock = facilities.supervisor.clock,
+                                          .http = facilities.supervisor.http},
+          [supervisor = supervisor_] { return serverUrl(supervisor->state()); }))
+    , mainWindow_(facilities.windows, facilities.application, facilities.supervisor.clock) {}
 
 void AppDelegate::applicationDidFinishLaunching() {
     if (steps_.moveToApplicationsIfNeeded &&
@@ -35,6 +41,11 @@ void AppDelegate::applicationDidFinishLaunching() {
     }
     installPresence();
     observeUpdaterRelaunch();
+    library_->onAnswer = [weak = weak_from_this()] {
+        if (const auto self = weak.lock()) {
+            self->showStatus();
+        }
+    };
     supervisor_->onStateChange = [weak = weak_from_this()](const ServerSupervisor::State& state) {
         if (const auto self = weak.lock()) {
             self->serverStateChanged(state);
@@ -45,14 +56,24 @@ void AppDelegate::applicationDidFinishLaunching() {
 }
 
 void AppDelegate::installPresence() {
-    presence_ =
-        std::make_unique<tessel::AppPresence>(std::string(appName), facilities_.application);
+    presence_ = std::make_unique<tessel::AppPresence>(
+        std::string(appName),
+        tessel::AppPresence::Facilities{.application = facilities_.application,
+                                        .statusBar = facilities_.statusBar,
+                                        .menuBar = facilities_.menuBar});
     presence_->onOpenMainWindow = [weak = weak_from_this()] {
         if (const auto self = weak.lock()) {
             self->mainWindow_.show();
         }
     };
-    presence_->install(/*dockIcon=*/true);
+    presence_->buildStatusMenu = [weak = weak_from_this()](platform::Menu& menu) {
+        if (const auto self = weak.lock()) {
+            self->populateStatusMenu(menu);
+        }
+    };
+    presence_->install(tessel::AppPresence::SymbolGlyph{.name = "antenna.radiowaves.left.and.right",
+                                                        .fallback = "📻"},
+                       /*dockIcon=*/true, /*appMenuExtras=*/{});
     mainWindow_.onVisibilityChange = [weak = weak_from_this()](bool visible) {
         if (const auto self = weak.lock()) {
             self->presence_->setDockIconVisible(visible);
@@ -69,17 +90,6 @@ void AppDelegate::observeUpdaterRelaunch() {
                 self->allowFullQuit_ = true;
             }
         });
-    }
-}
-
-void AppDelegate::serverStateChanged(const ServerSupervisor::State& state) {
-    const auto* running = std::get_if<ServerSupervisor::Running>(&state);
-    if (running == nullptr) {
-        return;
-    }
-    mainWindow_.currentURL = ostra::serverUrl(running->port);
-    if (mainWindow_.hasWindow()) {
-        mainWindow_.load(*mainWindow_.currentURL);
     }
 }
 
@@ -103,11 +113,6 @@ bool AppDelegate::applicationShouldHandleReopen(bool hasVisibleWindows) {
         return presence_->handleReopen(hasVisibleWindows);
     }
     return true;
-}
-
-void AppDelegate::quitApp() {
-    allowFullQuit_ = true;
-    facilities_.application.terminate();
 }
 
 } // namespace zorvane

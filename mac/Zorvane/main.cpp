@@ -28,6 +28,19 @@ zorvane::ServerSupervisor::Facilities supervisorFacilities(platform::NativePlatf
             .log = system.log()};
 }
 
+zorvane::AppDelegate::Facilities shellFacilities(platform::NativePlatform& system) {
+    return {.application = system.application(),
+            .notifications = system.notificationCenter(),
+            .windows = system.webWindows(),
+            .statusBar = system.statusBar(),
+            .menuBar = system.menuBar(),
+            .pasteboard = system.pasteboard(),
+            .workspace = system.workspace(),
+            .loginService = system.loginService(),
+            .numbers = system.numberFormatter(),
+            .supervisor = supervisorFacilities(system)};
+}
+
 zorvane::LoginFacilities loginFacilities(platform::NativePlatform& system) {
     return {.service = system.loginService(),
             .defaults = system.userDefaults(),
@@ -76,12 +89,8 @@ int main(int argc, char** argv) {
     }
     platform::NativePlatform& native = **system;
     std::shared_ptr<zorvane::AppDelegate> delegate;
-    delegate = zorvane::AppDelegate::create(
-        {.application = native.application(),
-         .notifications = native.notificationCenter(),
-         .windows = native.webWindows(),
-         .clock = native.clock(),
-         .supervisor = supervisorFacilities(native)},
-        environment, launchSteps(native, [&delegate] { delegate->quitApp(); }));
+    delegate =
+        zorvane::AppDelegate::create(shellFacilities(native), environment,
+                                     launchSteps(native, [&delegate] { delegate->quitApp(); }));
     return native.application().run(*delegate);
 }

@@ -2,8 +2,7 @@
 
 #include "mac/Zorvane/CommandLine.h"
 #include "mac/Zorvane/QuitReason.h"
-#include "platform/testing/FakeDesktop.h"
-#include "tests/unit/Zorvane/FakeSystem.h"
+#include "tests/unit/Zorvane/FakeShell.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -20,16 +19,10 @@ using platform::TerminateReply;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class AppDelegateTest : public testing::Test, public FakeSystem {
+class AppDelegateTest : public testing::Test, public FakeShell {
   protected:
-    platform::testing::Events events;
-    platform::testing::FakeApplication application{events};
-    platform::testing::FakeWebWindows windows{events};
-    platform::testing::FakeNotificationCenter notifications;
-    LaunchSteps steps;
     bool moving = false;
     std::function<bool()> isBusy;
-    std::shared_ptr<AppDelegate> delegate;
 
     struct Updater final : UpdateChecker {
         void checkForUpdates() override {}
@@ -52,21 +45,6 @@ class AppDelegateTest : public testing::Test, public FakeSystem {
         steps.enrollAtLoginOnceByDefault = [this](std::string_view key) {
             events.push_back("enroll " + std::string(key));
         };
-    }
-
-    void launch() {
-        delegate = AppDelegate::create({.application = application,
-                                        .notifications = notifications,
-                                        .windows = windows,
-                                        .clock = scheduler.clock(),
-                                        .supervisor = supervisorFacilities()},
-                                       {{"HOME", "/home/ann"}}, steps);
-        application.run(*delegate);
-    }
-    void launchQuietly() {
-        launch();
-        scheduler.runReady();
-        events.clear();
     }
 };
 
