@@ -1,5 +1,6 @@
 #include "platform/cocoa/CocoaPlatform.h"
 
+#include "platform/cocoa/SupportFolder.h"
 #include "platform/cocoa/Text.h"
 
 #include <csignal>
@@ -13,21 +14,6 @@ id<NSObject> beginWorkingWithoutWindows() {
     return [NSProcessInfo.processInfo
         beginActivityWithOptions:NSActivityUserInitiatedAllowingIdleSystemSleep
                           reason:@"watching over child processes"];
-}
-
-std::expected<std::filesystem::path, std::string> supportFolder() {
-    NSError* error = nil;
-    NSURL* const folder =
-        [NSFileManager.defaultManager URLForDirectory:NSApplicationSupportDirectory
-                                             inDomain:NSUserDomainMask
-                                    appropriateForURL:nil
-                                               create:NO
-                                                error:&error];
-    if (auto path = pathOf(folder)) {
-        return *std::move(path);
-    }
-    return std::unexpected("the user's Application Support folder cannot be found: " +
-                           fromFoundation(error.localizedDescription).value_or("no reason given"));
 }
 
 ApplicationFolders findApplicationFolders() {

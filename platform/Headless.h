@@ -1,0 +1,38 @@
+// What a program without a user interface takes from the system. Made once, outliving everything
+// that it lends; needs no display and no session. Linked through the target platform_headless.
+#pragma once
+
+#include "platform/Clock.h"
+#include "platform/Environment.h"
+#include "platform/FileSystem.h"
+#include "platform/Host.h"
+#include "platform/HttpClient.h"
+#include "platform/PrivateFiles.h"
+#include "platform/Queues.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace platform {
+
+class HeadlessPlatform {
+  public:
+    virtual ~HeadlessPlatform() = default;
+
+    virtual BackgroundQueues& backgroundQueues() = 0;
+    virtual Clock& clock() = 0;
+    virtual FileSystem& fileSystem() = 0;
+    virtual PrivateFiles& privateFiles() = 0;
+    virtual Host& host() = 0;
+    virtual HttpClient& httpClient() = 0;
+
+    // Hands an absolute URL to the desktop's default handler; why that did not work, if so.
+    [[nodiscard]] virtual std::optional<std::string> openUrl(const std::string& url) = 0;
+};
+
+// SIGPIPE is ignored from here on. Throws std::runtime_error when the system lacks something.
+[[nodiscard]] std::unique_ptr<HeadlessPlatform>
+makeHeadlessPlatform(const Environment& environment);
+
+} // namespace platform

@@ -1,0 +1,65 @@
+#include "platform/Headless.h"
+#include "platform/cocoa/CocoaHost.h"
+#include "platform/cocoa/DispatchQueues.h"
+#include "platform/cocoa/SupportFolder.h"
+#include "platform/cocoa/Text.h"
+#include "platform/posix/CurlHttpClient.h"
+#include "platform/posix/PosixFileSystem.h"
+#include "platform/posix/PosixPrivateFiles.h"
+
+#import <AppKit/AppKit.h>
+
+#include <csignal>
+#include <stdexcept>
+#include <utility>
+
+namespace platform {
+namespace cocoa {
+namespace {
+
+class CocoaHeadless final : public HeadlessPlatform {
+  public:
+    explicit CocoaHeadless(std::filesystem::path support) : fileSystem_(std::move(support)) {}
+
+    BackgroundQueues& backgroundQueues() override { return backgroundQueues_; }
+    Clock& clock() override { return clock_; }
+    FileSystem& fileSystem() override { return fileSystem_; }
+    PrivateFiles& privateFiles() override { return privateFiles_; }
+    Host& host() override { return host_; }
+    HttpClient& httpClient() override { return httpClient_; }
+
+    std::optional<std::string> openUrl(const std::string& url) override {
+        @autoreleasepool {
+            NSURL* const address = [NSURL URLWithString:toFoundation(url)];
+            if (address != nil && [NSWorkspace.sharedWorkspace openURL:address]) {
+                return std::nullopt;
+            }
+            return "no application opens it";
+        }
+    }
+
+  private:
+    // Destroyed from the last to the first: what calls back goes before what is called.
+    SystemClock clock_;
+    DispatchQueues backgroundQueues_;
+    PosixFileSystem fileSystem_;
+    PosixPrivateFiles privateFiles_;
+    CocoaHost host_;
+    CurlHttpClient httpClient_;
+};
+
+} // namespace
+} // namespace cocoa
+
+std::unique_ptr<HeadlessPlatform> makeHeadlessPlatform(const Environment& /*environment*/) {
+    @autoreleasepool {
+        std::signal(SIGPIPE, SIG_IGN);
+        auto folder = cocoa::supportFolder();
+        if (!folder) {
+            throw std::runtime_error(folder.error());
+        }
+        return std::make_unique<cocoa::CocoaHeadless>(*std::move(folder));
+    }
+}
+
+} // namespace platform

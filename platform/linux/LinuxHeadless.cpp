@@ -1,0 +1,56 @@
+#include "platform/Headless.h"
+#include "platform/linux/GObjectPtr.h"
+#include "platform/linux/LinuxHost.h"
+#include "platform/linux/ThreadPoolQueues.h"
+#include "platform/linux/XdgFolders.h"
+#include "platform/posix/CurlHttpClient.h"
+#include "platform/posix/PosixFileSystem.h"
+#include "platform/posix/PosixPrivateFiles.h"
+
+#include <gio/gio.h>
+
+#include <csignal>
+
+namespace platform {
+namespace {
+
+class LinuxHeadless final : public HeadlessPlatform {
+  public:
+    explicit LinuxHeadless(const Environment& environment)
+        : fileSystem_(xdgFolders(environment, homeFolder(environment)).dataHome)
+        , host_(environment) {}
+
+    BackgroundQueues& backgroundQueues() override { return backgroundQueues_; }
+    Clock& clock() override { return clock_; }
+    FileSystem& fileSystem() override { return fileSystem_; }
+    PrivateFiles& privateFiles() override { return privateFiles_; }
+    Host& host() override { return host_; }
+    HttpClient& httpClient() override { return httpClient_; }
+
+    std::optional<std::string> openUrl(const std::string& url) override {
+        GError* error = nullptr;
+        if (g_app_info_launch_default_for_uri(url.c_str(), nullptr, &error) != FALSE) {
+            return std::nullopt;
+        }
+        const gtk::GErrorPtr failure(error);
+        return failure->message;
+    }
+
+  private:
+    // Destroyed from the last to the first: what calls back goes before what is called.
+    SystemClock clock_;
+    ThreadPoolQueues backgroundQueues_;
+    PosixFileSystem fileSystem_;
+    PosixPrivateFiles privateFiles_;
+    LinuxHost host_;
+    CurlHttpClient httpClient_;
+};
+
+} // namespace
+
+std::unique_ptr<HeadlessPlatform> makeHeadlessPlatform(const Environment& environment) {
+    std::signal(SIGPIPE, SIG_IGN);
+    return std::make_unique<LinuxHeadless>(environment);
+}
+
+} // namespace platform
