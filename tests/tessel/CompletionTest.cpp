@@ -38,7 +38,7 @@ std::vector<std::string> bashOffers(const std::string& words, int word) {
 
 TEST(BashCompletion, followsTheWordsDownTheCommands) {
     EXPECT_THAT(bashOffers("tessel \"\"", 1), IsSupersetOf({"version", "staged", "completion"}));
-    EXPECT_THAT(bashOffers("tessel ver", 1), testing::ElementsAre("version"));
+    EXPECT_THAT(bashOffers("tessel vers", 1), testing::ElementsAre("version"));
     EXPECT_THAT(bashOffers("tessel version \"\"", 2), IsSupersetOf({"newer", "--help"}));
     EXPECT_THAT(bashOffers("tessel staged best --", 3),
                 IsSupersetOf({"--newer-than", "--prefix", "--help"}));

@@ -27,6 +27,10 @@ struct Tool {
 
 void addVersion(CLI::App& app, Tool& tool);
 void addStaged(CLI::App& app, Tool& tool);
+void addState(CLI::App& app, Tool& tool);
+void addCredentials(CLI::App& app, Tool& tool);
+void addOrigin(CLI::App& app, Tool& tool); // and verify-url
+void addLink(CLI::App& app, Tool& tool);
 void addCompletion(CLI::App& app, Tool& tool); // last: it describes the others
 
 } // namespace tool

@@ -14,6 +14,10 @@ int main(int argc, char** argv) {
                "Exit status: 0 success, 1 a negative answer or a failure, 2 wrong usage.");
     tool::addVersion(app, tool);
     tool::addStaged(app, tool);
+    tool::addState(app, tool);
+    tool::addCredentials(app, tool);
+    tool::addOrigin(app, tool);
+    tool::addLink(app, tool);
     tool::addCompletion(app, tool);
     try {
         app.parse(argc, argv);

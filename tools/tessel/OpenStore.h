@@ -1,0 +1,27 @@
+// The options that name an application's state, and the store they lead to.
+#pragma once
+
+#include "mac/Tessel/StateStore.h"
+#include "platform/Headless.h"
+
+#include <CLI/App.hpp>
+
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace tool {
+
+struct StoreOptions {
+    std::string app;
+    std::optional<std::string> overrideKey;
+};
+
+// Adds --app and --override-key to a command.
+[[nodiscard]] std::shared_ptr<StoreOptions> addStoreOptions(CLI::App& command);
+
+[[nodiscard]] tessel::StateStore openStore(const StoreOptions& options,
+                                           platform::HeadlessPlatform& platform,
+                                           const platform::Environment& environment);
+
+} // namespace tool
