@@ -306,32 +306,32 @@ TEST(StrictJson, reads50MegabytesOfOneString) {
     EXPECT_FALSE(isJson('"' + content));
 }
 
-TEST(StrictJson, reads50MegabytesOfDigits) {
-    EXPECT_FALSE(isJson(std::string(50'000'000, '9')));
-    EXPECT_EQ(numberOf("0." + std::string(50'000'000, '0') + "1"), 0);
-    EXPECT_EQ(numberOf("0." + std::string(50'000'000, '0') + "1e50000001"), 1);
-    EXPECT_EQ(numberOf("1" + std::string(50'000'000, '0') + "e-50000000"), 1);
-    EXPECT_EQ(numberOf("1e-" + std::string(50'000'000, '9')), 0);
+TEST(StrictJson, readsMegabytesOfDigits) {
+    EXPECT_FALSE(isJson(std::string(2'000'000, '9')));
+    EXPECT_EQ(numberOf("0." + std::string(2'000'000, '0') + "1"), 0);
+    EXPECT_EQ(numberOf("0." + std::string(2'000'000, '0') + "1e2000001"), 1);
+    EXPECT_EQ(numberOf("1" + std::string(2'000'000, '0') + "e-2000000"), 1);
+    EXPECT_EQ(numberOf("1e-" + std::string(2'000'000, '9')), 0);
 }
 
 TEST(StrictJson, readsALargeObjectOfKeysWithALongCommonBeginning) {
     std::string text = "{";
     const std::string common(500, 'k');
-    for (int index = 0; index < 40'000; ++index) {
+    for (int index = 0; index < 4'000; ++index) {
         text += fmt::format("\"{}{}\":0,", common, index);
     }
     EXPECT_TRUE(isJson(text + "\"last\":0}"));
-    EXPECT_FALSE(isJson(text + fmt::format("\"{}{}\":0}}", common, 20'000)));
+    EXPECT_FALSE(isJson(text + fmt::format("\"{}{}\":0}}", common, 2'000)));
 }
 
 TEST(StrictJson, readsManySmallValues) {
     std::string text = "[0";
-    for (int index = 0; index < 1'000'000; ++index) {
+    for (int index = 0; index < 300'000; ++index) {
         text += ",0";
     }
     const auto tree = StrictJson::parse(text += "]");
     ASSERT_TRUE(tree);
-    EXPECT_EQ(tree->root().size(), 1'000'001U);
+    EXPECT_EQ(tree->root().size(), 300'001U);
 }
 
 TEST(StrictJson, neverReadsBeyondTheText) {

@@ -1,0 +1,64 @@
+// How long validating a health report takes: ours, and ajv's compiled schema after JSON.parse, on
+// the same documents in the same run. Rounds alternate; the best of each side counts.
+// Usage: node compare.mjs BENCH_HEALTH
+import Ajv from "ajv";
+import { execFileSync } from "node:child_process";
+import { mkdtempSync, readFileSync, rmSync } from "node:fs";
+import { tmpdir } from "node:os";
+import { join } from "node:path";
+import { reportSchema } from "./schema.mjs";
+
+const rounds = 5;
+const secondsEach = 0.5;
+const program = process.argv[2];
+const validate = new Ajv({ allErrors: true }).compile(reportSchema);
+
+// Microseconds a call.
+function timeOf(action) {
+  let calls = 1;
+  for (;;) {
+    const start = process.hrtime.bigint();
+    for (let call = 0; call < calls; ++call) {
+      action();
+    }
+    const seconds = Number(process.hrtime.bigint() - start) / 1e9;
+    if (seconds >= secondsEach) {
+      return (seconds / calls) * 1e6;
+    }
+    calls *= 2;
+  }
+}
+
+function theirs(text) {
+  return timeOf(() => {
+    if (!validate(JSON.parse(text))) {
+      throw new Error(JSON.stringify(validate.errors[0]));
+    }
+  });
+}
+
+function ours(mode, file) {
+  return Number(execFileSync(program, [mode, file], { encoding: "utf8" }));
+}
+
+const folder = mkdtempSync(join(tmpdir(), "bench-health-"));
+try {
+  console.log("document        ajv and JSON.parse    validate            validate and decode");
+  for (const size of ["small", "large"]) {
+    const file = join(folder, `${size}.json`);
+    execFileSync(program, ["write", size, file]);
+    const text = readFileSync(file, "utf8");
+    const best = { theirs: Infinity, validate: Infinity, decode: Infinity };
+    for (let round = 0; round < rounds; ++round) {
+      best.theirs = Math.min(best.theirs, theirs(text));
+      best.validate = Math.min(best.validate, ours("validate", file));
+      best.decode = Math.min(best.decode, ours("decode", file));
+    }
+    const cell = (time) =>
+      `${time.toFixed(1)} us (${(best.theirs / time).toFixed(1)}x)`.padEnd(20);
+    console.log(`${`${text.length} bytes`.padEnd(16)}${`${best.theirs.toFixed(1)} us`.padEnd(22)}` +
+      cell(best.validate) + cell(best.decode));
+  }
+} finally {
+  rmSync(folder, { recursive: true });
+}
