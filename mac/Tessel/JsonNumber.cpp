@@ -4,11 +4,13 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <iterator>
 #include <string>
 #include <system_error>
@@ -20,16 +22,51 @@ bool isDigit(char character) {
     return character >= '0' && character <= '9';
 }
 
+constexpr auto powersOfTen = [] {
+    std::array<std::uint64_t, 20> powers{1};
+    for (std::size_t power = 1; power < powers.size(); ++power) {
+        powers[power] = powers[power - 1] * 10;
+    }
+    return powers;
+}();
+
+constexpr std::uint64_t everyByte(unsigned char byte) {
+    return 0x0101010101010101U * byte;
+}
+
+// The beginning of a text as eight bytes, the first one lowest.
+std::uint64_t load(const char* bytes) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, bytes, sizeof word);
+    static_assert(std::endian::native == std::endian::little);
+    return word;
+}
+
+// How many of the eight characters are digits, up to the first other one.
+std::size_t leadingDigits(std::uint64_t word) {
+    const std::uint64_t values = word ^ everyByte('0');
+    const std::uint64_t others = ((values + everyByte(0x76)) | values) & everyByte(0x80);
+    return static_cast<std::size_t>(std::countr_zero(others)) / 8;
+}
+
+// The number that eight digits are: neighbours joined, three times.
+std::uint64_t valueOfEight(std::uint64_t word) {
+    word -= everyByte('0');
+    word = (word * 10 + (word >> 8)) & 0x00FF00FF00FF00FFU;
+    word = (word * 100 + (word >> 16)) & 0x0000FFFF0000FFFFU;
+    return (word * 10'000 + (word >> 32)) & 0x00000000FFFFFFFFU;
+}
+
 // The digits of a number as a whole number and a power of ten, as far as they fit.
 struct Decimal {
     std::uint64_t digits = 0;
-    std::size_t digitCount = 0; // without leading zeros
+    std::size_t digitCount = 0; // or a few more; leading zeros do not count
     std::int64_t exponent = 0;
     bool negative = false;
 
-    void add(char character) {
-        digits = digits * 10 + static_cast<unsigned>(character - '0');
-        digitCount += digits > 0 || digitCount > 0 ? 1 : 0;
+    void add(std::uint64_t value, std::size_t count) {
+        digitCount += digits > 0 || digitCount > 0 || value > 0 ? count : 0;
+        digits = digits * powersOfTen[count] + value;
     }
 };
 
@@ -67,8 +104,21 @@ class Scanner {
 
     bool digits() {
         const char* const start = cursor;
+        while (end_ - cursor >= 8) {
+            const std::uint64_t word = load(cursor);
+            const std::size_t count = leadingDigits(word);
+            if (count == 0) {
+                return cursor != start;
+            }
+            // Moved up behind as many zeros as there are other characters.
+            const std::size_t zeros = 64 - 8 * count;
+            decimal.add(
+                valueOfEight(count == 8 ? word : word << zeros | everyByte('0') >> 8 * count),
+                count);
+            cursor += count;
+        }
         for (; cursor != end_ && isDigit(*cursor); ++cursor) {
-            decimal.add(*cursor);
+            decimal.add(static_cast<std::uint64_t>(*cursor - '0'), 1);
         }
         return cursor != start;
     }
@@ -109,6 +159,30 @@ double exactValue(const Decimal& decimal) {
     return decimal.negative ? -value : value;
 }
 
+__extension__ using Wide = unsigned __int128;
+
+// Few enough digits, and a divisor that fits into one word: one division leaves 62 bits or more and
+// a remainder that only matters for whether it is zero.
+bool isQuotient(const Decimal& decimal) {
+    return decimal.digitCount <= 19 && decimal.digits > 0 && decimal.exponent >= -19 &&
+           decimal.exponent < 0;
+}
+
+double quotient(const Decimal& decimal) {
+    const std::uint64_t divisor = powersOfTen[static_cast<std::size_t>(-decimal.exponent)];
+    const int digitShift = std::countl_zero(decimal.digits);
+    const int divisorShift = std::countl_zero(divisor);
+    const Wide dividend = Wide{decimal.digits << digitShift} << 63;
+    const std::uint64_t normalised = divisor << divisorShift;
+    const auto whole = static_cast<std::uint64_t>(dividend / normalised);
+    const bool rest = dividend != Wide{whole} * normalised;
+    // Rounded once, here; multiplying by the power of two is exact.
+    const auto rounded = static_cast<double>(whole | (rest ? 1U : 0U));
+    const auto power = static_cast<std::uint64_t>(1023 + divisorShift - digitShift - 63);
+    const double value = rounded * std::bit_cast<double>(power << 52);
+    return decimal.negative ? -value : value;
+}
+
 template <class Number>
 concept HasFromChars =
     requires(const char* text, Number& number) { std::from_chars(text, text, number); };
@@ -135,6 +209,9 @@ std::optional<JsonNumber> JsonNumber::read(std::string_view text) {
     }
     if (isExact(scanner.decimal)) {
         return JsonNumber{exactValue(scanner.decimal), scanner.cursor};
+    }
+    if (isQuotient(scanner.decimal)) {
+        return JsonNumber{quotient(scanner.decimal), scanner.cursor};
     }
     const auto length = static_cast<std::size_t>(scanner.cursor - text.data());
     const auto value = convert<double>(text.substr(0, length));

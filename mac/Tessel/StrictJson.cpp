@@ -5,6 +5,7 @@
 #include "platform/Utf8.h"
 
 #include <bit>
+#include <cstddef>
 #include <cstring>
 #include <limits>
 #include <utility>
@@ -21,9 +22,10 @@ constexpr std::uint64_t zeroBytes(std::uint64_t word) {
     return (word - everyByte(0x01)) & ~word & everyByte(0x80);
 }
 
-constexpr bool hasSpecialByte(std::uint64_t word) {
+// The same for quotation marks, backslashes and control characters.
+constexpr std::uint64_t specialBytes(std::uint64_t word) {
     const std::uint64_t control = (word - everyByte(0x20)) & ~word & everyByte(0x80);
-    return (zeroBytes(word ^ everyByte('"')) | zeroBytes(word ^ everyByte('\\')) | control) != 0;
+    return zeroBytes(word ^ everyByte('"')) | zeroBytes(word ^ everyByte('\\')) | control;
 }
 
 bool isSpecial(char character) {
@@ -34,10 +36,17 @@ bool isSpace(char character) {
     return character == ' ' || character == '\n' || character == '\t' || character == '\r';
 }
 
+// Eight bytes, the first one lowest.
 std::uint64_t load(const char* bytes) {
     std::uint64_t word = 0;
     std::memcpy(&word, bytes, sizeof word);
+    static_assert(std::endian::native == std::endian::little);
     return word;
+}
+
+// How many bytes come before the lowest one that is marked.
+std::ptrdiff_t bytesBefore(std::uint64_t marks) {
+    return std::countr_zero(marks) / 8;
 }
 
 char* writeUtf8(char* out, std::uint32_t code) {
@@ -104,9 +113,18 @@ class StrictJsonParser {
     void skipSpace() {
         while (cursor_ != end_ && isSpace(*cursor_)) {
             ++cursor_;
-            while (end_ - cursor_ >= 8 && load(cursor_) == everyByte(' ')) {
-                cursor_ += 8;
+            skipIndentation();
+        }
+    }
+
+    void skipIndentation() {
+        while (end_ - cursor_ >= 8) {
+            const std::uint64_t others = load(cursor_) ^ everyByte(' ');
+            if (others != 0) {
+                cursor_ += bytesBefore(others);
+                return;
             }
+            cursor_ += 8;
         }
     }
 
@@ -176,12 +194,17 @@ bool StrictJsonParser::object(std::size_t level) {
     ++cursor_;
     skipSpace();
     std::uint32_t entries = 0;
+    std::string_view last;
+    bool ascending = true; // then they are different, too
     if (!accept('}')) {
         do {
             skipSpace();
             if (cursor_ == end_ || *cursor_ != '"' || !string()) {
                 return false;
             }
+            const std::string_view key = tree_.nodes_.back().string();
+            ascending = ascending && (entries == 0 || last < key);
+            last = key;
             skipSpace();
             if (!accept(':')) {
                 return false;
@@ -198,7 +221,7 @@ bool StrictJsonParser::object(std::size_t level) {
         }
     }
     closeContainer(start, entries);
-    return entries < 2 || keysDiffer(start);
+    return ascending || keysDiffer(start);
 }
 
 bool StrictJsonParser::keysDiffer(std::size_t start) {
@@ -240,7 +263,12 @@ bool StrictJsonParser::word(std::string_view word, Kind kind, bool boolean) {
 
 // Moves to the next quotation mark, backslash or control character.
 bool StrictJsonParser::findSpecial() {
-    while (end_ - cursor_ >= 8 && !hasSpecialByte(load(cursor_))) {
+    while (end_ - cursor_ >= 8) {
+        const std::uint64_t marks = specialBytes(load(cursor_));
+        if (marks != 0) {
+            cursor_ += bytesBefore(marks);
+            return true;
+        }
         cursor_ += 8;
     }
     while (cursor_ != end_ && !isSpecial(*cursor_)) {
