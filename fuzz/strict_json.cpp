@@ -1,5 +1,5 @@
-// JSON text: what is accepted here, Boost.JSON accepts too, with the same kinds, sizes and strings;
-// what it refuses is refused here. Numbers are the same on both of our ways of reading them.
+// JSON text: what is accepted here, Boost.JSON accepts too, with the same kinds, sizes and strings.
+// Numbers are the same on both of our ways of reading them.
 #include "fuzz/Fuzzing.h"
 #include "mac/Tessel/JsonNumber.h"
 #include "mac/Tessel/StrictJson.h"
@@ -68,6 +68,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         options.max_depth = StrictJson::mostLevels + 1;
         boost::json::error_code failed;
         const auto value = boost::json::parse({text.data(), text.size()}, failed, {}, options);
+        // An exponent of many digits is JSON, and zero when it is negative.
+        if (failed == boost::json::error::exponent_overflow) {
+            return 0;
+        }
         require(!failed, "what is read here is JSON");
         compare(tree->root(), value);
     }
