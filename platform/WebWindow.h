@@ -3,15 +3,31 @@
 // the user. Main thread only; callbacks too. A back end shows what it is told and decides nothing:
 // failed loads are shown by the web view itself, and a web process that died is reported, not
 // reloaded.
+//
+// A page and the application talk as WebKit's user content controller has it: user scripts run in
+// the page's own world, and window.webkit.messageHandlers.NAME.postMessage(BODY) arrives here.
 #pragma once
+
+#include "platform/Clock.h"
+
+#include <boost/json/fwd.hpp>
 
 #include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace platform {
+
+enum class ScriptInjectionTime { documentStart, documentEnd };
+
+// Runs in the main frame of every page, after the scripts before it.
+struct UserScript {
+    std::string source;
+    ScriptInjectionTime when = ScriptInjectionTime::documentStart;
+};
 
 struct WebWindowOptions {
     std::string title;
@@ -21,7 +37,37 @@ struct WebWindowOptions {
     bool miniaturizable = true;
     bool resizable = true;
     bool inspectable = false; // whether the web inspector may attach
+    int minimumWidth = 0;     // points
+    int minimumHeight = 0;    // points
+    bool tabbing = true;      // whether the system may make it a tab of another window
+    bool backForwardGestures = false;
+    std::string userAgent = {}; // empty: the view's own
+    std::vector<UserScript> userScripts = {};
 };
+
+enum class NavigationPolicy { allow, cancel };
+
+struct NavigationAction {
+    std::string url = {};         // as the view writes it; empty when the action has none
+    bool isLinkActivated = false; // a link was followed; form submissions and scripts are not
+};
+
+// A cookie without the HttpOnly and SameSite attributes (RFC 6265). It is sent to `domain` alone,
+// not to domains below it.
+struct WebCookie {
+    std::string name;
+    std::string value;
+    std::string domain;
+    std::string path;
+    WallTime expires = {};
+    bool secure = false;
+};
+
+// `body` holds what the page posted: null (also for undefined), booleans, numbers, strings, arrays
+// and objects. A date, or whatever else JSON cannot say, is null in its place; so is a body that
+// is nested too deeply or too large.
+using ScriptMessageHandler =
+    std::function<void(const std::string& name, const boost::json::value& body)>;
 
 class WebWindow {
   public:
@@ -35,6 +81,14 @@ class WebWindow {
     virtual void makeKeyAndOrderFront() = 0;
     virtual void orderOut() = 0;
     [[nodiscard]] virtual bool isVisible() const = 0;
+    virtual void setTitle(std::string_view title) = 0;
+
+    // Called for each message of that name, from any frame of any page shown after this call. The
+    // window may be destroyed by a handler. A name has one handler.
+    virtual void addScriptMessageHandler(std::string_view name, ScriptMessageHandler handler) = 0;
+    // Puts the cookie among the website data. The completion is called once, also when the system
+    // refuses the cookie, and possibly before this returns or after the window is gone.
+    virtual void setCookie(const WebCookie& cookie, std::function<void()> completion) = 0;
 
     // A page given as text, without a base URL.
     virtual void loadHtml(std::string_view html) = 0;
@@ -45,6 +99,13 @@ class WebWindow {
     std::function<void()> onWillClose;
     // The view's web process died (crashed, was killed, ran out of memory). The view is blank.
     std::function<void()> onWebProcessTerminated;
+    // Asked before each navigation of a frame; without it all are allowed.
+    std::function<NavigationPolicy(const NavigationAction&)> decideNavigationPolicy;
+    // A page wants another window: a link with a blank target that the policy allowed, or a script.
+    // None is ever made. The URL is empty when the request has none.
+    std::function<void(const std::string& url)> onNewWindowRequest;
+    // The main frame has loaded a page; `pageTitle` is empty when it has no title.
+    std::function<void(const std::string& pageTitle)> onDidFinishNavigation;
 };
 
 class WebWindowFactory {

@@ -1,5 +1,7 @@
 #include "platform/testing/FakeDesktop.h"
 
+#include <boost/json/value.hpp>
+
 #include <utility>
 
 namespace platform::testing {
@@ -37,6 +39,28 @@ void FakeWebWindow::orderOut() {
     events_.emplace_back("window out");
 }
 
+void FakeWebWindow::addScriptMessageHandler(std::string_view name, ScriptMessageHandler handler) {
+    events_.push_back("window handler " + std::string(name));
+    messageHandlers.insert_or_assign(std::string(name), std::move(handler));
+}
+
+void FakeWebWindow::postMessage(std::string_view name, const boost::json::value& body) {
+    if (const auto found = messageHandlers.find(name); found != messageHandlers.end()) {
+        const auto handler = found->second; // which may destroy this window
+        handler(std::string(name), body);
+    }
+}
+
+void FakeWebWindow::setCookie(const WebCookie& given, std::function<void()> completion) {
+    events_.push_back("cookie " + given.name);
+    cookies.push_back(given);
+    if (holdCookies_) {
+        cookieCompletions_.push_back(std::move(completion));
+    } else {
+        completion();
+    }
+}
+
 void FakeWebWindow::loadHtml(std::string_view text) {
     html = text;
     events_.emplace_back("load html");
@@ -57,8 +81,9 @@ std::unique_ptr<WebWindow> FakeWebWindows::makeWebWindow(const WebWindowOptions&
     options = given;
     ++made;
     events_.emplace_back("window made");
-    auto created = std::make_unique<FakeWebWindow>(events_);
+    auto created = std::make_unique<FakeWebWindow>(events_, holdCookies, cookieCompletions);
     window = created.get();
+    window->title = given.title;
     return created;
 }
 

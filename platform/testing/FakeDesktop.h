@@ -41,23 +41,38 @@ class FakeApplication final : public Application {
 
 class FakeWebWindow final : public WebWindow {
   public:
-    explicit FakeWebWindow(Events& events)
-        : events_(events) {}
+    FakeWebWindow(Events& events, const bool& holdCookies,
+                  std::vector<std::function<void()>>& cookieCompletions)
+        : events_(events)
+        , holdCookies_(holdCookies)
+        , cookieCompletions_(cookieCompletions) {}
 
     void setFrameAutosaveName(std::string_view name) override;
     void center() override { events_.emplace_back("window center"); }
     void makeKeyAndOrderFront() override;
     void orderOut() override;
     [[nodiscard]] bool isVisible() const override { return visible_; }
+    void setTitle(std::string_view text) override { title = text; }
+    void addScriptMessageHandler(std::string_view name, ScriptMessageHandler handler) override;
+    // Completes at once unless `holdCookies` is set.
+    void setCookie(const WebCookie& given, std::function<void()> completion) override;
     void loadHtml(std::string_view html) override;
     void loadUrl(const std::string& url, std::chrono::seconds timeout) override;
 
     // The user clicks the close button.
     void close();
+    // A page posts a message, as it can whether or not somebody listens.
+    void postMessage(std::string_view name, const boost::json::value& body);
+
     std::string html; // of the last loadHtml
+    std::string title;
+    std::map<std::string, ScriptMessageHandler, std::less<>> messageHandlers;
+    std::vector<WebCookie> cookies;
 
   private:
     Events& events_;
+    const bool& holdCookies_;
+    std::vector<std::function<void()>>& cookieCompletions_;
     bool visible_ = false;
 };
 
@@ -71,6 +86,8 @@ class FakeWebWindows final : public WebWindowFactory {
     WebWindowOptions options;        // of the last window
     FakeWebWindow* window = nullptr; // the last window, owned by its receiver
     int made = 0;
+    bool holdCookies = false; // keeps the completions of setCookie in `cookieCompletions`
+    std::vector<std::function<void()>> cookieCompletions;
 
   private:
     Events& events_;
