@@ -1,10 +1,13 @@
 #include "platform/linux/GtkWebWindow.h"
 
+#include "platform/linux/GtkCookies.h"
+
 #include <glibmm/main.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <limits>
+#include <utility>
 
 namespace platform::gtk {
 namespace {
@@ -38,15 +41,17 @@ GtkWebWindow::GtkWebWindow(GtkApplication& application, WebStorage& storage, Use
     : application_(application)
     , defaults_(defaults)
     , closable_(options.closable)
-    , window_(application.toolkit()) {
+    , window_(application.toolkit())
+    , bridge_(options.userScripts) {
     window_.set_title(options.title);
     window_.set_default_size(options.contentWidth, options.contentHeight);
+    window_.set_size_request(options.minimumWidth, options.minimumHeight);
     window_.set_resizable(options.resizable);
     window_.set_deletable(options.closable);
     window_.set_hide_on_close(false);
     window_.signal_close_request().connect([this] { return closeRequested(); }, false);
     application.toolkit()->set_accels_for_action("window.close", {"<Control>w"});
-    makeView(storage);
+    makeView(storage, options);
     if (options.inspectable) {
         allowInspector();
     }
@@ -61,9 +66,16 @@ GtkWebWindow::~GtkWebWindow() {
     g_signal_handlers_disconnect_by_data(view_, this);
 }
 
-void GtkWebWindow::makeView(WebStorage& storage) {
-    view_ = WEBKIT_WEB_VIEW(
-        g_object_new(WEBKIT_TYPE_WEB_VIEW, "network-session", storage.session(), nullptr));
+void GtkWebWindow::makeView(WebStorage& storage, const WebWindowOptions& options) {
+    view_ = WEBKIT_WEB_VIEW(g_object_new(WEBKIT_TYPE_WEB_VIEW, "network-session", storage.session(),
+                                         "user-content-manager", bridge_.manager(), nullptr));
+    WebKitSettings* const settings = webkit_web_view_get_settings(view_);
+    webkit_settings_set_enable_back_forward_navigation_gestures(
+        settings, options.backForwardGestures ? TRUE : FALSE);
+    if (!options.userAgent.empty()) {
+        webkit_settings_set_user_agent(settings, options.userAgent.c_str());
+    }
+    navigation_.emplace(*this, view_);
     g_signal_connect(view_, "load-changed", G_CALLBACK(onLoadChanged), this);
     g_signal_connect(view_, "web-process-terminated", G_CALLBACK(onTerminated), this);
     window_.set_child(*Glib::wrap(GTK_WIDGET(view_)));
@@ -133,6 +145,18 @@ void GtkWebWindow::saveSize() {
     WindowSize size{.maximized = window_.is_maximized()};
     window_.get_default_size(size.width, size.height);
     frame_->save(size);
+}
+
+void GtkWebWindow::setTitle(std::string_view title) {
+    window_.set_title(std::string(title));
+}
+
+void GtkWebWindow::addScriptMessageHandler(std::string_view name, ScriptMessageHandler handler) {
+    bridge_.addHandler(name, std::move(handler));
+}
+
+void GtkWebWindow::setCookie(const WebCookie& cookie, std::function<void()> completion) {
+    addCookie(webkit_web_view_get_network_session(view_), cookie, std::move(completion));
 }
 
 void GtkWebWindow::loadHtml(std::string_view html) {

@@ -11,6 +11,8 @@
 #include "platform/UserDefaults.h"
 #include "platform/WebWindow.h"
 #include "platform/linux/GtkApplication.h"
+#include "platform/linux/GtkNavigation.h"
+#include "platform/linux/GtkScriptBridge.h"
 #include "platform/linux/WebStorage.h"
 #include "platform/linux/WindowFrame.h"
 
@@ -36,7 +38,10 @@ class GtkWebWindow final : public WebWindow {
     void makeKeyAndOrderFront() override;
     void orderOut() override;
     [[nodiscard]] bool isVisible() const override;
+    void setTitle(std::string_view title) override;
 
+    void addScriptMessageHandler(std::string_view name, ScriptMessageHandler handler) override;
+    void setCookie(const WebCookie& cookie, std::function<void()> completion) override;
     void loadHtml(std::string_view html) override;
     void loadUrl(const std::string& url, std::chrono::seconds timeout) override;
 
@@ -48,7 +53,7 @@ class GtkWebWindow final : public WebWindow {
     static void onTerminated(WebKitWebView* view, WebKitWebProcessTerminationReason reason,
                              gpointer self);
 
-    void makeView(WebStorage& storage);
+    void makeView(WebStorage& storage, const WebWindowOptions& options);
     void allowInspector();
     bool closeRequested();
     void sizeChanged();
@@ -60,7 +65,9 @@ class GtkWebWindow final : public WebWindow {
     UserDefaults& defaults_;
     bool closable_;
     Gtk::ApplicationWindow window_;
+    GtkScriptBridge bridge_;
     WebKitWebView* view_ = nullptr; // owned by the window
+    std::optional<GtkNavigation> navigation_;
     std::optional<WindowFrame> frame_;
     bool sizeUnsaved_ = false;
     sigc::connection saveTimer_;

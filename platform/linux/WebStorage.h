@@ -1,6 +1,7 @@
 // Where the web views of this process keep what pages store: one persistent network session,
 // shared by every window. It is made when the first window needs it, since it starts a process.
-// Its two folders, data and cache, are 0700 from the moment they exist. Main thread only.
+// Its two folders, data and cache, are 0700 from the moment they exist. Cookies that have a date
+// survive the process. Main thread only.
 #pragma once
 
 #include "platform/FileSystem.h"
@@ -22,6 +23,7 @@ class WebStorage {
     [[nodiscard]] WebKitNetworkSession* session();
 
   private:
+    void keepCookies();
     [[nodiscard]] bool makeFolder(const std::filesystem::path& folder);
 
     std::filesystem::path dataFolder_;

@@ -1,0 +1,78 @@
+#include "platform/linux/GtkNavigation.h"
+
+#include <string>
+
+namespace platform::gtk {
+namespace {
+
+std::string urlOf(WebKitNavigationAction* action) {
+    WebKitURIRequest* const request = webkit_navigation_action_get_request(action);
+    const char* const url = request == nullptr ? nullptr : webkit_uri_request_get_uri(request);
+    return url == nullptr ? std::string() : std::string(url);
+}
+
+} // namespace
+
+GtkNavigation::GtkNavigation(WebWindow& window, WebKitWebView* view)
+    : window_(window)
+    , view_(view) {
+    // As WKWebView has it on the desktop; each request still ends in onCreate, which makes none.
+    webkit_settings_set_javascript_can_open_windows_automatically(
+        webkit_web_view_get_settings(view), TRUE);
+    g_signal_connect(view, "decide-policy", G_CALLBACK(onDecidePolicy), this);
+    g_signal_connect(view, "create", G_CALLBACK(onCreate), this);
+    g_signal_connect(view, "load-failed", G_CALLBACK(onLoadFailed), this);
+    g_signal_connect(view, "load-changed", G_CALLBACK(onLoadChanged), this);
+}
+
+GtkNavigation::~GtkNavigation() {
+    g_signal_handlers_disconnect_by_data(view_, this);
+}
+
+gboolean GtkNavigation::onDecidePolicy(WebKitWebView* /*view*/, WebKitPolicyDecision* decision,
+                                       WebKitPolicyDecisionType type, gpointer self) {
+    const WebWindow& window = static_cast<GtkNavigation*>(self)->window_;
+    if (type == WEBKIT_POLICY_DECISION_TYPE_RESPONSE || !window.decideNavigationPolicy) {
+        return FALSE;
+    }
+    WebKitNavigationAction* const action = webkit_navigation_policy_decision_get_navigation_action(
+        WEBKIT_NAVIGATION_POLICY_DECISION(decision));
+    const bool isLink = webkit_navigation_action_get_navigation_type(action) ==
+                            WEBKIT_NAVIGATION_TYPE_LINK_CLICKED &&
+                        webkit_navigation_action_is_redirect(action) == FALSE;
+    const NavigationPolicy policy =
+        window.decideNavigationPolicy({.url = urlOf(action), .isLinkActivated = isLink});
+    if (policy == NavigationPolicy::allow) {
+        return FALSE; // the view goes on as it would
+    }
+    webkit_policy_decision_ignore(decision);
+    return TRUE;
+}
+
+WebKitWebView* GtkNavigation::onCreate(WebKitWebView* /*view*/, WebKitNavigationAction* action,
+                                       gpointer self) {
+    const WebWindow& window = static_cast<GtkNavigation*>(self)->window_;
+    if (window.onNewWindowRequest) {
+        window.onNewWindowRequest(urlOf(action));
+    }
+    return nullptr;
+}
+
+gboolean GtkNavigation::onLoadFailed(WebKitWebView* /*view*/, WebKitLoadEvent /*event*/,
+                                     const char* /*url*/, GError* /*error*/, gpointer self) {
+    static_cast<GtkNavigation*>(self)->failed_ = true;
+    return FALSE; // WebKit's own handler shows its page
+}
+
+void GtkNavigation::onLoadChanged(WebKitWebView* view, WebKitLoadEvent event, gpointer self) {
+    auto* const navigation = static_cast<GtkNavigation*>(self);
+    if (event == WEBKIT_LOAD_STARTED) {
+        navigation->failed_ = false;
+    } else if (event == WEBKIT_LOAD_FINISHED && !navigation->failed_ &&
+               navigation->window_.onDidFinishNavigation) {
+        const char* const title = webkit_web_view_get_title(view);
+        navigation->window_.onDidFinishNavigation(title == nullptr ? "" : title);
+    }
+}
+
+} // namespace platform::gtk
