@@ -27,17 +27,21 @@ class CocoaWebWindow final : public WebWindow {
     void makeKeyAndOrderFront() override;
     void orderOut() override;
     [[nodiscard]] bool isVisible() const override;
+    void setTitle(std::string_view title) override;
 
+    void addScriptMessageHandler(std::string_view name, ScriptMessageHandler handler) override;
+    void setCookie(const WebCookie& cookie, std::function<void()> completion) override;
     void loadHtml(std::string_view html) override;
     // Text that is no URL loads nothing.
     void loadUrl(const std::string& url, std::chrono::seconds timeout) override;
 
   private:
-    void makeView(bool inspectable);
+    void makeView(const WebWindowOptions& options);
 
     NSWindow* window_;
     WKWebView* view_;
     ZorvaneWebWindowDelegate* observer_;
+    std::vector<std::string> handlerNames_;
 };
 
 class CocoaWebWindowFactory final : public WebWindowFactory {

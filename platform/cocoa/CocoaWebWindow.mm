@@ -1,7 +1,10 @@
 #include "platform/cocoa/CocoaWebWindow.h"
 
+#include "platform/cocoa/ScriptMessages.h"
 #include "platform/cocoa/Text.h"
 #include "platform/cocoa/WebWindowDelegate.h"
+
+#include <utility>
 
 namespace platform::cocoa {
 namespace {
@@ -20,6 +23,30 @@ NSWindowStyleMask styleFor(const WebWindowOptions& options) {
     return style;
 }
 
+WKUserScript* scriptFrom(const UserScript& script) {
+    return [[WKUserScript alloc] initWithSource:toFoundation(script.source)
+                                  injectionTime:script.when == ScriptInjectionTime::documentStart
+                                                    ? WKUserScriptInjectionTimeAtDocumentStart
+                                                    : WKUserScriptInjectionTimeAtDocumentEnd
+                               forMainFrameOnly:YES];
+}
+
+// nil when the system refuses these properties.
+NSHTTPCookie* cookieFrom(const WebCookie& cookie) {
+    const std::chrono::duration<double> expires = cookie.expires.time_since_epoch();
+    NSMutableDictionary<NSHTTPCookiePropertyKey, id>* const properties =
+        [NSMutableDictionary dictionary];
+    properties[NSHTTPCookieName] = toFoundation(cookie.name);
+    properties[NSHTTPCookieValue] = toFoundation(cookie.value);
+    properties[NSHTTPCookieDomain] = toFoundation(cookie.domain);
+    properties[NSHTTPCookiePath] = toFoundation(cookie.path);
+    properties[NSHTTPCookieExpires] = [NSDate dateWithTimeIntervalSince1970:expires.count()];
+    if (cookie.secure) {
+        properties[NSHTTPCookieSecure] = @"TRUE";
+    }
+    return [NSHTTPCookie cookieWithProperties:properties];
+}
+
 } // namespace
 
 CocoaWebWindow::CocoaWebWindow(const WebWindowOptions& options)
@@ -34,7 +61,13 @@ CocoaWebWindow::CocoaWebWindow(const WebWindowOptions& options)
         // itself would be freed twice.
         window_.releasedWhenClosed = NO;
         window_.title = toFoundation(options.title);
-        makeView(options.inspectable);
+        if (options.minimumWidth > 0 || options.minimumHeight > 0) {
+            window_.minSize = NSMakeSize(options.minimumWidth, options.minimumHeight);
+        }
+        if (!options.tabbing) {
+            window_.tabbingMode = NSWindowTabbingModeDisallowed;
+        }
+        makeView(options);
         window_.contentView = view_;
         observer_.owner = this;
         observer_.window = window_;
@@ -42,13 +75,22 @@ CocoaWebWindow::CocoaWebWindow(const WebWindowOptions& options)
     }
 }
 
-void CocoaWebWindow::makeView(bool inspectable) {
+void CocoaWebWindow::makeView(const WebWindowOptions& options) {
     WKWebViewConfiguration* const configuration = [[WKWebViewConfiguration alloc] init];
     configuration.websiteDataStore = [WKWebsiteDataStore defaultDataStore];
-    view_ = [[WKWebView alloc] initWithFrame:NSMakeRect(0, 0, 0, 0) configuration:configuration];
+    for (const UserScript& script : options.userScripts) {
+        [configuration.userContentController addUserScript:scriptFrom(script)];
+    }
+    view_ = [[WKWebView alloc]
+        initWithFrame:NSMakeRect(0, 0, options.contentWidth, options.contentHeight)
+        configuration:configuration];
+    if (!options.userAgent.empty()) {
+        view_.customUserAgent = toFoundation(options.userAgent);
+    }
+    view_.allowsBackForwardNavigationGestures = options.backForwardGestures;
     // Before this release, every view of a development build could be inspected, and none else.
     if (@available(macOS 13.3, *)) {
-        view_.inspectable = inspectable;
+        view_.inspectable = options.inspectable;
     }
     view_.navigationDelegate = observer_;
     view_.UIDelegate = observer_;
@@ -56,6 +98,10 @@ void CocoaWebWindow::makeView(bool inspectable) {
 
 CocoaWebWindow::~CocoaWebWindow() {
     observer_.owner = nullptr;
+    for (const std::string& name : handlerNames_) {
+        [view_.configuration.userContentController
+            removeScriptMessageHandlerForName:toFoundation(name)];
+    }
     window_.delegate = nil;
     [window_ close];
 }
@@ -71,6 +117,28 @@ void CocoaWebWindow::makeKeyAndOrderFront() { [window_ makeKeyAndOrderFront:nil]
 void CocoaWebWindow::orderOut() { [window_ orderOut:nil]; }
 
 bool CocoaWebWindow::isVisible() const { return window_.visible; }
+
+void CocoaWebWindow::setTitle(std::string_view title) { window_.title = toFoundation(title); }
+
+void CocoaWebWindow::addScriptMessageHandler(std::string_view name, ScriptMessageHandler handler) {
+    handlerNames_.emplace_back(name);
+    [view_.configuration.userContentController
+        addScriptMessageHandler:[[ZorvaneScriptMessageHandler alloc]
+                                    initWithHandler:std::move(handler)]
+                           name:toFoundation(name)];
+}
+
+void CocoaWebWindow::setCookie(const WebCookie& cookie, std::function<void()> completion) {
+    NSHTTPCookie* const made = cookieFrom(cookie);
+    if (made == nil) {
+        completion();
+        return;
+    }
+    [view_.configuration.websiteDataStore.httpCookieStore setCookie:made
+                                                  completionHandler:^{
+                                                    completion();
+                                                  }];
+}
 
 void CocoaWebWindow::loadHtml(std::string_view html) {
     [view_ loadHTMLString:toFoundation(html) baseURL:nil];

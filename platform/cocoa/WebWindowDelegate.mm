@@ -1,6 +1,12 @@
 #include "platform/cocoa/WebWindowDelegate.h"
 
+#include "platform/cocoa/Text.h"
+
+#include <string>
+
 namespace {
+
+std::string textOf(NSString* text) { return platform::cocoa::fromFoundation(text).value_or(""); }
 
 void callIfSet(platform::WebWindow* owner, std::function<void()> platform::WebWindow::* callback) {
     if (owner != nullptr && owner->*callback) {
@@ -18,6 +24,48 @@ void callIfSet(platform::WebWindow* owner, std::function<void()> platform::WebWi
 
 - (void)webViewWebContentProcessDidTerminate:(WKWebView*)__unused webView {
     callIfSet(self.owner, &platform::WebWindow::onWebProcessTerminated);
+}
+
+- (void)webView:(WKWebView*)__unused webView
+    decidePolicyForNavigationAction:(WKNavigationAction*)navigationAction
+                    decisionHandler:(void (^)(WKNavigationActionPolicy))decisionHandler {
+    const platform::WebWindow* const owner = self.owner;
+    auto policy = platform::NavigationPolicy::allow;
+    if (owner != nullptr && owner->decideNavigationPolicy) {
+        policy = owner->decideNavigationPolicy(
+            {.url = textOf(navigationAction.request.URL.absoluteString),
+             .isLinkActivated = navigationAction.navigationType == WKNavigationTypeLinkActivated});
+    }
+    decisionHandler(policy == platform::NavigationPolicy::allow ? WKNavigationActionPolicyAllow
+                                                                : WKNavigationActionPolicyCancel);
+}
+
+// The view learns a page's title from a task of the page that may run after the load is finished.
+// It is asked for where the page's own scripts cannot change the answer.
+- (void)webView:(WKWebView*)webView didFinishNavigation:(WKNavigation*)__unused navigation {
+    __weak ZorvaneWebWindowDelegate* const weakSelf = self;
+    [webView evaluateJavaScript:@"document.title"
+                        inFrame:nil
+                 inContentWorld:WKContentWorld.defaultClientWorld
+              completionHandler:^(id result, NSError* error) {
+                ZorvaneWebWindowDelegate* const observer = weakSelf;
+                const platform::WebWindow* const owner = observer.owner;
+                if (error == nil && owner != nullptr && owner->onDidFinishNavigation) {
+                    owner->onDidFinishNavigation(
+                        [result isKindOfClass:[NSString class]] ? textOf(result) : "");
+                }
+              }];
+}
+
+- (WKWebView*)webView:(WKWebView*)__unused webView
+    createWebViewWithConfiguration:(WKWebViewConfiguration*)__unused configuration
+               forNavigationAction:(WKNavigationAction*)navigationAction
+                    windowFeatures:(WKWindowFeatures*)__unused windowFeatures {
+    const platform::WebWindow* const owner = self.owner;
+    if (owner != nullptr && owner->onNewWindowRequest) {
+        owner->onNewWindowRequest(textOf(navigationAction.request.URL.absoluteString));
+    }
+    return nil;
 }
 
 - (void)webView:(WKWebView*)__unused webView

@@ -5,6 +5,9 @@
 namespace platform::gtk {
 namespace {
 
+// Where the page's own scripts cannot change what is asked.
+constexpr const char* scriptWorld = "app";
+
 std::string urlOf(WebKitNavigationAction* action) {
     WebKitURIRequest* const request = webkit_navigation_action_get_request(action);
     const char* const url = request == nullptr ? nullptr : webkit_uri_request_get_uri(request);
@@ -26,6 +29,7 @@ GtkNavigation::GtkNavigation(WebWindow& window, WebKitWebView* view)
 }
 
 GtkNavigation::~GtkNavigation() {
+    g_cancellable_cancel(asking_.get());
     g_signal_handlers_disconnect_by_data(view_, this);
 }
 
@@ -64,14 +68,36 @@ gboolean GtkNavigation::onLoadFailed(WebKitWebView* /*view*/, WebKitLoadEvent /*
     return FALSE; // WebKit's own handler shows its page
 }
 
-void GtkNavigation::onLoadChanged(WebKitWebView* view, WebKitLoadEvent event, gpointer self) {
+void GtkNavigation::onLoadChanged(WebKitWebView* /*view*/, WebKitLoadEvent event, gpointer self) {
     auto* const navigation = static_cast<GtkNavigation*>(self);
     if (event == WEBKIT_LOAD_STARTED) {
         navigation->failed_ = false;
-    } else if (event == WEBKIT_LOAD_FINISHED && !navigation->failed_ &&
-               navigation->window_.onDidFinishNavigation) {
-        const char* const title = webkit_web_view_get_title(view);
-        navigation->window_.onDidFinishNavigation(title == nullptr ? "" : title);
+        g_cancellable_cancel(navigation->asking_.get());
+    } else if (event == WEBKIT_LOAD_FINISHED && !navigation->failed_) {
+        navigation->askForTitle();
+    }
+}
+
+// The view learns a page's title from a task of the page that may run after the load is finished,
+// and never if the title is empty.
+void GtkNavigation::askForTitle() {
+    asking_.reset(g_cancellable_new());
+    webkit_web_view_evaluate_javascript(view_, "document.title", -1, scriptWorld, nullptr,
+                                        asking_.get(), onTitle, this);
+}
+
+void GtkNavigation::onTitle(GObject* view, GAsyncResult* result, gpointer self) {
+    GError* raw = nullptr;
+    const GObjectPtr<JSCValue> value(
+        webkit_web_view_evaluate_javascript_finish(WEBKIT_WEB_VIEW(view), result, &raw));
+    const GErrorPtr error(raw);
+    if (error) {
+        return; // another page is coming, or this object is gone
+    }
+    const WebWindow& window = static_cast<GtkNavigation*>(self)->window_;
+    if (window.onDidFinishNavigation) {
+        const GMemory<char> title(jsc_value_to_string(value.get()));
+        window.onDidFinishNavigation(title.get());
     }
 }
 

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "platform/WebWindow.h"
+#include "platform/linux/GObjectPtr.h"
 
 #include <webkit/webkit.h>
 
@@ -25,11 +26,15 @@ class GtkNavigation {
                                    gpointer self);
     static gboolean onLoadFailed(WebKitWebView* view, WebKitLoadEvent event, const char* url,
                                  GError* error, gpointer self);
+    static void onTitle(GObject* view, GAsyncResult* result, gpointer self);
     static void onLoadChanged(WebKitWebView* view, WebKitLoadEvent event, gpointer self);
+
+    void askForTitle();
 
     WebWindow& window_;
     WebKitWebView* view_;
     bool failed_ = false;
+    GObjectPtr<GCancellable> asking_{g_cancellable_new()};
 };
 
 } // namespace platform::gtk

@@ -162,6 +162,11 @@ void DesktopSession::focus(const std::string& window) const {
     ask({"xdotool", "windowactivate", "--sync", window});
 }
 
+void DesktopSession::click(const std::string& window, int x, int y, int button) const {
+    ask({"xdotool", "mousemove", "--window", window, std::to_string(x), std::to_string(y), "click",
+         std::to_string(button)});
+}
+
 void DesktopSession::resize(const std::string& window, int width, int height) const {
     ask({"xdotool", "windowsize", window, std::to_string(width), std::to_string(height)});
 }

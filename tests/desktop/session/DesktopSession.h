@@ -57,6 +57,8 @@ class DesktopSession {
     // A key or a combination in xdotool's words ("ctrl+w"), sent to whatever has the focus.
     void pressKey(const std::string& key) const;
     void focus(const std::string& window) const;
+    // A press and release of a mouse button (1 is the left one) at a place in the window.
+    void click(const std::string& window, int x, int y, int button = 1) const;
     void resize(const std::string& window, int width, int height) const;
     // What a click on the close button does: the window manager is told (_NET_CLOSE_WINDOW of the
     // Extended Window Manager Hints) and asks the application.

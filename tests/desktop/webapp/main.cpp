@@ -88,8 +88,7 @@ class Probe final : public platform::ApplicationDelegate {
             .bridgeName = "bridge",
             .appCookieName = "in_app",
             .appHeaderName = "x-app",
-            .userAgent =
-                value("--agent", std::string(tessel::WebAppWindow::defaultUserAgent))};
+            .userAgent = value("--agent", std::string(tessel::WebAppWindow::defaultUserAgent))};
         if (arguments_.contains("--auth-host")) {
             config.authHosts.insert(arguments_.at("--auth-host"));
         }

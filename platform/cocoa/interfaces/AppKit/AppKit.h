@@ -70,6 +70,10 @@ typedef NS_OPTIONS(NSUInteger, NSWindowStyleMask){
     NSWindowStyleMaskResizable = 1 << 3,
 };
 
+typedef NS_ENUM(NSInteger, NSWindowTabbingMode){
+    NSWindowTabbingModeDisallowed = 2,
+} API_AVAILABLE(macos(10.12));
+
 typedef NSString* NSWindowFrameAutosaveName __attribute__((swift_newtype(struct)));
 
 @interface NSWindow : NSResponder
@@ -82,6 +86,8 @@ typedef NSString* NSWindowFrameAutosaveName __attribute__((swift_newtype(struct)
 @property(nullable, weak) id<NSWindowDelegate> delegate;
 @property(getter=isReleasedWhenClosed) BOOL releasedWhenClosed;
 @property(getter=isVisible, readonly) BOOL visible;
+@property NSSize minSize;
+@property NSWindowTabbingMode tabbingMode API_AVAILABLE(macos(10.12));
 - (BOOL)setFrameAutosaveName:(NSWindowFrameAutosaveName)name;
 - (void)center;
 - (void)close;

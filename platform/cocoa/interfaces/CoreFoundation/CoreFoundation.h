@@ -31,6 +31,7 @@ struct CGRect {
 typedef struct CGRect CGRect;
 
 typedef signed long CFIndex;
+typedef unsigned long CFTypeID;
 typedef const void* CFTypeRef;
 typedef const struct __CFAllocator* CFAllocatorRef;
 typedef const struct __CFString* CFStringRef;
@@ -51,7 +52,12 @@ static inline CFRange CFRangeMake(CFIndex loc, CFIndex len) {
     return range;
 }
 
+CFTypeID CFGetTypeID(CFTypeRef cf);
 void CFRelease(CFTypeRef cf);
+
+// CFNumber.h
+
+CFTypeID CFBooleanGetTypeID(void);
 
 // CFString.h
 

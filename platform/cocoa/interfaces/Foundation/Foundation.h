@@ -45,6 +45,15 @@ NS_INLINE NSRect NSMakeRect(CGFloat x, CGFloat y, CGFloat w, CGFloat h) {
 
 FOUNDATION_EXPORT Class _Nullable NSClassFromString(NSString* aClassName);
 
+typedef CGSize NSSize;
+
+NS_INLINE NSSize NSMakeSize(CGFloat w, CGFloat h) {
+    NSSize size;
+    size.width = w;
+    size.height = h;
+    return size;
+}
+
 @protocol NSCopying
 - (id)copyWithZone:(nullable struct _NSZone*)zone;
 @end
@@ -61,11 +70,25 @@ enum : NSStringEncoding {
                                 length:(NSUInteger)len
                               encoding:(NSStringEncoding)encoding;
 - (BOOL)isEqualToString:(NSString*)aString;
+- (NSUInteger)lengthOfBytesUsingEncoding:(NSStringEncoding)enc;
+@end
+
+@interface NSValue : NSObject <NSCopying>
+@end
+
+@interface NSNumber : NSValue
+@property(readonly) double doubleValue;
+@property(readonly) BOOL boolValue;
+@end
+
+@interface NSDate : NSObject <NSCopying>
++ (instancetype)dateWithTimeIntervalSince1970:(NSTimeInterval)secs;
 @end
 
 @interface NSArray<__covariant ObjectType> : NSObject <NSCopying>
 @property(readonly) NSUInteger count;
 @property(nullable, readonly, copy) ObjectType lastObject;
+- (ObjectType)objectAtIndexedSubscript:(NSUInteger)idx API_AVAILABLE(macos(10.8));
 @end
 
 @interface NSDictionary<__covariant KeyType, __covariant ObjectType> : NSObject <NSCopying>
@@ -73,6 +96,12 @@ enum : NSStringEncoding {
 - (void)enumerateKeysAndObjectsUsingBlock:(void(NS_NOESCAPE ^)(KeyType key, ObjectType obj,
                                                                BOOL* stop))block
     API_AVAILABLE(macos(10.6));
+@end
+
+@interface NSMutableDictionary<KeyType, ObjectType> : NSDictionary <KeyType, ObjectType>
++ (instancetype)dictionary;
+- (void)setObject:(nullable ObjectType)obj
+    forKeyedSubscript:(KeyType<NSCopying>)key API_AVAILABLE(macos(10.8));
 @end
 
 @interface NSError : NSObject <NSCopying>
@@ -84,6 +113,7 @@ enum : NSStringEncoding {
 + (NSURL*)fileURLWithFileSystemRepresentation:(const char*)path
                                   isDirectory:(BOOL)isDir
                                 relativeToURL:(nullable NSURL*)baseURL API_AVAILABLE(macos(10.9));
+@property(nullable, readonly, copy) NSString* absoluteString;
 @property(readonly) const char* fileSystemRepresentation NS_RETURNS_INNER_POINTER
     API_AVAILABLE(macos(10.9));
 @property(nullable, readonly, copy) NSString* pathExtension API_AVAILABLE(macos(10.6));
@@ -99,6 +129,21 @@ typedef NS_ENUM(NSUInteger, NSURLRequestCachePolicy){
 + (instancetype)requestWithURL:(NSURL*)URL
                    cachePolicy:(NSURLRequestCachePolicy)cachePolicy
                timeoutInterval:(NSTimeInterval)timeoutInterval;
+@property(nullable, readonly, copy) NSURL* URL;
+@end
+
+typedef NSString* NSHTTPCookiePropertyKey __attribute__((swift_newtype(struct)));
+FOUNDATION_EXPORT NSHTTPCookiePropertyKey const NSHTTPCookieName API_AVAILABLE(macos(10.2));
+FOUNDATION_EXPORT NSHTTPCookiePropertyKey const NSHTTPCookieValue API_AVAILABLE(macos(10.2));
+FOUNDATION_EXPORT NSHTTPCookiePropertyKey const NSHTTPCookieDomain API_AVAILABLE(macos(10.2));
+FOUNDATION_EXPORT NSHTTPCookiePropertyKey const NSHTTPCookiePath API_AVAILABLE(macos(10.2));
+FOUNDATION_EXPORT NSHTTPCookiePropertyKey const NSHTTPCookieExpires API_AVAILABLE(macos(10.2));
+FOUNDATION_EXPORT NSHTTPCookiePropertyKey const NSHTTPCookieSecure API_AVAILABLE(macos(10.2));
+
+API_AVAILABLE(macos(10.2))
+@interface NSHTTPCookie : NSObject
++ (nullable NSHTTPCookie*)cookieWithProperties:
+    (NSDictionary<NSHTTPCookiePropertyKey, id>*)properties;
 @end
 
 @interface NSBundle : NSObject

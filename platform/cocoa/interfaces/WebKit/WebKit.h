@@ -6,19 +6,79 @@
 
 NS_ASSUME_NONNULL_BEGIN
 
-@class WKFrameInfo, WKOpenPanelParameters, WKWebView;
+@class WKFrameInfo, WKOpenPanelParameters, WKUserContentController, WKWebView, WKWindowFeatures;
 
 API_AVAILABLE(macos(10.10))
 @interface WKNavigation : NSObject
 @end
 
+API_AVAILABLE(macos(11.0))
+@interface WKContentWorld : NSObject
+@property(class, nonatomic, readonly) WKContentWorld* defaultClientWorld;
+@end
+
+typedef NS_ENUM(NSInteger, WKNavigationType){
+    WKNavigationTypeLinkActivated = 0,
+} API_AVAILABLE(macos(10.10));
+
+API_AVAILABLE(macos(10.10))
+@interface WKNavigationAction : NSObject
+@property(nonatomic, readonly) WKNavigationType navigationType;
+@property(nonatomic, readonly, copy) NSURLRequest* request;
+@end
+
+typedef NS_ENUM(NSInteger, WKNavigationActionPolicy){
+    WKNavigationActionPolicyCancel = 0,
+    WKNavigationActionPolicyAllow = 1,
+} API_AVAILABLE(macos(10.10));
+
+API_AVAILABLE(macos(10.13))
+@interface WKHTTPCookieStore : NSObject
+- (void)setCookie:(NSHTTPCookie*)cookie
+    completionHandler:(nullable void (^)(void))completionHandler;
+@end
+
 API_AVAILABLE(macos(10.11))
 @interface WKWebsiteDataStore : NSObject
 + (WKWebsiteDataStore*)defaultDataStore;
+@property(nonatomic, readonly) WKHTTPCookieStore* httpCookieStore API_AVAILABLE(macos(10.13));
+@end
+
+typedef NS_ENUM(NSInteger, WKUserScriptInjectionTime){
+    WKUserScriptInjectionTimeAtDocumentStart = 0,
+    WKUserScriptInjectionTimeAtDocumentEnd = 1,
+} API_AVAILABLE(macos(10.10));
+
+API_AVAILABLE(macos(10.10))
+@interface WKUserScript : NSObject <NSCopying>
+- (instancetype)initWithSource:(NSString*)source
+                 injectionTime:(WKUserScriptInjectionTime)injectionTime
+              forMainFrameOnly:(BOOL)forMainFrameOnly;
+@end
+
+API_AVAILABLE(macos(10.10))
+@interface WKScriptMessage : NSObject
+@property(nonatomic, readonly, copy) id body;
+@property(nonatomic, readonly, copy) NSString* name;
+@end
+
+@protocol WKScriptMessageHandler <NSObject>
+@required
+- (void)userContentController:(WKUserContentController*)userContentController
+      didReceiveScriptMessage:(WKScriptMessage*)message;
+@end
+
+API_AVAILABLE(macos(10.10))
+@interface WKUserContentController : NSObject
+- (void)addUserScript:(WKUserScript*)userScript;
+- (void)addScriptMessageHandler:(id<WKScriptMessageHandler>)scriptMessageHandler
+                           name:(NSString*)name;
+- (void)removeScriptMessageHandlerForName:(NSString*)name;
 @end
 
 API_AVAILABLE(macos(10.10))
 @interface WKWebViewConfiguration : NSObject <NSCopying>
+@property(nonatomic, strong) WKUserContentController* userContentController;
 @property(nonatomic, strong) WKWebsiteDataStore* websiteDataStore API_AVAILABLE(macos(10.11));
 @end
 
@@ -30,11 +90,20 @@ API_AVAILABLE(macos(10.12))
 
 @protocol WKNavigationDelegate <NSObject>
 @optional
+- (void)webView:(WKWebView*)webView
+    decidePolicyForNavigationAction:(WKNavigationAction*)navigationAction
+                    decisionHandler:(void (^)(WKNavigationActionPolicy))decisionHandler;
+- (void)webView:(WKWebView*)webView
+    didFinishNavigation:(null_unspecified WKNavigation*)navigation;
 - (void)webViewWebContentProcessDidTerminate:(WKWebView*)webView API_AVAILABLE(macos(10.11));
 @end
 
 @protocol WKUIDelegate <NSObject>
 @optional
+- (nullable WKWebView*)webView:(WKWebView*)webView
+    createWebViewWithConfiguration:(WKWebViewConfiguration*)configuration
+               forNavigationAction:(WKNavigationAction*)navigationAction
+                    windowFeatures:(WKWindowFeatures*)windowFeatures;
 - (void)webView:(WKWebView*)webView
     runJavaScriptAlertPanelWithMessage:(NSString*)message
                       initiatedByFrame:(WKFrameInfo*)frame
@@ -56,6 +125,15 @@ API_AVAILABLE(macos(10.10))
                 configuration:(WKWebViewConfiguration*)configuration NS_DESIGNATED_INITIALIZER;
 @property(nullable, nonatomic, weak) id<WKNavigationDelegate> navigationDelegate;
 @property(nullable, nonatomic, weak) id<WKUIDelegate> UIDelegate;
+@property(nonatomic, readonly, copy) WKWebViewConfiguration* configuration;
+@property(nonatomic) BOOL allowsBackForwardNavigationGestures;
+@property(nullable, nonatomic, copy) NSString* customUserAgent API_AVAILABLE(macos(10.11));
+- (void)evaluateJavaScript:(NSString*)javaScriptString
+                   inFrame:(nullable WKFrameInfo*)frame
+            inContentWorld:(WKContentWorld*)contentWorld
+         completionHandler:
+             (void (^_Nullable)(_Nullable id result, NSError* _Nullable error))completionHandler
+    API_AVAILABLE(macos(11.0));
 @property(nonatomic, getter=isInspectable) BOOL inspectable API_AVAILABLE(macos(13.3));
 - (nullable WKNavigation*)loadRequest:(NSURLRequest*)request;
 - (nullable WKNavigation*)loadHTMLString:(NSString*)string baseURL:(nullable NSURL*)baseURL;
