@@ -25,13 +25,16 @@
 #include "platform/Queues.h"
 #include "platform/RandomSource.h"
 #include "platform/StatusItem.h"
+#include "platform/UpdateFramework.h"
 #include "platform/UserDefaults.h"
 #include "platform/WebWindow.h"
 #include "platform/Workspace.h"
 
 #include <expected>
+#include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace platform {
 
@@ -39,6 +42,8 @@ namespace platform {
 struct NativeOptions {
     std::string applicationId;      // reverse DNS; also names the folders of private data
     std::string guardianExecutable; // auxiliary executable that ends a child's group with us
+    // Which of two versions is newer, for back ends whose updater has no rule of its own.
+    std::function<bool(std::string_view a, std::string_view than)> isNewerVersion = {};
 };
 
 class NativePlatform {
@@ -66,6 +71,7 @@ class NativePlatform {
     virtual Log& log() = 0;
     virtual NumberFormatter& numberFormatter() = 0;
     virtual NotificationCenter& notificationCenter() = 0;
+    virtual UpdateFramework& updateFramework() = 0;
     virtual WebWindowFactory& webWindows() = 0;
     virtual StatusBar& statusBar() = 0;
     virtual MenuBar& menuBar() = 0;

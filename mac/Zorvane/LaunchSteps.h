@@ -24,14 +24,14 @@ struct LaunchSteps {
     // moved and relaunched, and nothing else of the launch may happen.
     std::function<bool(std::string_view appName, std::string_view devSkipEnvironmentKey,
                        const platform::Environment& environment)>
-        moveToApplicationsIfNeeded;
+        moveToApplicationsIfNeeded = {};
 
     // Makes the updater; nothing when the bundle is not configured for updates. It asks isBusy
     // before it shows an update that nobody asked for.
-    std::function<std::unique_ptr<UpdateChecker>(std::function<bool()> isBusy)> makeUpdater;
+    std::function<std::unique_ptr<UpdateChecker>(std::function<bool()> isBusy)> makeUpdater = {};
 
     // Registers the application at login, once.
-    std::function<void(std::string_view appliedDefaultsKey)> enrollAtLoginOnceByDefault;
+    std::function<void(std::string_view appliedDefaultsKey)> enrollAtLoginOnceByDefault = {};
 };
 
 } // namespace zorvane

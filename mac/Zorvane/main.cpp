@@ -1,6 +1,8 @@
+#include "mac/Tessel/Version.h"
 #include "mac/Zorvane/AppDelegate.h"
 #include "mac/Zorvane/CommandLine.h"
 #include "mac/Zorvane/Installation.h"
+#include "mac/Zorvane/Updates.h"
 #include "platform/Environment.h"
 #include "platform/NativePlatform.h"
 
@@ -68,6 +70,7 @@ zorvane::LaunchSteps launchSteps(platform::NativePlatform& system,
     zorvane::LaunchSteps steps;
     steps.moveToApplicationsIfNeeded =
         zorvane::moveToApplicationsStep(moveFacilities(system, std::move(terminate)));
+    steps.makeUpdater = zorvane::updaterStep(system.bundle(), system.updateFramework());
     steps.enrollAtLoginOnceByDefault = zorvane::enrollAtLoginStep(loginFacilities(system));
     return steps;
 }
@@ -81,8 +84,10 @@ int main(int argc, char** argv) {
         return answer->exitStatus;
     }
     const platform::Environment environment = platform::currentEnvironment();
-    const auto system = platform::makeNativePlatform(
-        {.applicationId = "app.zorvane", .guardianExecutable = "zorvane-guardian"});
+    const auto system =
+        platform::makeNativePlatform({.applicationId = "app.zorvane",
+                                      .guardianExecutable = "zorvane-guardian",
+                                      .isNewerVersion = &tessel::AppVersion::isNewer});
     if (!system) {
         fmt::print(stderr, "Zorvane cannot start: {}\n", system.error());
         return 1;

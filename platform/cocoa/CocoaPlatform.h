@@ -19,6 +19,7 @@
 #include "platform/cocoa/CocoaWorkspace.h"
 #include "platform/cocoa/DispatchQueues.h"
 #include "platform/cocoa/OsLog.h"
+#include "platform/cocoa/SparkleUpdateFramework.h"
 #include "platform/cocoa/crypto/SecurityRandomSource.h"
 #include "platform/cocoa/text/CocoaNumberFormatter.h"
 #include "platform/posix/CurlHttpClient.h"
@@ -60,6 +61,7 @@ class CocoaPlatform final : public NativePlatform {
     Log& log() override { return log_; }
     NumberFormatter& numberFormatter() override { return numberFormatter_; }
     NotificationCenter& notificationCenter() override { return notificationCenter_; }
+    UpdateFramework& updateFramework() override { return updateFramework_; }
     WebWindowFactory& webWindows() override { return webWindows_; }
     StatusBar& statusBar() override { return statusBar_; }
     MenuBar& menuBar() override { return menuBar_; }
@@ -90,6 +92,7 @@ class CocoaPlatform final : public NativePlatform {
     CurlHttpClient httpClient_;
     CocoaApplication application_;
     CocoaAlerts alerts_;
+    SparkleUpdateFramework updateFramework_{NSBundle.mainBundle, log_};
     CocoaWebWindowFactory webWindows_;
     CocoaStatusBar statusBar_;
     CocoaMenuBar menuBar_;

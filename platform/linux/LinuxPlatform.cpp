@@ -1,5 +1,6 @@
 #include "platform/linux/LinuxPlatform.h"
 
+#include "platform/appcast/ThisSystem.h"
 #include "platform/linux/FindApplicationFolders.h"
 
 #include <fmt/format.h>
@@ -35,7 +36,24 @@ LinuxPlatform::LinuxPlatform(const NativeOptions& options, const Environment& en
     , workspace_(mainQueue_, log_)
     , webStorage_(folders_.dataHome / options.applicationId / "webkit",
                   folders_.cacheHome / options.applicationId / "webkit", fileSystem_, log_)
-    , webWindows_(application_, webStorage_, userDefaults_) {}
+    , webWindows_(application_, webStorage_, userDefaults_)
+    , updateUi_([this](const std::string& url) { workspace_.openUrl(url); })
+    , updateFramework_({.http = updateHttp_,
+                        .mainQueue = mainQueue_,
+                        .backgroundQueues = backgroundQueues_,
+                        .clock = clock_,
+                        .defaults = userDefaults_,
+                        .notifications = notificationCenter_,
+                        .application = application_,
+                        .workspace = workspace_,
+                        .ui = updateUi_,
+                        .log = log_},
+                       bundle_,
+                       {.system = appcast::thisSystem(),
+                        .isNewer = options.isNewerVersion,
+                        .readInfo = [this](const std::filesystem::path& folder) {
+                            return readInfoDictionary(folder, log_);
+                        }}) {}
 
 } // namespace gtk
 

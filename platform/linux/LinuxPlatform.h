@@ -4,6 +4,7 @@
 #pragma once
 
 #include "platform/NativePlatform.h"
+#include "platform/appcast/AppcastFramework.h"
 #include "platform/linux/AutostartLoginService.h"
 #include "platform/linux/FolderBundle.h"
 #include "platform/linux/GlibMainQueue.h"
@@ -11,6 +12,7 @@
 #include "platform/linux/GtkApplication.h"
 #include "platform/linux/GtkMenuBar.h"
 #include "platform/linux/GtkPasteboard.h"
+#include "platform/linux/GtkUpdateUi.h"
 #include "platform/linux/GtkWebWindow.h"
 #include "platform/linux/GtkWorkspace.h"
 #include "platform/linux/KeyFileDefaults.h"
@@ -58,6 +60,7 @@ class LinuxPlatform final : public NativePlatform {
     Log& log() override { return log_; }
     NumberFormatter& numberFormatter() override { return numberFormatter_; }
     NotificationCenter& notificationCenter() override { return notificationCenter_; }
+    UpdateFramework& updateFramework() override { return updateFramework_; }
     WebWindowFactory& webWindows() override { return webWindows_; }
     StatusBar& statusBar() override { return menuBar_; }
     MenuBar& menuBar() override { return menuBar_; }
@@ -93,6 +96,9 @@ class LinuxPlatform final : public NativePlatform {
     GtkWorkspace workspace_;
     WebStorage webStorage_;
     GtkWebWindowFactory webWindows_;
+    CurlHttpClient updateHttp_; // so that a download holds nothing else up
+    GtkUpdateUi updateUi_;
+    appcast::AppcastFramework updateFramework_;
 };
 
 } // namespace platform::gtk
