@@ -31,6 +31,7 @@
 #include "platform/Workspace.h"
 
 #include <expected>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <string>
@@ -44,6 +45,9 @@ struct NativeOptions {
     std::string guardianExecutable; // auxiliary executable that ends a child's group with us
     // Which of two versions is newer, for back ends whose updater has no rule of its own.
     std::function<bool(std::string_view a, std::string_view than)> isNewerVersion = {};
+    // A PEM file with the certificate authorities that the update servers are checked against, in
+    // the place of the system's.
+    std::filesystem::path updateAuthorities = {};
 };
 
 class NativePlatform {

@@ -88,6 +88,10 @@ class GtkUpdateUi::PanelWindow : public sigc::trackable {
         }
         addButtons();
         window_.set_child(content_);
+        if (default_ != nullptr) {
+            window_.set_default_widget(*default_);
+            default_->grab_focus();
+        }
     }
 
     void addProgress() {
@@ -113,8 +117,7 @@ class GtkUpdateUi::PanelWindow : public sigc::trackable {
             row.append(button);
             if (index == 0) {
                 button.add_css_class("suggested-action");
-                window_.set_default_widget(button);
-                window_.set_focus(button);
+                default_ = &button;
             }
         }
         if (!panel_.buttons.empty()) {
@@ -156,6 +159,7 @@ class GtkUpdateUi::PanelWindow : public sigc::trackable {
     Gtk::Box content_{Gtk::Orientation::VERTICAL, margin * 2 / 3};
     Gtk::ProgressBar progress_;
     Gtk::Label progressText_;
+    Gtk::Button* default_ = nullptr;
     sigc::connection pulse_;
 };
 

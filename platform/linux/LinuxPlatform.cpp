@@ -37,6 +37,7 @@ LinuxPlatform::LinuxPlatform(const NativeOptions& options, const Environment& en
     , webStorage_(folders_.dataHome / options.applicationId / "webkit",
                   folders_.cacheHome / options.applicationId / "webkit", fileSystem_, log_)
     , webWindows_(application_, webStorage_, userDefaults_)
+    , updateHttp_({.authorities = options.updateAuthorities})
     , updateUi_([this](const std::string& url) { workspace_.openUrl(url); })
     , updateFramework_({.http = updateHttp_,
                         .mainQueue = mainQueue_,

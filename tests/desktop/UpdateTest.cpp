@@ -1,0 +1,163 @@
+// An update as a user meets it: the real panel, a real signed archive over https, the bundle
+// exchanged, and the new version running in the place of the old one.
+#include "tests/desktop/session/DesktopSession.h"
+#include "tests/desktop/session/Waiting.h"
+#include "tests/support/loopback/LoopbackServer.h"
+#include "tests/support/tls/TlsFront.h"
+#include "tests/support/updates/SigningKey.h"
+#include "tests/support/updates/TestBundle.h"
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <fstream>
+#include <map>
+#include <mutex>
+
+namespace desktop {
+namespace {
+
+using test_support::LoopbackServer;
+using test_support::TestBundle;
+using ::testing::HasSubstr;
+
+class Update : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        std::filesystem::create_directory(applications);
+        std::ofstream(applications / "authority.pem") << certificate.certificate;
+        program = readFile(ZORVANE_UPDATE_PROBE);
+        serve();
+        TestBundle old;
+        old.program = program;
+        old.info = updateInfo();
+        bundle = old.write(applications);
+    }
+    void TearDown() override {
+        if (HasFailure()) {
+            const auto* const test = ::testing::UnitTest::GetInstance()->current_test_info();
+            session.keepEvidence(ZORVANE_FAILURES_DIR, fmt::format("Update.{}", test->name()));
+        }
+    }
+
+    std::map<std::string, std::string> updateInfo() const {
+        return {{"SUFeedURL", front.url("/appcast.xml")}, {"SUPublicEDKey", key.publicKeyText()}};
+    }
+    void serve() {
+        TestBundle next{.version = "2", .displayVersion = "2.0"};
+        next.program = program;
+        next.info = updateInfo();
+        archive = next.archive(test_support::ArchiveBuilder::Format::tarZstd);
+        test_support::TestItem item;
+        item.url = front.url("/archive");
+        item.length = std::to_string(archive.size());
+        item.signature = key.signatureText(archive);
+        item.inItem = "<sparkle:releaseNotesLink>https://updates.example/notes</"
+                      "sparkle:releaseNotesLink>";
+        feed = test_support::appcast({item});
+        server.setHandler([this](const LoopbackServer::Request& request) {
+            return LoopbackServer::Reply{.body = request.target == "/archive" ? archive : feed};
+        });
+    }
+    std::unique_ptr<Program> launch() {
+        return session.start({(bundle / "Contents/MacOS/Example").string()},
+                             fmt::format("application-{}", ++launches_));
+    }
+    bool appears(const std::string& title) {
+        return eventually([&] { return session.visibleWindow(title).has_value(); });
+    }
+    bool disappears(const std::string& title) {
+        return eventually([&] { return !session.visibleWindow(title); });
+    }
+    std::string events() const { return readFile(applications / "events"); }
+    std::string version() const {
+        return test_support::readTestInfo(bundle).at("CFBundleVersion").value();
+    }
+
+    DesktopSession session;
+    std::filesystem::path applications = session.folder() / "Applications";
+    test_support::SigningKey key;
+    test_support::Certificate certificate = test_support::makeCertificate();
+    LoopbackServer server;
+    test_support::TlsFront front{server.port(), certificate};
+    std::string program;
+    std::string archive;
+    std::string feed;
+    std::filesystem::path bundle;
+
+  private:
+    int launches_ = 0;
+};
+
+constexpr const char* offerTitle = "Example 2.0 is available";
+
+TEST_F(Update, isInstalledAndTheNewVersionRunsInThePlaceOfTheOldOne) {
+    const auto old = launch();
+    ASSERT_TRUE(appears(offerTitle)) << events() << old->standardError();
+    const auto window = session.visibleWindow(offerTitle);
+    session.focus(*window);
+    const auto shot = session.screenshot(*window);
+    ASSERT_TRUE(shot);
+    EXPECT_GT(shot->distinctColours(), 10U) << "text, a link and three buttons";
+    if (const char* const folder = std::getenv("ZORVANE_SHOW_PANEL")) {
+        session.keepEvidence(folder, "offer");
+    }
+
+    session.pressKey("Return");
+    EXPECT_EQ(old->waitForExit(patience), 0) << old->standardError();
+    EXPECT_TRUE(eventually([&] { return events().find("launched 2\n") != std::string::npos; }))
+        << events() << old->standardError();
+    EXPECT_EQ(events(), "launched 1\nwill relaunch\nwill terminate\nlaunched 2\n");
+    EXPECT_EQ(version(), "2");
+    // The new version clears away what the old one ran from.
+    EXPECT_TRUE(eventually([&] {
+        return std::ranges::distance(std::filesystem::directory_iterator(applications),
+                                     std::filesystem::directory_iterator()) == 3;
+    }));
+}
+
+TEST_F(Update, waitsForAnotherTimeWhenTheUserPressesEscape) {
+    const auto old = launch();
+    ASSERT_TRUE(appears(offerTitle)) << events() << old->standardError();
+    session.focus(*session.visibleWindow(offerTitle));
+    session.pressKey("Escape");
+    EXPECT_TRUE(disappears(offerTitle));
+    EXPECT_TRUE(old->isRunning());
+    EXPECT_EQ(version(), "1");
+    const auto second = launch(); // asks again
+    EXPECT_EQ(second->waitForExit(patience), 0);
+    EXPECT_TRUE(appears(offerTitle));
+}
+
+TEST_F(Update, isSkippedWithTheThirdButton) {
+    const auto old = launch();
+    ASSERT_TRUE(appears(offerTitle)) << events() << old->standardError();
+    session.focus(*session.visibleWindow(offerTitle));
+    session.pressKey("shift+Tab");
+    session.pressKey("shift+Tab");
+    session.pressKey("space");
+    EXPECT_TRUE(disappears(offerTitle));
+    const auto defaults = session.configHome() / "test.zorvane.update/defaults.ini";
+    EXPECT_TRUE(eventually([&] {
+        return readFile(defaults).find("updates.skipped.2=true") != std::string::npos;
+    })) << readFile(defaults);
+    EXPECT_TRUE(old->isRunning());
+}
+
+TEST_F(Update, leavesTheOldVersionRunningWhenTheArchiveWasTamperedWith) {
+    archive[archive.size() / 2] = static_cast<char>(archive[archive.size() / 2] ^ 1);
+    const auto old = launch();
+    ASSERT_TRUE(appears(offerTitle)) << events() << old->standardError();
+    session.focus(*session.visibleWindow(offerTitle));
+    session.pressKey("Return");
+    ASSERT_TRUE(appears("Example 2.0 was not installed"));
+    EXPECT_THAT(old->standardError(), HasSubstr("not signed"));
+    EXPECT_TRUE(old->isRunning());
+    EXPECT_EQ(version(), "1");
+    EXPECT_EQ(readFile(bundle / "Contents/MacOS/Example"), program);
+}
+
+} // namespace
+} // namespace desktop
