@@ -10,8 +10,8 @@
 #include <cerrno>
 #include <csignal>
 #include <fstream>
-#include <iterator>
 #include <set>
+#include <sstream>
 #include <system_error>
 #include <utility>
 
@@ -55,7 +55,10 @@ std::set<pid_t>& unreaped() {
 
 std::string readFile(const std::filesystem::path& file) {
     std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+    std::ostringstream text;
+    // An error on the way ends the text; in /proc that is a process that went away meanwhile.
+    text << stream.rdbuf();
+    return text.str();
 }
 
 Program::Program(const std::vector<std::string>& command, const platform::Environment& environment,
