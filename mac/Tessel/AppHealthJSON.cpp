@@ -15,6 +15,8 @@ namespace {
 using boost::json::array;
 using boost::json::object;
 
+// Members are assigned, never emplaced: libc++ 17 cannot compile object::emplace as C++23.
+
 template <AppHealthEnumeration Enumeration>
 boost::json::string_view rawText(Enumeration value) {
     const auto text = rawValue(value);
@@ -34,7 +36,7 @@ object treeOf(const AppHealthMetrics& metrics) {
     object tree;
     tree.reserve(metrics.size());
     for (const auto& [key, number] : metrics) {
-        tree.emplace(key, number);
+        tree[key] = number;
     }
     return tree;
 }
@@ -55,7 +57,7 @@ object treeOf(const AppBuildAttestation& receipt) {
                 {"sourceCommit", receipt.sourceCommit},
                 {"generatedAt", receipt.generatedAt}};
     if (receipt.verifiedSuites) {
-        tree.emplace("verifiedSuites", treeOf(*receipt.verifiedSuites));
+        tree["verifiedSuites"] = treeOf(*receipt.verifiedSuites);
     }
     return tree;
 }
@@ -83,13 +85,13 @@ object treeOf(const AppHealthReport& report) {
     for (const auto& check : report.checks) {
         checks.emplace_back(treeOf(check));
     }
-    tree.emplace("checks", std::move(checks));
+    tree["checks"] = std::move(checks);
     if (report.attestation) {
-        tree.emplace("attestation", std::visit([](const auto& content) { return treeOf(content); },
-                                               report.attestation->content));
+        tree["attestation"] = std::visit([](const auto& content) { return treeOf(content); },
+                                         report.attestation->content);
     }
     if (report.logKey) {
-        tree.emplace("logKey", *report.logKey);
+        tree["logKey"] = *report.logKey;
     }
     return tree;
 }

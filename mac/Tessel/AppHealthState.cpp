@@ -24,10 +24,10 @@ bool readText(StrictJson::Value object, std::string_view key, Read read) {
 std::string AppHealthState::encoded() const {
     boost::json::object object;
     if (lastVersionBuild) {
-        object.emplace("lastVersionBuild", *lastVersionBuild);
+        object["lastVersionBuild"] = *lastVersionBuild;
     }
     if (lastRunAt) {
-        object.emplace("lastRunAt", formatTimestampWithoutFraction(*lastRunAt));
+        object["lastRunAt"] = formatTimestampWithoutFraction(*lastRunAt);
     }
     return AppHealthJSON::stateData(object);
 }
