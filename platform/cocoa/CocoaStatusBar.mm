@@ -44,7 +44,7 @@ bool CocoaStatusItem::setSymbol(std::string_view name, std::string_view accessib
         if (image == nil) {
             return false;
         }
-        image.template = YES;
+        [image setTemplate:YES];
         item_.button.image = image;
         return true;
     }

@@ -140,7 +140,9 @@ typedef NSString* NSWindowFrameAutosaveName __attribute__((swift_newtype(struct)
 + (nullable instancetype)imageWithSystemSymbolName:(NSString*)name
                           accessibilityDescription:(nullable NSString*)description
     API_AVAILABLE(macos(11.0));
-@property(getter=isTemplate) BOOL template;
+// A property "template" in the SDK, whose compiler takes the C++ keyword for a name.
+- (BOOL)isTemplate;
+- (void)setTemplate:(BOOL)isTemplate;
 @end
 
 typedef NSInteger NSControlStateValue __attribute__((swift_newtype(struct)));
