@@ -13,9 +13,9 @@ namespace test_support {
 
 class TemporaryFolder {
   public:
-    TemporaryFolder() {
-        std::string name =
-            (std::filesystem::temp_directory_path() / "zorvane-test-XXXXXX").string();
+    explicit TemporaryFolder(
+        const std::filesystem::path& parent = std::filesystem::temp_directory_path()) {
+        std::string name = (parent / "zorvane-test-XXXXXX").string();
         if (::mkdtemp(name.data()) == nullptr) {
             throw std::system_error(errno, std::generic_category(), "mkdtemp");
         }
