@@ -158,6 +158,10 @@ void DesktopSession::pressKey(const std::string& key) const {
     ask({"xdotool", "key", "--clearmodifiers", key});
 }
 
+void DesktopSession::click(int x, int y) const {
+    ask({"xdotool", "mousemove", std::to_string(x), std::to_string(y), "click", "1"});
+}
+
 void DesktopSession::focus(const std::string& window) const {
     ask({"xdotool", "windowactivate", "--sync", window});
 }
@@ -204,6 +208,15 @@ void DesktopSession::close(const std::string& window) const {
 std::optional<Screenshot> DesktopSession::screenshot(const std::string& window) const {
     const std::filesystem::path file = folder_ / "screenshot.ppm";
     ask({"import", "-silent", "-window", window, "-depth", "8", file.string()});
+    return Screenshot::read(file);
+}
+
+std::optional<Screenshot> DesktopSession::screenshotOf(const WindowGeometry& area) const {
+    const std::filesystem::path file = folder_ / "screenshot.ppm";
+    ask({"import", "-silent", "-window", "root", "-crop",
+         std::to_string(area.width) + "x" + std::to_string(area.height) + "+" +
+             std::to_string(area.x) + "+" + std::to_string(area.y),
+         "+repage", "-depth", "8", file.string()});
     return Screenshot::read(file);
 }
 

@@ -56,6 +56,7 @@ class DesktopSession {
     [[nodiscard]] WindowGeometry geometry(const std::string& window) const;
     // A key or a combination in xdotool's words ("ctrl+w"), sent to whatever has the focus.
     void pressKey(const std::string& key) const;
+    void click(int x, int y) const;
     void focus(const std::string& window) const;
     // A press and release of a mouse button (1 is the left one) at a place in the window.
     void click(const std::string& window, int x, int y, int button = 1) const;
@@ -66,6 +67,7 @@ class DesktopSession {
 
     // `window` is an X id, or "root".
     [[nodiscard]] std::optional<Screenshot> screenshot(const std::string& window) const;
+    [[nodiscard]] std::optional<Screenshot> screenshotOf(const WindowGeometry& area) const;
     // For a test that failed: STEM.png, the screen, and the output of every program started so far
     // under STEM.NAME.out and STEM.NAME.err.
     void keepEvidence(const std::filesystem::path& folder, std::string stem) const;
