@@ -20,6 +20,8 @@ std::size_t CocoaAlerts::runModal(const Alert& alert) {
         if (alert.buttons.size() > 1) {
             panel.buttons.lastObject.keyEquivalent = @"\033";
         }
+        // By itself an alert forbids the application to quit, without asking the delegate.
+        panel.window.preventsApplicationTerminationWhenModal = NO;
         const NSModalResponse response = [panel runModal];
         const std::size_t last = std::max<std::size_t>(alert.buttons.size(), 1) - 1;
         const NSInteger index = response - NSAlertFirstButtonReturn;

@@ -7,7 +7,9 @@
 // AppKit ends a terminated application with exit(): run() does not return then, objects on the
 // stack of main() are not destroyed, and applicationWillTerminate, called exactly once, is the
 // last word. The signals are taken over when launching has finished; before that nothing is
-// running yet, and they end the process as they always do.
+// running yet, and they end the process as they always do. They arrive while an alert is up too,
+// even one that a task of the main queue shows. A quit that comes while the delegate thinks about
+// another one is cancelled.
 //
 // One instance a user is LaunchServices' rule for what is opened as a bundle: opening it again
 // reopens the running one. An executable that is started directly, by its path, is not held back.
@@ -43,6 +45,7 @@ class CocoaApplication final : public Application {
     // For the delegate object: what AppKit asked it.
     void didFinishLaunching();
     void willTerminate();
+    void signalArrived();
     [[nodiscard]] bool shouldTerminate();
     [[nodiscard]] bool shouldHandleReopen(bool hasVisibleWindows);
     [[nodiscard]] bool shouldTerminateAfterLastWindowClosed();
@@ -51,7 +54,6 @@ class CocoaApplication final : public Application {
     enum class Stage { idle, running, ended };
 
     void watchSignals();
-    void signalArrived();
 
     NSApplication* toolkit_;
     ZorvaneApplicationDelegate* observer_;

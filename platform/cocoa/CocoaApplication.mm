@@ -85,17 +85,24 @@ void CocoaApplication::didFinishLaunching() {
 }
 
 // A signal is ignored only once its source is in place: until then it ends the process, which
-// would otherwise miss it.
+// would otherwise miss it. It comes by way of the run loop and not of the main queue, which rests
+// as long as one of its own tasks shows an alert.
 void CocoaApplication::watchSignals() {
+    ZorvaneApplicationDelegate* const observer = observer_;
     for (const int number : terminationSignals) {
         const dispatch_source_t source =
             dispatch_source_create(DISPATCH_SOURCE_TYPE_SIGNAL, static_cast<uintptr_t>(number), 0,
-                                   dispatch_get_main_queue());
+                                   dispatch_get_global_queue(QOS_CLASS_USER_INITIATED, 0));
         dispatch_source_set_registration_handler(source, ^{
           std::signal(number, SIG_IGN);
         });
         dispatch_source_set_event_handler(source, ^{
-          signalArrived();
+          CFRunLoopPerformBlock(CFRunLoopGetMain(), kCFRunLoopCommonModes, ^{
+            if (observer.application != nullptr) {
+                observer.application->signalArrived();
+            }
+          });
+          CFRunLoopWakeUp(CFRunLoopGetMain());
         });
         dispatch_activate(source);
         signalSources_.push_back(source);
@@ -117,6 +124,9 @@ void CocoaApplication::terminate() {
 bool CocoaApplication::shouldTerminate() {
     if (stage_ != Stage::running) {
         return true; // not launched yet, or ending already
+    }
+    if (asking_) {
+        return false;
     }
     asking_ = true;
     const TerminateReply reply = delegate_->applicationShouldTerminate();

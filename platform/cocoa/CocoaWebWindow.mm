@@ -102,6 +102,11 @@ CocoaWebWindow::~CocoaWebWindow() {
         [view_.configuration.userContentController
             removeScriptMessageHandlerForName:toFoundation(name)];
     }
+    // A page's panel that is still up has to be answered: WebKit raises an exception for a
+    // completion handler that goes uncalled.
+    if (NSWindow* const sheet = window_.attachedSheet; sheet != nil) {
+        [window_ endSheet:sheet];
+    }
     window_.delegate = nil;
     [window_ close];
 }

@@ -14,6 +14,9 @@ void callIfSet(platform::WebWindow* owner, std::function<void()> platform::WebWi
     }
 }
 
+// By itself a sheet forbids the application to quit, without asking the delegate.
+void letQuit(NSWindow* sheet) { sheet.preventsApplicationTerminationWhenModal = NO; }
+
 } // namespace
 
 @implementation ZorvaneWebWindowDelegate
@@ -79,6 +82,7 @@ void callIfSet(platform::WebWindow* owner, std::function<void()> platform::WebWi
     }
     NSAlert* const alert = [[NSAlert alloc] init];
     alert.messageText = message;
+    letQuit(alert.window);
     [alert beginSheetModalForWindow:window
                   completionHandler:^(NSModalResponse) {
                     completionHandler();
@@ -98,6 +102,7 @@ void callIfSet(platform::WebWindow* owner, std::function<void()> platform::WebWi
     alert.messageText = message;
     [alert addButtonWithTitle:@"OK"];
     [alert addButtonWithTitle:@"Cancel"];
+    letQuit(alert.window);
     [alert beginSheetModalForWindow:window
                   completionHandler:^(NSModalResponse answer) {
                     completionHandler(answer == NSAlertFirstButtonReturn);
@@ -117,6 +122,7 @@ void callIfSet(platform::WebWindow* owner, std::function<void()> platform::WebWi
     panel.canChooseFiles = YES;
     panel.canChooseDirectories = parameters.allowsDirectories;
     panel.allowsMultipleSelection = parameters.allowsMultipleSelection;
+    letQuit(panel);
     [panel beginSheetModalForWindow:window
                   completionHandler:^(NSModalResponse answer) {
                     completionHandler(answer == NSModalResponseOK ? panel.URLs : nil);

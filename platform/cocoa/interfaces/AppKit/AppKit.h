@@ -88,6 +88,9 @@ typedef NSString* NSWindowFrameAutosaveName __attribute__((swift_newtype(struct)
 @property(getter=isVisible, readonly) BOOL visible;
 @property NSSize minSize;
 @property NSWindowTabbingMode tabbingMode API_AVAILABLE(macos(10.12));
+@property BOOL preventsApplicationTerminationWhenModal API_AVAILABLE(macos(10.6));
+@property(nullable, readonly, strong) NSWindow* attachedSheet;
+- (void)endSheet:(NSWindow*)sheetWindow API_AVAILABLE(macos(10.9));
 - (BOOL)setFrameAutosaveName:(NSWindowFrameAutosaveName)name;
 - (void)center;
 - (void)close;
@@ -129,6 +132,7 @@ typedef NSString* NSWindowFrameAutosaveName __attribute__((swift_newtype(struct)
 @property(copy) NSString* messageText;
 @property(copy) NSString* informativeText;
 @property(readonly, copy) NSArray<NSButton*>* buttons;
+@property(readonly, strong) NSWindow* window;
 - (NSModalResponse)runModal;
 - (NSButton*)addButtonWithTitle:(NSString*)title;
 - (void)beginSheetModalForWindow:(NSWindow*)sheetWindow

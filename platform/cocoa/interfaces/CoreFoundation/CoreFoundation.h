@@ -1,5 +1,5 @@
 // What Zorvane uses of Core Foundation: the geometry that Foundation's is made of, strings,
-// character sets and number formatters.
+// character sets, number formatters and the main run loop.
 #ifndef ZORVANE_INTERFACE_COREFOUNDATION
 #define ZORVANE_INTERFACE_COREFOUNDATION
 
@@ -39,6 +39,7 @@ typedef struct __CFString* CFMutableStringRef;
 typedef const struct __CFLocale* CFLocaleRef;
 typedef const struct __CFCharacterSet* CFCharacterSetRef;
 typedef struct __CFNumberFormatter* CFNumberFormatterRef;
+typedef struct __CFRunLoop* CFRunLoopRef;
 
 typedef struct {
     CFIndex location;
@@ -108,6 +109,18 @@ CFNumberFormatterRef CFNumberFormatterCreate(CFAllocatorRef allocator, CFLocaleR
 CFStringRef CFNumberFormatterCreateStringWithValue(CFAllocatorRef allocator,
                                                    CFNumberFormatterRef formatter,
                                                    CFNumberType numberType, const void* valuePtr);
+
+// CFRunLoop.h
+
+typedef CFStringRef CFRunLoopMode;
+extern const CFRunLoopMode kCFRunLoopCommonModes;
+
+CFRunLoopRef CFRunLoopGetMain(void);
+void CFRunLoopWakeUp(CFRunLoopRef rl);
+#if __BLOCKS__
+void CFRunLoopPerformBlock(CFRunLoopRef rl, CFTypeRef mode, void (^block)(void))
+    API_AVAILABLE(macos(10.6));
+#endif
 
 #ifdef __cplusplus
 }
