@@ -19,6 +19,9 @@ std::filesystem::path CocoaHost::homeFolder() const {
 }
 
 std::optional<std::filesystem::path> CocoaHost::homeFolderOf(const std::string& user) const {
+    if (user.empty()) {
+        return std::nullopt; // Foundation takes no name for the current user's
+    }
     @autoreleasepool {
         return pathOf([NSFileManager.defaultManager homeDirectoryForUser:toFoundation(user)]);
     }

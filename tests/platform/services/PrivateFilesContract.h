@@ -46,7 +46,7 @@ TEST_P(PrivateFilesContract, readsBackWhatItWrote) {
 }
 
 TEST_P(PrivateFilesContract, writesForTheOwnerOnlyWhateverTheFileCreationMask) {
-    for (const mode_t mask : {0000U, 0022U, 0777U}) {
+    for (const auto mask : {mode_t{0000}, mode_t{0022}, mode_t{0777}}) {
         const ScopedMask scoped(mask);
         ASSERT_TRUE(files->replace(root / "file", "text"));
         EXPECT_EQ(modeOf(root / "file"), 0600U);
