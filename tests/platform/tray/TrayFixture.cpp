@@ -90,31 +90,6 @@ Answer callAndWait(GDBusConnection* connection, const char* name, const char* pa
     return std::move(waiting.answer);
 }
 
-std::string lookUpText(GVariant* dictionary, const char* key) {
-    const char* text = nullptr;
-    return g_variant_lookup(dictionary, key, "&s", &text) != FALSE ? text : "";
-}
-
-std::string describeItem(GVariant* properties) {
-    if (lookUpText(properties, "type") == "separator") {
-        return "-";
-    }
-    std::string text = lookUpText(properties, "label");
-    gboolean enabled = TRUE;
-    gboolean visible = TRUE;
-    gint32 state = 0;
-    (void)g_variant_lookup(properties, "enabled", "b", &enabled);
-    (void)g_variant_lookup(properties, "visible", "b", &visible);
-    (void)g_variant_lookup(properties, "toggle-state", "i", &state);
-    if (enabled == FALSE) {
-        text = "[" + text + "]";
-    }
-    if (state == 1 && lookUpText(properties, "toggle-type") == "checkmark") {
-        text = "* " + text;
-    }
-    return visible != FALSE ? text : "hidden";
-}
-
 } // namespace
 
 bool eventually(const std::function<bool()>& condition, std::chrono::milliseconds limit) {
@@ -260,29 +235,13 @@ std::string Host::text(const char* name) {
     return value ? g_variant_get_string(value.get(), nullptr) : "(none)";
 }
 
-Host::Layout Host::layout() {
+traymenu::Layout Host::layout() {
     const char* const properties[] = {nullptr};
     const Answer answer = menu("GetLayout", g_variant_new("(ii^as)", 0, -1, properties));
     if (!answer.value) {
         throw std::runtime_error(answer.error);
     }
-    Layout layout;
-    GVariant* rootProperties = nullptr;
-    GVariantIter* children = nullptr;
-    g_variant_get(answer.value.get(), "(u(i@a{sv}av))", &layout.revision, nullptr, &rootProperties,
-                  &children);
-    const Variant owned(rootProperties, &g_variant_unref);
-    GVariant* child = nullptr;
-    while (g_variant_iter_loop(children, "v", &child) != FALSE) {
-        gint32 id = 0;
-        GVariant* values = nullptr;
-        g_variant_get(child, "(i@a{sv}@av)", &id, &values, nullptr);
-        layout.ids.push_back(id);
-        layout.items.push_back(describeItem(values));
-        g_variant_unref(values);
-    }
-    g_variant_iter_free(children);
-    return layout;
+    return traymenu::readLayout(answer.value.get());
 }
 
 void Host::aboutToShow() {

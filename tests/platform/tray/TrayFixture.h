@@ -6,6 +6,7 @@
 #include "platform/Log.h"
 #include "platform/linux/GObjectPtr.h"
 #include "platform/linux/tray/TrayStatusItem.h"
+#include "tests/support/traymenu/TrayMenu.h"
 
 #include <gio/gio.h>
 #include <gtest/gtest.h>
@@ -89,14 +90,7 @@ class Host {
     [[nodiscard]] Variant property(const char* name);
     [[nodiscard]] std::string text(const char* property);
 
-    // The menu, one string an item: "ID title", "ID -" for a separator; disabled items in
-    // brackets, checked ones with an asterisk.
-    struct Layout {
-        guint revision = 0;
-        std::vector<int> ids;
-        std::vector<std::string> items;
-    };
-    [[nodiscard]] Layout layout();
+    [[nodiscard]] traymenu::Layout layout();
     void aboutToShow();
     void click(int id);
 
