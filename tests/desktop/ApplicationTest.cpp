@@ -1,13 +1,10 @@
 #include "tests/desktop/ApplicationTest.h"
 
-#include "platform/posix/UniqueFd.h"
+#include "tests/desktop/session/ServerRequest.h"
 
-#include <arpa/inet.h>
 #include <fmt/format.h>
-#include <sys/socket.h>
 
 #include <algorithm>
-#include <array>
 #include <filesystem>
 #include <regex>
 
@@ -23,27 +20,6 @@ std::vector<ServerLaunch> parseLaunches(const std::string& log) {
         launches.push_back({std::stoi((*match)[1]), std::stoi((*match)[2])});
     }
     return launches;
-}
-
-// The status line of GET /api/health, or an empty string.
-std::string askHealth(int port) {
-    const platform::posix::UniqueFd connection(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    constexpr timeval limit{.tv_sec = 2, .tv_usec = 0};
-    ::setsockopt(connection.get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (::connect(connection.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) !=
-        0) {
-        return {};
-    }
-    const std::string request = fmt::format(
-        "GET /api/health HTTP/1.1\r\nHost: 127.0.0.1:{}\r\nConnection: close\r\n\r\n", port);
-    ::send(connection.get(), request.data(), request.size(), MSG_NOSIGNAL);
-    std::array<char, 64> reply{};
-    const ssize_t size = ::recv(connection.get(), reply.data(), reply.size(), MSG_WAITALL);
-    return {reply.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0))};
 }
 
 } // namespace
@@ -94,7 +70,7 @@ std::vector<ServerLaunch> ApplicationTest::serverLaunches(std::size_t atLeast) c
 }
 
 bool ApplicationTest::serverAnswers(int port) const {
-    return askHealth(port).starts_with("HTTP/1.1 200");
+    return ask(port, {.path = "/api/health"}).starts_with("HTTP/1.1 200");
 }
 
 bool ApplicationTest::showsTheStartingPage() const {

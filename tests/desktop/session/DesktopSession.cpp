@@ -134,11 +134,19 @@ std::string DesktopSession::ask(const std::vector<std::string>& command) const {
     return program->standardOutput();
 }
 
-std::optional<std::string> DesktopSession::visibleWindow(const std::string& title) const {
+std::vector<std::string> DesktopSession::visibleWindows(const std::string& title) const {
     std::istringstream answer(
         ask({"xdotool", "search", "--onlyvisible", "--name", "^" + title + "$"}));
-    std::string window;
-    return answer >> window ? std::optional(window) : std::nullopt;
+    std::vector<std::string> windows;
+    for (std::string window; answer >> window;) {
+        windows.push_back(window);
+    }
+    return windows;
+}
+
+std::optional<std::string> DesktopSession::visibleWindow(const std::string& title) const {
+    const std::vector<std::string> windows = visibleWindows(title);
+    return windows.empty() ? std::nullopt : std::optional(windows.front());
 }
 
 WindowGeometry DesktopSession::geometry(const std::string& window) const {

@@ -51,7 +51,9 @@ class DesktopSession {
     // the session itself.
     [[nodiscard]] std::vector<Process> processes() const;
 
-    // The X id of a window that is on the screen and has this title.
+    // The X ids of the windows that are on the screen and have this title.
+    [[nodiscard]] std::vector<std::string> visibleWindows(const std::string& title) const;
+    // One of them.
     [[nodiscard]] std::optional<std::string> visibleWindow(const std::string& title) const;
     [[nodiscard]] WindowGeometry geometry(const std::string& window) const;
     // A key or a combination in xdotool's words ("ctrl+w"), sent to whatever has the focus.

@@ -53,6 +53,18 @@ void Panel::clickFirstItem() const {
     session_.click(height / 3, height / 2);
 }
 
+// The panel runs its tray in a program whose windows bear the program's name: the tray itself, in
+// the panel, and the menus, below it.
+std::optional<WindowGeometry> Panel::menu() const {
+    for (const std::string& window : session_.visibleWindows("wrapper-2.0")) {
+        const WindowGeometry place = session_.geometry(window);
+        if (place.y >= height) {
+            return place;
+        }
+    }
+    return std::nullopt;
+}
+
 bool Panel::showsAnItem() const {
     return eventually([this] {
         const auto shot = session_.screenshotOf({.x = 0, .y = 0, .width = 24, .height = height});

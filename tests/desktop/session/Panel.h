@@ -5,6 +5,7 @@
 #include "tests/desktop/session/DesktopSession.h"
 
 #include <memory>
+#include <optional>
 
 namespace desktop {
 
@@ -16,6 +17,8 @@ class Panel {
 
     // Puts the pointer on the first item of the tray and clicks.
     void clickFirstItem() const;
+    // Where the menu of an item is open.
+    [[nodiscard]] std::optional<WindowGeometry> menu() const;
     // Whether something comes to be drawn in the place of the tray's first item.
     [[nodiscard]] bool showsAnItem() const;
 
