@@ -7,11 +7,12 @@ export CCACHE_BASEDIR := $(CURDIR)
 export CCACHE_NOHASHDIR := 1
 JOBS ?= $(shell nproc 2>/dev/null || sysctl -n hw.ncpu)
 TESTS ?= .
+SOAK_SECONDS ?= 600
 ARGS ?=
 # The framework declarations keep the layout of the headers they stand in for.
 FORMATTED := '*.h' '*.cpp' '*.mm' ':!:platform/cocoa/interfaces'
 
-.PHONY: build run test sanitize tsan bench fuzz format lint screenshots macos package test-package clean
+.PHONY: build run test sanitize tsan soak bench fuzz format lint screenshots macos package test-package clean
 
 build:
 	@tools/setup build
@@ -43,6 +44,14 @@ tsan:
 	cmake --preset tsan
 	cmake --build --preset tsan --parallel $(JOBS)
 	ctest --test-dir build/tsan --output-on-failure --parallel $(JOBS) -L 'unit|integration' -R '$(TESTS)'
+
+# The real application for SOAK_SECONDS while its server is killed and the tray restarted at random;
+# takes its time, so no other target runs it.
+soak:
+	@tools/setup build run test
+	cmake --preset release -DBUILD_TESTING=ON
+	cmake --build --preset release --parallel $(JOBS) --target soak
+	@build/release/tests/soak/soak $(SOAK_SECONDS)
 
 bench:
 	@tools/setup build run test bench

@@ -1,0 +1,194 @@
+#include "tests/support/trayhost/TrayHost.h"
+
+#include <future>
+#include <stdexcept>
+#include <utility>
+
+namespace test_support {
+namespace {
+
+using platform::gtk::GErrorPtr;
+
+constexpr const char* watcherName = "org.kde.StatusNotifierWatcher";
+constexpr const char* watcherPath = "/StatusNotifierWatcher";
+constexpr const char* menuPath = "/MenuBar";
+constexpr const char* menuInterface = "com.canonical.dbusmenu";
+constexpr int patienceMs = 5000;
+
+constexpr const char* introspection = R"xml(<node>
+  <interface name="org.kde.StatusNotifierWatcher">
+    <method name="RegisterStatusNotifierItem"><arg type="s" direction="in"/></method>
+    <property name="IsStatusNotifierHostRegistered" type="b" access="read"/>
+    <signal name="StatusNotifierHostRegistered"/>
+    <signal name="StatusNotifierHostUnregistered"/>
+  </interface>
+</node>)xml";
+
+GDBusInterfaceInfo* watcherInterface() {
+    static GDBusNodeInfo* const node = g_dbus_node_info_new_for_xml(introspection, nullptr);
+    return node->interfaces[0];
+}
+
+std::string textOf(GVariant* properties, const char* key) {
+    const char* text = nullptr;
+    return g_variant_lookup(properties, key, "&s", &text) != FALSE ? text : "";
+}
+
+std::string describe(GVariant* properties) {
+    if (textOf(properties, "type") == "separator") {
+        return "-";
+    }
+    std::string text = textOf(properties, "label");
+    gboolean enabled = TRUE;
+    gint32 state = 0;
+    (void)g_variant_lookup(properties, "enabled", "b", &enabled);
+    (void)g_variant_lookup(properties, "toggle-state", "i", &state);
+    if (enabled == FALSE) {
+        text = "[" + text + "]";
+    }
+    return state == 1 ? "* " + text : text;
+}
+
+} // namespace
+
+TrayHost::TrayHost(const std::string& busAddress)
+    : context_(g_main_context_new())
+    , loop_(g_main_loop_new(context_, FALSE)) {
+    GError* error = nullptr;
+    connection_.reset(g_dbus_connection_new_for_address_sync(
+        busAddress.c_str(),
+        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+        nullptr, nullptr, &error));
+    if (!connection_) {
+        const GErrorPtr owned(error);
+        throw std::runtime_error(error->message);
+    }
+    thread_ = std::thread([this] {
+        g_main_context_push_thread_default(context_);
+        g_main_loop_run(loop_);
+        g_main_context_pop_thread_default(context_);
+    });
+    onOwnThread([this] {
+        static constexpr GDBusInterfaceVTable calls{
+            .method_call = onCall, .get_property = onGet, .set_property = nullptr, .padding = {}};
+        object_ = g_dbus_connection_register_object(
+            connection_.get(), watcherPath, watcherInterface(), &calls, this, nullptr, nullptr);
+    });
+    constexpr guint32 allowReplacementAndReplace = 3;
+    try {
+        (void)call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                   "RequestName", g_variant_new("(su)", watcherName, allowReplacementAndReplace));
+    } catch (...) {
+        finish();
+        throw;
+    }
+}
+
+TrayHost::~TrayHost() {
+    finish();
+}
+
+void TrayHost::finish() {
+    g_dbus_connection_close_sync(connection_.get(), nullptr, nullptr);
+    onOwnThread([this] {
+        g_dbus_connection_unregister_object(connection_.get(), object_);
+        g_main_loop_quit(loop_);
+    });
+    thread_.join();
+    while (g_main_context_iteration(context_, FALSE) != FALSE) {
+    }
+    connection_.reset();
+    g_main_loop_unref(loop_);
+    g_main_context_unref(context_);
+}
+
+void TrayHost::onOwnThread(const std::function<void()>& task) {
+    struct Call {
+        const std::function<void()>& task;
+        std::promise<void> done = {};
+    } call{task};
+    GSource* const source = g_idle_source_new();
+    g_source_set_priority(source, G_PRIORITY_DEFAULT);
+    g_source_set_callback(
+        source,
+        [](gpointer data) -> gboolean {
+            auto* const pending = static_cast<Call*>(data);
+            pending->task();
+            pending->done.set_value();
+            return G_SOURCE_REMOVE;
+        },
+        &call, nullptr);
+    g_source_attach(source, context_);
+    g_source_unref(source);
+    call.done.get_future().wait();
+}
+
+void TrayHost::onCall(GDBusConnection* /*connection*/, const char* /*sender*/, const char* /*path*/,
+                      const char* /*interface*/, const char* /*method*/, GVariant* parameters,
+                      GDBusMethodInvocation* invocation, gpointer self) {
+    const char* service = nullptr;
+    g_variant_get(parameters, "(&s)", &service);
+    auto* const host = static_cast<TrayHost*>(self);
+    {
+        const std::lock_guard lock(host->mutex_);
+        host->registered_.emplace_back(service);
+    }
+    g_dbus_method_invocation_return_value(invocation, nullptr);
+}
+
+GVariant* TrayHost::onGet(GDBusConnection* /*connection*/, const char* /*sender*/,
+                          const char* /*path*/, const char* /*interface*/, const char* /*property*/,
+                          GError** /*error*/, gpointer /*self*/) {
+    return g_variant_new_boolean(TRUE);
+}
+
+std::vector<std::string> TrayHost::registered() const {
+    const std::lock_guard lock(mutex_);
+    return registered_;
+}
+
+TrayHost::Variant TrayHost::call(const char* name, const char* path, const char* interface,
+                                 const char* method, GVariant* parameters) {
+    GError* error = nullptr;
+    Variant answer(g_dbus_connection_call_sync(connection_.get(), name, path, interface, method,
+                                               parameters, nullptr, G_DBUS_CALL_FLAGS_NO_AUTO_START,
+                                               patienceMs, nullptr, &error),
+                   &g_variant_unref);
+    if (!answer) {
+        const GErrorPtr owned(error);
+        throw std::runtime_error(std::string(method) + ": " + error->message);
+    }
+    return answer;
+}
+
+TrayHost::Variant TrayHost::layout(const std::string& item) {
+    (void)call(item.c_str(), menuPath, menuInterface, "AboutToShow", g_variant_new("(i)", 0));
+    const char* const everyProperty[] = {nullptr};
+    const Variant answer = call(item.c_str(), menuPath, menuInterface, "GetLayout",
+                                g_variant_new("(ii^as)", 0, -1, everyProperty));
+    GVariant* children = nullptr;
+    g_variant_get(answer.get(), "(u(i@a{sv}@av))", nullptr, nullptr, nullptr, &children);
+    return {children, &g_variant_unref};
+}
+
+std::vector<std::string> TrayHost::openMenu(const std::string& item) {
+    const Variant children = layout(item);
+    std::vector<std::string> entries;
+    GVariantIter each;
+    g_variant_iter_init(&each, children.get());
+    GVariant* child = nullptr;
+    while (g_variant_iter_loop(&each, "v", &child) != FALSE) {
+        GVariant* properties = nullptr;
+        g_variant_get(child, "(i@a{sv}av)", nullptr, &properties, nullptr);
+        entries.push_back(describe(properties));
+        g_variant_unref(properties);
+    }
+    return entries;
+}
+
+std::size_t TrayHost::openMenuUnread(const std::string& item) {
+    return g_variant_n_children(layout(item).get());
+}
+
+} // namespace test_support
