@@ -145,9 +145,9 @@ TEST_F(AppHealthRunnerTest, runsOnTheFirstLaunchAndThenOnlySubmits) {
 TEST_F(AppHealthRunnerTest, runsAgainWhenTheIntervalHasPassed) {
     const auto runner = make(3600);
     ASSERT_TRUE(runner->runIfNeeded());
-    now += 3600s - 1ns;
+    now += 3600s - 1us;
     EXPECT_EQ(runner->runIfNeeded(), std::nullopt);
-    now += 1ns;
+    now += 1us;
     const auto report = runner->runIfNeeded();
     ASSERT_TRUE(report);
     EXPECT_EQ(report->trigger, AppHealthTrigger::periodic);
