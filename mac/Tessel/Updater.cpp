@@ -1,8 +1,7 @@
 #include "mac/Tessel/Updater.h"
 
+#include "mac/Tessel/Url.h"
 #include "platform/Base64.h"
-
-#include <boost/url/parse.hpp>
 
 #include <cstddef>
 #include <optional>
@@ -25,8 +24,8 @@ bool isPublicKey(std::string_view text) {
 }
 
 bool isHttpsUrl(std::string_view text) {
-    const auto url = boost::urls::parse_uri(text);
-    return url && url->scheme() == "https";
+    const auto url = parseUrl(text);
+    return url && urlScheme(*url) == "https";
 }
 
 } // namespace

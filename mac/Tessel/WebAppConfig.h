@@ -3,14 +3,12 @@
 // page globals and of the bridge go into scripts as they are and must be JavaScript identifiers.
 #pragma once
 
-#include <boost/url/url.hpp>
+#include "mac/Tessel/Url.h"
 
 #include <set>
 #include <string>
 
 namespace tessel {
-
-using Url = boost::urls::url; // RFC 3986
 
 struct WebAppConfig {
     Url origin;            // its host decides what is in the app, and is the cookie's domain

@@ -1,7 +1,8 @@
 #include "mac/Tessel/WebAppRules.h"
 
+#include "mac/Tessel/Url.h"
+
 #include <boost/json/value.hpp>
-#include <boost/url/parse.hpp>
 
 #include <algorithm>
 #include <array>
@@ -44,8 +45,8 @@ std::optional<std::string> hostOf(std::string_view pageUrl) {
     }
     // What follows the authority may hold what a strict parser refuses, and has no say here.
     const std::size_t end = pageUrl.find_first_of("/?#\\", mark + authorityMark.size());
-    const auto parsed = boost::urls::parse_uri(pageUrl.substr(0, end));
-    if (!parsed || !parsed->has_authority() || parsed->host_address().empty()) {
+    const auto parsed = parseUrl(pageUrl.substr(0, end));
+    if (!parsed || !parsed->has_scheme() || parsed->host_address().empty()) {
         return std::nullopt;
     }
     return lowerCase(parsed->host_address());
@@ -71,7 +72,7 @@ bool mayOpenExternally(std::string_view url) {
 }
 
 Url appUrl(const WebAppConfig& config, std::string_view path) {
-    const auto reference = boost::urls::parse_uri_reference(path);
+    const auto reference = parseUrl(path);
     Url absolute;
     if (!reference || !boost::urls::resolve(config.origin, *reference, absolute)) {
         return config.origin;
@@ -107,11 +108,11 @@ std::optional<LinkedMessage> linkedMessage(const WebAppConfig& config, std::stri
     if (!token || !origin) {
         return std::nullopt;
     }
-    const auto url = boost::urls::parse_uri(*origin);
-    if (!url) {
+    const auto url = parseUrl(*origin);
+    if (!url || !url->has_scheme()) {
         return std::nullopt;
     }
-    return LinkedMessage{.token = std::string(*token), .origin = Url(*url)};
+    return LinkedMessage{.token = std::string(*token), .origin = *url};
 }
 
 } // namespace tessel

@@ -81,6 +81,9 @@ TEST(UpdaterConfiguration, refusesAFeedThatFormsNoUrl) {
     EXPECT_FALSE(configuredWithFeed("//zorvane.app/appcast.xml"));
     EXPECT_FALSE(configuredWithFeed("https://zorvane app/appcast.xml"));
     EXPECT_FALSE(configuredWithFeed(" https://zorvane.app/appcast.xml"));
+    EXPECT_FALSE(configuredWithFeed("https://127.0.0.1.evil/appcast.xml"));
+    EXPECT_FALSE(configuredWithFeed("https://[::1].evil/appcast.xml"));
+    EXPECT_FALSE(configuredWithFeed("https://zorvane.app:80evil/appcast.xml"));
 }
 
 TEST(UpdaterConfiguration, isReadFromTheMainBundle) {

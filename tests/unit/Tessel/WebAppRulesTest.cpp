@@ -88,6 +88,21 @@ TEST(NavigationRule, sendsAFollowedLinkWithoutAHostAway) {
     EXPECT_TRUE(leavesTheApp(sampleWebApp(), {.url = "file:///etc", .isLinkActivated = true}));
 }
 
+TEST(PagesOfAnAddress, areNotThoseWhoseHostOnlyBeginsLikeIt) {
+    for (const auto& [origin, page] : std::vector<std::pair<std::string_view, std::string_view>>{
+             {"http://127.0.0.1", "http://127.0.0.1.evil/"},
+             {"http://127.0.0.1:8080", "http://127.0.0.1.evil:8080/"},
+             {"http://127.0.0.1", "http://127.0.0.1evil"},
+             {"http://127.0.0.1", "http://127.0.0.10/"},
+             {"http://127.0.0.1", "http://127.0.0.1@evil.org/"},
+             {"http://127.0.0.1", "//127.0.0.1://127.0.0.1"},
+             {"http://[::1]", "http://[::1].evil/"},
+             {"http://[::1]", "http://[::1]evil:80/"},
+             {"https://app.example.com", "https://app.example.com:80evil/"}}) {
+        EXPECT_FALSE(isInApp(sampleWebApp(origin), page)) << page;
+    }
+}
+
 struct External {
     std::string_view url;
     bool opened;
@@ -137,6 +152,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Place{"https://a.org/", "no url at all", "https://a.org/"},
                     Place{"https://a.org/", "/100%", "https://a.org/"},
                     Place{"https://a.org/", "http://[", "https://a.org/"},
+                    Place{"https://a.org/", "http://127.0.0.1.evil/", "https://a.org/"},
                     Place{"https://a.org/", "/caf\u00e9", "https://a.org/"}));
 
 TEST(AppCookie, livesForFiveYearsOnTheOriginsHost) {
@@ -205,7 +221,11 @@ INSTANTIATE_TEST_SUITE_P(
                     R"({"action":"linked","token":"t","origin":""})",
                     R"({"action":"linked","token":"t","origin":"not a url"})",
                     R"({"action":"linked","token":"t","origin":"/relative"})",
-                    R"({"action":"linked","token":"t","origin":"http://["})"));
+                    R"({"action":"linked","token":"t","origin":"http://["})",
+                    R"({"action":"linked","token":"t","origin":"//a.org/"})",
+                    R"({"action":"linked","token":"t","origin":"http://127.0.0.1.evil/"})",
+                    R"({"action":"linked","token":"t","origin":"http://[::1].evil/"})",
+                    R"({"action":"linked","token":"t","origin":"http://a.org:80x/"})"));
 
 TEST(LinkedMessages, ofAnotherHandlerAreIgnored) {
     EXPECT_FALSE(receive(R"({"action":"linked","token":"t","origin":"http://h"})", "other"));
