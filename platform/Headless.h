@@ -2,6 +2,7 @@
 // that it lends; needs no display and no session. Linked through the target platform_headless.
 #pragma once
 
+#include "platform/Bundle.h"
 #include "platform/Clock.h"
 #include "platform/Environment.h"
 #include "platform/FileSystem.h"
@@ -10,6 +11,8 @@
 #include "platform/PrivateFiles.h"
 #include "platform/Queues.h"
 
+#include <expected>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
@@ -26,6 +29,13 @@ class HeadlessPlatform {
     virtual PrivateFiles& privateFiles() = 0;
     virtual Host& host() = 0;
     virtual HttpClient& httpClient() = 0;
+
+    // The file this process runs, links resolved; empty when the system cannot tell.
+    [[nodiscard]] virtual std::filesystem::path executablePath() = 0;
+    // The dictionary of a property list, such as a bundle's Info.plist; or what was attempted and
+    // why it failed, with the path. Blocks.
+    [[nodiscard]] virtual std::expected<InfoDictionary, std::string>
+    readInfoFile(const std::filesystem::path& path) = 0;
 
     // Hands an absolute URL to the desktop's default handler; why that did not work, if so.
     [[nodiscard]] virtual std::optional<std::string> openUrl(const std::string& url) = 0;

@@ -10,6 +10,9 @@
 
 namespace platform::cocoa {
 
+// What of a dictionary is an Info dictionary; nil gives an empty one. Needs an autorelease pool.
+[[nodiscard]] InfoDictionary infoDictionaryOf(NSDictionary<NSString*, id>* dictionary);
+
 class CocoaBundle final : public Bundle {
   public:
     explicit CocoaBundle(NSBundle* bundle);

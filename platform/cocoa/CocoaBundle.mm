@@ -20,6 +20,19 @@ bool isFileName(std::string_view name) {
 
 } // namespace
 
+InfoDictionary infoDictionaryOf(NSDictionary<NSString*, id>* dictionary) {
+    InfoDictionary values;
+    InfoDictionary* const filled = &values;
+    [dictionary enumerateKeysAndObjectsUsingBlock:^(NSString* key, id value, BOOL*) {
+      if (auto name = fromFoundation(key)) {
+          filled->emplace(*std::move(name), [value isKindOfClass:NSString.class]
+                                                ? fromFoundation(value)
+                                                : std::nullopt);
+      }
+    }];
+    return values;
+}
+
 CocoaBundle::CocoaBundle(NSBundle* bundle) : bundle_(bundle) {}
 
 bool CocoaBundle::isApplication() const {
@@ -70,20 +83,7 @@ std::optional<std::string> CocoaBundle::infoString(std::string_view key) const {
 
 InfoDictionary CocoaBundle::infoDictionary() const {
     @autoreleasepool {
-        InfoDictionary values;
-        if (!isApplication()) {
-            return values;
-        }
-        InfoDictionary* const filled = &values;
-        [bundle_.infoDictionary
-            enumerateKeysAndObjectsUsingBlock:^(NSString* key, id value, BOOL*) {
-              if (auto name = fromFoundation(key)) {
-                  filled->emplace(*std::move(name), [value isKindOfClass:NSString.class]
-                                                        ? fromFoundation(value)
-                                                        : std::nullopt);
-              }
-            }];
-        return values;
+        return isApplication() ? infoDictionaryOf(bundle_.infoDictionary) : InfoDictionary{};
     }
 }
 

@@ -1,4 +1,5 @@
 #include "platform/Headless.h"
+#include "platform/cocoa/CocoaBundle.h"
 #include "platform/cocoa/CocoaHost.h"
 #include "platform/cocoa/DispatchQueues.h"
 #include "platform/cocoa/SupportFolder.h"
@@ -6,6 +7,8 @@
 #include "platform/posix/CurlHttpClient.h"
 #include "platform/posix/PosixFileSystem.h"
 #include "platform/posix/PosixPrivateFiles.h"
+
+#include <fmt/format.h>
 
 #import <AppKit/AppKit.h>
 
@@ -27,6 +30,28 @@ class CocoaHeadless final : public HeadlessPlatform {
     PrivateFiles& privateFiles() override { return privateFiles_; }
     Host& host() override { return host_; }
     HttpClient& httpClient() override { return httpClient_; }
+
+    std::filesystem::path executablePath() override {
+        return CocoaBundle(NSBundle.mainBundle).executablePath();
+    }
+    std::expected<InfoDictionary, std::string>
+    readInfoFile(const std::filesystem::path& path) override {
+        @autoreleasepool {
+            NSError* error = nil;
+            NSURL* const file = [NSURL fileURLWithFileSystemRepresentation:path.c_str()
+                                                               isDirectory:NO
+                                                             relativeToURL:nil];
+            NSDictionary<NSString*, id>* const dictionary =
+                [NSDictionary dictionaryWithContentsOfURL:file error:&error];
+            if (dictionary == nil) {
+                return std::unexpected(
+                    fmt::format("cannot read {}: {}", path.native(),
+                                fromFoundation(error.localizedDescription)
+                                    .value_or("it is no property list that holds a dictionary")));
+            }
+            return infoDictionaryOf(dictionary);
+        }
+    }
 
     std::optional<std::string> openUrl(const std::string& url) override {
         @autoreleasepool {

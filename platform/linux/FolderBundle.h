@@ -1,8 +1,6 @@
 // The bundle found from the running executable: Name.app/Contents/MacOS/executable. The Info
-// dictionary is Contents/Info.plist, an XML property list of at most 1 MiB or a binary one of at
-// most 64 KiB; one that is larger, damaged or no dictionary counts as empty, which is logged. A
-// string that is not well-formed UTF-8 counts as a value that is no string. Immutable after
-// construction; any thread.
+// dictionary is Contents/Info.plist (InfoFile.h); one that is too large, damaged or no dictionary
+// counts as empty, which is logged. Immutable after construction; any thread.
 #pragma once
 
 #include "platform/Bundle.h"

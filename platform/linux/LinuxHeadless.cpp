@@ -1,5 +1,7 @@
 #include "platform/Headless.h"
+#include "platform/linux/FolderBundle.h"
 #include "platform/linux/GObjectPtr.h"
+#include "platform/linux/InfoFile.h"
 #include "platform/linux/LinuxHost.h"
 #include "platform/linux/ThreadPoolQueues.h"
 #include "platform/linux/XdgFolders.h"
@@ -26,6 +28,12 @@ class LinuxHeadless final : public HeadlessPlatform {
     PrivateFiles& privateFiles() override { return privateFiles_; }
     Host& host() override { return host_; }
     HttpClient& httpClient() override { return httpClient_; }
+
+    std::filesystem::path executablePath() override { return runningExecutable(); }
+    std::expected<InfoDictionary, std::string>
+    readInfoFile(const std::filesystem::path& path) override {
+        return platform::readInfoFile(path);
+    }
 
     std::optional<std::string> openUrl(const std::string& url) override {
         GError* error = nullptr;

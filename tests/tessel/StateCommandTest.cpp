@@ -66,7 +66,8 @@ TEST_F(TesselState, keepsBytesUnderAName) {
 TEST_F(TesselState, saysWhatItCannotKeep) {
     EXPECT_EQ(state({"cache", "put", "trash"}, "x").status, 1) << "a folder has that name";
     EXPECT_EQ(state({"cache", "put", "name", folder / "absent"}).error,
-              "tessel: cannot read " + (folder / "absent").string() + "\n");
+              "tessel: cannot read " + (folder / "absent").string() +
+                  ": No such file or directory\n");
 }
 
 TEST_F(TesselState, setsThingsAside) {
@@ -105,10 +106,34 @@ TEST(TesselOrigin, printsTheFirstSourceThatQualifies) {
     EXPECT_EQ(runTool(asked).output, "https://p.example\n");
     EXPECT_EQ(runTool(asked, {}, {{"MY_ORIGIN", "https://e.example/x"}}).output,
               "https://e.example/x\n");
-    auto fed = asked;
-    fed.insert(fed.end(), {"--feed", "https://f.example:444/appcast.xml"});
-    EXPECT_EQ(runTool(fed).output, "https://f.example:444\n");
     EXPECT_EQ(runTool({"origin", "--env-key", "K", "--placeholder", "no url"}).status, 2);
+}
+
+TEST(TesselOrigin, takesTheHostOfTheUpdateFeedInAnInfoDictionary) {
+    const test_support::TemporaryFolder folder;
+    const std::string info = folder / "Info.plist";
+    const auto originFor = [&](const std::string& values) {
+        std::ofstream(info) << R"(<?xml version="1.0" encoding="UTF-8"?><plist version="1.0">)"
+                            << values << "</plist>";
+        return runTool({"origin", "--env-key", "MY_ORIGIN", "--placeholder", "https://p.example",
+                        "--info", info});
+    };
+    EXPECT_EQ(originFor("<dict><key>SUFeedURL</key>"
+                        "<string>https://f.example:444/appcast.xml</string></dict>")
+                  .output,
+              "https://f.example:444\n");
+    EXPECT_EQ(originFor("<dict><key>SUFeedURL</key><true/></dict>").output, "https://p.example\n");
+    EXPECT_EQ(originFor("<dict/>").output, "https://p.example\n");
+    const auto noDictionary = originFor("<array/>");
+    EXPECT_EQ(noDictionary.status, 1);
+    EXPECT_THAT(noDictionary.error, HasSubstr("tessel: cannot "));
+    EXPECT_THAT(noDictionary.error, HasSubstr(info));
+    EXPECT_THAT(noDictionary.output, IsEmpty());
+    std::filesystem::remove(info);
+    const auto missing = runTool(
+        {"origin", "--env-key", "MY_ORIGIN", "--placeholder", "https://p.example", "--info", info});
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_THAT(missing.error, HasSubstr("No such file"));
 }
 
 TEST(TesselVerifyUrl, exitsWithItsAnswer) {

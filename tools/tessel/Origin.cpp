@@ -13,7 +13,7 @@ struct OriginOptions {
     std::string environmentKey;
     std::string placeholder;
     std::string app;
-    std::string feed;
+    std::string info;
 };
 
 void printOrigin(const OriginOptions& options, Tool& tool) {
@@ -23,16 +23,21 @@ void printOrigin(const OriginOptions& options, Tool& tool) {
         tool.status = 2;
         return;
     }
+    const auto platform = platform::makeHeadlessPlatform(tool.environment);
     std::optional<tessel::Credentials> credentials;
     if (!options.app.empty()) {
-        const auto platform = platform::makeHeadlessPlatform(tool.environment);
         credentials =
             openStore({.app = options.app, .overrideKey = {}}, *platform, tool.environment)
                 .loadCredentials();
     }
     std::optional<platform::InfoDictionary> info;
-    if (!options.feed.empty()) {
-        info = platform::InfoDictionary{{"SUFeedURL", options.feed}};
+    if (!options.info.empty()) {
+        auto read = platform->readInfoFile(options.info);
+        if (!read) {
+            tool.fail(read.error());
+            return;
+        }
+        info = *std::move(read);
     }
     const auto origin = tessel::ServerOrigin::resolve(options.environmentKey, credentials,
                                                       *placeholder, tool.environment, info);
@@ -76,11 +81,14 @@ void addOrigin(CLI::App& app, Tool& tool) {
         ->type_name("URL");
     origin->add_option("--app", options->app, "The application whose credentials may name it")
         ->type_name("NAME");
-    origin->add_option("--feed", options->feed, "The update feed, whose host is asked next")
-        ->type_name("URL");
+    origin
+        ->add_option("--info", options->info,
+                     "The application's Info.plist, whose update feed (SUFeedURL) is asked next")
+        ->type_name("FILE");
     origin->footer(examples(
         {"tessel origin --env-key MY_ORIGIN --placeholder https://account.example",
-         "tessel origin --env-key MY_ORIGIN --app Zorvane --placeholder https://account.example"}));
+         "tessel origin --env-key MY_ORIGIN --app Zorvane --placeholder https://account.example",
+         "tessel origin --env-key MY_ORIGIN --info Info.plist --placeholder https://a.example"}));
     origin->callback([options, &tool] { printOrigin(*options, tool); });
     addVerifyUrl(app, tool);
 }

@@ -96,6 +96,9 @@ enum : NSStringEncoding {
 - (void)enumerateKeysAndObjectsUsingBlock:(void(NS_NOESCAPE ^)(KeyType key, ObjectType obj,
                                                                BOOL* stop))block
     API_AVAILABLE(macos(10.6));
++ (nullable NSDictionary<NSString*, ObjectType>*)
+    dictionaryWithContentsOfURL:(NSURL*)url
+                          error:(NSError* _Nullable* _Nullable)error API_AVAILABLE(macos(10.13));
 @end
 
 @interface NSMutableDictionary<KeyType, ObjectType> : NSDictionary <KeyType, ObjectType>
