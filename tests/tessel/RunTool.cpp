@@ -64,6 +64,12 @@ std::vector<std::string> mergedEnvironment(const std::map<std::string, std::stri
 
 ToolResult runTool(const std::vector<std::string>& arguments, const std::string& input,
                    const std::map<std::string, std::string>& environment) {
+    return runProgram(TESSEL_EXECUTABLE, arguments, input, environment);
+}
+
+ToolResult runProgram(const std::string& program, const std::vector<std::string>& arguments,
+                      const std::string& input,
+                      const std::map<std::string, std::string>& environment) {
     const File in = temporaryFile();
     const File out = temporaryFile();
     const File err = temporaryFile();
@@ -75,15 +81,15 @@ ToolResult runTool(const std::vector<std::string>& arguments, const std::string&
     posix_spawn_file_actions_adddup2(&actions, fileno(in.get()), STDIN_FILENO);
     posix_spawn_file_actions_adddup2(&actions, fileno(out.get()), STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, fileno(err.get()), STDERR_FILENO);
-    std::vector<std::string> words = {TESSEL_EXECUTABLE};
+    std::vector<std::string> words = {program};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<std::string> variables = mergedEnvironment(environment);
     pid_t pid = 0;
-    const int failure = posix_spawn(&pid, TESSEL_EXECUTABLE, &actions, nullptr,
+    const int failure = posix_spawn(&pid, program.c_str(), &actions, nullptr,
                                     pointers(words).data(), pointers(variables).data());
     posix_spawn_file_actions_destroy(&actions);
     if (failure != 0) {
-        throw std::runtime_error(std::string("cannot start tessel: ") + std::strerror(failure));
+        throw std::runtime_error("cannot start " + program + ": " + std::strerror(failure));
     }
     int status = 0;
     while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {

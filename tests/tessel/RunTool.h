@@ -19,4 +19,10 @@ struct ToolResult {
                                  const std::string& input = {},
                                  const std::map<std::string, std::string>& environment = {});
 
+// The same for another file than the `tessel` that was built.
+[[nodiscard]] ToolResult runProgram(const std::string& program,
+                                    const std::vector<std::string>& arguments,
+                                    const std::string& input = {},
+                                    const std::map<std::string, std::string>& environment = {});
+
 } // namespace tool::test

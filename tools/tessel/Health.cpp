@@ -5,8 +5,6 @@
 
 #include <fmt/format.h>
 
-#include <array>
-#include <cstdio>
 #include <exception>
 #include <utility>
 
@@ -27,24 +25,6 @@ void StoreOptions::addLimits(CLI::App& command) {
 OpenStore::OpenStore(const StoreOptions& options)
     : random_(platform::makeRandomSource())
     , store_(options.root, files_, *random_, options.historyLimit, options.pendingLimit) {}
-
-std::optional<std::string> contentOf(const std::string& file) {
-    const auto close = [](std::FILE* open) { std::fclose(open); };
-    std::unique_ptr<std::FILE, decltype(close)> opened;
-    if (file != "-") {
-        opened.reset(std::fopen(file.c_str(), "rbe"));
-    }
-    std::FILE* const input = file == "-" ? stdin : opened.get();
-    if (input == nullptr) {
-        return std::nullopt;
-    }
-    std::string content;
-    std::array<char, 4096> chunk{};
-    while (const std::size_t count = std::fread(chunk.data(), 1, chunk.size(), input)) {
-        content.append(chunk.data(), count);
-    }
-    return std::ferror(input) != 0 ? std::nullopt : std::optional(std::move(content));
-}
 
 void guarded(Tool& tool, const std::function<void()>& action) {
     try {

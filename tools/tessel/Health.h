@@ -39,9 +39,6 @@ class OpenStore {
     tessel::AppHealthStore store_;
 };
 
-// All bytes of the file, or of standard input for "-"; absent when they cannot be read.
-[[nodiscard]] std::optional<std::string> contentOf(const std::string& file);
-
 // Makes what the action throws the command's failure: every message of a validation on a line.
 void guarded(Tool& tool, const std::function<void()>& action);
 

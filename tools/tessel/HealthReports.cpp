@@ -4,6 +4,7 @@
 #include "mac/Tessel/AppHealthReportFile.h"
 #include "mac/Tessel/AppHealthValidator.h"
 #include "mac/Tessel/JsonText.h"
+#include "tools/tessel/FileContent.h"
 #include "tools/tessel/Health.h"
 
 #include <boost/json/array.hpp>
@@ -38,10 +39,11 @@ void addFile(CLI::App& command, Options& options) {
 std::optional<std::string> input(const Options& options, Tool& tool) {
     auto content = contentOf(options.file);
     if (!content) {
-        tool.fail(fmt::format("cannot read {}", options.file));
+        tool.fail(content.error());
         tool.status = 2;
+        return std::nullopt;
     }
-    return content;
+    return *std::move(content);
 }
 
 void validate(const Options& options, Tool& tool) {

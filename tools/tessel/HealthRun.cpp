@@ -4,6 +4,7 @@
 #include "mac/Tessel/AppHealthSchema.h"
 #include "mac/Tessel/StrictJson.h"
 #include "platform/posix/PosixCommandRunner.h"
+#include "tools/tessel/FileContent.h"
 #include "tools/tessel/Health.h"
 #include "tools/tessel/HealthPlan.h"
 
@@ -179,7 +180,12 @@ void run(const Options& options, Tool& tool, const Plan& plan) {
 
 void runPlan(const Options& options, Tool& tool) {
     const auto text = contentOf(options.plan);
-    const auto plan = text ? readPlan(*text) : std::unexpected(std::string("it cannot be read"));
+    if (!text) {
+        tool.fail(text.error());
+        tool.status = 2;
+        return;
+    }
+    const auto plan = readPlan(*text);
     if (!plan) {
         tool.fail(fmt::format("{}: {}", options.plan, plan.error()));
         tool.status = 2;

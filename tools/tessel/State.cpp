@@ -1,13 +1,11 @@
 // tessel state: an application's private folder, its caches and its trash.
+#include "tools/tessel/FileContent.h"
 #include "tools/tessel/OpenStore.h"
 #include "tools/tessel/Tool.h"
 
 #include <fmt/format.h>
 
 #include <cstdio>
-#include <fstream>
-#include <iostream>
-#include <iterator>
 
 namespace tool {
 namespace {
@@ -18,25 +16,14 @@ struct Options {
     std::string file = "-";
 };
 
-std::optional<std::string> contentOf(const std::string& file) {
-    if (file == "-") {
-        return std::string(std::istreambuf_iterator<char>(std::cin), {});
-    }
-    std::ifstream stream(file, std::ios::binary);
-    if (!stream) {
-        return std::nullopt;
-    }
-    return std::string(std::istreambuf_iterator<char>(stream), {});
-}
-
 void putCache(const tessel::StateStore& store, const Options& options, Tool& tool) {
     const auto content = contentOf(options.file);
     if (!content) {
-        tool.fail(fmt::format("cannot read {}", options.file));
+        tool.fail(content.error());
         return;
     }
     store.saveCache(*content, options.name);
-    if (store.loadCache(options.name) != content) {
+    if (store.loadCache(options.name) != *content) {
         tool.fail(fmt::format("cannot write {}", store.cacheURL(options.name).native()));
     }
 }

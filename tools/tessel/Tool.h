@@ -31,6 +31,7 @@ void addState(CLI::App& app, Tool& tool);
 void addCredentials(CLI::App& app, Tool& tool);
 void addOrigin(CLI::App& app, Tool& tool); // and verify-url
 void addLink(CLI::App& app, Tool& tool);
+void addWeb(CLI::App& app, Tool& tool); // and script
 void addHealth(CLI::App& app, Tool& tool);
 void addCompletion(CLI::App& app, Tool& tool); // last: it describes the others
 

@@ -18,6 +18,7 @@ int main(int argc, char** argv) {
     tool::addCredentials(app, tool);
     tool::addOrigin(app, tool);
     tool::addLink(app, tool);
+    tool::addWeb(app, tool);
     tool::addHealth(app, tool);
     tool::addCompletion(app, tool);
     try {
