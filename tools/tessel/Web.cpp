@@ -102,7 +102,8 @@ A link to another host opens in the browser. Each token that a page mints is one
 line of JSON: {"event":"linked","origin":"..."}; with --reveal it has the token.
 Closing the window ends the command. An application that is open already is
 brought to the front instead. Its cookies and storage are kept between runs.
-)";
+The window is a program of its own, tessel-web, beside tessel or in
+)" TESSEL_PROGRAMS_FOLDER " from there.\n";
 
 } // namespace
 
