@@ -7,8 +7,25 @@
 #include <sys/socket.h>
 
 #include <array>
+#include <cstdlib>
+#include <string_view>
 
 namespace desktop {
+namespace {
+
+// Servers may leave it to the client to close the connection first.
+bool isComplete(const std::string& reply) {
+    constexpr std::string_view lengthField = "\r\nContent-Length: ";
+    const std::size_t headEnd = reply.find("\r\n\r\n");
+    const std::size_t field = reply.find(lengthField);
+    if (headEnd == std::string::npos || field >= headEnd) {
+        return false;
+    }
+    const auto length = std::strtoul(reply.c_str() + field + lengthField.size(), nullptr, 10);
+    return reply.size() >= headEnd + 4 + length;
+}
+
+} // namespace
 
 std::string ask(int port, const ServerRequest& request) {
     const platform::posix::UniqueFd connection(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
@@ -29,7 +46,11 @@ std::string ask(int port, const ServerRequest& request) {
     ::send(connection.get(), text.data(), text.size(), MSG_NOSIGNAL);
     std::string reply;
     std::array<char, 4096> part{};
-    for (ssize_t size = 0; (size = ::recv(connection.get(), part.data(), part.size(), 0)) > 0;) {
+    while (!isComplete(reply)) {
+        const ssize_t size = ::recv(connection.get(), part.data(), part.size(), 0);
+        if (size <= 0) {
+            break;
+        }
         reply.append(part.data(), static_cast<std::size_t>(size));
     }
     return reply;

@@ -12,7 +12,7 @@ struct ServerRequest {
 };
 
 // The whole reply, its head first. An empty string when nobody listens; what had come when the
-// server was silent for two seconds.
+// server closed the connection or was silent for two seconds.
 [[nodiscard]] std::string ask(int port, const ServerRequest& request);
 
 } // namespace desktop
