@@ -15,17 +15,27 @@ bool isContinuation(std::uint8_t byte) {
     return (byte & 0xC0U) == 0x80U;
 }
 
-// Length of the leading run of ASCII characters, eight at a time.
-std::size_t asciiRun(std::string_view text) {
+// Whether as many bytes, a multiple of eight, are ASCII.
+template <std::size_t count>
+bool areAscii(const char* bytes) {
     constexpr std::uint64_t highBits = 0x8080808080808080U;
-    std::size_t index = 0;
-    while (index + sizeof(std::uint64_t) <= text.size()) {
+    std::uint64_t all = 0;
+    for (std::size_t index = 0; index < count; index += sizeof all) {
         std::uint64_t word = 0;
-        std::memcpy(&word, text.data() + index, sizeof word);
-        if ((word & highBits) != 0) {
-            break;
-        }
-        index += sizeof word;
+        std::memcpy(&word, bytes + index, sizeof word);
+        all |= word;
+    }
+    return (all & highBits) == 0;
+}
+
+// Length of the leading run of ASCII characters, many at a time.
+std::size_t asciiRun(std::string_view text) {
+    std::size_t index = 0;
+    while (index + 32 <= text.size() && areAscii<32>(text.data() + index)) {
+        index += 32;
+    }
+    while (index + 8 <= text.size() && areAscii<8>(text.data() + index)) {
+        index += 8;
     }
     while (index < text.size() && byteAt(text, index) < 0x80U) {
         ++index;

@@ -5,15 +5,17 @@
 
 #include "mac/Tessel/AppHealthEnumerations.h"
 
+#include <boost/container/flat_map.hpp>
+
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <string>
 #include <utility>
 
 namespace tessel {
 
-using AppHealthMetrics = std::map<std::string, double>;
+// In the order of the names' bytes, in one piece of memory: a report holds thousands.
+using AppHealthMetrics = boost::container::flat_map<std::string, double>;
 
 struct AppHealthCheck {
     using Outcome = std::pair<AppHealthStatus, AppHealthMetrics>;

@@ -2,6 +2,7 @@
 
 #include "mac/Tessel/AppHealthSchema.h"
 #include "mac/Tessel/AppHealthValidationError.h"
+#include "mac/Tessel/KnownMembers.h"
 
 #include <fmt/format.h>
 
@@ -24,35 +25,43 @@ std::optional<std::int64_t> integerOf(std::string_view text) {
 }
 
 // The fields of one object; every reader throws when the field is not what it is asked for.
+template <const auto& keys>
 class Fields {
   public:
+    using Key = typename KnownMembers<keys>::Key;
+
     Fields(Value object, std::string_view description)
         : object_(object)
+        , members_(object)
         , description_(description) {
         if (!object.isObject()) {
             throw AppHealthValidationError({fmt::format("{} is not an object", description)});
         }
     }
 
-    [[nodiscard]] Field given(std::string_view key) const {
-        const Field field = object_.find(key);
+    void rejectOtherKeys() const {
+        if (!members_.areAll()) {
+            rejectUnknownKeys(object_, keys, description_);
+        }
+    }
+
+    [[nodiscard]] Field given(Key key) const {
+        const Field field = members_[key];
         return field && !field->isNull() ? field : std::nullopt;
     }
 
-    [[nodiscard]] Value value(std::string_view key) const {
-        return present(object_.find(key), key);
-    }
+    [[nodiscard]] Value value(Key key) const { return present(members_[key], key); }
 
-    [[nodiscard]] std::string text(std::string_view key) const {
+    [[nodiscard]] std::string text(Key key) const {
         return std::string(present(value(key).string(), key));
     }
 
     template <AppHealthEnumeration Enumeration>
-    [[nodiscard]] Enumeration caseOf(std::string_view key) const {
+    [[nodiscard]] Enumeration caseOf(Key key) const {
         return present(fromRawValue<Enumeration>(present(value(key).string(), key)), key);
     }
 
-    [[nodiscard]] std::vector<std::string> texts(std::string_view key) const {
+    [[nodiscard]] std::vector<std::string> texts(Key key) const {
         const Value array = value(key);
         require(array.isArray(), key);
         std::vector<std::string> texts;
@@ -62,32 +71,39 @@ class Fields {
         return texts;
     }
 
-    [[nodiscard]] AppHealthMetrics metrics(std::string_view key) const {
+    [[nodiscard]] AppHealthMetrics metrics(Key key) const {
         const Value object = value(key);
         require(object.isObject(), key);
-        AppHealthMetrics metrics;
+        AppHealthMetrics::sequence_type metrics;
+        metrics.reserve(object.size());
         for (const StrictJson::Member metric : object.members()) {
-            // Stored documents are sorted: each key belongs at the end.
-            metrics.emplace_hint(metrics.end(), metric.key, present(metric.value.number(), key));
+            metrics.emplace_back(metric.key, present(metric.value.number(), key));
         }
-        return metrics;
+        AppHealthMetrics sorted;
+        if (object.isSorted()) {
+            sorted.adopt_sequence(boost::container::ordered_unique_range, std::move(metrics));
+        } else {
+            sorted.adopt_sequence(std::move(metrics));
+        }
+        return sorted;
     }
 
     template <class Content>
-    [[nodiscard]] Content present(const std::optional<Content>& content,
-                                  std::string_view key) const {
+    [[nodiscard]] Content present(const std::optional<Content>& content, Key key) const {
         require(content.has_value(), key);
         return *content;
     }
 
-    void require(bool holds, std::string_view key) const {
+    void require(bool holds, Key key) const {
         if (!holds) {
-            throw AppHealthValidationError({fmt::format("{}.{} is invalid", description_, key)});
+            throw AppHealthValidationError(
+                {fmt::format("{}.{} is invalid", description_, key.text)});
         }
     }
 
   private:
     Value object_;
+    KnownMembers<keys> members_;
     std::string_view description_;
 };
 
@@ -111,8 +127,8 @@ std::vector<AnyCodingKey> AnyCodingKey::keysOf(StrictJson::Value object) {
 
 void rejectUnknownKeys(StrictJson::Value object, std::span<const std::string_view> allowed,
                        std::string_view description) {
-    for (const AnyCodingKey& key : AnyCodingKey::keysOf(object)) {
-        if (std::ranges::find(allowed, key.stringValue) == allowed.end()) {
+    for (const StrictJson::Member member : object.members()) {
+        if (std::ranges::find(allowed, member.key) == allowed.end()) {
             throw AppHealthValidationError(
                 {fmt::format("{} has content-bearing fields", description)});
         }
@@ -120,8 +136,8 @@ void rejectUnknownKeys(StrictJson::Value object, std::span<const std::string_vie
 }
 
 AppHealthCheckResult AppHealthDecoding::checkResult(StrictJson::Value object) {
-    const Fields fields(object, "check");
-    rejectUnknownKeys(object, AppHealthSchema::checkKeys, "check");
+    const Fields<AppHealthSchema::checkKeys> fields(object, "check");
+    fields.rejectOtherKeys();
     const double duration = fields.present(fields.value("durationMs").number(), "durationMs");
     fields.require(AppHealthSchema::validWholeNumber(duration), "durationMs");
     return {
@@ -134,8 +150,8 @@ AppHealthCheckResult AppHealthDecoding::checkResult(StrictJson::Value object) {
 }
 
 AppBuildAttestation AppHealthDecoding::buildAttestation(StrictJson::Value object) {
-    const Fields fields(object, "attestation receipt");
-    rejectUnknownKeys(object, AppHealthSchema::receiptKeys, "attestation receipt");
+    const Fields<AppHealthSchema::receiptKeys> fields(object, "attestation receipt");
+    fields.rejectOtherKeys();
     AppBuildAttestation receipt;
     receipt.schemaVersion = fields.text("schemaVersion");
     receipt.app = fields.text("app");
@@ -150,8 +166,8 @@ AppBuildAttestation AppHealthDecoding::buildAttestation(StrictJson::Value object
 }
 
 AppHealthAttestationEnvelope AppHealthDecoding::envelope(StrictJson::Value object) {
-    const Fields fields(object, "attestation");
-    rejectUnknownKeys(object, AppHealthSchema::envelopeKeys, "attestation");
+    const Fields<AppHealthSchema::envelopeKeys> fields(object, "attestation");
+    fields.rejectOtherKeys();
     return {
         .gatesVerified = fields.present(fields.value("gatesVerified").boolean(), "gatesVerified"),
         .verifiedSuites = fields.texts("verifiedSuites"),
@@ -165,7 +181,7 @@ AppHealthAttestation AppHealthDecoding::attestation(StrictJson::Value object) {
 }
 
 AppHealthReport AppHealthDecoding::report(StrictJson::Value object) {
-    const Fields fields(object, "report");
+    const Fields<AppHealthSchema::reportKeys> fields(object, "report");
     AppHealthReport report;
     report.schemaVersion = fields.text("schemaVersion");
     report.app = fields.text("app");

@@ -1,5 +1,6 @@
 #include "mac/Tessel/AppHealthSchema.h"
 
+#include "mac/Tessel/EightBytes.h"
 #include "mac/Tessel/Timestamp.h"
 
 #include <cmath>
@@ -8,6 +9,11 @@
 
 namespace tessel {
 namespace {
+
+using eightBytes::bytesBetween;
+using eightBytes::everyMark;
+using eightBytes::load;
+using eightBytes::repeat;
 
 enum Class : std::uint8_t { none = 0, lower = 1, upper = 2, digit = 4, separator = 8 };
 
@@ -37,10 +43,52 @@ bool isDigit(char character) {
     return isOneOf(character, digit);
 }
 
+constexpr unsigned stableLetters = lower | digit;
+constexpr unsigned metricLetters = lower | upper | digit;
+
+// Which bytes of a name are what, as marks.
+template <unsigned letters>
+struct NameMarks {
+    explicit NameMarks(std::uint64_t word)
+        : separators(bytesBetween(word, '-', '.') | bytesBetween(word, '_', '_'))
+        , others(~separators & everyMark & ~bytesBetween(word, '0', '9') &
+                 ~bytesBetween((letters & upper) != 0 ? word | repeat(0x20) : word, 'a', 'z')) {
+        others |= word & everyMark; // not ASCII
+    }
+
+    std::uint64_t separators;
+    std::uint64_t others;
+};
+
+// The same as isSeparatedName(), for 8 bytes and more.
+template <unsigned letters>
+bool isLongSeparatedName(std::string_view text) {
+    std::uint64_t wrong = 0;
+    std::uint64_t before = everyMark; // a separator in front of it all
+    const auto check = [&](std::size_t start) {
+        const NameMarks<letters> marks(load(text.data() + start));
+        const std::uint64_t shifted = marks.separators << 8 | before >> 56;
+        wrong |= marks.others | (marks.separators & shifted);
+        before = marks.separators;
+    };
+    const std::size_t last = text.size() - 8;
+    for (std::size_t start = 0; start < last; start += 8) {
+        check(start);
+    }
+    // The last eight bytes, whether or not some of them have been seen.
+    before = last == 0 ? everyMark : std::uint64_t{isOneOf(text[last - 1], separator)} << 63;
+    check(last);
+    return wrong == 0;
+}
+
 // 1 to 80 bytes: characters of `letters` with single separators between them.
-bool isSeparatedName(std::string_view text, unsigned letters) {
+template <unsigned letters>
+bool isSeparatedName(std::string_view text) {
     if (text.empty() || text.size() > 80 || isOneOf(text.back(), separator)) {
         return false;
+    }
+    if (text.size() >= 8) {
+        return isLongSeparatedName<letters>(text);
     }
     bool separatorBefore = true;
     for (const char character : text) {
@@ -90,11 +138,11 @@ bool AppHealthSchema::validApp(std::string_view text) {
 }
 
 bool AppHealthSchema::validStableID(std::string_view text) {
-    return isSeparatedName(text, lower | digit);
+    return isSeparatedName<stableLetters>(text);
 }
 
 bool AppHealthSchema::validMetricKey(std::string_view text) {
-    return isSeparatedName(text, lower | upper | digit);
+    return isSeparatedName<metricLetters>(text);
 }
 
 bool AppHealthSchema::validBoundedIdentity(std::string_view text, std::size_t maximum,
@@ -158,10 +206,6 @@ bool AppHealthSchema::validLogKey(std::string_view key, std::string_view app,
     }
     key.remove_suffix(extension.size());
     return isFileStem(key);
-}
-
-bool AppHealthSchema::validMetricValue(double number) {
-    return std::isfinite(number) && std::abs(number) <= largestNumber;
 }
 
 bool AppHealthSchema::validWholeNumber(double number) {

@@ -47,7 +47,9 @@ struct AppHealthSchema {
     [[nodiscard]] static bool validLogKey(std::string_view key, std::string_view app,
                                           std::string_view build);
 
-    [[nodiscard]] static bool validMetricValue(double number);
+    [[nodiscard]] static bool validMetricValue(double number) {
+        return number >= -largestNumber && number <= largestNumber;
+    }
     // A whole number from 0 to 1e12: "durationMs", "bundleBytes".
     [[nodiscard]] static bool validWholeNumber(double number);
 };

@@ -13,7 +13,12 @@ struct JsonNumber {
 
     // The number at the beginning of the text, with the longest text that is one. Absent when there
     // is none, or when it is too large for a finite double.
-    [[nodiscard]] static std::optional<JsonNumber> read(std::string_view text);
+    [[nodiscard]] static std::optional<JsonNumber> read(std::string_view text) {
+        const JsonNumber number = readIfAny(text.data(), text.data() + text.size());
+        return number.end != nullptr ? std::optional(number) : std::nullopt;
+    }
+    // The same, with a null `end` for what is absent: a result that fits into two registers.
+    [[nodiscard]] static JsonNumber readIfAny(const char* begin, const char* end);
 
     // The way taken where the standard library cannot read doubles without a locale: the same
     // result, more slowly. The text is a number and nothing else.

@@ -3,12 +3,14 @@
 #include "mac/Tessel/AppHealthAttestation.h"
 #include "mac/Tessel/AppHealthReport.h"
 #include "mac/Tessel/AppHealthSchema.h"
+#include "mac/Tessel/KnownMembers.h"
+#include "mac/Tessel/UniqueKeys.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
-#include <span>
+#include <cstdint>
 #include <unordered_set>
 #include <utility>
 
@@ -47,14 +49,49 @@ bool isGiven(Field field) {
     return field && !field->isNull();
 }
 
-bool hasOnly(Value object, std::span<const std::string_view> keys) {
-    for (const StrictJson::Member member : object.members()) {
-        if (std::ranges::find(keys, member.key) == keys.end()) {
+// Which identifiers there have been. Of an honest document's number they are kept without asking
+// for memory.
+class SeenTexts {
+  public:
+    // Whether it is new.
+    bool add(std::string_view text) {
+        if (count_ == few) {
+            return !isAmongFew(text) && more_.insert(text).second;
+        }
+        std::uint16_t& slot = slotOf(text);
+        if (slot != 0) {
             return false;
         }
+        texts_[count_++] = text;
+        slot = static_cast<std::uint16_t>(count_);
+        return true;
     }
-    return true;
-}
+
+  private:
+    static constexpr std::size_t few = Schema::mostChecks;
+    static constexpr std::size_t slots = 2 * few;
+
+    bool isAmongFew(std::string_view text) { return slotOf(text) != 0; }
+
+    // The slot of a text, free if the text is new. However the texts are chosen, it is one of the
+    // first few after where it should be.
+    std::uint16_t& slotOf(std::string_view text) {
+        std::size_t slot = UniqueKeys::slotOf(text, slots);
+        while (table_[slot] != 0 && texts_[table_[slot] - std::size_t{1}] != text) {
+            slot = (slot + 1) % slots;
+        }
+        return table_[slot];
+    }
+
+    std::array<std::uint16_t, slots> table_{}; // index + 1
+    std::array<std::string_view, few> texts_;
+    std::size_t count_ = 0;
+    std::unordered_set<std::string_view> more_;
+};
+
+// What a report's metrics say about its checks, and then what they may say.
+constexpr std::array<std::string_view, 7> summaryKeys{
+    "checks", "passed", "failed", "warnings", "skipped", "totalDurationMs", "bundleBytes"};
 
 } // namespace
 
@@ -86,55 +123,48 @@ AppHealthStatus RawAppHealthValidator::Summary::rollup() const {
                           : AppHealthStatus::pass;
 }
 
-void RawAppHealthValidator::require(bool holds, std::string_view message) {
-    if (!holds) {
-        errors_.emplace_back(message);
-    }
-}
-
-void RawAppHealthValidator::require(bool holds, const Path& path, std::string_view suffix) {
-    if (!holds) {
-        errors_.push_back(path.text() + std::string(suffix));
-    }
+void RawAppHealthValidator::addError(const Path& path, std::string_view suffix) {
+    errors_.push_back(path.text() + std::string(suffix));
 }
 
 void RawAppHealthValidator::validateReport(Value root) {
-    validateIdentity(root);
-    const auto status = caseOf<AppHealthStatus>(root.find("status"));
+    const ReportMembers members(root);
+    validateIdentity(members);
+    const auto status = caseOf<AppHealthStatus>(members["status"]);
     require(status.has_value(), "bad report status");
     Summary summary;
-    validateChecks(root.find("checks"), summary);
+    validateChecks(members["checks"], summary);
     require(!status || *status == summary.rollup(), "report status does not match checks");
-    const auto metrics = root.find("metrics");
+    const auto metrics = members["metrics"];
     validateMetrics(metrics, {"metrics"});
     validateSummary(metrics, summary);
-    const auto attestation = root.find("attestation");
+    const auto attestation = members["attestation"];
     if (isGiven(attestation)) {
         validateAttestation(*attestation, root);
     }
-    const auto logKey = root.find("logKey");
+    const auto logKey = members["logKey"];
     if (isGiven(logKey)) {
         const auto key = textOf(logKey);
-        const auto app = textOf(root.find("app"));
-        const auto build = textOf(root.find("build"));
+        const auto app = textOf(members["app"]);
+        const auto build = textOf(members["build"]);
         require(key && app && build && Schema::validLogKey(*key, *app, *build), "bad logKey");
     }
 }
 
-void RawAppHealthValidator::validateIdentity(Value root) {
-    require(hasOnly(root, Schema::reportKeys), "report has content-bearing fields");
-    require(isText(root.find("schemaVersion"), AppHealthReport::currentSchemaVersion),
+void RawAppHealthValidator::validateIdentity(const ReportMembers& members) {
+    require(members.areAll(), "report has content-bearing fields");
+    require(isText(members["schemaVersion"], AppHealthReport::currentSchemaVersion),
             "bad schemaVersion");
-    require(isTextThat(root.find("app"), Schema::validApp), "bad app");
-    require(caseOf<AppHealthChannel>(root.find("channel")).has_value(), "bad channel");
-    require(isTextThat(root.find("version"), Schema::validVersion), "bad version");
-    require(isTextThat(root.find("build"), Schema::validBuild), "bad build");
-    const auto commit = root.find("sourceCommit");
+    require(isTextThat(members["app"], Schema::validApp), "bad app");
+    require(caseOf<AppHealthChannel>(members["channel"]).has_value(), "bad channel");
+    require(isTextThat(members["version"], Schema::validVersion), "bad version");
+    require(isTextThat(members["build"], Schema::validBuild), "bad build");
+    const auto commit = members["sourceCommit"];
     require(isText(commit, "") || isTextThat(commit, Schema::validSourceCommit),
             "bad sourceCommit");
-    require(caseOf<AppHealthArtifact>(root.find("artifact")).has_value(), "bad artifact");
-    require(caseOf<AppHealthTrigger>(root.find("trigger")).has_value(), "bad trigger");
-    require(isTextThat(root.find("generatedAt"), Schema::validTimestamp), "bad generatedAt");
+    require(caseOf<AppHealthArtifact>(members["artifact"]).has_value(), "bad artifact");
+    require(caseOf<AppHealthTrigger>(members["trigger"]).has_value(), "bad trigger");
+    require(isTextThat(members["generatedAt"], Schema::validTimestamp), "bad generatedAt");
 }
 
 void RawAppHealthValidator::validateChecks(std::optional<Value> checks, Summary& summary) {
@@ -143,38 +173,39 @@ void RawAppHealthValidator::validateChecks(std::optional<Value> checks, Summary&
         return;
     }
     require(checks->size() <= Schema::mostChecks, "too many checks");
-    std::unordered_set<std::string_view> ids;
-    ids.reserve(std::min(checks->size(), Schema::mostChecks));
+    SeenTexts ids;
     for (const Value check : checks->elements()) {
         const Path path{"checks", summary.checks++};
         if (!check.isObject()) {
             require(false, path, " not object");
             continue;
         }
-        require(hasOnly(check, Schema::checkKeys), path, " has content-bearing fields");
-        const auto id = textOf(check.find("id"));
+        const CheckMembers members(check);
+        require(members.areAll(), path, " has content-bearing fields");
+        const auto id = textOf(members["id"]);
         if (id && Schema::validStableID(*id)) {
-            require(ids.insert(*id).second, path, ".id is duplicated");
+            require(ids.add(*id), path, ".id is duplicated");
         } else {
             require(false, path, ".id is invalid");
         }
-        validateCheck(check, path, summary);
+        validateCheck(members, path, summary);
     }
 }
 
-void RawAppHealthValidator::validateCheck(Value check, const Path& path, Summary& summary) {
-    require(caseOf<AppHealthCategory>(check.find("category")).has_value(), path,
+void RawAppHealthValidator::validateCheck(const CheckMembers& members, const Path& path,
+                                          Summary& summary) {
+    require(caseOf<AppHealthCategory>(members["category"]).has_value(), path,
             ".category is invalid");
-    const auto status = caseOf<AppHealthStatus>(check.find("status"));
+    const auto status = caseOf<AppHealthStatus>(members["status"]);
     require(status.has_value(), path, ".status is invalid");
     if (status) {
         summary.count(*status);
     }
-    const auto duration = numberOf(check.find("durationMs"));
+    const auto duration = numberOf(members["durationMs"]);
     const bool validDuration = duration && Schema::validWholeNumber(*duration);
     require(validDuration, path, ".durationMs is invalid");
     summary.totalDurationMs += validDuration ? *duration : 0;
-    validateMetrics(check.find("metrics"), {path.base, path.index, ".metrics"});
+    validateMetrics(members["metrics"], {path.base, path.index, ".metrics"});
 }
 
 void RawAppHealthValidator::validateMetrics(std::optional<Value> metrics, const Path& path) {
@@ -191,24 +222,20 @@ void RawAppHealthValidator::validateMetrics(std::optional<Value> metrics, const 
 }
 
 void RawAppHealthValidator::validateSummary(std::optional<Value> metrics, const Summary& summary) {
-    const auto find = [&metrics](std::string_view key) {
-        return metrics ? metrics->find(key) : std::nullopt;
+    using Members = KnownMembers<summaryKeys>;
+    const Members members = metrics ? Members(*metrics) : Members();
+    const std::array<double, summaryKeys.size() - 1> expected{
+        static_cast<double>(summary.checks),  static_cast<double>(summary.passed),
+        static_cast<double>(summary.failed),  static_cast<double>(summary.warnings),
+        static_cast<double>(summary.skipped), summary.totalDurationMs,
     };
-    const std::array<std::pair<std::string_view, double>, 6> expected{{
-        {"checks", static_cast<double>(summary.checks)},
-        {"passed", static_cast<double>(summary.passed)},
-        {"failed", static_cast<double>(summary.failed)},
-        {"warnings", static_cast<double>(summary.warnings)},
-        {"skipped", static_cast<double>(summary.skipped)},
-        {"totalDurationMs", summary.totalDurationMs},
-    }};
-    for (const auto& [key, value] : expected) {
-        const Path path{.base = "metrics.", .member = key};
-        const auto number = numberOf(find(key));
+    for (std::size_t place = 0; place < expected.size(); ++place) {
+        const Path path{.base = "metrics.", .member = summaryKeys[place]};
+        const auto number = numberOf(members.at(place));
         require(number.has_value(), path, " is invalid");
-        require(!number || *number == value, path, " does not match checks");
+        require(!number || *number == expected[place], path, " does not match checks");
     }
-    const auto bundleBytes = find("bundleBytes");
+    const auto bundleBytes = members["bundleBytes"];
     const auto bytes = numberOf(bundleBytes);
     require(!bundleBytes || (bytes && Schema::validWholeNumber(*bytes)),
             "metrics.bundleBytes is invalid");
@@ -241,16 +268,17 @@ void RawAppHealthValidator::validateAttestation(Value attestation, Value report)
         require(false, path, " must be an object");
         return;
     }
-    const auto receipt = attestation.find("receipt");
+    const KnownMembers<Schema::envelopeKeys> members(attestation);
+    const auto receipt = members["receipt"];
     if (!receipt) {
         validateReceipt(attestation, path);
         validateReceiptIdentity(attestation, report, path);
         return;
     }
-    require(hasOnly(attestation, Schema::envelopeKeys), path, " has content-bearing fields");
-    const auto gates = attestation.find("gatesVerified");
+    require(members.areAll(), path, " has content-bearing fields");
+    const auto gates = members["gatesVerified"];
     require(gates && gates->boolean() == true, path, ".gatesVerified must be true");
-    validateSuites(attestation.find("verifiedSuites"), {"attestation.verifiedSuites"});
+    validateSuites(members["verifiedSuites"], {"attestation.verifiedSuites"});
     if (!receipt->isObject()) {
         require(false, path, ".receipt must be an object");
         return;
@@ -260,17 +288,18 @@ void RawAppHealthValidator::validateAttestation(Value attestation, Value report)
 }
 
 void RawAppHealthValidator::validateReceipt(Value receipt, const Path& path) {
-    require(hasOnly(receipt, Schema::receiptKeys), path, " has content-bearing fields");
-    require(isText(receipt.find("schemaVersion"), AppBuildAttestation::currentSchemaVersion), path,
+    const KnownMembers<Schema::receiptKeys> members(receipt);
+    require(members.areAll(), path, " has content-bearing fields");
+    require(isText(members["schemaVersion"], AppBuildAttestation::currentSchemaVersion), path,
             ".schemaVersion is invalid");
-    require(isTextThat(receipt.find("app"), Schema::validApp), path, ".app is invalid");
-    require(isTextThat(receipt.find("version"), Schema::validVersion), path, ".version is invalid");
-    require(isTextThat(receipt.find("build"), Schema::validBuild), path, ".build is invalid");
-    require(isTextThat(receipt.find("sourceCommit"), Schema::validSourceCommit), path,
+    require(isTextThat(members["app"], Schema::validApp), path, ".app is invalid");
+    require(isTextThat(members["version"], Schema::validVersion), path, ".version is invalid");
+    require(isTextThat(members["build"], Schema::validBuild), path, ".build is invalid");
+    require(isTextThat(members["sourceCommit"], Schema::validSourceCommit), path,
             ".sourceCommit is invalid");
-    require(isTextThat(receipt.find("generatedAt"), Schema::validTimestamp), path,
+    require(isTextThat(members["generatedAt"], Schema::validTimestamp), path,
             ".generatedAt is invalid");
-    const auto suites = receipt.find("verifiedSuites");
+    const auto suites = members["verifiedSuites"];
     if (isGiven(suites)) {
         validateSuites(suites, {.base = path.base, .member = ".verifiedSuites"});
     }

@@ -4,6 +4,8 @@
 #pragma once
 
 #include "mac/Tessel/AppHealthEnumerations.h"
+#include "mac/Tessel/AppHealthSchema.h"
+#include "mac/Tessel/KnownMembers.h"
 #include "mac/Tessel/StrictJson.h"
 
 #include <cstddef>
@@ -38,6 +40,9 @@ class RawAppHealthValidator {
     [[nodiscard]] std::vector<std::string> takeErrors() { return std::move(errors_); }
 
   private:
+    using ReportMembers = KnownMembers<AppHealthSchema::reportKeys>;
+    using CheckMembers = KnownMembers<AppHealthSchema::checkKeys>;
+
     // What the checks add up to, recomputed.
     struct Summary {
         std::size_t checks = 0;
@@ -51,17 +56,26 @@ class RawAppHealthValidator {
         [[nodiscard]] AppHealthStatus rollup() const;
     };
 
-    void validateIdentity(Value root);
+    void validateIdentity(const ReportMembers& members);
     void validateChecks(std::optional<Value> checks, Summary& summary);
-    void validateCheck(Value check, const Path& path, Summary& summary);
+    void validateCheck(const CheckMembers& members, const Path& path, Summary& summary);
     void validateMetrics(std::optional<Value> metrics, const Path& path);
     void validateSummary(std::optional<Value> metrics, const Summary& summary);
     void validateSuites(std::optional<Value> suites, const Path& path);
     void validateAttestation(Value attestation, Value report);
     void validateReceiptIdentity(Value receipt, Value report, const Path& path);
 
-    void require(bool holds, std::string_view message);
-    void require(bool holds, const Path& path, std::string_view suffix);
+    void require(bool holds, std::string_view message) {
+        if (!holds) {
+            errors_.emplace_back(message);
+        }
+    }
+    void require(bool holds, const Path& path, std::string_view suffix) {
+        if (!holds) {
+            addError(path, suffix);
+        }
+    }
+    void addError(const Path& path, std::string_view suffix);
 
     std::vector<std::string> errors_;
 };

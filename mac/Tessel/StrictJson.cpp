@@ -1,52 +1,47 @@
 #include "mac/Tessel/StrictJson.h"
 
+#include "mac/Tessel/EightBytes.h"
 #include "mac/Tessel/JsonNumber.h"
 #include "mac/Tessel/UniqueKeys.h"
 #include "platform/Utf8.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstddef>
-#include <cstring>
 #include <limits>
 #include <utility>
 
 namespace tessel {
 namespace {
 
-constexpr std::uint64_t everyByte(unsigned char byte) {
-    return 0x0101010101010101U * byte;
-}
-
-// The high bit of each byte that is zero; bytes above a zero one may be marked wrongly.
-constexpr std::uint64_t zeroBytes(std::uint64_t word) {
-    return (word - everyByte(0x01)) & ~word & everyByte(0x80);
-}
-
-// The same for quotation marks, backslashes and control characters.
-constexpr std::uint64_t specialBytes(std::uint64_t word) {
-    const std::uint64_t control = (word - everyByte(0x20)) & ~word & everyByte(0x80);
-    return zeroBytes(word ^ everyByte('"')) | zeroBytes(word ^ everyByte('\\')) | control;
+bool isAscii(char character) {
+    return static_cast<unsigned char>(character) < 0x80U;
 }
 
 bool isSpecial(char character) {
-    return character == '"' || character == '\\' || static_cast<unsigned char>(character) < 0x20U;
+    return character == '"' || character == '\\' || static_cast<unsigned char>(character) < 0x20U ||
+           !isAscii(character);
 }
 
 bool isSpace(char character) {
     return character == ' ' || character == '\n' || character == '\t' || character == '\r';
 }
 
-// Eight bytes, the first one lowest.
-std::uint64_t load(const char* bytes) {
-    std::uint64_t word = 0;
-    std::memcpy(&word, bytes, sizeof word);
-    static_assert(std::endian::native == std::endian::little);
-    return word;
-}
-
-// How many bytes come before the lowest one that is marked.
-std::ptrdiff_t bytesBefore(std::uint64_t marks) {
-    return std::countr_zero(marks) / 8;
+// Whether a key comes before another one by its bytes, as far as that can be told quickly.
+[[gnu::always_inline]] inline bool isSeenBefore(std::string_view key, std::string_view other) {
+    const std::size_t shorter = std::min(key.size(), other.size());
+    if (shorter < 8) {
+        return shorter > 0 && key.front() != other.front() ? key.substr(0, 1) < other.substr(0, 1)
+                                                           : key < other;
+    }
+    for (std::size_t start = 0; start < shorter; start += 8) {
+        const auto first = eightBytes::loadFrom(key, start);
+        const auto second = eightBytes::loadFrom(other, start);
+        if (first != second) {
+            return std::byteswap(first) < std::byteswap(second);
+        }
+    }
+    return false;
 }
 
 char* writeUtf8(char* out, std::uint32_t code) {
@@ -73,159 +68,207 @@ char* writeUtf8(char* out, std::uint32_t code) {
 
 } // namespace
 
+// Every reader takes the place to read at and returns the place behind what it read, or null when
+// that is not there: so the place stays in a register.
 class StrictJsonParser {
   public:
     using Node = StrictJson::Node;
     using Kind = StrictJson::Kind;
 
     StrictJsonParser(std::string_view text, StrictJson& tree)
-        : cursor_(text.data())
-        , end_(text.data() + text.size())
+        : end_(text.data() + text.size())
         , tree_(tree) {
         // A compact report has a node every dozen bytes.
-        tree.nodes_.reserve(text.size() / 12 + 16);
+        makeRoom(text.size() / 12 + 16);
     }
 
-    bool parse() {
-        skipSpace();
-        if (!value(0)) {
-            return false;
-        }
-        skipSpace();
-        return cursor_ == end_;
+    bool parse(const char* at) {
+        at = value(afterSpace(at), 0);
+        return at != nullptr && afterSpace(at) == end_;
     }
 
   private:
-    bool value(std::size_t level);
-    bool array(std::size_t level);
-    bool object(std::size_t level);
+    const char* value(const char* at, std::size_t level);
+    const char* memberValue(const char* at, std::size_t level);
+    const char* array(const char* at, std::size_t level);
+    const char* object(const char* at, std::size_t level);
+    const char* number(const char* at);
+    const char* word(const char* at, std::string_view word, Kind kind, bool boolean);
+    const char* string(const char* at);
+    const char* escapedString(const char* start, const char* at);
+    const char* escape(const char* at, char*& out);
+    const char* codePoint(const char* at, std::uint32_t& code);
+    const char* fourHexDigits(const char* at, std::uint32_t& code);
+
+    [[nodiscard]] const char* findSpecial(const char* at) const;
+    [[nodiscard]] const char* endOfPlainText(const char* at) const;
+    [[nodiscard]] const char* afterSpace(const char* at) const;
+    [[nodiscard]] const char* nextKey(const char* at, std::string_view& lastSpace) const;
+    [[nodiscard]] bool isAt(const char* at, char wanted) const {
+        return at != end_ && *at == wanted;
+    }
+
     bool keysDiffer(std::size_t start);
-    bool number();
-    bool word(std::string_view word, Kind kind, bool boolean);
-    bool string();
-    bool escapedString(const char* start);
-    bool escape(char*& out);
-    std::optional<std::uint32_t> fourHexDigits();
-    std::optional<std::uint32_t> codePoint();
     void closeContainer(std::size_t start, std::uint32_t entries);
-    bool findSpecial();
+    void makeRoom(std::size_t nodes);
 
-    void skipSpace() {
-        while (cursor_ != end_ && isSpace(*cursor_)) {
-            ++cursor_;
-            skipIndentation();
+    Node& add(Kind kind, std::uint32_t size = 0) {
+        if (used_ == room_) {
+            makeRoom(2 * room_);
         }
+        Node& node = tree_.nodes_[used_++];
+        node.size = size;
+        node.kind = kind;
+        node.sorted = false;
+        return node;
     }
 
-    void skipIndentation() {
-        while (end_ - cursor_ >= 8) {
-            const std::uint64_t others = load(cursor_) ^ everyByte(' ');
-            if (others != 0) {
-                cursor_ += bytesBefore(others);
-                return;
-            }
-            cursor_ += 8;
-        }
-    }
-
-    bool accept(char wanted) {
-        const bool found = cursor_ != end_ && *cursor_ == wanted;
-        cursor_ += found ? 1 : 0;
-        return found;
-    }
-
-    void add(Kind kind, std::uint32_t size = 0) { tree_.nodes_.push_back({{0}, size, kind}); }
-
-    const char* cursor_;
-    const char* end_;
+    const char* const end_;
     StrictJson& tree_;
+    std::size_t used_ = 0; // nodes
+    std::size_t room_ = 0; // for as many
     char* free_ = nullptr; // where the next unescaped string goes
     UniqueKeys keys_;
 };
 
-bool StrictJsonParser::value(std::size_t level) {
-    if (cursor_ == end_) {
-        return false;
+void StrictJsonParser::makeRoom(std::size_t nodes) {
+    std::unique_ptr<Node[]> larger(new Node[nodes]);
+    std::copy_n(tree_.nodes_.get(), used_, larger.get());
+    tree_.nodes_ = std::move(larger);
+    room_ = nodes;
+}
+
+[[gnu::always_inline]] inline const char* StrictJsonParser::afterSpace(const char* at) const {
+    while (at != end_ && isSpace(*at)) {
+        ++at;
+        if (at != end_ && *at > ' ') {
+            break;
+        }
+        // Indentation.
+        while (end_ - at >= 8) {
+            const auto others = eightBytes::load(at) ^ eightBytes::repeat(' ');
+            at += eightBytes::bytesBefore(others);
+            if (others != 0) {
+                break;
+            }
+        }
     }
-    switch (*cursor_) {
+    return at;
+}
+
+// The same between the members of an object, where there is mostly the same space every time.
+// Knowing where the next key is before having looked at the space makes all the difference.
+[[gnu::always_inline]] inline const char*
+StrictJsonParser::nextKey(const char* at, std::string_view& lastSpace) const {
+    const std::size_t length = lastSpace.size();
+    if (length >= 8 && length <= 16 && static_cast<std::size_t>(end_ - at) > length &&
+        at[length] == '"') {
+        const auto isSame = [&](std::size_t start) {
+            return eightBytes::load(at + start) == eightBytes::load(lastSpace.data() + start);
+        };
+        if (isSame(0) && isSame(length - 8)) {
+            return at + length;
+        }
+    }
+    const char* const key = afterSpace(at);
+    lastSpace = {at, static_cast<std::size_t>(key - at)};
+    return key;
+}
+
+const char* StrictJsonParser::value(const char* at, std::size_t level) {
+    if (at == end_) {
+        return nullptr;
+    }
+    switch (*at) {
     case '{':
-        return level < StrictJson::mostLevels && object(level + 1);
+        return level < StrictJson::mostLevels ? object(at, level + 1) : nullptr;
     case '[':
-        return level < StrictJson::mostLevels && array(level + 1);
+        return level < StrictJson::mostLevels ? array(at, level + 1) : nullptr;
     case '"':
-        return string();
+        return string(at);
     case 't':
-        return word("true", Kind::boolean, true);
+        return word(at, "true", Kind::boolean, true);
     case 'f':
-        return word("false", Kind::boolean, false);
+        return word(at, "false", Kind::boolean, false);
     case 'n':
-        return word("null", Kind::null, false);
+        return word(at, "null", Kind::null, false);
     default:
-        return number();
+        return number(at);
     }
 }
 
-bool StrictJsonParser::array(std::size_t level) {
-    const std::size_t start = tree_.nodes_.size();
+// Most are numbers.
+[[gnu::always_inline]] inline const char* StrictJsonParser::memberValue(const char* at,
+                                                                        std::size_t level) {
+    return at != end_ && *at >= '0' && *at <= '9' ? number(at) : value(at, level);
+}
+
+const char* StrictJsonParser::array(const char* at, std::size_t level) {
+    const std::size_t start = used_;
     add(Kind::array);
-    ++cursor_;
-    skipSpace();
+    at = afterSpace(at + 1);
     std::uint32_t entries = 0;
-    if (!accept(']')) {
-        do {
-            skipSpace();
-            if (!value(level)) {
-                return false;
+    if (!isAt(at, ']')) {
+        while (true) {
+            at = value(at, level);
+            if (at == nullptr) {
+                return nullptr;
             }
             ++entries;
-            skipSpace();
-        } while (accept(','));
-        if (!accept(']')) {
-            return false;
+            at = afterSpace(at);
+            if (!isAt(at, ',')) {
+                break;
+            }
+            at = afterSpace(at + 1);
+        }
+        if (!isAt(at, ']')) {
+            return nullptr;
         }
     }
     closeContainer(start, entries);
-    return true;
+    return at + 1;
 }
 
-bool StrictJsonParser::object(std::size_t level) {
-    const std::size_t start = tree_.nodes_.size();
+const char* StrictJsonParser::object(const char* at, std::size_t level) {
+    const std::size_t start = used_;
     add(Kind::object);
-    ++cursor_;
-    skipSpace();
+    at = afterSpace(at + 1);
     std::uint32_t entries = 0;
     std::string_view last;
+    std::string_view lastSpace;
     bool ascending = true; // then they are different, too
-    if (!accept('}')) {
-        do {
-            skipSpace();
-            if (cursor_ == end_ || *cursor_ != '"' || !string()) {
-                return false;
+    if (!isAt(at, '}')) {
+        while (true) {
+            at = isAt(at, '"') ? string(at) : nullptr;
+            if (at == nullptr) {
+                return nullptr;
             }
-            const std::string_view key = tree_.nodes_.back().string();
-            ascending = ascending && (entries == 0 || last < key);
+            const std::string_view key = tree_.nodes_[used_ - 1].string();
+            ascending = ascending && (entries == 0 || isSeenBefore(last, key));
             last = key;
-            skipSpace();
-            if (!accept(':')) {
-                return false;
-            }
-            skipSpace();
-            if (!value(level)) {
-                return false;
+            at = afterSpace(at);
+            at = isAt(at, ':') ? memberValue(afterSpace(at + 1), level) : nullptr;
+            if (at == nullptr) {
+                return nullptr;
             }
             ++entries;
-            skipSpace();
-        } while (accept(','));
-        if (!accept('}')) {
-            return false;
+            at = afterSpace(at);
+            if (!isAt(at, ',')) {
+                break;
+            }
+            at = nextKey(at + 1, lastSpace);
+        }
+        if (!isAt(at, '}')) {
+            return nullptr;
         }
     }
     closeContainer(start, entries);
-    return ascending || keysDiffer(start);
+    tree_.nodes_[start].sorted = ascending;
+    return ascending || keysDiffer(start) ? at + 1 : nullptr;
 }
 
 bool StrictJsonParser::keysDiffer(std::size_t start) {
-    const Node* const object = tree_.nodes_.data() + start;
+    const Node* const object = tree_.nodes_.get() + start;
     keys_.clear();
     for (const Node* node = object + 1; node != object->next(); node = node->next()->next()) {
         keys_.add(node->string());
@@ -236,62 +279,69 @@ bool StrictJsonParser::keysDiffer(std::size_t start) {
 void StrictJsonParser::closeContainer(std::size_t start, std::uint32_t entries) {
     Node& node = tree_.nodes_[start];
     node.size = entries;
-    node.nodes = tree_.nodes_.size() - start;
+    node.nodes = used_ - start;
 }
 
-bool StrictJsonParser::number() {
-    const auto found = JsonNumber::read({cursor_, static_cast<std::size_t>(end_ - cursor_)});
-    if (!found) {
-        return false;
+inline const char* StrictJsonParser::number(const char* at) {
+    const JsonNumber found = JsonNumber::readIfAny(at, end_);
+    if (found.end != nullptr) {
+        add(Kind::number).number = found.value;
     }
-    cursor_ = found->end;
-    add(Kind::number);
-    tree_.nodes_.back().number = found->value;
-    return true;
+    return found.end;
 }
 
-bool StrictJsonParser::word(std::string_view word, Kind kind, bool boolean) {
-    const std::string_view rest(cursor_, static_cast<std::size_t>(end_ - cursor_));
-    if (!rest.starts_with(word)) {
-        return false;
+const char* StrictJsonParser::word(const char* at, std::string_view word, Kind kind, bool boolean) {
+    if (!std::string_view(at, static_cast<std::size_t>(end_ - at)).starts_with(word)) {
+        return nullptr;
     }
-    cursor_ += word.size();
-    add(kind);
-    tree_.nodes_.back().boolean = boolean;
-    return true;
+    add(kind).boolean = boolean;
+    return at + word.size();
 }
 
-// Moves to the next quotation mark, backslash or control character.
-bool StrictJsonParser::findSpecial() {
-    while (end_ - cursor_ >= 8) {
-        const std::uint64_t marks = specialBytes(load(cursor_));
+// The next quotation mark, backslash, control character or byte that is not ASCII, or the end.
+[[gnu::always_inline]] inline const char* StrictJsonParser::findSpecial(const char* at) const {
+    while (end_ - at >= 8) {
+        const std::uint64_t marks = eightBytes::specialBytes(eightBytes::load(at));
         if (marks != 0) {
-            cursor_ += bytesBefore(marks);
-            return true;
+            return at + eightBytes::bytesBefore(marks);
         }
-        cursor_ += 8;
+        at += 8;
     }
-    while (cursor_ != end_ && !isSpecial(*cursor_)) {
-        ++cursor_;
+    while (at != end_ && !isSpecial(*at)) {
+        ++at;
     }
-    return cursor_ != end_;
+    return at;
 }
 
-bool StrictJsonParser::string() {
-    const char* const start = ++cursor_;
-    if (!findSpecial()) {
-        return false;
+// The end of the plain text at `at`: a quotation mark or a backslash, or null when something else
+// ends it. `at` is special.
+const char* StrictJsonParser::endOfPlainText(const char* at) const {
+    while (at != end_ && !isAscii(*at)) {
+        const auto rest = static_cast<std::size_t>(end_ - at);
+        const std::size_t length = platform::utf8CharacterLength({at, rest});
+        if (length == 0) {
+            return nullptr;
+        }
+        at = findSpecial(at + length);
     }
-    if (*cursor_ != '"') {
-        return escapedString(start);
-    }
-    add(Kind::string, static_cast<std::uint32_t>(cursor_ - start));
-    tree_.nodes_.back().text = start;
-    ++cursor_;
-    return true;
+    return isAt(at, '"') || isAt(at, '\\') ? at : nullptr;
 }
 
-bool StrictJsonParser::escapedString(const char* start) {
+[[gnu::always_inline]] inline const char* StrictJsonParser::string(const char* at) {
+    const char* const start = at + 1;
+    at = findSpecial(start);
+    if (!isAt(at, '"')) {
+        at = endOfPlainText(at);
+        if (at == nullptr || *at == '\\') {
+            return at != nullptr ? escapedString(start, at) : nullptr;
+        }
+    }
+    add(Kind::string, static_cast<std::uint32_t>(at - start)).text = start;
+    return at + 1;
+}
+
+// `at` is the first backslash.
+const char* StrictJsonParser::escapedString(const char* start, const char* at) {
     if (free_ == nullptr) {
         // No escape is shorter than what it stands for, so the rest of the text is enough for all.
         tree_.unescaped_.reset(new char[static_cast<std::size_t>(end_ - start)]);
@@ -300,80 +350,77 @@ bool StrictJsonParser::escapedString(const char* start) {
     const char* const text = free_;
     char* out = free_;
     while (true) {
-        const auto plain = static_cast<std::size_t>(cursor_ - start);
-        std::memcpy(out, start, plain);
-        out += plain;
-        if (accept('"')) {
+        out = std::copy(start, at, out);
+        if (*at == '"') {
             break;
         }
-        if (!accept('\\') || !escape(out)) {
-            return false;
-        }
-        start = cursor_;
-        if (!findSpecial()) {
-            return false;
+        start = escape(at + 1, out);
+        at = start != nullptr ? endOfPlainText(findSpecial(start)) : nullptr;
+        if (at == nullptr) {
+            return nullptr;
         }
     }
     free_ = out;
-    add(Kind::string, static_cast<std::uint32_t>(out - text));
-    tree_.nodes_.back().text = text;
-    return true;
+    add(Kind::string, static_cast<std::uint32_t>(out - text)).text = text;
+    return at + 1;
 }
 
-bool StrictJsonParser::escape(char*& out) {
+const char* StrictJsonParser::escape(const char* at, char*& out) {
     constexpr std::string_view letters = "\"\\/bfnrt";
     constexpr std::string_view meanings = "\"\\/\b\f\n\r\t";
-    if (accept('u')) {
-        const auto code = codePoint();
-        out = code ? writeUtf8(out, *code) : out;
-        return code.has_value();
+    if (isAt(at, 'u')) {
+        std::uint32_t code = 0;
+        at = codePoint(at + 1, code);
+        out = at != nullptr ? writeUtf8(out, code) : out;
+        return at;
     }
-    const std::size_t found = cursor_ == end_ ? std::string_view::npos : letters.find(*cursor_);
+    const std::size_t found = at == end_ ? std::string_view::npos : letters.find(*at);
     if (found == std::string_view::npos) {
-        return false;
+        return nullptr;
     }
     *out++ = meanings[found];
-    ++cursor_;
-    return true;
+    return at + 1;
 }
 
-std::optional<std::uint32_t> StrictJsonParser::codePoint() {
-    const auto first = fourHexDigits();
-    if (!first || *first < 0xD800U || *first > 0xDFFFU) {
-        return first;
+const char* StrictJsonParser::codePoint(const char* at, std::uint32_t& code) {
+    at = fourHexDigits(at, code);
+    if (at == nullptr || code < 0xD800U || code > 0xDFFFU) {
+        return at;
     }
-    if (*first > 0xDBFFU || !accept('\\') || !accept('u')) {
-        return std::nullopt;
+    if (code > 0xDBFFU || !isAt(at, '\\') || !isAt(at + 1, 'u')) {
+        return nullptr;
     }
-    const auto second = fourHexDigits();
-    if (!second || *second < 0xDC00U || *second > 0xDFFFU) {
-        return std::nullopt;
+    std::uint32_t second = 0;
+    at = fourHexDigits(at + 2, second);
+    if (at == nullptr || second < 0xDC00U || second > 0xDFFFU) {
+        return nullptr;
     }
-    return 0x10000U + ((*first - 0xD800U) << 10) + (*second - 0xDC00U);
+    code = 0x10000U + ((code - 0xD800U) << 10) + (second - 0xDC00U);
+    return at;
 }
 
-std::optional<std::uint32_t> StrictJsonParser::fourHexDigits() {
-    if (end_ - cursor_ < 4) {
-        return std::nullopt;
+const char* StrictJsonParser::fourHexDigits(const char* at, std::uint32_t& code) {
+    if (end_ - at < 4) {
+        return nullptr;
     }
-    std::uint32_t code = 0;
     for (int count = 0; count < 4; ++count) {
         constexpr std::string_view digits = "0123456789abcdefABCDEF";
-        const std::size_t digit = digits.find(*cursor_++);
+        const std::size_t digit = digits.find(*at++);
         if (digit == std::string_view::npos) {
-            return std::nullopt;
+            return nullptr;
         }
         code = code << 4 | static_cast<std::uint32_t>(digit < 16 ? digit : digit - 6);
     }
-    return code;
+    return at;
 }
 
 std::optional<StrictJson> StrictJson::parse(std::string_view text) {
-    if (text.size() > std::numeric_limits<std::uint32_t>::max() || !platform::isValidUtf8(text)) {
+    if (text.size() > std::numeric_limits<std::uint32_t>::max()) {
         return std::nullopt;
     }
     StrictJson tree;
-    return StrictJsonParser(text, tree).parse() ? std::optional(std::move(tree)) : std::nullopt;
+    const bool read = StrictJsonParser(text, tree).parse(text.data());
+    return read ? std::optional(std::move(tree)) : std::nullopt;
 }
 
 std::optional<StrictJson::Value> StrictJson::Value::find(std::string_view key) const {

@@ -13,7 +13,6 @@
 #include <optional>
 #include <string_view>
 #include <type_traits>
-#include <vector>
 
 namespace tessel {
 
@@ -43,6 +42,9 @@ class StrictJson {
         [[nodiscard]] std::optional<std::string_view> string() const;
         // How many elements or members; 0 for what is neither array nor object.
         [[nodiscard]] std::size_t size() const;
+        // Of an object: its keys are known to be in the order of their bytes. A sorted object may
+        // say no.
+        [[nodiscard]] bool isSorted() const;
         // Of an array, of an object; empty for anything else.
         [[nodiscard]] Range<Value> elements() const;
         [[nodiscard]] Range<Member> members() const;
@@ -63,7 +65,7 @@ class StrictJson {
     // Absent when the text is not what is described above, or 4 GiB and more.
     [[nodiscard]] static std::optional<StrictJson> parse(std::string_view text);
 
-    [[nodiscard]] Value root() const { return Value(nodes_.data()); }
+    [[nodiscard]] Value root() const { return Value(nodes_.get()); }
 
   private:
     StrictJson() = default;
@@ -79,13 +81,14 @@ class StrictJson {
         };
         std::uint32_t size; // bytes of a string, entries of an array or object
         Kind kind;
+        bool sorted; // an object that is known to be
 
         [[nodiscard]] const Node* next() const { return this + (isContainer() ? nodes : 1); }
         [[nodiscard]] bool isContainer() const { return kind >= Kind::array; }
         [[nodiscard]] std::string_view string() const { return {text, size}; }
     };
 
-    std::vector<Node> nodes_;
+    std::unique_ptr<Node[]> nodes_;
     std::unique_ptr<char[]> unescaped_; // the strings that are not in the text as they are
 };
 
@@ -135,6 +138,10 @@ typename StrictJson::Range<Entry>::Iterator& StrictJson::Range<Entry>::Iterator:
 
 inline StrictJson::Kind StrictJson::Value::kind() const {
     return node_->kind;
+}
+
+inline bool StrictJson::Value::isSorted() const {
+    return node_->sorted;
 }
 
 inline std::optional<bool> StrictJson::Value::boolean() const {

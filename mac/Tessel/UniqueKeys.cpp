@@ -1,26 +1,29 @@
 #include "mac/Tessel/UniqueKeys.h"
 
+#include "mac/Tessel/EightBytes.h"
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstring>
 
 namespace tessel {
-namespace {
-
-// Good enough to tell the keys of an honest object apart; a hostile one costs more comparisons.
-std::size_t slotOf(std::string_view key, std::size_t slots) {
+std::size_t UniqueKeys::slotOf(std::string_view key, std::size_t slots) {
+    const std::size_t length = std::min(key.size(), sizeof(std::uint64_t));
     std::uint64_t first = 0;
     std::uint64_t last = 0;
-    const std::size_t length = std::min(key.size(), sizeof first);
-    std::memcpy(&first, key.data(), length);
-    std::memcpy(&last, key.data() + (key.size() - length), length);
+    if (length == sizeof first) {
+        first = eightBytes::load(key.data());
+        last = eightBytes::load(key.data() + (key.size() - length));
+    } else {
+        std::memcpy(&first, key.data(), length);
+    }
     constexpr std::uint64_t spread = 0x9E3779B97F4A7C15U;
-    const std::uint64_t mixed = (first * spread ^ last ^ key.size()) * spread;
+    std::uint64_t mixed = first * spread ^ last ^ key.size();
+    // What numbers at the ends of keys differ in is high up, and multiplying moves nothing down.
+    mixed = (mixed ^ mixed >> 32) * spread;
     return static_cast<std::size_t>(mixed >> 32) % slots;
 }
-
-} // namespace
 
 bool UniqueKeys::allDifferent() {
     constexpr std::size_t few = 64;

@@ -15,6 +15,10 @@ class UniqueKeys {
     // Leaves the keys in any order.
     [[nodiscard]] bool allDifferent();
 
+    // Where a key belongs in a table. Good enough to tell the keys of an honest object apart; a
+    // hostile one costs more comparisons, so that such a table must be small.
+    [[nodiscard]] static std::size_t slotOf(std::string_view key, std::size_t slots);
+
   private:
     [[nodiscard]] bool fewAreDifferent() const;
 

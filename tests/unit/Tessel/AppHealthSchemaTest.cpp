@@ -54,6 +54,31 @@ TEST(AppHealthSchema, knowsMetricKeys) {
     }
 }
 
+TEST(AppHealthSchema, seesEveryByteOfANameWhereverItIs) {
+    for (const std::size_t length : {1U, 2U, 7U, 8U, 9U, 15U, 16U, 17U, 24U, 31U, 80U}) {
+        for (std::size_t at = 0; at < length; ++at) {
+            for (int byte = 0; byte < 256; ++byte) {
+                const auto character = static_cast<char>(byte);
+                std::string text = letters(length);
+                text[at] = character;
+                const bool isUpper = character >= 'A' && character <= 'Z';
+                const bool isPlain = (character >= 'a' && character <= 'z') ||
+                                     (character >= '0' && character <= '9');
+                const bool isSeparator = character == '-' || character == '.' || character == '_';
+                const bool valid = isPlain || (isSeparator && at > 0 && at + 1 < length);
+                ASSERT_EQ(Schema::validStableID(text), valid) << length << ' ' << at << ' ' << byte;
+                ASSERT_EQ(Schema::validMetricKey(text), valid || isUpper)
+                    << length << ' ' << at << ' ' << byte;
+            }
+        }
+        for (std::size_t at = 1; at + 2 < length; ++at) {
+            std::string text = letters(length);
+            text.replace(at, 2, "-.");
+            ASSERT_FALSE(Schema::validMetricKey(text)) << text;
+        }
+    }
+}
+
 TEST(AppHealthSchema, knowsVersionsBuildsAndCommits) {
     EXPECT_TRUE(Schema::validVersion("1.0.0+build-5"));
     EXPECT_TRUE(Schema::validVersion("A..--++__"));

@@ -3,6 +3,7 @@
 #include "mac/Tessel/AppHealthJSON.h"
 #include "tests/unit/Tessel/HealthDocuments.h"
 
+#include <boost/json/parse.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -392,6 +393,18 @@ TEST(AppHealthValidator, takes256ChecksAndExaminesTheRestOfMoreToo) {
                             "checks[299].id is duplicated"));
 }
 
+TEST(AppHealthValidator, findsEveryRepeatedIdentifierOfMoreThan256Checks) {
+    for (const std::size_t repeated : {0U, 100U, 255U, 256U, 257U, 298U}) {
+        auto document = reportOfChecks(301);
+        checkAt(document, 299)["id"] = fmt::format("c{}", repeated);
+        checkAt(document, 300)["id"] = fmt::format("c{}", repeated);
+        EXPECT_THAT(errorsOf(document),
+                    ElementsAre("too many checks", "checks[299].id is duplicated",
+                                "checks[300].id is duplicated"))
+            << repeated;
+    }
+}
+
 TEST(AppHealthValidator, takes32MetricsAndExaminesTheRestOfMoreToo) {
     auto document = report();
     auto& metrics = checkAt(document, 0)["metrics"].as_object();
@@ -536,6 +549,17 @@ TEST(AppHealthValidator, decodesWhatItAccepts) {
     EXPECT_TRUE(envelope.gatesVerified);
     EXPECT_THAT(envelope.verifiedSuites, ElementsAre("gate"));
     EXPECT_EQ(envelope.receipt.verifiedSuites, (std::vector<std::string>{"unit", "smoke.Web"}));
+}
+
+TEST(AppHealthValidator, decodesMetricsInAnyOrder) {
+    for (const std::string_view text : {R"({"a":1,"b.two":2,"c":3})", R"({"c":3,"b.two":2,"a":1})",
+                                        R"({"b.two":2,"a":1,"c":3})"}) {
+        auto document = report();
+        checkAt(document, 0)["metrics"] = boost::json::parse({text.data(), text.size()});
+        const auto decoded = AppHealthValidator::decode(boost::json::serialize(document));
+        EXPECT_EQ(decoded.checks[0].metrics,
+                  (tessel::AppHealthMetrics{{"a", 1}, {"b.two", 2}, {"c", 3}}));
+    }
 }
 
 TEST(AppHealthValidator, throwsAllMessagesInsteadOfDecoding) {

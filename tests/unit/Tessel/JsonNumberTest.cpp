@@ -79,4 +79,26 @@ TEST(JsonNumber, isNoneOfAnotherGrammar) {
     }
 }
 
+TEST(JsonNumber, roundsFractionsOfAnyLengthLikeTheSlowWay) {
+    std::mt19937_64 random(6);
+    for (int round = 0; round < 50'000; ++round) {
+        const std::string digits = fmt::format("{}", random() >> random() % 60);
+        const std::size_t point = 1 + random() % digits.size();
+        const auto text =
+            digits.substr(0, point) + "." + digits.substr(point) + (random() % 2 == 0 ? "5" : "00");
+        if (const auto number = JsonNumber::read(text); number && text.front() != '0') {
+            ASSERT_EQ(number->value, JsonNumber::readSlowly(text)) << text;
+            ASSERT_EQ(number->end, text.data() + text.size()) << text;
+        }
+    }
+}
+
+TEST(JsonNumber, roundsWhatLiesHalfwayBetweenDoublesToEven) {
+    // 2^52 + 1/2, + 3/2: exactly between two doubles, and just beside.
+    EXPECT_EQ(JsonNumber::read("4503599627370496.5")->value, 4503599627370496.0);
+    EXPECT_EQ(JsonNumber::read("4503599627370497.5")->value, 4503599627370498.0);
+    EXPECT_EQ(JsonNumber::read("4503599627370496.501")->value, 4503599627370497.0);
+    EXPECT_EQ(JsonNumber::read("4503599627370497.499")->value, 4503599627370497.0);
+}
+
 } // namespace

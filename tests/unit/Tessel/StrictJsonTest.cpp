@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <random>
 #include <string>
 #include <utility>
 #include <vector>
@@ -342,6 +343,78 @@ TEST(StrictJson, neverReadsBeyondTheText) {
         const std::vector<char> part(whole.begin(),
                                      whole.begin() + static_cast<std::ptrdiff_t>(length));
         EXPECT_FALSE(isJson({part.data(), part.size()})) << length;
+    }
+}
+
+TEST(StrictJson, takesAnySpaceBetweenMembers) {
+    for (std::size_t length = 0; length <= 20; ++length) {
+        const std::string space(length, ' ');
+        const auto text = fmt::format(
+            "{{{0}\"a\":1,{0}\"b\":2,{0}\"c\":3,{0} \"d\":4,{0}\t\"e\":5,\n{0}\"f\":6,{0}\"g\":7}}",
+            space);
+        const auto tree = StrictJson::parse(text);
+        ASSERT_TRUE(tree) << length;
+        EXPECT_THAT(keysOf(tree->root()), ElementsAre("a", "b", "c", "d", "e", "f", "g"));
+    }
+}
+
+TEST(StrictJson, refusesAnythingElseBetweenMembersWhereverItIs) {
+    for (std::size_t length = 1; length <= 20; ++length) {
+        const std::string space(length, ' ');
+        for (std::size_t at = 0; at < length; ++at) {
+            for (const char wrong : {'x', '\f', '\0', ',', '\xa0'}) {
+                auto other = space;
+                other[at] = wrong;
+                const auto text = fmt::format("{{{0}\"a\":1,{0}\"b\":2,{1}\"c\":3}}", space, other);
+                EXPECT_FALSE(isJson(text)) << text;
+            }
+        }
+    }
+}
+
+TEST(StrictJson, readsCharactersOfAnyLengthAtEveryPlaceOfAString) {
+    for (const std::string_view character : {"\u00e9", "\u20ac", "\U0001F600"}) {
+        for (std::size_t at = 0; at < 24; ++at) {
+            const auto text = std::string(at, 'x') + std::string(character) + "yz";
+            EXPECT_EQ(stringOf('"' + text + '"'), text);
+            EXPECT_EQ(stringOf("\"\\n" + text + "\\t" + text + '"'), '\n' + text + '\t' + text);
+            const auto broken = std::string(at, 'x') + std::string(character.substr(1)) + "yz";
+            EXPECT_FALSE(isJson('"' + broken + '"')) << broken;
+            EXPECT_FALSE(isJson("\"\\n" + broken + '"')) << broken;
+        }
+    }
+}
+
+bool isSorted(std::string_view text) {
+    const auto tree = StrictJson::parse(text);
+    return tree && tree->root().isSorted();
+}
+
+TEST(StrictJson, knowsWhichObjectsAreSorted) {
+    EXPECT_TRUE(isSorted(R"({"a":{"b":1,"a":1},"b":1,"ba":1,"long key 1":1,"long key 2":1})"));
+    EXPECT_TRUE(isSorted(R"({"a long beginning, 1":1,"a long beginning, 10":1,"a\u007f":1})"));
+    EXPECT_FALSE(isSorted(R"({"b":1,"a":1})"));
+    EXPECT_FALSE(isSorted(R"({"long key 2":1,"long key 1":1})"));
+    EXPECT_FALSE(isSorted(R"({"long key 10":1,"long key 1":1})"));
+    EXPECT_FALSE(isSorted(R"({"a":1,"b":1,"":1})"));
+    EXPECT_FALSE(isSorted("{\"plain key\":1,\"\u00fcmlaut key\":1,\"other key\":1}"));
+    EXPECT_FALSE(isSorted("[1,2]"));
+}
+
+TEST(StrictJson, neverCallsAnObjectSortedThatIsNot) {
+    std::mt19937 random(5);
+    for (int round = 0; round < 20'000; ++round) {
+        std::vector<std::string> keys(2);
+        for (auto& key : keys) {
+            key = std::string(random() % 20, 'a');
+            for (char& character : key) {
+                character = random() % 8 == 0 ? static_cast<char>('a' + random() % 3) : character;
+            }
+        }
+        const auto text = fmt::format(R"({{"{}":1,"{}":2}})", keys[0], keys[1]);
+        const auto tree = StrictJson::parse(text);
+        ASSERT_EQ(tree.has_value(), keys[0] != keys[1]) << text;
+        ASSERT_TRUE(!tree || !tree->root().isSorted() || keys[0] < keys[1]) << text;
     }
 }
 
