@@ -72,8 +72,19 @@ bool TrayHost::hasItem() {
     return eventually([this] {
         while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
         }
-        return !item_.empty() && hostWasAskedFor_;
+        return !item_.empty() && hostWasAskedFor_ && hasMenu();
     });
+}
+
+// The menu's object may come to the bus a moment after its item has registered; it announces itself
+// then, by LayoutUpdated.
+bool TrayHost::hasMenu() const {
+    try {
+        (void)menu("AboutToShow", g_variant_new("(i)", 0));
+        return true;
+    } catch (const std::runtime_error&) {
+        return false;
+    }
 }
 
 TrayHost::Variant TrayHost::call(const char* name, const char* path, const char* interface,

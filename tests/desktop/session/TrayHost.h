@@ -25,7 +25,7 @@ class TrayHost {
     TrayHost(const TrayHost&) = delete;
     TrayHost& operator=(const TrayHost&) = delete;
 
-    // Whether an item comes and learns that there is a host.
+    // Whether an item comes, with a menu, and learns that there is a host.
     [[nodiscard]] bool hasItem();
     // Properties of the item.
     [[nodiscard]] std::string text(const char* property) const;
@@ -47,6 +47,7 @@ class TrayHost {
                            gpointer self);
     [[nodiscard]] Variant call(const char* name, const char* path, const char* interface,
                                const char* method, GVariant* parameters) const;
+    [[nodiscard]] bool hasMenu() const;
     [[nodiscard]] Variant property(const char* name) const;
     [[nodiscard]] Variant menu(const char* method, GVariant* parameters) const;
 
