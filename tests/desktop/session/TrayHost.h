@@ -1,18 +1,17 @@
 // The tray of a session's desktop as a program sees it over D-Bus: org.kde.StatusNotifierWatcher,
 // which the items register with, and a host that reads them, opens their menus
 // (com.canonical.dbusmenu) and clicks. It draws nothing; Panel is a tray that does.
-// Registrations are served while hasItem() waits; everything else waits for its answer. One tray a
-// session, for the session's first item. Throws std::runtime_error when the bus or the item
-// answers with an error.
+// Registrations are served at any time; everything else waits for its answer. One tray a session,
+// for the session's item. Throws std::runtime_error when the bus or the item answers with an error
+// or not at all.
 #pragma once
 
-#include "platform/linux/GObjectPtr.h"
 #include "tests/desktop/session/DesktopSession.h"
+#include "tests/support/backgroundtray/BackgroundTray.h"
 #include "tests/support/traymenu/TrayMenu.h"
 
 #include <gio/gio.h>
 
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -21,9 +20,6 @@ namespace desktop {
 class TrayHost {
   public:
     explicit TrayHost(const DesktopSession& session);
-    ~TrayHost();
-    TrayHost(const TrayHost&) = delete;
-    TrayHost& operator=(const TrayHost&) = delete;
 
     // Whether an item comes, with a menu, and learns that there is a host.
     [[nodiscard]] bool hasItem();
@@ -37,24 +33,13 @@ class TrayHost {
     void click(const std::string& item);
 
   private:
-    using Variant = std::unique_ptr<GVariant, decltype(&g_variant_unref)>;
+    using Variant = test_support::BackgroundTray::Variant;
 
-    static void onCall(GDBusConnection* connection, const char* sender, const char* path,
-                       const char* interface, const char* method, GVariant* parameters,
-                       GDBusMethodInvocation* invocation, gpointer self);
-    static GVariant* onGet(GDBusConnection* connection, const char* sender, const char* path,
-                           const char* interface, const char* property, GError** error,
-                           gpointer self);
-    [[nodiscard]] Variant call(const char* name, const char* path, const char* interface,
-                               const char* method, GVariant* parameters) const;
-    [[nodiscard]] bool hasMenu() const;
     [[nodiscard]] Variant property(const char* name) const;
     [[nodiscard]] Variant menu(const char* method, GVariant* parameters) const;
 
-    platform::gtk::GObjectPtr<GDBusConnection> connection_;
-    guint object_ = 0;
-    std::string item_; // the bus name of the one that registered
-    bool hostWasAskedFor_ = false;
+    test_support::BackgroundTray tray_;
+    std::string item_; // the bus name of the one that registered last, as hasItem() found it
     traymenu::Layout layout_;
 };
 

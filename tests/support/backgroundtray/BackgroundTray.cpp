@@ -1,4 +1,4 @@
-#include "tests/support/trayhost/TrayHost.h"
+#include "tests/support/backgroundtray/BackgroundTray.h"
 
 #include <future>
 #include <stdexcept>
@@ -13,7 +13,7 @@ constexpr const char* watcherName = "org.kde.StatusNotifierWatcher";
 constexpr const char* watcherPath = "/StatusNotifierWatcher";
 constexpr const char* menuPath = "/MenuBar";
 constexpr const char* menuInterface = "com.canonical.dbusmenu";
-constexpr int patienceMs = 5000;
+constexpr int patienceMs = 25'000;
 
 constexpr const char* introspection = R"xml(<node>
   <interface name="org.kde.StatusNotifierWatcher">
@@ -29,29 +29,9 @@ GDBusInterfaceInfo* watcherInterface() {
     return node->interfaces[0];
 }
 
-std::string textOf(GVariant* properties, const char* key) {
-    const char* text = nullptr;
-    return g_variant_lookup(properties, key, "&s", &text) != FALSE ? text : "";
-}
-
-std::string describe(GVariant* properties) {
-    if (textOf(properties, "type") == "separator") {
-        return "-";
-    }
-    std::string text = textOf(properties, "label");
-    gboolean enabled = TRUE;
-    gint32 state = 0;
-    (void)g_variant_lookup(properties, "enabled", "b", &enabled);
-    (void)g_variant_lookup(properties, "toggle-state", "i", &state);
-    if (enabled == FALSE) {
-        text = "[" + text + "]";
-    }
-    return state == 1 ? "* " + text : text;
-}
-
 } // namespace
 
-TrayHost::TrayHost(const std::string& busAddress)
+BackgroundTray::BackgroundTray(const std::string& busAddress)
     : context_(g_main_context_new())
     , loop_(g_main_loop_new(context_, FALSE)) {
     GError* error = nullptr;
@@ -85,11 +65,11 @@ TrayHost::TrayHost(const std::string& busAddress)
     }
 }
 
-TrayHost::~TrayHost() {
+BackgroundTray::~BackgroundTray() {
     finish();
 }
 
-void TrayHost::finish() {
+void BackgroundTray::finish() {
     g_dbus_connection_close_sync(connection_.get(), nullptr, nullptr);
     onOwnThread([this] {
         g_dbus_connection_unregister_object(connection_.get(), object_);
@@ -103,7 +83,7 @@ void TrayHost::finish() {
     g_main_context_unref(context_);
 }
 
-void TrayHost::onOwnThread(const std::function<void()>& task) {
+void BackgroundTray::onOwnThread(const std::function<void()>& task) {
     struct Call {
         const std::function<void()>& task;
         std::promise<void> done = {};
@@ -124,32 +104,36 @@ void TrayHost::onOwnThread(const std::function<void()>& task) {
     call.done.get_future().wait();
 }
 
-void TrayHost::onCall(GDBusConnection* /*connection*/, const char* /*sender*/, const char* /*path*/,
-                      const char* /*interface*/, const char* /*method*/, GVariant* parameters,
-                      GDBusMethodInvocation* invocation, gpointer self) {
+void BackgroundTray::onCall(GDBusConnection* /*connection*/, const char* sender,
+                            const char* /*path*/, const char* /*interface*/, const char* /*method*/,
+                            GVariant* parameters, GDBusMethodInvocation* invocation,
+                            gpointer self) {
     const char* service = nullptr;
     g_variant_get(parameters, "(&s)", &service);
-    auto* const host = static_cast<TrayHost*>(self);
+    auto* const host = static_cast<BackgroundTray*>(self);
     {
         const std::lock_guard lock(host->mutex_);
-        host->registered_.emplace_back(service);
+        // A bus name, or the path of an object of the caller's.
+        host->registered_.emplace_back(*service == '/' ? sender : service);
     }
     g_dbus_method_invocation_return_value(invocation, nullptr);
 }
 
-GVariant* TrayHost::onGet(GDBusConnection* /*connection*/, const char* /*sender*/,
-                          const char* /*path*/, const char* /*interface*/, const char* /*property*/,
-                          GError** /*error*/, gpointer /*self*/) {
+GVariant* BackgroundTray::onGet(GDBusConnection* /*connection*/, const char* /*sender*/,
+                                const char* /*path*/, const char* /*interface*/,
+                                const char* /*property*/, GError** /*error*/, gpointer self) {
+    static_cast<BackgroundTray*>(self)->hostWasAskedFor_ = true;
     return g_variant_new_boolean(TRUE);
 }
 
-std::vector<std::string> TrayHost::registered() const {
+std::vector<std::string> BackgroundTray::registered() const {
     const std::lock_guard lock(mutex_);
     return registered_;
 }
 
-TrayHost::Variant TrayHost::call(const char* name, const char* path, const char* interface,
-                                 const char* method, GVariant* parameters) {
+BackgroundTray::Variant BackgroundTray::call(const char* name, const char* path,
+                                             const char* interface, const char* method,
+                                             GVariant* parameters) const {
     GError* error = nullptr;
     Variant answer(g_dbus_connection_call_sync(connection_.get(), name, path, interface, method,
                                                parameters, nullptr, G_DBUS_CALL_FLAGS_NO_AUTO_START,
@@ -162,33 +146,31 @@ TrayHost::Variant TrayHost::call(const char* name, const char* path, const char*
     return answer;
 }
 
-TrayHost::Variant TrayHost::layout(const std::string& item) {
+BackgroundTray::Variant BackgroundTray::open(const std::string& item) const {
     (void)call(item.c_str(), menuPath, menuInterface, "AboutToShow", g_variant_new("(i)", 0));
     const char* const everyProperty[] = {nullptr};
-    const Variant answer = call(item.c_str(), menuPath, menuInterface, "GetLayout",
-                                g_variant_new("(ii^as)", 0, -1, everyProperty));
+    return call(item.c_str(), menuPath, menuInterface, "GetLayout",
+                g_variant_new("(ii^as)", 0, -1, everyProperty));
+}
+
+bool BackgroundTray::canOpenMenu(const std::string& item) const {
+    try {
+        (void)call(item.c_str(), menuPath, menuInterface, "AboutToShow", g_variant_new("(i)", 0));
+        return true;
+    } catch (const std::runtime_error&) {
+        return false;
+    }
+}
+
+traymenu::Layout BackgroundTray::openMenu(const std::string& item) {
+    return traymenu::readLayout(open(item).get());
+}
+
+std::size_t BackgroundTray::openMenuUnread(const std::string& item) {
+    const Variant answer = open(item);
     GVariant* children = nullptr;
     g_variant_get(answer.get(), "(u(i@a{sv}@av))", nullptr, nullptr, nullptr, &children);
-    return {children, &g_variant_unref};
-}
-
-std::vector<std::string> TrayHost::openMenu(const std::string& item) {
-    const Variant children = layout(item);
-    std::vector<std::string> entries;
-    GVariantIter each;
-    g_variant_iter_init(&each, children.get());
-    GVariant* child = nullptr;
-    while (g_variant_iter_loop(&each, "v", &child) != FALSE) {
-        GVariant* properties = nullptr;
-        g_variant_get(child, "(i@a{sv}av)", nullptr, &properties, nullptr);
-        entries.push_back(describe(properties));
-        g_variant_unref(properties);
-    }
-    return entries;
-}
-
-std::size_t TrayHost::openMenuUnread(const std::string& item) {
-    return g_variant_n_children(layout(item).get());
+    return g_variant_n_children(Variant(children, &g_variant_unref).get());
 }
 
 } // namespace test_support

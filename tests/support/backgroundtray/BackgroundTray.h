@@ -4,13 +4,15 @@
 // process needs its main context iterated meanwhile. An object lives as long as a tray's process
 // does: its destruction takes the name off the bus, a new one is a restarted tray. All methods may
 // be called on any thread, one at a time, and throw std::runtime_error when the bus or the item
-// does not answer within five seconds.
+// does not answer within 25 seconds.
 #pragma once
 
 #include "platform/linux/GObjectPtr.h"
+#include "tests/support/traymenu/TrayMenu.h"
 
 #include <gio/gio.h>
 
+#include <atomic>
 #include <cstddef>
 #include <functional>
 #include <memory>
@@ -21,26 +23,32 @@
 
 namespace test_support {
 
-class TrayHost {
+class BackgroundTray {
   public:
     // Returns once it has the watcher's name.
-    explicit TrayHost(const std::string& busAddress);
-    ~TrayHost();
-    TrayHost(const TrayHost&) = delete;
-    TrayHost& operator=(const TrayHost&) = delete;
+    explicit BackgroundTray(const std::string& busAddress);
+    ~BackgroundTray();
+    BackgroundTray(const BackgroundTray&) = delete;
+    BackgroundTray& operator=(const BackgroundTray&) = delete;
 
     // The bus names that registered so far, in order.
     [[nodiscard]] std::vector<std::string> registered() const;
+    // Whether anybody has learned that there is a host.
+    [[nodiscard]] bool hostWasAskedFor() const { return hostWasAskedFor_; }
 
-    // AboutToShow and the complete GetLayout of that item's menu. One string an entry: "-" is a
-    // separator, "[Title]" is disabled, "* Title" is checked.
-    [[nodiscard]] std::vector<std::string> openMenu(const std::string& item);
+    // The menu's object may come to the bus a moment after its item has registered; it announces
+    // itself then, by LayoutUpdated.
+    [[nodiscard]] bool canOpenMenu(const std::string& item) const;
+    // AboutToShow and the complete GetLayout of that item's menu.
+    [[nodiscard]] traymenu::Layout openMenu(const std::string& item);
     // The same, without a look at the answer's contents; returns how many entries there are.
     std::size_t openMenuUnread(const std::string& item);
 
-  private:
     using Variant = std::unique_ptr<GVariant, decltype(&g_variant_unref)>;
+    [[nodiscard]] Variant call(const char* name, const char* path, const char* interface,
+                               const char* method, GVariant* parameters) const;
 
+  private:
     static void onCall(GDBusConnection* connection, const char* sender, const char* path,
                        const char* interface, const char* method, GVariant* parameters,
                        GDBusMethodInvocation* invocation, gpointer self);
@@ -50,16 +58,14 @@ class TrayHost {
 
     void finish();
     void onOwnThread(const std::function<void()>& task);
-    [[nodiscard]] Variant call(const char* name, const char* path, const char* interface,
-                               const char* method, GVariant* parameters);
-    // The root's children, an "av".
-    [[nodiscard]] Variant layout(const std::string& item);
+    [[nodiscard]] Variant open(const std::string& item) const;
 
     GMainContext* context_;
     GMainLoop* loop_;
     std::thread thread_;
     platform::gtk::GObjectPtr<GDBusConnection> connection_;
     guint object_ = 0;
+    std::atomic<bool> hostWasAskedFor_ = false;
     mutable std::mutex mutex_;
     std::vector<std::string> registered_;
 };
