@@ -246,6 +246,9 @@ std::string percentiles(std::vector<double> values) {
 bool Soak::run(std::chrono::seconds duration) {
     awaitRegistration();
     registrations_.clear(); // that was a launch
+    if (!desktop::eventually([this] { return tray_->canOpenMenu(item_); })) {
+        wrong("the item has no menu");
+    }
     const auto start = Clock::now();
     try {
         disturb(start + std::min<std::chrono::seconds>(duration / 4, 120s));
