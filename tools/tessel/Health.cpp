@@ -46,6 +46,7 @@ void addHealth(CLI::App& app, Tool& tool) {
     command->require_subcommand(1);
     health::addReports(*command, tool);
     health::addRun(*command, tool);
+    health::addAttest(*command, tool);
 }
 
 } // namespace tool

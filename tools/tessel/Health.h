@@ -44,5 +44,6 @@ void guarded(Tool& tool, const std::function<void()>& action);
 
 void addReports(CLI::App& health, Tool& tool); // validate, record, latest, history, pending, find
 void addRun(CLI::App& health, Tool& tool);
+void addAttest(CLI::App& health, Tool& tool);
 
 } // namespace tool::health
