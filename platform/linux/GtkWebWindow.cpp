@@ -101,6 +101,8 @@ void GtkWebWindow::setFrameAutosaveName(std::string_view name) {
 void GtkWebWindow::center() {}
 
 void GtkWebWindow::makeKeyAndOrderFront() {
+    // gtkmm takes a window that is hidden out of its application, and with that its shortcuts.
+    gtk_window_set_application(GTK_WINDOW(window_.gobj()), application_.toolkit()->gobj());
     window_.present();
 }
 
