@@ -49,7 +49,8 @@ function(zorvane_library name)
 endfunction()
 
 # zorvane_test(name LABEL unit|integration|desktop SOURCES ... [DEPENDS ...] [RUN_SERIAL]):
-# a GoogleTest executable whose tests are registered with CTest one by one.
+# a GoogleTest executable whose tests are registered with CTest one by one. Under a sanitizer, where
+# a process is slow to start, the unit tests of an executable run in one.
 function(zorvane_test name)
   cmake_parse_arguments(arg "RUN_SERIAL" "LABEL;TIMEOUT" "SOURCES;DEPENDS" ${ARGN})
   if(NOT BUILD_TESTING)
@@ -67,5 +68,10 @@ function(zorvane_test name)
   if(arg_RUN_SERIAL)
     list(APPEND properties RUN_SERIAL TRUE)
   endif()
-  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES ${properties})
+  if(ZORVANE_SANITIZE AND arg_LABEL STREQUAL "unit")
+    add_test(NAME ${name} COMMAND ${name} --gtest_brief=1)
+    set_tests_properties(${name} PROPERTIES ${properties} TIMEOUT 900)
+  else()
+    gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES ${properties})
+  endif()
 endfunction()
