@@ -55,7 +55,7 @@ soak:
 
 bench:
 	@tools/setup build run test bench
-	cmake --preset release -DZORVANE_BENCH=ON
+	cmake --preset release -DBUILD_TESTING=ON -DZORVANE_BENCH=ON
 	cmake --build --preset release --parallel $(JOBS)
 	@bench/run
 
