@@ -3,8 +3,8 @@
 #include "mac/OstraCore/OutputLines.h"
 #include "mac/OstraCore/ServerUrl.h"
 #include "mac/OstraCore/SidecarConfig.h"
-#include "mac/Zorvane/DataPaths.h"
 #include "mac/Tessel/Precondition.h"
+#include "mac/Zorvane/DataPaths.h"
 #include "mac/Zorvane/WaitThenKill.h"
 
 #include <fmt/format.h>
@@ -58,12 +58,12 @@ ServerSupervisor::~ServerSupervisor() {
 
 void ServerSupervisor::checkMainThread() const {
     tessel::precondition(facilities_.mainQueue.isMainThread(),
-                 "the server supervisor was called off the main thread");
+                         "the server supervisor was called off the main thread");
 }
 
 void ServerSupervisor::advanceGeneration() {
     tessel::precondition(generation_ < std::numeric_limits<std::int64_t>::max(),
-                 "the supervisor's generation counter overflowed");
+                         "the supervisor's generation counter overflowed");
     ++generation_;
     cancelHealthLoop();
 }

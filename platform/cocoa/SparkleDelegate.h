@@ -8,5 +8,5 @@
 
 @interface ZorvaneSparkleDelegate : NSObject <SPUUpdaterDelegate, SPUStandardUserDriverDelegate>
 // Not owned; null once the controller is gone.
-@property(nonatomic, assign) platform::UpdateDelegate* owner;
+@property (nonatomic, assign) platform::UpdateDelegate* owner;
 @end

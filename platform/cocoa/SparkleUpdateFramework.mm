@@ -44,9 +44,9 @@ class SparkleController final : public UpdateController {
 
 // Nil, with the reason in the log, when the framework is not there or cannot be loaded.
 Class loadControllerClass(NSBundle* bundle, Log& log) {
-    NSURL* const folder = [bundle.privateFrameworksURL
-        URLByAppendingPathComponent:@"Sparkle.framework"
-                        isDirectory:YES];
+    NSURL* const folder =
+        [bundle.privateFrameworksURL URLByAppendingPathComponent:@"Sparkle.framework"
+                                                     isDirectory:YES];
     NSBundle* const framework = folder == nil ? nil : [NSBundle bundleWithURL:folder];
     if (framework == nil) {
         log.write("no updates: the bundle has no Sparkle.framework");

@@ -1,7 +1,7 @@
 // Loopback ports, random bytes, XDG folders and notifications.
 #include "platform/linux/LocalNotificationCenter.h"
-#include "platform/linux/crypto/SodiumRandomSource.h"
 #include "platform/linux/XdgFolders.h"
+#include "platform/linux/crypto/SodiumRandomSource.h"
 #include "platform/posix/PosixLoopbackPorts.h"
 #include "platform/testing/InMemorySystem.h"
 #include "platform/testing/ManualScheduler.h"

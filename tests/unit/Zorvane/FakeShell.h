@@ -5,8 +5,8 @@
 #include "mac/Zorvane/AppDelegate.h"
 #include "platform/testing/FakeDesktop.h"
 #include "platform/testing/FakeDesktopServices.h"
-#include "platform/testing/InMemorySystem.h"
 #include "platform/testing/FakeStatusBar.h"
+#include "platform/testing/InMemorySystem.h"
 #include "tests/unit/Zorvane/FakeSystem.h"
 
 #include <memory>
