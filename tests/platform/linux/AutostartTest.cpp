@@ -28,7 +28,7 @@ using std::filesystem::path;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
-TEST(ExecLine, isTakenApartAsTheSpecificationSays) {
+TEST(ExecLine, isTakenApartAsItIsQuoted) {
     struct Case {
         const char* line;
         std::optional<std::vector<std::string>> arguments;
