@@ -73,7 +73,10 @@ void GtkNavigation::onLoadChanged(WebKitWebView* /*view*/, WebKitLoadEvent event
     if (event == WEBKIT_LOAD_STARTED) {
         navigation->failed_ = false;
         g_cancellable_cancel(navigation->asking_.get());
-    } else if (event == WEBKIT_LOAD_FINISHED && !navigation->failed_) {
+    } else if (event == WEBKIT_LOAD_FINISHED && !navigation->failed_ &&
+               navigation->window_.onDidFinishNavigation) {
+        // Asking brings a JavaScript engine into this process: not for a window without an
+        // answerer.
         navigation->askForTitle();
     }
 }
