@@ -1,4 +1,4 @@
-// One entry of the Desktop Application Autostart Specification 0.5, as text: what a session of a
+// One entry of the freedesktop.org autostart rules, version 0.5, as text: what a session of a
 // given desktop would do with it, and how one is written. An entry is untrusted: whatever cannot
 // be read as one is `broken`. Looks at the file system only to find the programs that the entry
 // names.

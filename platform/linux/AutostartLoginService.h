@@ -1,4 +1,4 @@
-// LoginService by the Desktop Application Autostart Specification: the entry ID.desktop in the
+// LoginService by the autostart rules of freedesktop.org: the entry ID.desktop in the
 // user's autostart folder, or, when the user has none, the first one of the system's folders.
 //
 //   the entry that counts                          status

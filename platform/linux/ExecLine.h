@@ -1,6 +1,7 @@
-// The command line of a desktop entry's Exec key, by the Desktop Entry Specification 1.5: how its
-// arguments are quoted, and how a desktop takes them apart. The text is the key's value after the
-// escapes that every string in a key file has (\s, \n, \\ ...) were resolved. Pure functions.
+// The command line of a desktop entry's Exec key, by the desktop entry format 1.5
+// (freedesktop.org): how its arguments are quoted, and how a desktop takes them apart. The text is
+// the key's value after the escapes that every string in a key file has (\s, \n, \\ ...) were
+// resolved. Pure functions.
 #pragma once
 
 #include <optional>

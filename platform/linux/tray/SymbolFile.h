@@ -1,7 +1,7 @@
 // Where the system's symbols would be on a system that has none of its own: the application
 // brings them, one drawing a symbol, as NAME-symbolic.svg in its bundle's Resources. The ending is
 // the one by which hosts and toolkits know a drawing that takes the colour of the text around it
-// (freedesktop.org Icon Naming Specification and its common practice). Any thread.
+// (freedesktop.org icon naming and its common practice). Any thread.
 #pragma once
 
 #include <filesystem>
