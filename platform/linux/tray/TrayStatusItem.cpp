@@ -81,6 +81,39 @@ void TrayStatusItem::joinBus(GDBusConnection* connection) {
         return;
     }
     menu_.exportAt(menuPath);
+    askForMenu(connection);
+}
+
+// libdbusmenu puts the menu on the bus at a later moment and does not say when. A host that saw the
+// item before would find no menu, so the item registers once its own menu has answered.
+void TrayStatusItem::askForMenu(GDBusConnection* connection) {
+    g_dbus_connection_call(connection, g_dbus_connection_get_unique_name(connection), menuPath,
+                           "com.canonical.dbusmenu", "GetProperty",
+                           g_variant_new("(is)", 0, "children-display"), nullptr,
+                           G_DBUS_CALL_FLAGS_NONE, -1, connecting_.get(), onMenuAnswered, this);
+}
+
+void TrayStatusItem::onMenuAnswered(GObject* source, GAsyncResult* result, gpointer self) {
+    GDBusConnection* const connection = G_DBUS_CONNECTION(source);
+    GError* error = nullptr;
+    GVariant* const answer = g_dbus_connection_call_finish(connection, result, &error);
+    if (answer != nullptr) {
+        g_variant_unref(answer);
+    }
+    const gtk::GErrorPtr failure(error);
+    if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CANCELLED) != FALSE) {
+        return; // `self` may be gone
+    }
+    auto* const item = static_cast<TrayStatusItem*>(self);
+    if (g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_UNKNOWN_METHOD) != FALSE ||
+        g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_UNKNOWN_OBJECT) != FALSE) {
+        item->askForMenu(connection);
+    } else {
+        item->registerOn(connection);
+    }
+}
+
+void TrayStatusItem::registerOn(GDBusConnection* connection) {
     registration_.emplace(
         connection, fmt::format("org.kde.StatusNotifierItem-{}-{}", ::getpid(), itemsMade),
         [this](bool inTray) { placeKnown(inTray ? Place::tray : Place::nowhere); }, log_);

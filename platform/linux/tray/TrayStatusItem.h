@@ -61,7 +61,11 @@ class TrayStatusItem final : public StatusItem {
   private:
     static void onBus(GObject* source, GAsyncResult* result, gpointer self);
 
+    static void onMenuAnswered(GObject* source, GAsyncResult* result, gpointer self);
+
     void joinBus(GDBusConnection* connection);
+    void askForMenu(GDBusConnection* connection);
+    void registerOn(GDBusConnection* connection);
     void changed();
     void placeKnown(Place place);
     [[nodiscard]] NotifierContent content() const;
