@@ -1,5 +1,7 @@
 #include "tests/platform/tray/TrayFixture.h"
 
+#include "tests/support/traymenu/WatcherInterface.h"
+
 #include <fmt/format.h>
 
 #include <cstdlib>
@@ -11,20 +13,6 @@ namespace {
 constexpr const char* watcherName = "org.kde.StatusNotifierWatcher";
 constexpr const char* menuInterface = "com.canonical.dbusmenu";
 constexpr const char* itemInterface = "org.kde.StatusNotifierItem";
-
-constexpr const char* watcherIntrospection = R"xml(<node>
-  <interface name="org.kde.StatusNotifierWatcher">
-    <method name="RegisterStatusNotifierItem"><arg type="s" direction="in"/></method>
-    <property name="IsStatusNotifierHostRegistered" type="b" access="read"/>
-    <signal name="StatusNotifierHostRegistered"/>
-    <signal name="StatusNotifierHostUnregistered"/>
-  </interface>
-</node>)xml";
-
-GDBusInterfaceInfo* watcherInterface() {
-    static GDBusNodeInfo* const node = g_dbus_node_info_new_for_xml(watcherIntrospection, nullptr);
-    return node->interfaces[0];
-}
 
 // Ends with the process; should the process die, GLib's own watcher ends it.
 class PrivateBus {
@@ -136,7 +124,8 @@ Watcher::Watcher()
     static constexpr GDBusInterfaceVTable calls{
         .method_call = onCall, .get_property = onGet, .set_property = nullptr, .padding = {}};
     object_ = g_dbus_connection_register_object(connection_.get(), "/StatusNotifierWatcher",
-                                                watcherInterface(), &calls, this, nullptr, nullptr);
+                                                traymenu::watcherInterface(), &calls, this, nullptr,
+                                                nullptr);
 }
 
 Watcher::~Watcher() {

@@ -1,5 +1,7 @@
 #include "tests/support/backgroundtray/BackgroundTray.h"
 
+#include "tests/support/traymenu/WatcherInterface.h"
+
 #include <future>
 #include <stdexcept>
 #include <utility>
@@ -14,20 +16,6 @@ constexpr const char* watcherPath = "/StatusNotifierWatcher";
 constexpr const char* menuPath = "/MenuBar";
 constexpr const char* menuInterface = "com.canonical.dbusmenu";
 constexpr int patienceMs = 25'000;
-
-constexpr const char* introspection = R"xml(<node>
-  <interface name="org.kde.StatusNotifierWatcher">
-    <method name="RegisterStatusNotifierItem"><arg type="s" direction="in"/></method>
-    <property name="IsStatusNotifierHostRegistered" type="b" access="read"/>
-    <signal name="StatusNotifierHostRegistered"/>
-    <signal name="StatusNotifierHostUnregistered"/>
-  </interface>
-</node>)xml";
-
-GDBusInterfaceInfo* watcherInterface() {
-    static GDBusNodeInfo* const node = g_dbus_node_info_new_for_xml(introspection, nullptr);
-    return node->interfaces[0];
-}
 
 } // namespace
 
@@ -52,8 +40,9 @@ BackgroundTray::BackgroundTray(const std::string& busAddress)
     onOwnThread([this] {
         static constexpr GDBusInterfaceVTable calls{
             .method_call = onCall, .get_property = onGet, .set_property = nullptr, .padding = {}};
-        object_ = g_dbus_connection_register_object(
-            connection_.get(), watcherPath, watcherInterface(), &calls, this, nullptr, nullptr);
+        object_ = g_dbus_connection_register_object(connection_.get(), watcherPath,
+                                                    traymenu::watcherInterface(), &calls, this,
+                                                    nullptr, nullptr);
     });
     constexpr guint32 allowReplacementAndReplace = 3;
     try {
