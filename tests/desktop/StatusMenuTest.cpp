@@ -2,6 +2,7 @@
 // menu, and what a click on each item does on the desktop.
 #include "tests/desktop/ApplicationTest.h"
 #include "tests/desktop/session/Clipboard.h"
+#include "tests/desktop/session/ExpectedMenu.h"
 #include "tests/desktop/session/ServerRequest.h"
 #include "tests/desktop/session/TrayHost.h"
 
@@ -108,24 +109,7 @@ TEST_F(StatusMenu, tellsOfTheServerFromItsStartOn) {
     EXPECT_EQ(tray.toolTip(), fmt::format("Server: Online\nAddress: {}\n"
                                           "Library: no libraries configured",
                                           address()));
-    const Lines running = {header,
-                           "[Server: Online]",
-                           fmt::format("[Address: {}]", address()),
-                           "-",
-                           "[Library: no libraries configured]",
-                           "-",
-                           "Show Zorvane Window",
-                           "Open Web App",
-                           "Copy Server URL",
-                           "Restart Server",
-                           "-",
-                           "[Account: not linked]",
-                           "Link This Server…",
-                           "-",
-                           "Start at Login",
-                           "-",
-                           "Quit Zorvane & Stop Server"};
-    EXPECT_THAT(menu, ElementsAreArray(running));
+    EXPECT_THAT(menu, ElementsAreArray(menuOfAFreshServer(header, address())));
 }
 
 TEST_F(StatusMenu, bringsTheHiddenWindowBack) {

@@ -5,6 +5,7 @@
 // most two minutes). Says what it saw, and exits with 1 when something was wrong.
 // Usage: soak [SECONDS [SEED]]
 #include "tests/desktop/session/DesktopSession.h"
+#include "tests/desktop/session/ExpectedMenu.h"
 #include "tests/desktop/session/Waiting.h"
 #include "tests/soak/Usage.h"
 #include "tests/support/backgroundtray/BackgroundTray.h"
@@ -169,23 +170,8 @@ std::vector<std::string> Soak::expectedMenu() const {
     for (std::sregex_iterator match(log.begin(), log.end(), launch), last; match != last; ++match) {
         port = (*match)[1];
     }
-    return {"[Zorvane " ZORVANE_VERSION "]",
-            "[Server: Online]",
-            fmt::format("[Address: http://127.0.0.1:{}/]", port),
-            "-",
-            "[Library: no libraries configured]",
-            "-",
-            "Show Zorvane Window",
-            "Open Web App",
-            "Copy Server URL",
-            "Restart Server",
-            "-",
-            "[Account: not linked]",
-            "Link This Server…",
-            "-",
-            "Start at Login",
-            "-",
-            "Quit Zorvane & Stop Server"};
+    return desktop::menuOfAFreshServer("[Zorvane " ZORVANE_VERSION "]",
+                                       fmt::format("http://127.0.0.1:{}/", port));
 }
 
 Usage Soak::settled() {
