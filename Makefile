@@ -5,6 +5,8 @@ SHELL := /bin/bash
 # ccache finds its entries again from any folder the repository is cloned into.
 export CCACHE_BASEDIR := $(CURDIR)
 export CCACHE_NOHASHDIR := 1
+# What it asks for before it serves files that use a precompiled header.
+export CCACHE_SLOPPINESS := pch_defines,time_macros
 JOBS ?= $(shell nproc 2>/dev/null || sysctl -n hw.ncpu)
 TESTS ?= .
 SOAK_SECONDS ?= 600

@@ -62,6 +62,10 @@ function(zorvane_test name)
   add_executable(${name} ${arg_SOURCES})
   zorvane_common(${name})
   target_link_libraries(${name} PRIVATE ${arg_DEPENDS} GTest::gmock GTest::gtest_main)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # With this ccache can tell what a precompiled header holds, and serve these files too.
+    target_compile_options(${name} PRIVATE -fpch-preprocess)
+  endif()
   target_precompile_headers(${name} PRIVATE <gmock/gmock.h> <gtest/gtest.h> <string> <vector>
     <chrono> <functional> <memory>)
   set(properties LABELS ${arg_LABEL} TIMEOUT ${arg_TIMEOUT})
