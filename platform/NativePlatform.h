@@ -43,6 +43,9 @@ namespace platform {
 struct NativeOptions {
     std::string applicationId;      // reverse DNS; also names the folders of private data
     std::string guardianExecutable; // auxiliary executable that ends a child's group with us
+    // Where windows live in a process of their own, the executable of it: the name of an auxiliary
+    // executable or an absolute path. Other systems have no use for it.
+    std::string windowExecutable = {};
     // Which of two versions is newer, for back ends whose updater has no rule of its own.
     std::function<bool(std::string_view a, std::string_view than)> isNewerVersion = {};
     // A PEM file with the certificate authorities that the update servers are checked against, in

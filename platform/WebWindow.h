@@ -2,7 +2,8 @@
 // hidden; closing it by the user hides it and keeps it. Website data is persistent and private to
 // the user. Main thread only; callbacks too. A back end shows what it is told and decides nothing:
 // failed loads are shown by the web view itself, and a web process that died is reported, not
-// reloaded.
+// reloaded. Where windows live in a process of their own and that one dies, the window comes back
+// with its size and the page it showed; it is closed, as by the user, when that keeps happening.
 //
 // A page and the application talk as WebKit's user content controller has it: user scripts run in
 // the page's own world, and window.webkit.messageHandlers.NAME.postMessage(BODY) arrives here.
@@ -29,6 +30,9 @@ struct UserScript {
     ScriptInjectionTime when = ScriptInjectionTime::documentStart;
 };
 
+// Whether pages run in the web engine's sandbox, where a system may be unable to provide it.
+enum class Sandbox { required, whereAvailable, off };
+
 struct WebWindowOptions {
     std::string title;
     int contentWidth = 0;  // points
@@ -43,6 +47,7 @@ struct WebWindowOptions {
     bool backForwardGestures = false;
     std::string userAgent = {}; // empty: the view's own
     std::vector<UserScript> userScripts = {};
+    Sandbox sandbox = Sandbox::whereAvailable;
 };
 
 enum class NavigationPolicy { allow, cancel };
@@ -104,6 +109,8 @@ class WebWindow {
     // A page wants another window: a link with a blank target that the policy allowed, or a script.
     // None is ever made. The URL is empty when the request has none.
     std::function<void(const std::string& url)> onNewWindowRequest;
+    // The sandbox is required and the system has none: the window cannot be shown.
+    std::function<void()> onRefused;
     // The main frame has loaded a page; `pageTitle` is empty when it has no title.
     std::function<void(const std::string& pageTitle)> onDidFinishNavigation;
 };

@@ -87,6 +87,7 @@ int main(int argc, char** argv) {
     const auto system =
         platform::makeNativePlatform({.applicationId = "app.zorvane",
                                       .guardianExecutable = "zorvane-guardian",
+                                      .windowExecutable = "zorvane-window",
                                       .isNewerVersion = &tessel::AppVersion::isNewer});
     if (!system) {
         fmt::print(stderr, "Zorvane cannot start: {}\n", system.error());

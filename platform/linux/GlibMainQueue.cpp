@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-namespace platform::gtk {
+namespace platform::desktop {
 namespace {
 
 using Steady = std::chrono::steady_clock;
@@ -147,4 +147,4 @@ bool GlibMainQueue::isMainThread() const {
     return std::this_thread::get_id() == mainThread_;
 }
 
-} // namespace platform::gtk
+} // namespace platform::desktop

@@ -12,7 +12,7 @@
 #include <memory>
 #include <thread>
 
-namespace platform::gtk {
+namespace platform::desktop {
 
 class GlibMainQueue final : public MainQueue {
   public:
@@ -32,4 +32,4 @@ class GlibMainQueue final : public MainQueue {
     std::unique_ptr<Source> source_;
 };
 
-} // namespace platform::gtk
+} // namespace platform::desktop

@@ -18,7 +18,7 @@
 #include <thread>
 #include <utility>
 
-namespace platform::gtk {
+namespace platform::desktop {
 namespace {
 
 using Steady = std::chrono::steady_clock;
@@ -95,6 +95,12 @@ void makePrivateFolder(const std::filesystem::path& folder) {
 }
 
 } // namespace
+
+bool InstanceLock::isHeld(const std::filesystem::path& folder) {
+    const posix::UniqueFd lock(
+        ::open((folder / lockName).c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    return lock && ::flock(lock.get(), LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+}
 
 InstanceLock::InstanceLock(std::filesystem::path folder)
     : folder_(std::move(folder)) {}
@@ -226,4 +232,4 @@ void InstanceLock::answerOne() {
     }
 }
 
-} // namespace platform::gtk
+} // namespace platform::desktop

@@ -15,7 +15,7 @@
 #include <optional>
 #include <string>
 
-namespace platform::gtk {
+namespace platform::desktop {
 
 class InstanceLock {
   public:
@@ -25,6 +25,9 @@ class InstanceLock {
         unreachable, // another one is, and it did not answer in time
         unavailable, // the folder cannot carry a lock; see failure()
     };
+
+    // Whether some instance holds it at this moment; nothing is made or changed.
+    [[nodiscard]] static bool isHeld(const std::filesystem::path& folder);
 
     explicit InstanceLock(std::filesystem::path folder);
     ~InstanceLock();
@@ -68,4 +71,4 @@ class InstanceLock {
     std::optional<std::string> failure_;
 };
 
-} // namespace platform::gtk
+} // namespace platform::desktop

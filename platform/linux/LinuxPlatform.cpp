@@ -1,22 +1,53 @@
 #include "platform/linux/LinuxPlatform.h"
 
 #include "platform/appcast/ThisSystem.h"
+#include "platform/linux/DisplaySocket.h"
 #include "platform/linux/FindApplicationFolders.h"
 
 #include <fmt/format.h>
-#include <gtk/gtk.h>
+#include <glib.h>
 
 #include <clocale>
 #include <csignal>
-#include <locale>
 
 namespace platform {
-namespace gtk {
+namespace desktop {
+namespace {
+
+std::filesystem::path besideThisProgram(const std::string& name) {
+    return runningExecutable().parent_path() / name;
+}
+
+WindowHost::About aboutOf(const Bundle& bundle, const std::string& applicationId) {
+    const std::string version = bundle.infoString("CFBundleShortVersionString").value_or("");
+    const std::string build = bundle.infoString("CFBundleVersion").value_or("");
+    const auto folder = bundle.resourcesPath();
+    const auto icon = bundle.infoString("CFBundleIconFile");
+    return {.name = bundle.infoString("CFBundleName").value_or(applicationId),
+            .version = build.empty() ? version : fmt::format("{} ({})", version, build),
+            .copyright = bundle.infoString("NSHumanReadableCopyright").value_or(""),
+            .iconFile = folder && icon ? (*folder / (*icon + ".svg")).string() : std::string(),
+            .symbolFolder = folder ? folder->string() : std::string()};
+}
+
+} // namespace
 
 LinuxPlatform::LinuxPlatform(const NativeOptions& options, const Environment& environment)
     : folders_(xdgFolders(environment, homeFolder(environment)))
-    , applicationFolders_(findApplicationFolders(homeFolder(environment)))
     , log_(environment)
+    , windows_({.executable = besideThisProgram(options.windowExecutable),
+                .applicationId = options.applicationId,
+                .environment = environment},
+               log_)
+    , trouble_([this, &options]() -> std::optional<std::string> {
+        // A second launch shows nothing itself.
+        if (InstanceLock::isHeld(folders_.dataHome / options.applicationId)) {
+            return std::nullopt;
+        }
+        const auto started = windows_.startAhead();
+        return started ? std::nullopt : std::optional(started.error().description());
+    }())
+    , applicationFolders_(findApplicationFolders(homeFolder(environment)))
     , numberFormatter_(numericLocale(environment))
     , notificationCenter_(mainQueue_)
     , fileSystem_(folders_.dataHome)
@@ -28,17 +59,23 @@ LinuxPlatform::LinuxPlatform(const NativeOptions& options, const Environment& en
                      .executable = bundle_.executablePath()},
                     folders_, environment, fileSystem_)
     , commandRunner_(environment)
-    , childLauncher_(bundle_.executablePath().parent_path() / options.guardianExecutable,
+    , childLauncher_(besideThisProgram(options.guardianExecutable),
                      [this](std::string_view trouble) { log_.write(trouble); })
-    , application_(options.applicationId, folders_.dataHome / options.applicationId, log_)
-    , alerts_(application_)
-    , menuBar_(options.applicationId, application_, bundle_, log_)
+    , application_(options.applicationId, folders_.dataHome / options.applicationId, environment,
+                   windows_, log_)
+    , alerts_(windows_, application_)
+    , menuBar_(options.applicationId, windows_, bundle_, log_,
+               {.terminate = [this] { application_.terminate(); },
+                .hide = [this] { webWindows_.hideAll(); }})
+    , pasteboard_(windows_)
     , workspace_(mainQueue_, log_)
-    , webStorage_(folders_.dataHome / options.applicationId / "webkit",
-                  folders_.cacheHome / options.applicationId / "webkit", fileSystem_, log_)
-    , webWindows_(application_, webStorage_, userDefaults_)
+    , webWindows_(windows_,
+                  WebsiteFolders(folders_.dataHome / options.applicationId / "webkit",
+                                 folders_.cacheHome / options.applicationId / "webkit", fileSystem_,
+                                 log_),
+                  userDefaults_, [this] { application_.windowWasClosed(); })
     , updateHttp_({.authorities = options.updateAuthorities})
-    , updateUi_([this](const std::string& url) { workspace_.openUrl(url); })
+    , updateUi_(windows_, [this](const std::string& url) { workspace_.openUrl(url); })
     , updateFramework_({.http = updateHttp_,
                         .mainQueue = mainQueue_,
                         .backgroundQueues = backgroundQueues_,
@@ -54,49 +91,26 @@ LinuxPlatform::LinuxPlatform(const NativeOptions& options, const Environment& en
                         .isNewer = options.isNewerVersion,
                         .readInfo = [this](const std::filesystem::path& folder) {
                             return readInfoDictionary(folder, log_);
-                        }}) {}
-
-} // namespace gtk
-
-namespace {
-
-std::string describeVariable(const Environment& environment, const std::string& name) {
-    const auto entry = environment.find(name);
-    return entry == environment.end() || entry->second.empty()
-               ? fmt::format("{} is not set", name)
-               : fmt::format("{} is \"{}\"", name, entry->second);
+                        }}) {
+    windows_.setAbout(aboutOf(bundle_, options.applicationId));
 }
 
-std::string noDisplay(const Environment& environment) {
-    const std::string x11 = describeVariable(environment, "DISPLAY");
-    const std::string wayland = describeVariable(environment, "WAYLAND_DISPLAY");
-    if (x11.ends_with("not set") && wayland.ends_with("not set")) {
-        return "no usable display (DISPLAY and WAYLAND_DISPLAY are not set)";
-    }
-    return fmt::format("no usable display ({}, {})", x11, wayland);
-}
-
-// gtkmm makes the user's locale the global one of C++ too, with which streams
-// would group digits.
-void useLocaleForTextsOnly() {
-    std::locale::global(std::locale::classic());
-    std::setlocale(LC_ALL, "");
-    std::setlocale(LC_NUMERIC, "C");
-}
-
-} // namespace
+} // namespace desktop
 
 std::expected<std::unique_ptr<NativePlatform>, std::string>
 makeNativePlatform(const NativeOptions& options) {
     const Environment environment = currentEnvironment();
     std::signal(SIGPIPE, SIG_IGN);
-    // Window managers find the desktop entry by this name.
     g_set_prgname(options.applicationId.c_str());
-    if (gtk_init_check() == FALSE) {
-        return std::unexpected(noDisplay(environment));
+    if (auto trouble = desktop::displayTrouble(environment)) {
+        return std::unexpected(*std::move(trouble));
     }
-    auto platform = std::make_unique<gtk::LinuxPlatform>(options, environment);
-    useLocaleForTextsOnly();
+    std::setlocale(LC_ALL, "");
+    std::setlocale(LC_NUMERIC, "C");
+    auto platform = std::make_unique<desktop::LinuxPlatform>(options, environment);
+    if (platform->trouble()) {
+        return std::unexpected(*platform->trouble());
+    }
     return platform;
 }
 

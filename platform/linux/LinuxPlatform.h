@@ -1,5 +1,5 @@
-// The Linux desktop's facilities put together. Making it opens the display, ignores SIGPIPE for
-// the whole process (a peer that went away is an error code, not an end), and takes the user's
+// The Linux desktop's facilities put together. Making it starts the window program, ignores SIGPIPE
+// for the whole process (a peer that went away is an error code, not an end), and takes the user's
 // locale for texts while numbers stay as C has them. Main thread; once per process.
 #pragma once
 
@@ -8,18 +8,18 @@
 #include "platform/linux/AutostartLoginService.h"
 #include "platform/linux/FolderBundle.h"
 #include "platform/linux/GlibMainQueue.h"
-#include "platform/linux/GtkAlerts.h"
-#include "platform/linux/GtkApplication.h"
-#include "platform/linux/GtkMenuBar.h"
-#include "platform/linux/GtkPasteboard.h"
-#include "platform/linux/GtkUpdateUi.h"
-#include "platform/linux/GtkWebWindow.h"
-#include "platform/linux/GtkWorkspace.h"
 #include "platform/linux/KeyFileDefaults.h"
+#include "platform/linux/LinuxApplication.h"
 #include "platform/linux/LinuxHost.h"
+#include "platform/linux/LinuxWorkspace.h"
 #include "platform/linux/LocalNotificationCenter.h"
+#include "platform/linux/RemoteAlerts.h"
+#include "platform/linux/RemoteMenuBar.h"
+#include "platform/linux/RemotePasteboard.h"
+#include "platform/linux/RemoteUpdateUi.h"
+#include "platform/linux/RemoteWebWindow.h"
 #include "platform/linux/ThreadPoolQueues.h"
-#include "platform/linux/WebStorage.h"
+#include "platform/linux/WindowHost.h"
 #include "platform/linux/XdgFolders.h"
 #include "platform/linux/crypto/SodiumRandomSource.h"
 #include "platform/linux/text/IcuNumberFormatter.h"
@@ -32,12 +32,16 @@
 #include "platform/posix/PosixPrivateFiles.h"
 #include "platform/posix/StderrLog.h"
 
-namespace platform::gtk {
+namespace platform::desktop {
 
 class LinuxPlatform final : public NativePlatform {
   public:
-    // GTK must be initialised.
     LinuxPlatform(const NativeOptions& options, const Environment& environment);
+    LinuxPlatform(const LinuxPlatform&) = delete;
+    LinuxPlatform& operator=(const LinuxPlatform&) = delete;
+
+    // Why no window could ever be shown, if so.
+    [[nodiscard]] const std::optional<std::string>& trouble() const { return trouble_; }
 
     Application& application() override { return application_; }
     MainQueue& mainQueue() override { return mainQueue_; }
@@ -70,8 +74,10 @@ class LinuxPlatform final : public NativePlatform {
   private:
     // Destroyed from the last to the first: what calls back goes before what is called.
     const XdgFolders folders_;
-    const ApplicationFolders applicationFolders_;
     StderrLog log_;
+    WindowHost windows_;
+    std::optional<std::string> trouble_;
+    const ApplicationFolders applicationFolders_;
     SystemClock clock_;
     IcuNumberFormatter numberFormatter_;
     GlibMainQueue mainQueue_;
@@ -89,16 +95,15 @@ class LinuxPlatform final : public NativePlatform {
     PosixCommandRunner commandRunner_;
     PosixChildLauncher childLauncher_;
     CurlHttpClient httpClient_;
-    GtkApplication application_;
-    GtkAlerts alerts_;
-    GtkMenuBar menuBar_;
-    GtkPasteboard pasteboard_;
-    GtkWorkspace workspace_;
-    WebStorage webStorage_;
-    GtkWebWindowFactory webWindows_;
+    LinuxApplication application_;
+    RemoteAlerts alerts_;
+    RemoteMenuBar menuBar_;
+    RemotePasteboard pasteboard_;
+    LinuxWorkspace workspace_;
+    RemoteWebWindows webWindows_;
     CurlHttpClient updateHttp_; // so that a download holds nothing else up
-    GtkUpdateUi updateUi_;
+    RemoteUpdateUi updateUi_;
     appcast::AppcastFramework updateFramework_;
 };
 
-} // namespace platform::gtk
+} // namespace platform::desktop

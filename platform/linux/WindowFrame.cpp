@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cstdint>
 
-namespace platform::gtk {
+namespace platform::desktop {
 namespace {
 
 // Below this a window cannot be used; whoever wrote such a size did not mean it.
@@ -49,4 +49,4 @@ void WindowFrame::save(const WindowSize& size) {
     }
 }
 
-} // namespace platform::gtk
+} // namespace platform::desktop

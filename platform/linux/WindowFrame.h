@@ -10,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-namespace platform::gtk {
+namespace platform::desktop {
 
 struct WindowSize {
     int width = 0;
@@ -36,4 +36,4 @@ class WindowFrame {
     std::string maximizedKey_;
 };
 
-} // namespace platform::gtk
+} // namespace platform::desktop

@@ -407,12 +407,16 @@ TEST_F(BackEnd, writesNothingToTheTerminalWhenAllIsWell) {
     }
 }
 
-TEST_F(BackEnd, endsInOrderWhenTheSessionBusGoesAway) {
-    const auto probe = launch({});
+TEST_F(BackEnd, goesOnWithoutTheSessionBus) {
+    const auto probe = launch({"--window", "probe"});
+    const std::string window = awaitWindow();
     ASSERT_TRUE(says(*probe, "launched"));
     session.killBus();
-    EXPECT_EQ(probe->waitForExit(patience), 0);
-    EXPECT_EQ(count(*probe, "will terminate, aevt quit why logo"), 1U);
+    const auto second = launch({}); // is answered by the first, which is still there
+    EXPECT_EQ(second->waitForExit(patience), 0);
+    EXPECT_TRUE(says(*probe, "reopen, visible windows: true"));
+    EXPECT_EQ(session.visibleWindow("probe"), window);
+    EXPECT_EQ(count(*probe, "will terminate, aevt quit why logo"), 0U);
 }
 
 TEST_F(BackEnd, saysInOneSentenceThatThereIsNoDisplay) {

@@ -43,10 +43,52 @@ TEST_F(Crash, ofTheApplicationTakesTheServerAndThePageAlong) {
     EXPECT_TRUE(nothingIsLeft()) << describe(session.processes());
 }
 
-TEST_F(Crash, ofTheDisplayTakesTheServerAlong) {
+TEST_F(Crash, ofTheDisplayHurtsNobodyElseAndTheWindowComesBackWithIt) {
     launchUntilReady();
+    ASSERT_TRUE(showsTheServersPage());
+    const ServerLaunch server = serverLaunches(1).front();
     session.killDisplay();
-    EXPECT_NE(application->waitForExit(patience), std::nullopt);
+    ASSERT_TRUE(eventually([&] { return processesNamed("zorvane-window").empty(); }));
+    EXPECT_TRUE(serverAnswers(server.port));
+    session.restartDisplay();
+    EXPECT_TRUE(windowAppears()) << application->standardError();
+    EXPECT_TRUE(showsTheServersPage());
+    EXPECT_TRUE(application->isRunning());
+    EXPECT_EQ(::kill(server.pid, 0), 0);
+    EXPECT_EQ(serverLaunches(1).size(), 1U);
+}
+
+TEST_F(Crash, ofTheWindowProgramHurtsNobodyElseAndTheWindowComesBack) {
+    launchUntilReady();
+    ASSERT_TRUE(showsTheServersPage());
+    const ServerLaunch server = serverLaunches(1).front();
+    session.resize(window().value(), 1000, 720);
+    ASSERT_TRUE(eventually([&] { return session.geometry(window().value()).width == 1000; }));
+    const std::vector<Process> before = processesNamed("zorvane-window");
+    ASSERT_EQ(before.size(), 1U);
+    ::kill(before.front().pid, SIGKILL);
+    ASSERT_TRUE(eventually([&] {
+        const std::vector<Process> now = processesNamed("zorvane-window");
+        return now.size() == 1 && now.front().pid != before.front().pid;
+    })) << application->standardError();
+    ASSERT_TRUE(windowAppears()) << application->standardError();
+    EXPECT_TRUE(showsTheServersPage());
+    EXPECT_TRUE(eventually([&] {
+        const WindowGeometry geometry = session.geometry(window().value());
+        return geometry.width == 1000 && geometry.height == 720;
+    }));
+    EXPECT_EQ(::kill(server.pid, 0), 0);
+    EXPECT_EQ(serverLaunches(1).size(), 1U);
+}
+
+// A display may come back; one that has been gone for half a minute does not.
+TEST_F(Crash, ofTheDisplayForGoodEndsTheApplicationInOrder) {
+    launchUntilReady();
+    const ServerLaunch server = serverLaunches(1).front();
+    session.killDisplay();
+    EXPECT_TRUE(eventually([&] { return processesNamed("zorvane-window").empty(); }));
+    EXPECT_TRUE(serverAnswers(server.port));
+    EXPECT_EQ(application->waitForExit(patience + patience), 0) << application->standardError();
     EXPECT_TRUE(nothingIsLeft()) << describe(session.processes());
 }
 

@@ -14,6 +14,7 @@
 #include <filesystem>
 #include <memory>
 #include <system_error>
+#include <vector>
 
 namespace tool {
 namespace {
@@ -27,16 +28,32 @@ using Script = std::string (*)(const tessel::WebAppConfig&);
 
 // The window is a program of its own: the other commands start without a toolkit.
 constexpr const char* windowProgram = "tessel-web";
+// What that program has its windows shown by, where windows live in a process of their own.
+constexpr const char* toolkitProgram = "zorvane-window";
 
-std::optional<std::filesystem::path> findWindowProgram(const std::filesystem::path& executable) {
-    const auto folder = executable.parent_path();
-    for (const auto& place : {folder, folder / TESSEL_PROGRAMS_FOLDER}) {
+std::optional<std::filesystem::path> find(const char* program,
+                                          const std::vector<std::filesystem::path>& places) {
+    for (const auto& place : places) {
         std::error_code failed;
-        if (std::filesystem::is_regular_file(place / windowProgram, failed)) {
-            return place / windowProgram;
+        if (std::filesystem::is_regular_file(place / program, failed)) {
+            return place / program;
         }
     }
     return std::nullopt;
+}
+
+std::optional<std::filesystem::path> findWindowProgram(const std::filesystem::path& executable) {
+    const auto folder = executable.parent_path();
+    return find(windowProgram, {folder, folder / TESSEL_PROGRAMS_FOLDER});
+}
+
+std::string findToolkitProgram(const std::filesystem::path& executable) {
+    const auto folder = executable.parent_path();
+    const std::filesystem::path inBundle = "Zorvane.app/Contents/MacOS";
+    return find(toolkitProgram,
+                {folder, folder / ".." / inBundle, folder / TESSEL_PROGRAMS_FOLDER / inBundle})
+        .value_or(toolkitProgram)
+        .native();
 }
 
 void openWindow(const Options& options, Tool& tool) {
@@ -52,7 +69,9 @@ void openWindow(const Options& options, Tool& tool) {
     std::string path = program->native();
     std::string option = options.reveal ? "--reveal" : "--conceal";
     std::string file = options.file;
-    const std::array<char*, 4> arguments{path.data(), option.data(), file.data(), nullptr};
+    std::string toolkit = findToolkitProgram(executable);
+    const std::array<char*, 5> arguments{path.data(), option.data(), file.data(), toolkit.data(),
+                                         nullptr};
     ::execv(path.c_str(), arguments.data());
     tool.fail(fmt::format("cannot start {}: {}", path, platform::errnoText(errno)));
 }

@@ -255,8 +255,9 @@ Arguments parse(int count, char** values) {
 
 int main(int argumentCount, char** argumentValues) {
     const Arguments arguments = parse(argumentCount, argumentValues);
-    const auto native = platform::makeNativePlatform(
-        {.applicationId = arguments.at("--id"), .guardianExecutable = "none"});
+    const auto native = platform::makeNativePlatform({.applicationId = arguments.at("--id"),
+                                                      .guardianExecutable = "none",
+                                                      .windowExecutable = ZORVANE_WINDOW});
     if (!native) {
         fmt::print(stderr, "{}\n", native.error());
         return 1;

@@ -2,6 +2,8 @@
 
 #include "tests/desktop/session/Waiting.h"
 
+#include <fmt/format.h>
+#include <unistd.h>
 #include <xcb/xcb.h>
 
 #include <algorithm>
@@ -76,8 +78,11 @@ DesktopSession::~DesktopSession() {
     (void)eventually([this] { return processes().empty(); });
     windowManager_.reset();
     bus_.reset();
-    display_.reset();
     std::error_code ignored;
+    if (display_ && !display_->isRunning()) {
+        std::filesystem::remove(displayLock(), ignored);
+    }
+    display_.reset();
     std::filesystem::remove_all(folder_, ignored);
 }
 
@@ -254,9 +259,26 @@ void DesktopSession::killBus() {
     (void)bus_->waitForExit(patience);
 }
 
+// The number stays taken, so that no other test's display comes in the place of the one that died.
 void DesktopSession::killDisplay() {
     display_->signal(SIGKILL);
     (void)display_->waitForExit(patience);
+    std::ofstream(displayLock()) << fmt::format("{:>10}\n", ::getpid());
+}
+
+void DesktopSession::restartDisplay() {
+    std::error_code ignored;
+    std::filesystem::remove(displayLock(), ignored);
+    const std::string number = environment.at("DISPLAY");
+    display_ = start({"Xvfb", number, "-displayfd", "1", "-screen", "0", "1600x1000x24",
+                      "-nolisten", "tcp", "-noreset"},
+                     "display");
+    (void)awaitLine(*display_, "Xvfb");
+    startWindowManager();
+}
+
+std::filesystem::path DesktopSession::displayLock() const {
+    return "/tmp/.X" + environment.at("DISPLAY").substr(1) + "-lock";
 }
 
 } // namespace desktop

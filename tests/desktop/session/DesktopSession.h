@@ -78,12 +78,15 @@ class DesktopSession {
     [[nodiscard]] std::string activeWindow() const;
 
     void killDisplay();
+    // After killDisplay(): another X server on the same display, with a window manager.
+    void restartDisplay();
     void killBus();
 
   private:
     // The standard output of a program that ends by itself.
     std::string ask(const std::vector<std::string>& command) const;
     void startDisplay();
+    [[nodiscard]] std::filesystem::path displayLock() const;
     void startBus();
     void startWindowManager();
 

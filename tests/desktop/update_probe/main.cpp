@@ -66,6 +66,7 @@ int main() {
     const auto native = platform::makeNativePlatform(
         {.applicationId = "test.zorvane.update",
          .guardianExecutable = "none",
+         .windowExecutable = ZORVANE_WINDOW,
          .isNewerVersion = [](std::string_view a, std::string_view than) { return a > than; },
          .updateAuthorities = bundle.parent_path() / "authority.pem"});
     if (!native) {

@@ -119,8 +119,9 @@ int main(int argumentCount, char** argumentValues) {
         return 2;
     }
     const Arguments arguments = parse(argumentCount, argumentValues);
-    const auto native = platform::makeNativePlatform(
-        {.applicationId = "test.zorvane.webapp", .guardianExecutable = "none"});
+    const auto native = platform::makeNativePlatform({.applicationId = "test.zorvane.webapp",
+                                                      .guardianExecutable = "none",
+                                                      .windowExecutable = ZORVANE_WINDOW});
     if (!native) {
         fmt::print(stderr, "{}\n", native.error());
         return 1;

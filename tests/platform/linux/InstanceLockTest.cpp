@@ -23,7 +23,7 @@
 
 namespace {
 
-using platform::gtk::InstanceLock;
+using platform::desktop::InstanceLock;
 using Outcome = InstanceLock::Outcome;
 using std::chrono::milliseconds;
 

@@ -13,7 +13,7 @@
 
 namespace {
 
-using platform::gtk::GlibMainQueue;
+using platform::desktop::GlibMainQueue;
 
 TEST(GlibMainQueue, letsOtherSourcesRunBetweenRoundsOfTasksThatPostTasks) {
     GlibMainQueue queue;

@@ -12,8 +12,8 @@
 
 namespace {
 
-using platform::gtk::WindowFrame;
-using platform::gtk::WindowSize;
+using platform::desktop::WindowFrame;
+using platform::desktop::WindowSize;
 
 constexpr WindowSize screen{.width = 1920, .height = 1080};
 

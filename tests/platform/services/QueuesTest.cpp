@@ -27,7 +27,7 @@ class GlibHarness final : public MainQueueHarness {
     }
 
   private:
-    platform::gtk::GlibMainQueue queue_;
+    platform::desktop::GlibMainQueue queue_;
 };
 
 class ManualHarness final : public MainQueueHarness {

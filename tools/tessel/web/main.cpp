@@ -1,4 +1,5 @@
-// tessel-web (--reveal | --conceal) CONFIG: the window of `tessel web`, which starts it.
+// tessel-web (--reveal | --conceal) CONFIG WINDOW: the window of `tessel web`, which starts it.
+// WINDOW is the executable of the process that windows live in, where there is one.
 #include "mac/Tessel/JsonText.h"
 #include "mac/Tessel/MainMenu.h"
 #include "mac/Tessel/WebAppWindow.h"
@@ -82,17 +83,18 @@ int fail(std::string_view message) {
 } // namespace
 
 int main(int argc, char** argv) {
-    const std::string_view mode = argc == 3 ? argv[1] : "";
+    const std::string_view mode = argc == 4 ? argv[1] : "";
     if (mode != "--reveal" && mode != "--conceal") {
-        fmt::print(stderr, "usage: tessel-web (--reveal | --conceal) CONFIG\n");
+        fmt::print(stderr, "usage: tessel-web (--reveal | --conceal) CONFIG WINDOW\n");
         return 2;
     }
     auto config = tool::readWebAppFile(argv[2]);
     if (!config) {
         return fail(config.error());
     }
-    const auto native = platform::makeNativePlatform(
-        {.applicationId = applicationId(*config), .guardianExecutable = "none"});
+    const auto native = platform::makeNativePlatform({.applicationId = applicationId(*config),
+                                                      .guardianExecutable = "none",
+                                                      .windowExecutable = argv[3]});
     if (!native) {
         return fail(native.error());
     }

@@ -1,0 +1,289 @@
+#include "platform/linux/LinuxApplication.h"
+
+#include "platform/linux/DisplaySocket.h"
+#include "platform/linux/LinuxWorkspace.h"
+
+#include <fmt/format.h>
+#include <glib-unix.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <utility>
+
+namespace platform::desktop {
+namespace {
+
+constexpr std::array terminationSignals = {SIGTERM, SIGINT, SIGHUP};
+// An instance on its way out may have to wait for what it runs.
+constexpr std::chrono::seconds handOverPatience{20};
+constexpr std::chrono::milliseconds busPatience{1000};
+// For the window program to write what pages stored, once the server is gone.
+constexpr std::chrono::milliseconds windowPatience{1000};
+
+constexpr std::uint32_t fourCharacters(const char (&code)[5]) {
+    std::uint32_t value = 0;
+    for (int index = 0; index < 4; ++index) {
+        value = (value << 8) | static_cast<unsigned char>(code[index]);
+    }
+    return value;
+}
+
+constexpr SystemEvent sessionQuit{.eventClass = fourCharacters("aevt"),
+                                  .eventId = fourCharacters("quit"),
+                                  .why = fourCharacters("logo")};
+
+// The event counts as current only while it is being handled.
+class EventScope {
+  public:
+    explicit EventScope(std::optional<SystemEvent>& current)
+        : current_(current) {
+        current_ = sessionQuit;
+    }
+    ~EventScope() { current_.reset(); }
+    EventScope(const EventScope&) = delete;
+    EventScope& operator=(const EventScope&) = delete;
+
+  private:
+    std::optional<SystemEvent>& current_;
+};
+
+// The token by which the desktop lets this launch take the focus, or empty.
+std::string launchToken(const Environment& environment) {
+    for (const char* name : {"XDG_ACTIVATION_TOKEN", "DESKTOP_STARTUP_ID"}) {
+        const auto entry = environment.find(name);
+        if (entry != environment.end() && !entry->second.empty()) {
+            return entry->second;
+        }
+    }
+    return {};
+}
+
+// A token is an opaque word of the desktop's; nothing else is passed on to it.
+bool looksLikeToken(const std::string& token) {
+    return !token.empty() && std::ranges::all_of(token, [](char c) { return c > ' ' && c < 127; });
+}
+
+} // namespace
+
+LinuxApplication::LinuxApplication(std::string applicationId,
+                                   const std::filesystem::path& privateFolder,
+                                   const Environment& environment, WindowHost& windows, Log& log)
+    : applicationId_(std::move(applicationId))
+    , environment_(environment)
+    , windows_(windows)
+    , log_(log)
+    , instance_(privateFolder)
+    , bus_(applicationId_, log) {
+    windows_.onDisplayGone = [this](bool isFirst) { displayGone(isFirst); };
+    windows_.sessionIsOver = [this] { return bus_.isGone(); };
+}
+
+LinuxApplication::~LinuxApplication() {
+    for (const guint source : sources_) {
+        g_source_remove(source);
+    }
+    if (stage_ == Stage::ended) {
+        // GLib has just put the default dispositions back. The process is ending as it was asked
+        // to; being asked again does not change how.
+        for (const int number : terminationSignals) {
+            std::signal(number, SIG_IGN);
+        }
+    }
+}
+
+int LinuxApplication::run(ApplicationDelegate& delegate) {
+    int exitStatus = 0;
+    if (!becomeTheInstance(exitStatus)) {
+        return exitStatus;
+    }
+    delegate_ = &delegate;
+    stage_ = Stage::launching;
+    watchSignals();
+    joinSession();
+    g_idle_add_full(G_PRIORITY_HIGH, onLaunch, this, nullptr);
+    while (stage_ != Stage::ended) {
+        g_main_context_iteration(nullptr, TRUE);
+    }
+    windows_.finish(windowPatience);
+    return exitStatus_;
+}
+
+gboolean LinuxApplication::onLaunch(gpointer data) {
+    auto* const self = static_cast<LinuxApplication*>(data);
+    self->stage_ = Stage::running;
+    self->delegate_->applicationDidFinishLaunching();
+    return G_SOURCE_REMOVE;
+}
+
+// False when this process has nothing more to do than to exit with `exitStatus`.
+bool LinuxApplication::becomeTheInstance(int& exitStatus) {
+    const bool isNewInstance = g_getenv(newInstanceVariable) != nullptr;
+    g_unsetenv(newInstanceVariable);
+    if (isNewInstance) {
+        instance_.waitForHolder(handOverPatience);
+    }
+    switch (instance_.claim(launchToken(environment_), handOverPatience)) {
+    case InstanceLock::Outcome::handedOver:
+        return false;
+    case InstanceLock::Outcome::unreachable:
+        log_.write("another instance is running, but does not answer");
+        exitStatus = 1;
+        return false;
+    case InstanceLock::Outcome::unavailable:
+        break; // the session bus still keeps a second instance away
+    case InstanceLock::Outcome::held:
+        instance_.listen([this](std::string token) {
+            activationToken_ = looksLikeToken(token) ? std::move(token) : std::string();
+            reopen();
+        });
+    }
+    if (instance_.failure()) {
+        log_.write(*instance_.failure());
+    }
+    return registerOnBus();
+}
+
+// False when another instance owns the name; it was told to show itself.
+bool LinuxApplication::registerOnBus() {
+    bus_.onActivate = [this](std::string token) {
+        activationToken_ = looksLikeToken(token) ? std::move(token) : std::string();
+        reopen();
+    };
+    if (bus_.claim(launchToken(environment_), busPatience) != SessionBus::Claim::handedOver) {
+        return true;
+    }
+    instance_.stopListening();
+    return false;
+}
+
+void LinuxApplication::watchSignals() {
+    for (const int number : terminationSignals) {
+        sources_.push_back(g_unix_signal_add(number, onSignal, this));
+    }
+}
+
+void LinuxApplication::joinSession() {
+    if (bus_.connection() != nullptr) {
+        const auto startupId = environment_.find("DESKTOP_AUTOSTART_ID");
+        session_.emplace(bus_.connection(), applicationId_,
+                         startupId == environment_.end() ? std::string() : startupId->second,
+                         SessionManagerClient::Answers{.mayEnd = [this] { return sessionMayEnd(); },
+                                                       .ends = [this] { sessionEnds(); }});
+    }
+}
+
+gboolean LinuxApplication::onSignal(gpointer self) {
+    auto* const application = static_cast<LinuxApplication*>(self);
+    const EventScope scope(application->currentEvent_);
+    application->terminate();
+    return G_SOURCE_CONTINUE;
+}
+
+bool LinuxApplication::sessionMayEnd() {
+    if (stage_ != Stage::running) {
+        return true;
+    }
+    const EventScope scope(currentEvent_);
+    const bool refuses = delegate_->applicationShouldTerminate() == TerminateReply::cancel;
+    // The session ends soon; a blocked caller would hold that up.
+    modalsDismissed_ = !refuses;
+    return !refuses;
+}
+
+// Not a question any more.
+void LinuxApplication::sessionEnds() {
+    if (stage_ == Stage::running && !ending_) {
+        ending_ = true;
+        eventAtEnd_ = sessionQuit;
+        endAfterModals();
+    }
+}
+
+void LinuxApplication::displayGone(bool isFirst) {
+    if (isFirst) {
+        log_.write(unusableDisplay(environment_));
+        exitStatus_ = 1;
+    }
+    sessionEnds();
+}
+
+void LinuxApplication::reopen() {
+    if (stage_ != Stage::running) {
+        return;
+    }
+    if (delegate_->applicationShouldHandleReopen(windows_.showsAnything())) {
+        activateIgnoringOtherApps();
+    }
+    activationToken_.clear();
+}
+
+void LinuxApplication::terminate() {
+    if (stage_ != Stage::running || asking_ || ending_) {
+        return;
+    }
+    asking_ = true;
+    const TerminateReply reply = delegate_->applicationShouldTerminate();
+    asking_ = false;
+    if (reply == TerminateReply::now) {
+        ending_ = true;
+        eventAtEnd_ = currentEvent_;
+        endAfterModals();
+    }
+}
+
+void LinuxApplication::endAfterModals() {
+    if (modals_ == 0 && stage_ == Stage::running) {
+        currentEvent_ = eventAtEnd_;
+        end();
+        currentEvent_.reset();
+    }
+}
+
+void LinuxApplication::modalBegins() {
+    if (modals_++ == 0) {
+        modalsDismissed_ = false;
+    }
+}
+
+void LinuxApplication::modalEnds() {
+    if (--modals_ == 0 && ending_) {
+        g_idle_add(onModalsOver, this);
+    }
+}
+
+gboolean LinuxApplication::onModalsOver(gpointer self) {
+    static_cast<LinuxApplication*>(self)->endAfterModals();
+    return G_SOURCE_REMOVE;
+}
+
+// The delegate may block; nobody should look at a window that does not answer, so the windows go
+// first. Nothing here waits for them, nor for the bus.
+void LinuxApplication::end() {
+    stage_ = Stage::ended;
+    instance_.stopListening();
+    bus_.release();
+    windows_.conclude();
+    delegate_->applicationWillTerminate();
+}
+
+void LinuxApplication::activateIgnoringOtherApps() {
+    windows_.activate(std::exchange(activationToken_, {}));
+}
+
+// There is no Dock here; an accessory application is one that shows no window.
+void LinuxApplication::setActivationPolicy(ActivationPolicy /*policy*/) {}
+
+std::optional<SystemEvent> LinuxApplication::currentEvent() const {
+    return currentEvent_;
+}
+
+void LinuxApplication::windowWasClosed() {
+    if (stage_ == Stage::running && !windows_.showsAnything() &&
+        delegate_->applicationShouldTerminateAfterLastWindowClosed()) {
+        terminate();
+    }
+}
+
+} // namespace platform::desktop

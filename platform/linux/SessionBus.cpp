@@ -1,0 +1,191 @@
+#include "platform/linux/SessionBus.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace platform::desktop {
+namespace {
+
+constexpr const char* applicationInterface =
+    "<node><interface name='org.freedesktop.Application'>"
+    "<method name='Activate'><arg type='a{sv}' name='platform_data' direction='in'/></method>"
+    "</interface></node>";
+// The flag DBUS_NAME_FLAG_DO_NOT_QUEUE of RequestName, and what it replies.
+constexpr guint32 doNotQueue = 4;
+constexpr guint32 primaryOwner = 1;
+constexpr guint32 alreadyOwner = 4;
+
+struct VariantUnref {
+    void operator()(GVariant* value) const { g_variant_unref(value); }
+};
+using VariantPtr = std::unique_ptr<GVariant, VariantUnref>;
+
+// A call whose answer is waited for by iterating the main context, and the connecting before it.
+// The state is shared with the callback, which may come when nobody waits any more.
+struct Outcome {
+    bool done = false;
+    gtk::GObjectPtr<GDBusConnection> connection;
+    VariantPtr value;
+    std::string error;
+};
+
+void take(Outcome& outcome, GError* error) {
+    outcome.done = true;
+    if (error != nullptr) {
+        const gtk::GErrorPtr failure(error);
+        outcome.error = failure->message;
+    }
+}
+
+using Shared = std::shared_ptr<Outcome>;
+
+void onConnected(GObject* /*source*/, GAsyncResult* result, gpointer data) {
+    const std::unique_ptr<Shared> outcome(static_cast<Shared*>(data));
+    GError* error = nullptr;
+    (*outcome)->connection.reset(g_bus_get_finish(result, &error));
+    if ((*outcome)->connection) {
+        g_dbus_connection_set_exit_on_close((*outcome)->connection.get(), FALSE);
+    }
+    take(**outcome, error);
+}
+
+void onReply(GObject* connection, GAsyncResult* result, gpointer data) {
+    const std::unique_ptr<Shared> outcome(static_cast<Shared*>(data));
+    GError* error = nullptr;
+    (*outcome)->value.reset(
+        g_dbus_connection_call_finish(G_DBUS_CONNECTION(connection), result, &error));
+    take(**outcome, error);
+}
+
+// False when the time was over first.
+bool await(const Outcome& outcome, std::chrono::milliseconds patience) {
+    bool late = false;
+    const guint timer = g_timeout_add(
+        static_cast<guint>(std::max<std::chrono::milliseconds::rep>(patience.count(), 1)),
+        [](gpointer flag) -> gboolean {
+            *static_cast<bool*>(flag) = true;
+            return G_SOURCE_REMOVE;
+        },
+        &late);
+    while (!outcome.done && !late) {
+        g_main_context_iteration(nullptr, TRUE);
+    }
+    if (!late) {
+        g_source_remove(timer);
+    }
+    return outcome.done;
+}
+
+std::string tokenIn(GVariant* platformData) {
+    const char* token = nullptr;
+    for (const char* key : {"activation-token", "desktop-startup-id"}) {
+        if (g_variant_lookup(platformData, key, "&s", &token) != FALSE) {
+            return token;
+        }
+    }
+    return {};
+}
+
+} // namespace
+
+SessionBus::SessionBus(std::string applicationId, Log& log)
+    : applicationId_(std::move(applicationId))
+    , log_(log) {}
+
+SessionBus::~SessionBus() {
+    if (registration_ != 0) {
+        g_dbus_connection_unregister_object(connection_.get(), registration_);
+    }
+}
+
+std::string SessionBus::objectPath() const {
+    std::string path = "/" + applicationId_;
+    std::ranges::replace(path, '.', '/');
+    std::ranges::replace(path, '-', '_');
+    return path;
+}
+
+SessionBus::Claim SessionBus::claim(const std::string& token, std::chrono::milliseconds patience) {
+    const auto connecting = std::make_shared<Outcome>();
+    g_bus_get(G_BUS_TYPE_SESSION, nullptr, onConnected, new Shared(connecting));
+    if (!await(*connecting, patience)) {
+        log_.write("the session bus does not answer and is not used");
+        return Claim::noBus;
+    }
+    if (!connecting->connection) {
+        log_.write(fmt::format("the session bus is not used: {}", connecting->error));
+        return Claim::noBus;
+    }
+    connection_ = std::move(connecting->connection);
+    offer();
+    const auto asking = std::make_shared<Outcome>();
+    g_dbus_connection_call(
+        connection_.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+        "RequestName", g_variant_new("(su)", applicationId_.c_str(), doNotQueue),
+        G_VARIANT_TYPE("(u)"), G_DBUS_CALL_FLAGS_NONE, -1, nullptr, onReply, new Shared(asking));
+    if (!await(*asking, patience) || !asking->value) {
+        log_.write(fmt::format("no name on the session bus: {}",
+                               asking->done ? asking->error : "it does not answer"));
+        return Claim::noBus;
+    }
+    guint32 reply = 0;
+    g_variant_get(asking->value.get(), "(u)", &reply);
+    if (reply == primaryOwner || reply == alreadyOwner) {
+        return Claim::owned;
+    }
+    return handOver(token, patience) ? Claim::handedOver : Claim::noBus;
+}
+
+bool SessionBus::handOver(const std::string& token, std::chrono::milliseconds patience) {
+    GVariantBuilder data;
+    g_variant_builder_init(&data, G_VARIANT_TYPE_VARDICT);
+    if (!token.empty()) {
+        for (const char* key : {"activation-token", "desktop-startup-id"}) {
+            g_variant_builder_add(&data, "{sv}", key, g_variant_new_string(token.c_str()));
+        }
+    }
+    const auto asking = std::make_shared<Outcome>();
+    g_dbus_connection_call(connection_.get(), applicationId_.c_str(), objectPath().c_str(),
+                           "org.freedesktop.Application", "Activate",
+                           g_variant_new("(a{sv})", &data), nullptr, G_DBUS_CALL_FLAGS_NONE, -1,
+                           nullptr, onReply, new Shared(asking));
+    if (await(*asking, patience) && !asking->value) {
+        log_.write(fmt::format("cannot reach the running instance: {}", asking->error));
+    }
+    return true; // it is there, whether or not it has answered yet
+}
+
+void SessionBus::offer() {
+    static constexpr GDBusInterfaceVTable table{
+        .method_call = onCall, .get_property = nullptr, .set_property = nullptr, .padding = {}};
+    static GDBusNodeInfo* const description =
+        g_dbus_node_info_new_for_xml(applicationInterface, nullptr);
+    registration_ = g_dbus_connection_register_object(connection_.get(), objectPath().c_str(),
+                                                      description->interfaces[0], &table, this,
+                                                      nullptr, nullptr);
+}
+
+void SessionBus::onCall(GDBusConnection* /*connection*/, const char* /*sender*/,
+                        const char* /*path*/, const char* /*interface*/, const char* /*method*/,
+                        GVariant* arguments, GDBusMethodInvocation* call, gpointer data) {
+    const auto* const self = static_cast<SessionBus*>(data);
+    const VariantPtr platformData(g_variant_get_child_value(arguments, 0));
+    std::string token = tokenIn(platformData.get());
+    g_dbus_method_invocation_return_value(call, nullptr);
+    if (const auto activate = self->onActivate) {
+        activate(std::move(token));
+    }
+}
+
+void SessionBus::release() {
+    if (connection_) {
+        g_dbus_connection_call(connection_.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                               "org.freedesktop.DBus", "ReleaseName",
+                               g_variant_new("(s)", applicationId_.c_str()), nullptr,
+                               G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr, nullptr);
+    }
+}
+
+} // namespace platform::desktop

@@ -1,0 +1,246 @@
+#include "platform/linux/WindowHost.h"
+
+#include "platform/Utf8.h"
+#include "platform/linux/DisplaySocket.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+
+namespace platform::desktop {
+namespace {
+
+constexpr std::size_t mostDeaths = 3;
+constexpr std::chrono::minutes deathsCountFor{1};
+constexpr std::chrono::seconds answerPatience{10};
+constexpr std::chrono::seconds displayPatience{30};
+constexpr unsigned displayTickMilliseconds = 250;
+constexpr std::size_t longestReason = 500;
+
+} // namespace
+
+WindowHost::WindowHost(Setup setup, Log& log)
+    : setup_(std::move(setup))
+    , log_(log) {
+    calls_.on("DisplayMissing", this, &WindowHost::displayMissing);
+    calls_.on("EngineStarting", this, &WindowHost::engineStarting);
+    calls_.on("EngineStarted", this, &WindowHost::engineStarted);
+    calls_.on("SandboxMissing", this, &WindowHost::sandboxMissing);
+}
+
+WindowHost::~WindowHost() {
+    for (const guint source : {displayTimer_, revival_}) {
+        if (source != 0) {
+            g_source_remove(source);
+        }
+    }
+}
+
+std::expected<void, LaunchError> WindowHost::startAhead() {
+    return start();
+}
+
+std::expected<void, LaunchError> WindowHost::start() {
+    std::vector<std::string> arguments = {setup_.applicationId};
+    if (!hasSandbox_) {
+        arguments.emplace_back("--no-sandbox");
+    }
+    auto started =
+        WindowProcess::start(setup_.executable, arguments, setup_.environment, [this] { died(); });
+    if (!started) {
+        return std::unexpected(started.error());
+    }
+    try {
+        connection_ = std::make_unique<connection::PeerConnection>(
+            std::move(started->socket), calls_, connection::ConnectionLimits{}, [this] { died(); });
+    } catch (const std::runtime_error& error) {
+        log_.write(fmt::format("cannot talk to {}: {}", setup_.executable.native(), error.what()));
+        return std::unexpected(LaunchError{"cannot talk to " + setup_.executable.native(), EPROTO});
+    }
+    process_ = std::move(started->process);
+    ++run_;
+    engineIsStarting_ = false;
+    watching_ = false;
+    displayIsMissing_ = false;
+    tell("Configure", about_.name, about_.version, about_.copyright, about_.iconFile,
+         about_.symbolFolder);
+    for (WindowClient* const client : clients_) {
+        client->sayAgain();
+    }
+    watch();
+    return {};
+}
+
+void WindowHost::setAbout(About about) {
+    about_ = std::move(about);
+    tell("Configure", about_.name, about_.version, about_.copyright, about_.iconFile,
+         about_.symbolFolder);
+}
+
+void WindowHost::require() {
+    if (isRunning() || concluded_) {
+        return;
+    }
+    if (deaths_.size() >= mostDeaths) {
+        deaths_.clear(); // the user wants another try
+    }
+    revive();
+}
+
+// Answered in the order of sending, so an answer means that all that was said before is done.
+void WindowHost::watch() {
+    if (!connection_ || std::exchange(watching_, true)) {
+        return;
+    }
+    connection_->ask<>("Ping", answerPatience,
+                       [this, run = run_](std::optional<std::tuple<>> answer) {
+                           if (run != run_ || !connection_ || concluded_) {
+                               return;
+                           }
+                           watching_ = false;
+                           if (answer) {
+                               hasEverAnswered_ = true;
+                           } else {
+                               stuck();
+                           }
+                       });
+}
+
+void WindowHost::stuck() {
+    log_.write(fmt::format("{} does not answer and is started again",
+                           setup_.executable.filename().native()));
+    if (engineIsStarting_ && hasSandbox_) {
+        hasSandbox_ = false;
+        sandboxMissing("bubblewrap does not answer");
+    }
+    died();
+}
+
+bool WindowHost::showsAnything() const {
+    return std::ranges::any_of(clients_,
+                               [](const WindowClient* client) { return client->isOnScreen(); });
+}
+
+void WindowHost::died() {
+    connection_.reset();
+    process_.reset();
+    watching_ = false;
+    if (concluded_) {
+        return;
+    }
+    const auto now = Steady::now();
+    std::erase_if(deaths_, [&](auto moment) { return now - moment >= deathsCountFor; });
+    const bool displayGone = displayIsMissing_ || displayTrouble(setup_.environment).has_value();
+    if (!displayGone) {
+        deaths_.push_back(now);
+    }
+    for (WindowClient* const client : clients_) {
+        client->programDied();
+    }
+    if (displayIsMissing_ && !hasEverAnswered_) {
+        onDisplayGone(/*isFirst=*/true);
+    } else if (displayGone) {
+        awaitDisplay();
+    } else {
+        revive();
+    }
+}
+
+// Later: what called may be about to say more.
+void WindowHost::revive() {
+    if (revival_ == 0) {
+        revival_ = g_idle_add_full(G_PRIORITY_DEFAULT, onRevive, this, nullptr);
+    }
+}
+
+gboolean WindowHost::onRevive(gpointer data) {
+    auto* const self = static_cast<WindowHost*>(data);
+    self->revival_ = 0;
+    const bool needed = std::ranges::any_of(
+        self->clients_, [](const WindowClient* client) { return client->isNeeded(); });
+    if (self->isRunning() || self->concluded_ || self->displayTimer_ != 0 || !needed) {
+        return G_SOURCE_REMOVE;
+    }
+    if (self->deaths_.size() >= mostDeaths) {
+        self->giveUp();
+    } else if (const auto started = self->start(); !started) {
+        self->log_.write(started.error().description());
+        self->giveUp();
+    }
+    return G_SOURCE_REMOVE;
+}
+
+void WindowHost::giveUp() {
+    log_.write(fmt::format("{} ended {} times within a minute; the window stays closed until it is "
+                           "asked for",
+                           setup_.executable.filename().native(), deaths_.size()));
+    for (WindowClient* const client : clients_) {
+        client->gaveUp();
+    }
+}
+
+void WindowHost::awaitDisplay() {
+    if (displayTimer_ == 0) {
+        displayGoneSince_ = Steady::now();
+        displayTimer_ = g_timeout_add(displayTickMilliseconds, onDisplayTick, this);
+        log_.write("the display has gone; it is waited for");
+    }
+}
+
+gboolean WindowHost::onDisplayTick(gpointer data) {
+    auto* const self = static_cast<WindowHost*>(data);
+    if (!displayTrouble(self->setup_.environment)) {
+        self->displayTimer_ = 0;
+        self->log_.write("the display is back");
+        self->revive();
+        return G_SOURCE_REMOVE;
+    }
+    if (Steady::now() - self->displayGoneSince_ >= displayPatience ||
+        (self->sessionIsOver && self->sessionIsOver())) {
+        self->displayTimer_ = 0;
+        self->log_.write("the display does not come back");
+        self->onDisplayGone(/*isFirst=*/false);
+        return G_SOURCE_REMOVE;
+    }
+    return G_SOURCE_CONTINUE;
+}
+
+void WindowHost::displayMissing() {
+    displayIsMissing_ = true;
+}
+
+void WindowHost::engineStarting() {
+    engineIsStarting_ = true;
+    watch();
+}
+
+void WindowHost::engineStarted() {
+    engineIsStarting_ = false;
+}
+
+void WindowHost::sandboxMissing(std::string reason) {
+    if (!std::exchange(toldOfSandbox_, true)) {
+        log_.write(fmt::format("pages run without a sandbox: {}",
+                               prefixOfWholeCharacters(reason, longestReason)));
+    }
+}
+
+void WindowHost::conclude() {
+    concluded_ = true;
+    tell("Finish");
+}
+
+void WindowHost::finish(std::chrono::milliseconds patience) {
+    if (process_) {
+        (void)process_->waitForExit(patience, [] {
+            while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
+            }
+        });
+    }
+    connection_.reset();
+    process_.reset();
+}
+
+} // namespace platform::desktop

@@ -1,0 +1,67 @@
+#include "platform/linux/window/HeaderBar.h"
+
+#include <gtkmm/headerbar.h>
+#include <gtkmm/popovermenu.h>
+
+#include <utility>
+
+namespace platform::gtk {
+
+HeaderBar::HeaderBar(Gtk::Window& window, OpenStatusMenu openStatusMenu)
+    : window_(window)
+    , editing_(window)
+    , openStatusMenu_(std::move(openStatusMenu))
+    , mainButton_(*Gtk::make_managed<Gtk::MenuButton>())
+    , statusButton_(*Gtk::make_managed<Gtk::MenuButton>()) {
+    mainButton_.set_icon_name("open-menu-symbolic");
+    mainButton_.set_primary(true); // F10
+    mainButton_.set_visible(false);
+    statusButton_.set_visible(false);
+    statusButton_.set_create_popup_func([this] { this->openStatusMenu(); });
+    auto& bar = *Gtk::make_managed<Gtk::HeaderBar>();
+    bar.pack_start(statusButton_);
+    bar.pack_end(mainButton_);
+    window_.set_titlebar(bar);
+}
+
+HeaderBar::~HeaderBar() {
+    *alive_ = false;
+}
+
+void HeaderBar::showMainMenu(const MenuModel& menu, const Menu& value) {
+    window_.insert_action_group("menu", menu.actions);
+    mainButton_.set_menu_model(menu.model);
+    mainButton_.set_visible(true);
+    editing_.setAccelerators(value);
+}
+
+void HeaderBar::showStatusItem(const StatusLooks& looks) {
+    if (!looks.shown) {
+        statusButton_.popdown();
+        statusButton_.set_visible(false);
+        return;
+    }
+    if (!looks.symbol.empty()) {
+        statusButton_.set_icon_name(looks.symbol + "-symbolic");
+    } else {
+        statusButton_.set_label(looks.title);
+    }
+    statusButton_.set_tooltip_text(looks.toolTip);
+    statusButton_.set_visible(true);
+}
+
+// The button is down already; the menu follows as soon as it is known.
+void HeaderBar::openStatusMenu() {
+    gtk_menu_button_set_popover(statusButton_.gobj(), nullptr);
+    openStatusMenu_([this, alive = alive_](const MenuModel& menu) {
+        if (!*alive) {
+            return;
+        }
+        window_.insert_action_group("status", menu.actions);
+        auto& popover = *Gtk::make_managed<Gtk::PopoverMenu>(menu.model);
+        statusButton_.set_popover(popover);
+        popover.popup();
+    });
+}
+
+} // namespace platform::gtk

@@ -1,0 +1,130 @@
+#include "platform/linux/window/MenuBars.h"
+
+#include <gdkmm/pixbuf.h>
+#include <gtkmm/icontheme.h>
+
+#include <utility>
+
+namespace platform::gtk {
+namespace {
+
+constexpr int logoPixels = 128;
+
+// The application's own menu at the top level, the others below it: there is one button for all.
+Menu forOneButton(const Menu& mainMenu) {
+    Menu menu;
+    for (std::size_t index = 0; index < mainMenu.size(); ++index) {
+        if (index != 0) {
+            menu.push_back(mainMenu[index]);
+        }
+    }
+    if (!mainMenu.empty()) {
+        menu.push_back({.separator = true});
+        menu.insert(menu.end(), mainMenu.front().submenu.begin(), mainMenu.front().submenu.end());
+    }
+    return menu;
+}
+
+} // namespace
+
+MenuBars::MenuBars(Toplevels& toplevels, AskForStatusMenu askForStatusMenu)
+    : toplevels_(toplevels)
+    , askForStatusMenu_(std::move(askForStatusMenu)) {
+    toplevels_.addCommand("about", [this] { showAbout(); });
+}
+
+void MenuBars::add(Gtk::Window& window) {
+    bars_.push_back(
+        std::make_unique<HeaderBar>(window, [this](std::function<void(const MenuModel&)> show) {
+            askForStatusMenu_([show = std::move(show)](const Menu& menu) {
+                show(makeMenuModel(menu, "status", actionName));
+            });
+        }));
+    furnish(*bars_.back());
+}
+
+void MenuBars::remove(Gtk::Window& window) {
+    std::erase_if(bars_, [&](const auto& bar) { return &bar->window() == &window; });
+}
+
+void MenuBars::furnish(HeaderBar& bar) {
+    if (mainMenu_) {
+        bar.showMainMenu(makeMenuModel(forOneButton(*mainMenu_), "menu", actionName), *mainMenu_);
+    }
+    bar.showStatusItem(status_);
+}
+
+void MenuBars::setMainMenu(const Menu& menu) {
+    mainMenu_ = menu;
+    setKeys(menu);
+    for (const auto& bar : bars_) {
+        furnish(*bar);
+    }
+}
+
+std::string MenuBars::actionName(StandardAction command) {
+    switch (command) {
+    case StandardAction::orderFrontStandardAboutPanel:
+        return "app.about";
+    case StandardAction::hide:
+        return "app.hide";
+    case StandardAction::terminate:
+        return "app.quit";
+    case StandardAction::performMiniaturize:
+        return "window.minimize";
+    case StandardAction::performClose:
+        return "window.close";
+    default:
+        return EditingCommands::actionName(command);
+    }
+}
+
+// Those of the application and its windows only: an editing key is looked at after the focused
+// widget had its chance (EditingCommands.h).
+void MenuBars::setKeys(const Menu& menu) {
+    for (const MenuItem& top : menu) {
+        for (const MenuItem& item : top.submenu) {
+            const std::string accelerator = acceleratorOf(item.keyEquivalent);
+            if (!accelerator.empty() && item.standardAction &&
+                EditingCommands::actionName(*item.standardAction).empty()) {
+                toplevels_.setKey(actionName(*item.standardAction), accelerator);
+            }
+        }
+    }
+}
+
+void MenuBars::setStatusItem(const StatusLooks& looks) {
+    status_ = looks;
+    if (looks.shown && !about_.symbolFolder.empty() && !std::exchange(symbolsKnown_, true)) {
+        Gtk::IconTheme::get_for_display(Gdk::Display::get_default())
+            ->add_search_path(about_.symbolFolder);
+    }
+    for (const auto& bar : bars_) {
+        bar->showStatusItem(status_);
+    }
+}
+
+void MenuBars::showAbout() {
+    if (!dialog_) {
+        dialog_ = std::make_unique<Gtk::AboutDialog>();
+        toplevels_.add(*dialog_);
+        dialog_->set_hide_on_close(true);
+        dialog_->set_program_name(about_.name);
+        dialog_->set_version(about_.version);
+        dialog_->set_copyright(about_.copyright);
+        if (!about_.iconFile.empty()) {
+            try {
+                dialog_->set_logo(Gdk::Texture::create_for_pixbuf(
+                    Gdk::Pixbuf::create_from_file(about_.iconFile, logoPixels, logoPixels)));
+            } catch (const Glib::Error& error) {
+                g_printerr("cannot show the icon: %s\n", error.what());
+            }
+        }
+    }
+    if (!bars_.empty()) {
+        dialog_->set_transient_for(bars_.front()->window());
+    }
+    dialog_->present();
+}
+
+} // namespace platform::gtk

@@ -1,0 +1,95 @@
+#include "platform/linux/window/Toplevels.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace platform::gtk {
+
+Toplevels::Toplevels()
+    : commands_(Gio::SimpleActionGroup::create()) {}
+
+Toplevels::~Toplevels() {
+    for (Entry& entry : entries_) {
+        entry.activity.disconnect();
+    }
+}
+
+void Toplevels::add(Gtk::Window& window) {
+    window.insert_action_group("app", commands_);
+    Entry entry{.window = &window,
+                .activity = window.property_is_active().signal_changed().connect([this, &window] {
+                    if (window.is_active()) {
+                        used(&window);
+                    }
+                }),
+                .keys = nullptr};
+    giveKeys(entry);
+    entries_.insert(entries_.begin(), std::move(entry));
+}
+
+void Toplevels::remove(Gtk::Window& window) {
+    std::erase_if(entries_, [&](Entry& entry) {
+        if (entry.window != &window) {
+            return false;
+        }
+        entry.activity.disconnect();
+        return true;
+    });
+}
+
+void Toplevels::addCommand(const std::string& name, std::function<void()> command) {
+    commands_->add_action(name, std::move(command));
+}
+
+void Toplevels::setKey(const std::string& action, const std::string& accelerator) {
+    keys_[action] = accelerator;
+    for (Entry& entry : entries_) {
+        giveKeys(entry);
+    }
+}
+
+void Toplevels::giveKeys(Entry& entry) {
+    auto* const widget = GTK_WIDGET(entry.window->gobj());
+    if (entry.keys != nullptr) {
+        gtk_widget_remove_controller(widget, GTK_EVENT_CONTROLLER(entry.keys));
+    }
+    entry.keys = GTK_SHORTCUT_CONTROLLER(gtk_shortcut_controller_new());
+    gtk_event_controller_set_propagation_phase(GTK_EVENT_CONTROLLER(entry.keys), GTK_PHASE_CAPTURE);
+    for (const auto& [action, accelerator] : keys_) {
+        gtk_shortcut_controller_add_shortcut(
+            entry.keys, gtk_shortcut_new(gtk_shortcut_trigger_parse_string(accelerator.c_str()),
+                                         gtk_named_action_new(action.c_str())));
+    }
+    gtk_widget_add_controller(widget, GTK_EVENT_CONTROLLER(entry.keys));
+}
+
+void Toplevels::used(Gtk::Window* window) {
+    const auto found = std::ranges::find(entries_, window, &Entry::window);
+    if (found != entries_.end()) {
+        std::rotate(entries_.begin(), found, found + 1);
+    }
+}
+
+void Toplevels::present(const std::string& token) {
+    const auto found = std::ranges::find_if(
+        entries_, [](const Entry& entry) { return entry.window->get_visible(); });
+    if (found == entries_.end()) {
+        return;
+    }
+    if (!token.empty()) {
+        found->window->set_startup_id(token);
+    }
+    found->window->present();
+}
+
+void Toplevels::hide() {
+    for (const Entry& entry : entries_) {
+        entry.window->set_visible(false);
+    }
+}
+
+Gtk::Window* Toplevels::lastUsed() const {
+    return entries_.empty() ? nullptr : entries_.front().window;
+}
+
+} // namespace platform::gtk

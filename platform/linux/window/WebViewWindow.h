@@ -1,0 +1,74 @@
+// A GTK window that shows one WebKitGTK view (API 6.0). The user's Control+W and close button
+// hide it; Control+Shift+I opens the inspector where it is allowed. Where the window goes is the
+// window manager's business. Pages never change the window's title. Main thread only.
+//
+// A view that has not received the first byte of a page when the time is over stops loading and
+// shows WebKit's own page for a failed load.
+#pragma once
+
+#include "platform/WebWindow.h"
+#include "platform/linux/window/Navigation.h"
+#include "platform/linux/window/ScriptBridge.h"
+#include "platform/linux/window/Toplevels.h"
+#include "platform/linux/window/WebStorage.h"
+#include "platform/linux/window/WindowEvents.h"
+
+#include <gtkmm/window.h>
+#include <webkit/webkit.h>
+
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace platform::gtk {
+
+class WebViewWindow {
+  public:
+    WebViewWindow(Toplevels& toplevels, WebStorage& storage, const WebWindowOptions& options,
+                  WindowEvents events);
+    ~WebViewWindow();
+    WebViewWindow(const WebViewWindow&) = delete;
+    WebViewWindow& operator=(const WebViewWindow&) = delete;
+
+    [[nodiscard]] Gtk::Window& window() { return window_; }
+
+    // Cut to the largest screen. From now on changes are told.
+    void setSize(int width, int height, bool maximized);
+    void show();
+    void hide();
+    void setTitle(const std::string& title);
+    void addScriptHandler(const std::string& name);
+    void setCookie(const WebCookie& cookie, std::function<void()> completion);
+    void setInterests(const WindowInterests& interests);
+    void loadHtml(const std::string& html);
+    void loadUrl(const std::string& url, std::chrono::seconds timeout);
+
+  private:
+    // What a load that has a time limit waits for.
+    enum class Load { none, requested, started };
+
+    static void onLoadChanged(WebKitWebView* view, WebKitLoadEvent event, gpointer self);
+    static void onTerminated(WebKitWebView* view, WebKitWebProcessTerminationReason reason,
+                             gpointer self);
+
+    void makeView(WebStorage& storage, const WebWindowOptions& options);
+    void allowInspector();
+    void closeRequested();
+    void tellSize();
+    bool loadTimedOut();
+    void loadSettled();
+    void aboutToLoad();
+
+    Toplevels& toplevels_;
+    const WindowEvents events_;
+    bool closable_;
+    Gtk::Window window_;
+    ScriptBridge bridge_;
+    WebKitWebView* view_ = nullptr; // owned by the window
+    std::optional<Navigation> navigation_;
+    sigc::connection loadTimer_;
+    Load load_ = Load::none;
+    std::string loadingUrl_;
+};
+
+} // namespace platform::gtk

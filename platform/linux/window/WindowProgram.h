@@ -1,0 +1,110 @@
+// What the window program shows, by the application's word: answers every method of
+// app.zorvane.WindowProgram and tells the application what the user and the pages do. It decides
+// nothing and keeps nothing; when the connection ends, so does it. Main thread only.
+#pragma once
+
+#include "platform/linux/connection/MenuEntries.h"
+#include "platform/linux/connection/PeerConnection.h"
+#include "platform/linux/window/AlertDialogs.h"
+#include "platform/linux/window/MenuBars.h"
+#include "platform/linux/window/PanelWindow.h"
+#include "platform/linux/window/SandboxCheck.h"
+#include "platform/linux/window/Toplevels.h"
+#include "platform/linux/window/WebStorage.h"
+#include "platform/linux/window/WebViewWindow.h"
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <tuple>
+#include <vector>
+
+namespace platform::gtk {
+
+class WindowProgram {
+  public:
+    // GTK must be initialised. `mayUseSandbox` is false when an earlier window program hung in it.
+    WindowProgram(posix::UniqueFd socket, SandboxCheck& sandbox, bool mayUseSandbox);
+    ~WindowProgram();
+    WindowProgram(const WindowProgram&) = delete;
+    WindowProgram& operator=(const WindowProgram&) = delete;
+
+    // Until the application has gone or says Finish.
+    void run();
+
+  private:
+    using Id = std::uint64_t;
+    using Entries = std::vector<connection::MenuEntry>;
+    using Script = std::tuple<std::string, bool>;
+
+    struct Window {
+        std::uint64_t turn = 0;
+        std::unique_ptr<WebViewWindow> view;
+    };
+
+    void answerCalls();
+    WebViewWindow* find(Id id);
+    [[nodiscard]] WindowEvents eventsOf(Id id);
+    // Whether pages of such a window may be shown.
+    [[nodiscard]] bool prepareEngine(std::uint32_t sandbox);
+    // The same for a message that a page can cause without end: dropped while too many are under
+    // way.
+    template <typename... Arguments>
+    void tellUnlessFlooded(const char* method, const Arguments&... arguments);
+
+    void configure(std::string name, std::string version, std::string copyright,
+                   std::string iconFile, std::string symbolFolder);
+    void setStorage(std::string dataFolder, std::string cacheFolder, std::string cookieFile);
+    void makeWindow(Id id, std::string title, std::int32_t width, std::int32_t height,
+                    std::int32_t minimumWidth, std::int32_t minimumHeight, bool closable,
+                    bool resizable, bool inspectable, bool gestures, std::string userAgent,
+                    std::vector<Script> scripts, std::uint32_t sandbox);
+    void dropWindow(Id id);
+    void setSize(Id id, std::int32_t width, std::int32_t height, bool maximized);
+    void showWindow(Id id, std::uint64_t turn);
+    void hideWindow(Id id, std::uint64_t turn);
+    void setTitle(Id id, std::string title);
+    void addScriptHandler(Id id, std::string name);
+    void setCookie(connection::Reply reply, Id id, std::string name, std::string value,
+                   std::string domain, std::string path, std::int64_t expires, bool secure);
+    void setInterests(Id id, bool decides, bool finishes);
+    void loadHtml(Id id, std::string html);
+    void loadUrl(Id id, std::string url, std::uint32_t seconds);
+    void activate(std::string token);
+    void showAlert(connection::Reply reply, Id id, std::string message, std::string text,
+                   std::vector<std::string> buttons);
+    void closeAlert(Id id);
+    void showPanel(Id id, std::string title, std::string text, std::string linkTitle,
+                   std::vector<std::string> buttons, std::uint32_t closeAnswer, bool showsProgress);
+    void setPanelProgress(Id id, std::string text, double fraction);
+    void raisePanel(Id id);
+    void closePanel(Id id);
+    void setClipboard(std::string text);
+    void setMainMenu(std::uint64_t edition, Entries entries);
+    void setStatusItem(bool shown, std::string symbol, std::string title, std::string toolTip);
+    void ping();
+    void finish();
+
+    void decideNavigation(Id id, const std::string& url, bool isLink,
+                          std::function<void(bool)> answer);
+    void askForStatusMenu(std::function<void(const Menu&)> show);
+    static void onClipboardChanged(GdkClipboard* clipboard, gpointer self);
+
+    SandboxCheck& sandbox_;
+    bool mayUseSandbox_;
+    bool engineUsed_ = false;
+    Toplevels toplevels_;
+    MenuBars menuBars_;
+    AlertDialogs alerts_{toplevels_};
+    WebStorage storage_;
+    std::map<Id, Window> windows_;
+    Id panelId_ = 0;
+    std::unique_ptr<PanelWindow> panel_;
+    bool ownsClipboard_ = false;
+    bool ended_ = false;
+    connection::Calls calls_{connection::Side::program};
+    std::unique_ptr<connection::PeerConnection> connection_;
+};
+
+} // namespace platform::gtk
