@@ -1,13 +1,10 @@
-// Child processes that are owned completely. A child is started in a process group of its own,
-// with descriptors 0 (/dev/null), 1 and 2 and no others, default signal dispositions and an empty
-// signal mask; it is always reaped, and only its own process id is ever waited for. Its group is
-// ended with it: as soon as the child itself has exited, whatever it left behind in its group is
-// killed before the child is reaped, so no signal can reach a process that took over an old id.
-//
-// With a guardian, the group does not outlive this process either, however it ends: a tiny
-// sibling in the child's group waits for this process to go away, then sends the group SIGTERM,
-// waits for the child at most the grace, and sends SIGKILL. On Linux the child is also sent
-// SIGTERM when the thread that launched it ends.
+// Child processes that are owned completely. A child is started in a process group of its own, with
+// descriptors 0 (/dev/null), 1 and 2 and no others, default signal dispositions and an empty signal
+// mask. Between it and this process stands its guardian, a tiny program that is its parent, reaps
+// it and ends whatever the child leaves behind: on Linux all its descendants, wherever they went;
+// elsewhere its group. So nothing of the child outlives it, and nothing of it outlives this
+// process, however that one ends: the guardian then sends the group SIGTERM, waits for the child at
+// most the grace, and kills. A guardian that is killed takes the child with it (Linux).
 #pragma once
 
 #include "platform/Environment.h"
@@ -17,7 +14,6 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -54,12 +50,16 @@ struct ChildOptions {
     std::function<void(std::string_view)> onOutput = {};
 
     // Called once, on the same internal thread, after the last onOutput and after the child was
-    // reaped; isRunning() is false by then. What the child wrote has arrived by then; what a
-    // process that left its group writes later is not waited for.
+    // reaped and what it left behind was killed; isRunning() is false by then. What the child wrote
+    // has arrived by then.
     std::function<void(ExitStatus)> onExit = {};
 
-    // Present: a guardian with this grace between SIGTERM and SIGKILL watches over the group.
-    std::optional<std::chrono::milliseconds> guardianGrace = {};
+    // Between SIGTERM and SIGKILL when this process ends before the child.
+    std::chrono::milliseconds guardianGrace{0};
+
+    // The name of a variable in `environment` whose value no other process has. Descendants that
+    // left the group are recognised by it if the guardian is killed.
+    std::string markVariable = {};
 };
 
 // A started child. Every call may be made on any thread. Destroying the handle of a running child
@@ -70,10 +70,10 @@ class ChildProcess {
     virtual ~ChildProcess() = default;
 
     [[nodiscard]] virtual int pid() const = 0;
-    // True until the child has exited, whether or not it was reaped already.
+    // True until the child has exited, whether or not it was reaped already: onExit comes later.
     [[nodiscard]] virtual bool isRunning() const = 0;
-    // SIGTERM to the child and SIGCONT to its group, so that a stopped one notices. No effect on
-    // a child that has exited.
+    // SIGTERM to the child, once however often it is called, and SIGCONT to its group, so that a
+    // stopped one notices. No effect on a child that has exited.
     virtual void terminate() = 0;
     // SIGKILL to the whole group. No effect on a child that has exited.
     virtual void kill() = 0;
@@ -85,8 +85,7 @@ class ChildLauncher {
   public:
     virtual ~ChildLauncher() = default;
 
-    // Returns once the executable runs, or says why it does not. Call it on a thread that lives as
-    // long as the child should (the main thread).
+    // Returns once the executable runs, or says why it does not.
     [[nodiscard]] virtual std::expected<std::shared_ptr<ChildProcess>, LaunchError>
     launch(ChildOptions options) = 0;
 };

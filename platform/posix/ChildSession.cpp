@@ -1,12 +1,13 @@
 #include "platform/posix/ChildSession.h"
 
-#include "platform/ErrnoText.h"
-#include "platform/posix/Reaping.h"
+#include "platform/posix/Pipe.h"
+#include "platform/posix/ProcessSystem.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <utility>
 
 namespace platform::posix {
@@ -14,9 +15,6 @@ namespace {
 
 // One child's flood must not keep the others waiting for longer than this many reads.
 constexpr int readsInARow = 4;
-
-// Somebody who keeps killing guardians wins in the end, instead of making us fork for ever.
-constexpr int mostReplacements = 3;
 
 } // namespace
 
@@ -30,8 +28,7 @@ void ChildSession::begin(std::function<void()> onEnd) {
     if (parts.output) {
         outputWatch = io.watch(parts.output.get(), [this] { readOutput(); });
     }
-    watchGuardian();
-    exitWatch = io.watch(parts.state->exitDescriptor(), [this] { childEnded(); });
+    guardianWatch = io.watch(parts.state->guardian().socket.get(), [this] { guardianSpoke(); });
 }
 
 void ChildSession::readOutput() {
@@ -71,54 +68,34 @@ void ChildSession::passOnWhatIsLeft() {
     stopReading();
 }
 
-void ChildSession::watchGuardian() {
-    if (parts.guardian) {
-        guardianWatch = io.watch(parts.guardian->exitWatch.get(), [this] { guardianEnded(); });
+void ChildSession::guardianSpoke() {
+    bool ended = false;
+    if (const auto exit = parts.state->guardian().readExit(ended)) {
+        status = exit;
+    }
+    if (ended) {
+        childEnded();
     }
 }
 
-// For a guardian that has ended or is about to.
-void ChildSession::endGuardian() {
-    if (parts.guardian) {
-        io.unwatch(guardianWatch);
-        reap(parts.guardian->pid);
-        parts.guardian.reset();
-    }
-}
-
-void ChildSession::guardianEnded() {
-    endGuardian();
-    if (!parts.state->hasExited() && !parts.state->wasKilled()) {
-        replaceGuardian();
-    }
-}
-
-void ChildSession::replaceGuardian() {
-    const auto pid = parts.state->pid();
-    if (replacements == mostReplacements) {
-        report(fmt::format("the guardian of process {} ended again and is not replaced", pid));
-        return;
-    }
-    ++replacements;
-    auto guardian = startGuardian(parts.guardianPlan, pid);
-    if (!guardian) {
-        report(fmt::format("the guardian of process {} ended and cannot be replaced: {}", pid,
-                           errnoText(guardian.error())));
-        return;
-    }
-    parts.guardian = std::move(*guardian);
-    watchGuardian();
-    report(fmt::format("the guardian of process {} ended and was replaced", pid));
+// The system kills a child whose guardian died, where it can; here nobody is left to reap it.
+void ChildSession::endTree() {
+    report(fmt::format("the guardian of process {} was killed, and with it the process",
+                       parts.state->pid()));
+    killAbandonedTree({.leader = parts.state->pid(), .mark = parts.mark.c_str()});
+    status = ExitStatus{.signalled = true, .code = SIGKILL};
 }
 
 void ChildSession::childEnded() {
-    parts.state->endGroup();
-    io.unwatch(exitWatch);
+    io.unwatch(guardianWatch);
+    if (!status) {
+        endTree();
+    }
     if (parts.output) {
         passOnWhatIsLeft();
     }
-    endGuardian();
-    parts.callbacks->exit(parts.state->reapChild());
+    parts.state->reapGuardian();
+    parts.callbacks->exit(*status);
     const auto finished = std::move(end);
     finished();
 }

@@ -1,17 +1,16 @@
-// Serves one child from its start to its end, on the I/O thread: passes its output on, replaces
-// its guardian if that one ends early, and when the child has exited kills what it left behind in
-// its group, passes on the output that is still there, reaps child and guardian and reports the
-// exit. Everything runs on the I/O thread unless it
-// says otherwise.
+// Serves one child from its start to its end, on the I/O thread: passes its output on and, when the
+// guardian has said how the child ended, passes on the output that is still there, reaps the
+// guardian and reports the exit. A guardian that ended without saying so was killed: what is left
+// of the child's tree is killed then. Everything runs on the I/O thread unless it says otherwise.
 #pragma once
 
-#include "platform/posix/Guardian.h"
 #include "platform/posix/IoThread.h"
 #include "platform/posix/PosixChildProcess.h"
 
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
 
 namespace platform::posix {
@@ -23,9 +22,8 @@ class ChildSession {
     struct Parts {
         std::shared_ptr<ChildState> state;
         std::shared_ptr<ChildCallbacks> callbacks;
-        UniqueFd output; // the pipe's reading end, non-blocking; may be empty
-        std::optional<Guardian> guardian;
-        GuardianPlan guardianPlan;
+        UniqueFd output;  // the pipe's reading end, non-blocking; may be empty
+        std::string mark; // an environment entry of this child and its descendants only, or empty
     };
 
     ChildSession(IoThread& ioThread, Parts sessionParts, Report reportTrouble);
@@ -39,19 +37,16 @@ class ChildSession {
     void readOutput();
     void passOnWhatIsLeft();
     void stopReading();
-    void endGuardian();
-    void guardianEnded();
-    void replaceGuardian();
-    void watchGuardian();
+    void guardianSpoke();
+    void endTree();
     void childEnded();
 
     IoThread& io;
     Parts parts;
     const Report report;
     std::function<void()> end;
-    int replacements = 0;
+    std::optional<ExitStatus> status;
     IoThread::WatchId outputWatch = 0;
-    IoThread::WatchId exitWatch = 0;
     IoThread::WatchId guardianWatch = 0;
 };
 

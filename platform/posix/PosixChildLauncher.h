@@ -19,9 +19,8 @@ class ChildSessions;
 
 class PosixChildLauncher final : public ChildLauncher {
   public:
-    // `guardian` is the guardian's executable, needed by launches that ask for one. `onTrouble`
-    // receives one sentence when a guardian ended before its child; it is called on the internal
-    // thread.
+    // `guardian` is the guardian's executable. `onTrouble` receives one sentence when a guardian
+    // was killed; it is called on the internal thread.
     explicit PosixChildLauncher(std::filesystem::path guardian,
                                 std::function<void(std::string_view)> onTrouble = {});
     ~PosixChildLauncher() override;

@@ -3,14 +3,13 @@
 #include "platform/posix/Deadline.h"
 #include "platform/posix/Reaping.h"
 
-#include <csignal>
 #include <utility>
 
 namespace platform::posix {
 
 bool ChildState::waitForExit(std::chrono::milliseconds timeout) const {
     const Deadline deadline(timeout);
-    pollfd watch{.fd = exitWatch.get(), .events = POLLIN, .revents = 0};
+    pollfd watch{.fd = guarded.exitWatch.get(), .events = POLLIN, .revents = 0};
     do {
         if (deadline.poll({&watch, 1})) {
             return true;
@@ -19,31 +18,17 @@ bool ChildState::waitForExit(std::chrono::milliseconds timeout) const {
     return false;
 }
 
-void ChildState::terminate() {
+void ChildState::command(GuardianCommand command) {
     const std::lock_guard lock(mutex);
     if (!reaped && !hasExited()) {
-        ::kill(processId, SIGTERM);
-        ::kill(-processId, SIGCONT);
+        guarded.guardian.command(command);
     }
 }
 
-void ChildState::killGroup() {
-    const std::lock_guard lock(mutex);
-    if (!reaped && !hasExited()) {
-        killed = true;
-        ::kill(-processId, SIGKILL);
-    }
-}
-
-void ChildState::endGroup() {
-    awaitExitWithoutReaping(processId);
-    ::kill(-processId, SIGKILL);
-}
-
-ExitStatus ChildState::reapChild() {
+void ChildState::reapGuardian() {
     const std::lock_guard lock(mutex);
     reaped = true;
-    return reap(processId);
+    reap(guarded.guardian.pid);
 }
 
 void ChildCallbacks::output(std::string_view bytes) {

@@ -1,11 +1,11 @@
 // The handle of a started child, and what it shares with the thread that serves the child. The
 // exit watch stays open as long as anybody holds the child, so that asking whether it runs and
-// waiting for its end need neither a lock nor the serving thread. A signal is sent only while the
-// child is known to be unreaped: its id cannot belong to anybody else then.
+// waiting for its end need neither a lock nor the serving thread. The child is signalled by its
+// guardian, whose child it is: no signal can reach a process that took over an old number.
 #pragma once
 
 #include "platform/ChildProcess.h"
-#include "platform/posix/UniqueFd.h"
+#include "platform/posix/Guardian.h"
 
 #include <sys/types.h>
 
@@ -20,28 +20,25 @@ namespace platform::posix {
 // The child's process as everybody may see it. Any thread.
 class ChildState {
   public:
-    ChildState(pid_t child, UniqueFd watch)
-        : processId(child)
-        , exitWatch(std::move(watch)) {}
+    explicit ChildState(GuardedChild child)
+        : guarded(std::move(child)) {}
 
-    [[nodiscard]] pid_t pid() const { return processId; }
-    [[nodiscard]] int exitDescriptor() const { return exitWatch.get(); }
+    [[nodiscard]] pid_t pid() const { return guarded.pid; }
     [[nodiscard]] bool waitForExit(std::chrono::milliseconds timeout) const;
     [[nodiscard]] bool hasExited() const { return waitForExit(std::chrono::milliseconds(0)); }
 
-    void terminate();
-    void killGroup();
-    [[nodiscard]] bool wasKilled() const { return killed; }
+    void terminate() { command(GuardianCommand::terminate); }
+    void killGroup() { command(GuardianCommand::kill); }
 
-    // For the serving thread, after the exit was seen: kills what is left of the group without
-    // reaping the child; then reaps it and tells how it ended.
-    void endGroup();
-    [[nodiscard]] ExitStatus reapChild();
+    // For the serving thread.
+    [[nodiscard]] const Guardian& guardian() const { return guarded.guardian; }
+    // Lets go of the guardian, which has ended or is about to. Nothing is signalled afterwards.
+    void reapGuardian();
 
   private:
-    const pid_t processId;
-    const UniqueFd exitWatch;
-    std::atomic<bool> killed = false;
+    void command(GuardianCommand command);
+
+    const GuardedChild guarded;
     std::mutex mutex;
     bool reaped = false;
 };

@@ -10,14 +10,11 @@
 #include <utility>
 
 namespace platform::posix {
-namespace {
 
-ExitStatus described(int status) {
+ExitStatus describedStatus(int status) {
     return WIFEXITED(status) ? ExitStatus{.signalled = false, .code = WEXITSTATUS(status)}
                              : ExitStatus{.signalled = true, .code = WTERMSIG(status)};
 }
-
-} // namespace
 
 std::expected<UniqueFd, int> watchChild(pid_t child) {
     UniqueFd watch = watchForExit(child);
@@ -42,7 +39,7 @@ ExitStatus reap(pid_t child) {
         reaped = ::waitpid(child, &status, 0);
     } while (reaped < 0 && errno == EINTR);
     // Somebody else's doing: how it ended is not known, but not as a success.
-    return reaped == child ? described(status) : ExitStatus{.signalled = true, .code = 0};
+    return reaped == child ? describedStatus(status) : ExitStatus{.signalled = true, .code = 0};
 }
 
 void killAndReap(pid_t child) {

@@ -13,7 +13,10 @@
 
 namespace platform::posix {
 
-// watchForExit() of an unreaped child, as a descriptor that is none of 0, 1 and 2; or an errno
+// What waitpid(2) said about an end.
+[[nodiscard]] ExitStatus describedStatus(int status);
+
+// watchForExit() of an unreaped process, as a descriptor that is none of 0, 1 and 2; or an errno
 // value.
 [[nodiscard]] std::expected<UniqueFd, int> watchChild(pid_t child);
 

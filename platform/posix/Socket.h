@@ -2,9 +2,18 @@
 // system can do that, else right afterwards.
 #pragma once
 
+#include <cstddef>
+
 namespace platform::posix {
 
 // socket(2): the descriptor, or -1 with errno.
 [[nodiscard]] int makeClosedOnExecSocket(int domain, int type, int protocol);
+
+// socketpair(2) of two stream sockets: 0, or -1 with errno.
+[[nodiscard]] int makeStreamSocketPair(int (&ends)[2]);
+
+// All of it, or false with errno; a peer that is gone is EPIPE and never SIGPIPE. For sockets that
+// were made by makeStreamSocketPair().
+[[nodiscard]] bool sendAll(int socket, const void* bytes, std::size_t size);
 
 } // namespace platform::posix

@@ -1,8 +1,7 @@
-// Starts a program by fork and exec, with nothing but async-signal-safe calls in between. The
-// program gets the process group it is told to be in, descriptors 0, 1 and 2 and no others, every
-// signal at its default disposition (or every one ignored) and an empty signal mask; it inherits
-// the working directory and the file-creation mask. Whoever spawns reaps (Reaping.h). Errors are
-// errno values. Any thread.
+// Starts a program by fork and exec (ProgramStart.h). The program gets the process group it is told
+// to be in, descriptors 0, 1 and 2 and no others, every signal at its default disposition (or every
+// one ignored) and an empty signal mask; it inherits the working directory and the file-creation
+// mask. Whoever spawns reaps (Reaping.h). Errors are errno values. Any thread.
 #pragma once
 
 #include "platform/Environment.h"
@@ -49,10 +48,6 @@ struct SpawnPlan {
     bool ignoreEverySignal = false;
     // Where the system can: SIGTERM when the calling thread ends.
     bool endWithThread = true;
-    // A pipe's reading end. The program is executed only after one byte has arrived there; when
-    // the pipe closes without one, the child exits instead. `gateWriteEnd` is its other end.
-    int gate = -1;
-    int gateWriteEnd = -1;
 };
 
 struct Spawned {

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 
 namespace platform::posix {
 
@@ -32,9 +33,18 @@ void closeDescriptors(int first, int last, int limit) noexcept {
     }
 }
 
-// There is no such request here; a guardian does it (platform/ChildProcess.h).
-bool askToBeToldWhenParentDies(pid_t /*parent*/) noexcept {
+// There is no such request here; the guardian notices by its standard input.
+bool askForSignalWhenParentDies(int /*signal*/, pid_t /*parent*/) noexcept {
     return true;
+}
+
+// Orphans go to launchd: here a server's group is what is ended, not what left it.
+void adoptOrphans() noexcept {}
+
+void killChildren() noexcept {}
+
+void killAbandonedTree(const AbandonedTree& tree) noexcept {
+    ::kill(-tree.leader, SIGKILL);
 }
 
 } // namespace platform::posix

@@ -33,9 +33,13 @@ void closeDescriptors(int first, int last, int limit) noexcept {
     }
 }
 
-bool askToBeToldWhenParentDies(pid_t parent) noexcept {
-    ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+bool askForSignalWhenParentDies(int signal, pid_t parent) noexcept {
+    ::prctl(PR_SET_PDEATHSIG, signal);
     return ::getppid() == parent;
+}
+
+void adoptOrphans() noexcept {
+    ::prctl(PR_SET_CHILD_SUBREAPER, 1);
 }
 
 } // namespace platform::posix

@@ -91,16 +91,24 @@ TEST_F(ChildTest, takesItsGroupWithItWhenItExits) {
     EXPECT_TRUE(groupEnds(child->pid()));
 }
 
-// A process that left the group is somebody else's business, but it must not hold anything up.
+TEST_F(ChildTest, takesWithItWhoeverLeftItsGroup) {
+    for (const char* kind : {"fork-away=hold", "fork-lost=drop", "fork-bare=drop"}) {
+        const Recorder each;
+        const auto child = launch(testChild({kind, "fork-lost=drop", "sleep=20", "exit=2"}, each));
+        const Watched away(each.numberAfter("grandchild"));
+        EXPECT_EQ(each.exit(), exitedWith(2));
+        EXPECT_FALSE(away.lives()) << kind;
+        EXPECT_FALSE(hasChildren());
+    }
+}
+
 TEST_F(ChildTest, isReportedThoughSomebodyWhoLeftTheGroupHoldsItsOutput) {
     const auto child = launch(testChild({"fork-away=hold", "print=last", "hang"}, recorder));
     const Watched away(recorder.numberAfter("grandchild"));
     EXPECT_TRUE(recorder.says("last"));
     child->kill();
     EXPECT_EQ(recorder.exit(), killedBy(SIGKILL));
-    EXPECT_TRUE(away.lives());
-    away.signal(SIGKILL);
-    EXPECT_TRUE(away.ends());
+    EXPECT_FALSE(away.lives());
 }
 
 TEST_F(ChildTest, isReportedThoughSomebodyWhoLeftTheGroupFloodsItsOutput) {
@@ -142,11 +150,7 @@ TEST_F(ChildTest, leavesNoDescriptorZombieOrThreadBehindAfterAThousandLaunches) 
     const auto descriptors = openDescriptors();
     for (int turn = 0; turn < 1000; ++turn) {
         const Recorder each;
-        auto options = testChild({"ready", "exit=3"}, each);
-        if (turn % 8 == 0) {
-            options.guardianGrace = 1s;
-        }
-        const auto child = launch(std::move(options));
+        const auto child = launch(testChild({"ready", "exit=3"}, each));
         ASSERT_EQ(each.exit(), exitedWith(3));
         ASSERT_EQ(each.output(), "ready\n");
     }

@@ -4,11 +4,14 @@
 
 #include "platform/posix/PosixChildLauncher.h"
 #include "tests/platform/process/ProcessTable.h"
+#include "tests/support/temporary/TemporaryFolder.h"
 #include "tests/support/testchild/TestChild.h"
 
 #include <gtest/gtest.h>
 
 #include <condition_variable>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -108,6 +111,11 @@ constexpr platform::ExitStatus killedBy(int signal) {
     return {.signalled = true, .code = signal};
 }
 
+inline std::string contentOf(const std::filesystem::path& file) {
+    std::ifstream stream(file);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
 class ChildTest : public testing::Test {
   protected:
     // Throws, and so fails the test, when the launch does.
@@ -128,6 +136,13 @@ class ChildTest : public testing::Test {
         return recorder.output();
     }
 
+    // A path that is free until the test makes something of it.
+    std::filesystem::path temporaryPath() {
+        return folder.path() / ("file" + std::to_string(++temporaryPaths));
+    }
+
+    test_support::TemporaryFolder folder;
+    int temporaryPaths = 0;
     Recorder recorder;
     std::unique_ptr<platform::PosixChildLauncher> launcher =
         std::make_unique<platform::PosixChildLauncher>(ZORVANE_GUARDIAN_PATH);

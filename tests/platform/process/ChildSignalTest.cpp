@@ -51,6 +51,17 @@ TEST_F(ChildTest, isKilledThoughItIsStopped) {
     EXPECT_EQ(recorder.exit(), killedBy(SIGKILL));
 }
 
+TEST_F(ChildTest, isSentSigtermOnceHoweverOftenItIsAsked) {
+    const std::filesystem::path notes = temporaryPath();
+    const auto child = launch(testChild({"farewell=" + notes.native(), "ready", "hang"}, recorder));
+    EXPECT_TRUE(recorder.says("ready"));
+    child->terminate();
+    EXPECT_TRUE(recorder.says("asked to stop"));
+    child->terminate();
+    EXPECT_EQ(recorder.exit(), exitedWith(0));
+    EXPECT_EQ(contentOf(notes), "te");
+}
+
 TEST_F(ChildTest, isAloneInBeingSentSigterm) {
     const auto child =
         launch(testChild({"fork=drop", "ignore-term", "print=all", "hang"}, recorder));

@@ -47,12 +47,6 @@ TEST_F(ChildTest, seesOnlyItsStandardDescriptorsThoughTheParentHasHundredsOpen) 
     EXPECT_EQ(outputOf(testChild({"descriptors"})), "descriptors 0 1 2\n");
 }
 
-TEST_F(ChildTest, seesOnlyItsStandardDescriptorsWhenItIsGuarded) {
-    auto options = testChild({"descriptors"});
-    options.guardianGrace = std::chrono::seconds(1);
-    EXPECT_EQ(outputOf(std::move(options)), "descriptors 0 1 2\n");
-}
-
 TEST_F(ChildTest, getsStandardDescriptorsThoughTheParentHasNone) {
     std::array<UniqueFd, 3> saved;
     for (int descriptor = 0; descriptor < 3; ++descriptor) {
@@ -61,7 +55,6 @@ TEST_F(ChildTest, getsStandardDescriptorsThoughTheParentHasNone) {
         ::close(descriptor);
     }
     auto options = testChild({"descriptors", "error=complaint"}, recorder);
-    options.guardianGrace = std::chrono::seconds(1);
     const auto child = launcher->launch(std::move(options));
     for (int descriptor = 0; descriptor < 3; ++descriptor) {
         ::dup2(saved[static_cast<std::size_t>(descriptor)].get(), descriptor);
@@ -140,9 +133,12 @@ TEST_F(ChildTest, writesToTheNullDeviceWhenNobodyListens) {
     EXPECT_EQ(recorder.exit(), exitedWith(4));
 }
 
-TEST_F(ChildTest, isSentSigtermWhenTheThreadThatLaunchedItEnds) {
+TEST_F(ChildTest, outlivesTheThreadThatLaunchedIt) {
     std::shared_ptr<platform::ChildProcess> child;
     std::thread([&] { child = launch(testChild({"ready", "hang"}, recorder)); }).join();
+    EXPECT_TRUE(recorder.says("ready"));
+    EXPECT_FALSE(child->waitForExit(std::chrono::milliseconds(50)));
+    child->terminate();
     EXPECT_EQ(recorder.exit(), killedBy(SIGTERM));
 }
 
@@ -226,7 +222,6 @@ TEST_F(FailingLaunch, leavesNothingBehindHoweverFewDescriptorsAreLeft) {
         ::setrlimit(RLIMIT_NOFILE, &few);
         auto options = testChild({"hang"});
         options.onOutput = [](std::string_view) {};
-        options.guardianGrace = std::chrono::seconds(1);
         const auto child = launcher->launch(std::move(options));
         ::setrlimit(RLIMIT_NOFILE, &before);
         if (child) {
@@ -247,15 +242,13 @@ TEST_F(FailingLaunch, saysThatTheGuardianIsMissingAndStartsNoChild) {
     launcher = std::make_unique<platform::PosixChildLauncher>("/nonexistent/guardian");
     std::ignore = errorOf(program("/nonexistent/program"));
     auto options = testChild({"print=never"});
-    options.guardianGrace = std::chrono::seconds(1);
     const auto error = errorOf(std::move(options));
     EXPECT_EQ(error.description(),
               "cannot start the guardian /nonexistent/guardian: No such file or directory");
 }
 
-TEST_F(FailingLaunch, endsTheGuardianOfAnExecutableThatIsMissing) {
+TEST_F(FailingLaunch, namesTheExecutableAndNotItsGuardian) {
     auto options = program("/nonexistent/program");
-    options.guardianGrace = std::chrono::seconds(1);
     EXPECT_THAT(errorOf(std::move(options)).description(), HasSubstr("/nonexistent/program: "));
 }
 

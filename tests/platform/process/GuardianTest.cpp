@@ -1,30 +1,62 @@
-// The guardian: however an application ends, nothing of its server's group outlives it.
+// The guardian: however an application ends, nothing of its server outlives it.
+#include "platform/posix/Pipe.h"
+#include "platform/posix/Reaping.h"
+#include "platform/posix/Spawn.h"
 #include "tests/platform/process/ChildFixture.h"
 
+#include <unistd.h>
+
 #include <chrono>
-#include <condition_variable>
 #include <csignal>
 #include <mutex>
-#include <tuple>
+#include <thread>
 
 namespace process_test {
 namespace {
 
 using namespace std::chrono_literals;
 
-// An application with a guarded server, run as a child of the test.
+// An application run by the test itself, without a guardian of its own that would end all at once.
+class Application {
+  public:
+    Application(const std::vector<std::string>& arguments, const Recorder& recorder) {
+        const auto image =
+            platform::posix::ExecImage::make(ZORVANE_LAUNCHER_PROBE_PATH, arguments, {});
+        auto pipe = platform::posix::makePipe();
+        auto spawned = platform::posix::spawn(
+            {.image = &*image, .output = pipe->writeEnd.get(), .endWithThread = false});
+        processId = spawned->pid;
+        EXPECT_EQ(spawned->awaitExec(), std::nullopt);
+        pipe->writeEnd.reset();
+        reader = std::jthread([pass = recorder.onOutput(), end = std::move(pipe->readEnd)] {
+            char bytes[4096];
+            for (long count = 0;
+                 (count = platform::posix::readSome(end.get(), bytes, sizeof bytes)) > 0;) {
+                pass({bytes, static_cast<std::size_t>(count)});
+            }
+        });
+    }
+    Application(const Application&) = delete;
+    Application& operator=(const Application&) = delete;
+    ~Application() { platform::posix::killAndReap(processId); }
+
+    [[nodiscard]] pid_t pid() const { return processId; }
+
+  private:
+    pid_t processId = -1;
+    std::jthread reader;
+};
+
 class GuardedServer : public ChildTest {
   protected:
     void start(std::chrono::milliseconds grace, std::vector<std::string> cues) {
         cues.insert(cues.begin(), {ZORVANE_GUARDIAN_PATH, std::to_string(grace.count()),
                                    testchild::path().native()});
         cues.insert(cues.end(), {"print=complete", "hang"});
-        auto options = testChild(std::move(cues), recorder);
-        options.executable = ZORVANE_LAUNCHER_PROBE_PATH;
-        application = launch(std::move(options));
+        application = std::make_unique<Application>(cues, recorder);
         server = std::make_unique<Watched>(recorder.numberAfter("server"));
         EXPECT_TRUE(recorder.says("complete"));
-        guardian = std::make_unique<Watched>(memberNamed("zorvane-guardian", server->pid()));
+        guardian = std::make_unique<Watched>(parentOf(server->pid()));
     }
 
     // From the application's end to the server's.
@@ -41,7 +73,7 @@ class GuardedServer : public ChildTest {
         EXPECT_TRUE(groupEnds(server->pid()));
     }
 
-    std::shared_ptr<platform::ChildProcess> application;
+    std::unique_ptr<Application> application;
     std::unique_ptr<Watched> server;
     std::unique_ptr<Watched> guardian;
 };
@@ -90,7 +122,6 @@ TEST_F(GuardedServer, isKilledAtOnceWhenThereIsNoGrace) {
     expectNobodyLeft();
 }
 
-// Only the guardian can have told the grandchild: the kernel's message goes to the server alone.
 TEST_F(GuardedServer, hasItsWholeGroupSentSigterm) {
     start(20s, {"fork=drop", "ignore-term"});
     const Watched grandchild(recorder.numberAfter("grandchild"));
@@ -103,14 +134,38 @@ TEST_F(GuardedServer, hasItsWholeGroupSentSigterm) {
     expectNobodyLeft();
 }
 
-TEST_F(GuardedServer, isEndedThoughItIsStopped) {
-    start(20s, {"fork=drop"});
+// Stopped all the while, it could not be ended by SIGTERM alone; the grace is far longer than what
+// this may take.
+TEST_F(GuardedServer, isWokenUpToBeEnded) {
+    const auto notes = temporaryPath();
+    start(60s, {"fork=drop", "farewell=" + notes.native()});
     const Watched grandchild(recorder.numberAfter("grandchild"));
     server->signal(SIGSTOP);
     grandchild.signal(SIGSTOP);
-    EXPECT_LT(endApplication(SIGKILL), 10s);
+    EXPECT_LT(endApplication(SIGKILL), 30s);
+    EXPECT_EQ(contentOf(notes), "te") << "its own end, not a kill";
     EXPECT_TRUE(grandchild.ends());
     expectNobodyLeft();
+}
+
+// Its last words fill any pipe, so somebody reads them; and one SIGTERM is all it gets.
+TEST_F(GuardedServer, endsInOrderThoughTheApplicationThatReadItsOutputIsGone) {
+    const auto notes = temporaryPath();
+    start(60s, {"farewell=" + notes.native()});
+    EXPECT_LT(endApplication(SIGKILL), 30s);
+    EXPECT_EQ(contentOf(notes), "te");
+    expectNobodyLeft();
+}
+
+TEST_F(GuardedServer, takesWithItWhoeverLeftItsGroup) {
+    for (const char* kind : {"fork-away=hold", "fork-lost=drop", "fork-bare=drop"}) {
+        recorder = Recorder();
+        start(20s, {kind});
+        const Watched away(recorder.numberAfter("grandchild"));
+        EXPECT_LT(endApplication(SIGKILL), 10s);
+        EXPECT_TRUE(away.ends()) << kind;
+        expectNobodyLeft();
+    }
 }
 
 TEST_F(GuardedServer, keepsItsGuardianThroughSignalsThatWouldEndOthers) {
@@ -128,15 +183,27 @@ TEST_F(GuardedServer, keepsItsGuardianThroughSignalsThatWouldEndOthers) {
     expectNobodyLeft();
 }
 
-TEST_F(GuardedServer, getsAnotherGuardianWhenSomebodyKillsTheFirst) {
-    start(300ms, {"ignore-term"});
-    guardian->signal(SIGKILL);
-    EXPECT_TRUE(guardian->ends());
-    while (memberNamed("zorvane-guardian", server->pid()) < 0 && server->lives()) {
-        std::ignore = server->endsWithin(1ms);
+// Nobody is left who could send it anything: the kernel does.
+TEST_F(GuardedServer, isKilledByTheSystemWhenApplicationAndGuardianGoTogether) {
+    for (int turn = 0; turn < 10; ++turn) {
+        recorder = Recorder();
+        start(60s, {"ignore-term"});
+        guardian->signal(SIGSTOP); // so that it cannot act before it is killed
+        ::kill(application->pid(), SIGKILL);
+        guardian->signal(SIGKILL);
+        EXPECT_TRUE(server->ends());
+        expectNobodyLeft();
     }
-    guardian = std::make_unique<Watched>(memberNamed("zorvane-guardian", server->pid()));
-    EXPECT_GE(endApplication(SIGKILL), 300ms) << "the second guardian knows the grace too";
+}
+
+// A guardian that is stopped does what it was told once it goes on.
+TEST_F(GuardedServer, isEndedByAGuardianThatWasStoppedMeanwhile) {
+    start(60s, {});
+    guardian->signal(SIGSTOP);
+    ::kill(application->pid(), SIGKILL);
+    EXPECT_FALSE(server->endsWithin(50ms));
+    guardian->signal(SIGCONT);
+    EXPECT_TRUE(server->ends());
     expectNobodyLeft();
 }
 
@@ -150,65 +217,86 @@ platform::ChildOptions guardedChild(std::vector<std::string> cues, const Recorde
     return options;
 }
 
-TEST_F(Guarded, childHasItsGuardianFromItsFirstInstructionOn) {
-    auto options = guardedChild({}, recorder);
-    options.executable = "/bin/sh";
-    options.environment = platform::currentEnvironment();
-    options.arguments = {"-c",
-                         "exec 2>/dev/null; for entry in /proc/[0-9]*/stat; do "
-                         "read -r line < $entry && case $line in "
-                         "*'(zorvane-guardia) '?' '*' '$$' '*) echo guarded;; esac; done; exit 0"};
-    const auto child = launch(std::move(options));
-    EXPECT_EQ(recorder.exit(), exitedWith(0));
-    EXPECT_EQ(recorder.output(), "guarded\n");
+TEST_F(Guarded, childIsTheGuardiansAndTheGuardianIsOurs) {
+    const auto child = launch(guardedChild({"ready", "hang"}, recorder));
+    EXPECT_EQ(parentOf(parentOf(child->pid())), ::getpid());
+    EXPECT_EQ(membersOf(child->pid()), std::vector<pid_t>{child->pid()})
+        << "a signal to the group does not reach the guardian";
 }
 
 TEST_F(Guarded, childTakesItsGuardianWithIt) {
     const auto child =
         launch(guardedChild({"ready", "on-term=0:3", "print=set", "hang"}, recorder));
     EXPECT_TRUE(recorder.says("set"));
-    const Watched guardian(memberNamed("zorvane-guardian", child->pid()));
+    const Watched guardian(parentOf(child->pid()));
     child->terminate();
     EXPECT_EQ(recorder.exit(), exitedWith(3));
     EXPECT_TRUE(guardian.ends());
     EXPECT_FALSE(hasChildren());
 }
 
-TEST_F(Guarded, childMayBeKilledWithItsGuardian) {
+TEST_F(Guarded, childMayBeKilledThoughItsGuardianIsStopped) {
     const auto child = launch(guardedChild({"ready", "hang"}, recorder));
     EXPECT_TRUE(recorder.says("ready"));
-    const Watched guardian(memberNamed("zorvane-guardian", child->pid()));
+    ::kill(parentOf(child->pid()), SIGSTOP);
     child->kill();
     EXPECT_EQ(recorder.exit(), killedBy(SIGKILL));
-    EXPECT_TRUE(guardian.ends());
     EXPECT_FALSE(hasChildren());
 }
 
-TEST_F(Guarded, childKeepsRunningThoughAllItsGuardiansAreKilled) {
+class KilledGuardian : public ChildTest {
+  protected:
+    void SetUp() override {
+        launcher = std::make_unique<platform::PosixChildLauncher>(
+            ZORVANE_GUARDIAN_PATH, [this](std::string_view report) {
+                const std::lock_guard lock(mutex);
+                reports.emplace_back(report);
+            });
+    }
+    void TearDown() override { launcher.reset(); }
+
     std::mutex mutex;
     std::vector<std::string> reports;
-    std::condition_variable changed;
-    launcher = std::make_unique<platform::PosixChildLauncher>(ZORVANE_GUARDIAN_PATH,
-                                                              [&](std::string_view report) {
-                                                                  const std::lock_guard lock(mutex);
-                                                                  reports.emplace_back(report);
-                                                                  changed.notify_all();
-                                                              });
-    const auto child = launch(guardedChild({"ready", "hang"}, recorder));
+};
+
+TEST_F(KilledGuardian, takesTheChildAndItsWholeTreeWithIt) {
+    auto options = guardedChild(
+        {"ignore-term", "fork=drop", "print=forked", "fork-lost=drop", "ready", "hang"}, recorder);
+    options.environment = {{"MARK", std::to_string(::getpid())}, {"OTHER", "1"}};
+    options.markVariable = "MARK";
+    const auto child = launch(std::move(options));
     EXPECT_TRUE(recorder.says("ready"));
-    const std::string process = "the guardian of process " + std::to_string(child->pid());
-    for (std::size_t killed = 1; killed <= 4; ++killed) {
-        ::kill(memberNamed("zorvane-guardian", child->pid()), SIGKILL);
-        std::unique_lock lock(mutex);
-        ASSERT_TRUE(changed.wait_for(lock, patience, [&] { return reports.size() == killed; }));
-        EXPECT_EQ(reports.back(), process + (killed < 4 ? " ended and was replaced"
-                                                        : " ended again and is not replaced"));
-    }
-    EXPECT_EQ(membersOf(child->pid()), std::vector<pid_t>{child->pid()});
-    EXPECT_TRUE(child->isRunning());
-    child->terminate();
-    EXPECT_EQ(recorder.exit(), killedBy(SIGTERM));
+    const std::string said = recorder.output();
+    const Watched inGroup(recorder.numberAfter("grandchild"));
+    const Watched lost(std::stoi(said.substr(said.rfind("grandchild ") + 11)));
+    ASSERT_NE(inGroup.pid(), lost.pid());
+    ::kill(parentOf(child->pid()), SIGKILL);
+    EXPECT_EQ(recorder.exit(), killedBy(SIGKILL));
+    EXPECT_FALSE(child->isRunning());
+    EXPECT_FALSE(inGroup.lives());
+    EXPECT_FALSE(lost.lives());
     EXPECT_FALSE(hasChildren());
+    const std::lock_guard lock(mutex);
+    EXPECT_EQ(reports,
+              std::vector<std::string>{"the guardian of process " + std::to_string(child->pid()) +
+                                       " was killed, and with it the process"});
+}
+
+// The entry as a whole is the mark: not its beginning, and not a value that merely holds it.
+TEST_F(KilledGuardian, leavesThoseAloneWhoseEnvironmentOnlyResemblesTheMark) {
+    Recorder others;
+    auto longer = guardedChild({"ready", "hang"}, others);
+    longer.environment = {{"MARK", "12"}, {"X", "MARK=1"}};
+    const auto other = launch(std::move(longer));
+    EXPECT_TRUE(others.says("ready"));
+    auto options = guardedChild({"ready", "hang"}, recorder);
+    options.environment = {{"MARK", "1"}};
+    options.markVariable = "MARK";
+    const auto child = launch(std::move(options));
+    EXPECT_TRUE(recorder.says("ready"));
+    ::kill(parentOf(child->pid()), SIGKILL);
+    EXPECT_EQ(recorder.exit(), killedBy(SIGKILL));
+    EXPECT_TRUE(other->isRunning());
 }
 
 } // namespace

@@ -37,8 +37,10 @@ int main(int count, char** arguments) {
     const auto child =
         launcher.launch({.executable = arguments[3],
                          .arguments = {arguments + 4, arguments + count},
+                         .environment = {{"PROBE", std::to_string(::getpid())}},
                          .onOutput = say,
-                         .guardianGrace = std::chrono::milliseconds(std::atol(arguments[2]))});
+                         .guardianGrace = std::chrono::milliseconds(std::atol(arguments[2])),
+                         .markVariable = "PROBE"});
     if (!child) {
         say(child.error().description() + '\n');
         return EXIT_FAILURE;

@@ -26,8 +26,8 @@ namespace fs = std::filesystem;
 
 struct Entry {
     pid_t pid = 0;
-    std::string program;
     char state = 0;
+    pid_t parent = 0;
     pid_t group = 0;
 };
 
@@ -36,16 +36,13 @@ std::optional<Entry> readEntry(const fs::path& folder) {
     std::ifstream file(folder / "stat");
     std::string line;
     std::getline(file, line); // fails quietly when the process goes away meanwhile
-    const auto open = line.find('(');
     const auto close = line.rfind(')');
-    if (open == std::string::npos || close == std::string::npos) {
+    if (close == std::string::npos) {
         return std::nullopt;
     }
     Entry entry;
-    pid_t parent = 0;
     entry.pid = std::stoi(line);
-    entry.program = line.substr(open + 1, close - open - 1);
-    std::istringstream(line.substr(close + 1)) >> entry.state >> parent >> entry.group;
+    std::istringstream(line.substr(close + 1)) >> entry.state >> entry.parent >> entry.group;
     return entry;
 }
 
@@ -104,13 +101,9 @@ bool groupEnds(pid_t group) {
     return true;
 }
 
-pid_t memberNamed(const std::string& program, pid_t group) {
-    for (const auto& entry : livingMembers(group)) {
-        if (entry.program == program.substr(0, 15)) {
-            return entry.pid;
-        }
-    }
-    return -1;
+pid_t parentOf(pid_t pid) {
+    const auto entry = readEntry("/proc/" + std::to_string(pid));
+    return entry ? entry->parent : -1;
 }
 
 std::size_t openDescriptors() {

@@ -20,8 +20,8 @@ inline constexpr std::chrono::seconds patience(30);
 [[nodiscard]] std::vector<pid_t> membersOf(pid_t group);
 // Waits until the group has no living member.
 [[nodiscard]] bool groupEnds(pid_t group);
-// The member whose program has this name (its first 15 letters), or -1.
-[[nodiscard]] pid_t memberNamed(const std::string& program, pid_t group);
+// The parent of a process that lives, or -1.
+[[nodiscard]] pid_t parentOf(pid_t pid);
 
 [[nodiscard]] std::size_t openDescriptors();
 // Waits for so many threads of a name, since one that was joined is listed for a moment longer.

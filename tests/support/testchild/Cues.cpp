@@ -4,6 +4,7 @@
 #include "tests/support/testchild/Output.h"
 #include "tests/support/testchild/Reports.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
@@ -89,31 +90,71 @@ void exitOnTerm(std::uint64_t milliseconds, std::uint64_t code) {
     ::sigaction(SIGTERM, &action, nullptr);
 }
 
+int farewellFile = -1;
+
+void sayFarewell(std::string_view file) {
+    farewellFile = ::open(std::string(file).c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+    struct sigaction action = {};
+    action.sa_handler = [](int) {
+        write(farewellFile, "t");
+        write(STDOUT_FILENO, "asked to stop\n");
+        ::alarm(1); // the first one counts from here, a second one would count anew
+    };
+    ::sigaction(SIGTERM, &action, nullptr);
+    action.sa_handler = [](int) {
+        flood(STDOUT_FILENO, 3'000'000, 65536);
+        write(farewellFile, "e");
+        ::_exit(0);
+    };
+    ::sigaction(SIGALRM, &action, nullptr);
+}
+
+// The calling process without its environment, hanging.
+[[noreturn]] void hangBare() {
+    const char* const arguments[] = {"/bin/sleep", "1000", nullptr};
+    const char* const nothing[] = {nullptr};
+    ::execve(arguments[0], const_cast<char* const*>(arguments), const_cast<char* const*>(nothing));
+    ::_exit(71);
+}
+
 // Its number is printed when the grandchild is where it belongs.
-void forkGrandchild(bool away, std::string_view output) {
+struct Grandchild {
+    bool away = false;   // in a session of its own
+    bool orphan = false; // its parent ends
+    bool bare = false;   // without the environment
+};
+
+void forkGrandchild(const Grandchild& kind, std::string_view output) {
     int ready[2];
     if (::pipe(ready) != 0) {
         ::_exit(71);
     }
-    const pid_t pid = ::fork();
+    pid_t pid = ::fork();
     if (pid == 0) {
-        if (away) {
+        if (kind.away) {
             ::setsid();
+        }
+        if (kind.orphan && ::fork() != 0) {
+            ::_exit(0);
         }
         if (output == "drop") {
             ::close(STDOUT_FILENO);
             ::close(STDERR_FILENO);
         }
+        pid = ::getpid();
+        [[maybe_unused]] const ssize_t told = ::write(ready[1], &pid, sizeof pid);
         ::close(ready[0]);
         ::close(ready[1]);
         if (output == "flood") {
             flood(STDOUT_FILENO, 0, 65536);
         }
+        if (kind.bare) {
+            hangBare();
+        }
         hang();
     }
     ::close(ready[1]);
-    char byte = 0;
-    while (::read(ready[0], &byte, 1) < 0) {
+    while (::read(ready[0], &pid, sizeof pid) < 0) {
     }
     ::close(ready[0]);
     printLine("grandchild " + std::to_string(pid));
@@ -170,9 +211,15 @@ bool performOther(const Cue& cue) {
     } else if (cue.name == "sleep") {
         waitFor(cue.number(cue.value));
     } else if (cue.name == "fork") {
-        forkGrandchild(false, cue.value);
+        forkGrandchild({}, cue.value);
     } else if (cue.name == "fork-away") {
-        forkGrandchild(true, cue.value);
+        forkGrandchild({.away = true}, cue.value);
+    } else if (cue.name == "fork-lost") {
+        forkGrandchild({.away = true, .orphan = true}, cue.value);
+    } else if (cue.name == "fork-bare") {
+        forkGrandchild({.away = true, .orphan = true, .bare = true}, cue.value);
+    } else if (cue.name == "farewell") {
+        sayFarewell(cue.value);
     } else {
         return false;
     }

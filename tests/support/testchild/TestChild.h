@@ -13,10 +13,13 @@
 // Ends:                      exit=CODE  signal=NUMBER  hang
 //                            exit-after=MS:CODE  signal-after=MS:NUMBER  (the cues go on meanwhile)
 // SIGTERM:                   ignore-term  on-term=MS:CODE (exits that much later)
+//                            farewell=FILE (notes each SIGTERM there as "t" and writes a line, then
+//                            3 MB of output, then "e" to the file, and exits with code 0)
 // Waiting:                   sleep=MS
 // Grandchildren that hang:   fork=hold  fork=drop  (holding the output or not; "grandchild PID")
 //                            fork-away=hold  fork-away=drop  fork-away=flood  (in their own
-//                            session)
+//                            session)  fork-lost=drop  (also without a living parent)
+//                            fork-bare=drop  (also without the environment)
 // Serving:                   health=MODE, one of ok wrong-nonce spaced bad-utf8 empty 204 500
 //                            redirect hang drip endless reset none;  unhealthy-first=REQUESTS
 // With -version only the cues that begin with "version" count: version=TEXT prints the text,
