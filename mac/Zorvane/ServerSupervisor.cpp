@@ -10,7 +10,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <csignal>
 #include <limits>
+#include <tuple>
 #include <utility>
 
 namespace zorvane {
@@ -19,6 +21,14 @@ namespace {
 constexpr mode_t privateFolder = 0700;
 constexpr mode_t privateFile = 0600;
 constexpr mode_t privateMask = 0077;
+
+const std::string nonceVariable = "MEDIASERVER_HEALTH_NONCE";
+
+// By the signal itself, or in an orderly way after it; 128 is what shells add to a signal's number.
+bool mayHaveBeenTerminated(platform::ExitStatus status) {
+    return status.signalled ? status.code == SIGTERM
+                            : status.code == 0 || status.code == 128 + SIGTERM;
+}
 
 // The mask is a property of the process: put back on every way out of a launch.
 class PrivateFileCreation {
@@ -91,21 +101,28 @@ void ServerSupervisor::start() {
     const std::int64_t generation = generation_;
     const auto executable = resolver_.resolveSidecar();
     if (!executable) {
-        setState(Failed{"ostrad not found (set OSTRA_SIDECAR or bundle Contents/MacOS/ostrad)"});
+        launchFailed("ostrad not found (set OSTRA_SIDECAR or bundle Contents/MacOS/ostrad)");
         return;
     }
     const PrivateFileCreation mask(facilities_.files);
     auto launched = launch(*executable);
     if (!launched) {
-        setState(Failed{"failed to launch ostrad: " + launched.error()});
+        launchFailed("failed to launch ostrad: " + launched.error());
         return;
     }
     process_ = launched->child;
+    processGeneration_ = generation;
     facilities_.log.write(fmt::format("ostrad spawned (pid {}) on 127.0.0.1:{}, db {}, artwork {}",
                                       process_->pid(), launched->port, launched->data.db.string(),
                                       launched->data.artwork.string()));
     setState(Starting{});
     pollHealth(launched->port, launched->nonce, generation);
+}
+
+// The menu has room for the beginning of the reason only.
+void ServerSupervisor::launchFailed(const std::string& reason) {
+    facilities_.log.write(reason);
+    setState(Failed{reason});
 }
 
 std::expected<ServerSupervisor::Launch, std::string>
@@ -175,9 +192,10 @@ platform::ChildOptions ServerSupervisor::childOptions(const std::filesystem::pat
         options.arguments.push_back(std::move(path));
     }
     options.environment = environment_;
-    options.environment["MEDIASERVER_HEALTH_NONCE"] = launch.nonce;
+    options.environment[nonceVariable] = launch.nonce;
     options.environment["MEDIASERVER_ARTWORK_DIR"] = launch.data.artwork.string();
     options.guardianGrace = stopGrace;
+    options.markVariable = nonceVariable;
 
     const auto lines = std::make_shared<ostra::OutputLines>(
         [&log = facilities_.log](std::span<const std::string_view> some) {
@@ -189,7 +207,7 @@ platform::ChildOptions ServerSupervisor::childOptions(const std::filesystem::pat
         lines->finish();
         mainQueue.post([weak, generation, status] {
             if (const auto self = weak.lock()) {
-                self->handleTermination(generation, status.code);
+                self->handleTermination(generation, status);
             }
         });
     };
@@ -233,18 +251,21 @@ void ServerSupervisor::healthEnded(bool healthy, std::uint16_t port, std::int64_
     setState(Failed{fmt::format("server never became healthy on port {}", port)});
 }
 
-void ServerSupervisor::handleTermination(std::int64_t generation, int status) {
+void ServerSupervisor::handleTermination(std::int64_t generation, platform::ExitStatus status) {
+    endingCompleted(generation);
     if (generation != generation_ || stopping_) {
         return;
     }
     process_.reset();
-    setState(Failed{fmt::format("server exited (status {}); restarting", status)});
+    setState(Failed{fmt::format("server exited (status {}); restarting", status.code)});
+    using Duration = platform::SteadyTime::duration;
     using Seconds = std::chrono::duration<double>;
-    const auto elapsed = facilities_.clock.now() - lastStart_;
-    const auto delay = std::max<platform::SteadyTime::duration>(restartThrottle - elapsed,
-                                                                platform::SteadyTime::duration{0});
-    facilities_.log.write(fmt::format("ostrad exited (status {}); restarting in {:.1f}s", status,
-                                      Seconds(delay).count()));
+    const Duration least =
+        mayHaveBeenTerminated(status) ? Duration(momentAfterTermination) : Duration{0};
+    const Duration delay =
+        std::max<Duration>(restartThrottle - (facilities_.clock.now() - lastStart_), least);
+    facilities_.log.write(fmt::format("ostrad exited (status {}); restarting in {:.1f}s",
+                                      status.code, Seconds(delay).count()));
     facilities_.mainQueue.postAfter(delay, [weak = weak_from_this(), generation] {
         const auto self = weak.lock();
         if (self && self->generation_ == generation && !self->stopping_) {
@@ -253,31 +274,27 @@ void ServerSupervisor::handleTermination(std::int64_t generation, int status) {
     });
 }
 
-void ServerSupervisor::takeProcess() {
+// The child that has to be ended, if there is one that runs.
+ServerSupervisor::Child ServerSupervisor::takeProcess() {
     stopping_ = true;
     advanceGeneration();
-    if (Child child = std::exchange(process_, nullptr); child && child->isRunning()) {
-        ending_.push_back(std::move(child));
+    Child child = std::exchange(process_, nullptr);
+    if (!child || !child->isRunning()) {
+        return nullptr;
     }
+    ending_.push_back({processGeneration_, child});
+    return child;
 }
 
 void ServerSupervisor::stop(std::function<void()> completion) {
     checkMainThread();
-    const std::size_t endingBefore = ending_.size();
-    takeProcess();
-    const Child child = ending_.size() > endingBefore ? ending_.back() : nullptr;
+    const Child child = takeProcess();
     setState(Stopped{});
     if (child) {
         child->terminate();
-        waitThenKill(child, facilities_.clock.now() + stopGrace, facilities_.clock,
-                     facilities_.backgroundQueues.global(platform::QualityOfService::userInitiated),
-                     [weak = weak_from_this(), child, &mainQueue = facilities_.mainQueue] {
-                         mainQueue.post([weak, child] {
-                             if (const auto self = weak.lock()) {
-                                 self->childEnded(child);
-                             }
-                         });
-                     });
+        waitThenKill(
+            child, facilities_.clock.now() + stopGrace, facilities_.clock,
+            facilities_.backgroundQueues.global(platform::QualityOfService::userInitiated));
     }
     if (ending_.empty()) {
         if (completion) {
@@ -288,9 +305,10 @@ void ServerSupervisor::stop(std::function<void()> completion) {
     }
 }
 
-void ServerSupervisor::childEnded(const Child& child) {
-    std::erase(ending_, child);
-    if (ending_.empty()) {
+void ServerSupervisor::endingCompleted(std::int64_t generation) {
+    const auto ended = std::erase_if(
+        ending_, [&](const Ending& ending) { return ending.generation == generation; });
+    if (ended > 0 && ending_.empty()) {
         for (const auto& waiter : std::exchange(endWaiters_, {})) {
             waiter();
         }
@@ -299,15 +317,15 @@ void ServerSupervisor::childEnded(const Child& child) {
 
 void ServerSupervisor::stopSync() {
     checkMainThread();
-    takeProcess();
-    const std::vector<Child> children = std::exchange(ending_, {});
+    std::ignore = takeProcess();
+    const std::vector<Ending> endings = std::exchange(ending_, {});
     endWaiters_.clear();
-    for (const Child& child : children) {
-        child->terminate();
+    for (const Ending& ending : endings) {
+        ending.child->terminate();
     }
     const auto deadline = facilities_.clock.now() + stopGrace;
-    for (const Child& child : children) {
-        waitThenKill(*child, deadline, facilities_.clock);
+    for (const Ending& ending : endings) {
+        waitThenKill(*ending.child, deadline, facilities_.clock);
     }
 }
 

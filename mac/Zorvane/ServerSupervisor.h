@@ -65,7 +65,10 @@ class ServerSupervisor : public std::enable_shared_from_this<ServerSupervisor> {
     };
 
     static constexpr std::chrono::seconds restartThrottle{10}; // between launches after an exit
-    static constexpr int healthTries = 40;                     // per launch
+    // Whoever ends everything at once ends the server a moment before us: an exit that may be the
+    // answer to a SIGTERM is not followed by a new server before our own can have arrived.
+    static constexpr std::chrono::seconds momentAfterTermination{1};
+    static constexpr int healthTries = 40; // per launch
     static constexpr std::chrono::milliseconds healthInterval{500};
     static constexpr std::chrono::seconds stopGrace{6}; // between SIGTERM and SIGKILL
 
@@ -86,8 +89,8 @@ class ServerSupervisor : public std::enable_shared_from_this<ServerSupervisor> {
     // Launches a child; what comes of it arrives through onStateChange. A child that is still held
     // is killed: callers stop first.
     void start();
-    // Stops the child. The completion runs on the main thread once no child is left, at once when
-    // there is none.
+    // Stops the child. The completion runs on the main thread once no child is left: each was
+    // reaped and has taken what it started with it. At once when there is none.
     void stop(std::function<void()> completion = {});
     // The same, blocking the caller until every child has exited or been killed; neither the state
     // nor the callback is touched. For the end of the application.
@@ -97,6 +100,10 @@ class ServerSupervisor : public std::enable_shared_from_this<ServerSupervisor> {
 
   private:
     using Child = std::shared_ptr<platform::ChildProcess>;
+    struct Ending {
+        std::int64_t generation = 0; // of the launch
+        Child child;
+    };
     struct DataDirectories {
         std::filesystem::path db;
         std::filesystem::path plugins;
@@ -115,6 +122,7 @@ class ServerSupervisor : public std::enable_shared_from_this<ServerSupervisor> {
     void advanceGeneration();
     void cancelHealthLoop();
     void setState(State state);
+    void launchFailed(const std::string& reason);
     [[nodiscard]] std::expected<Launch, std::string>
     launch(const std::filesystem::path& executable);
     [[nodiscard]] std::expected<DataDirectories, std::string> ensureDataDirectories();
@@ -122,9 +130,9 @@ class ServerSupervisor : public std::enable_shared_from_this<ServerSupervisor> {
                                                       const Launch& launch);
     void pollHealth(std::uint16_t port, const std::string& nonce, std::int64_t generation);
     void healthEnded(bool healthy, std::uint16_t port, std::int64_t generation);
-    void handleTermination(std::int64_t generation, int status);
-    void takeProcess();
-    void childEnded(const Child& child);
+    void handleTermination(std::int64_t generation, platform::ExitStatus status);
+    [[nodiscard]] Child takeProcess();
+    void endingCompleted(std::int64_t generation);
 
     Facilities facilities_;
     platform::Environment environment_;
@@ -132,13 +140,14 @@ class ServerSupervisor : public std::enable_shared_from_this<ServerSupervisor> {
 
     State state_ = Stopped{};
     Child process_;
+    std::int64_t processGeneration_ = 0; // of the launch of process_
     std::shared_ptr<HealthLoop> healthLoop_;
     platform::SteadyTime lastStart_ = platform::SteadyTime::min();
     bool stopping_ = false;
     // Captured by every continuation, which does nothing once the current value differs.
     std::int64_t generation_ = 0;
     // Children that were asked to stop and have not ended yet, and who waits for that.
-    std::vector<Child> ending_;
+    std::vector<Ending> ending_;
     std::vector<std::function<void()>> endWaiters_;
 };
 

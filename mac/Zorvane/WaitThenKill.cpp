@@ -13,7 +13,6 @@ struct Ending {
     platform::SteadyTime deadline;
     platform::Clock& clock;
     platform::Queue& queue;
-    std::function<void()> onEnd;
 };
 
 bool mayStillEnd(platform::ChildProcess& child, platform::SteadyTime deadline,
@@ -27,7 +26,6 @@ void lookAgain(const std::shared_ptr<Ending>& ending) {
         return;
     }
     ending->child->kill();
-    ending->onEnd();
 }
 
 } // namespace
@@ -41,9 +39,8 @@ void waitThenKill(platform::ChildProcess& child, platform::SteadyTime deadline,
 }
 
 void waitThenKill(std::shared_ptr<platform::ChildProcess> child, platform::SteadyTime deadline,
-                  platform::Clock& clock, platform::Queue& queue, std::function<void()> onEnd) {
-    const auto ending = std::make_shared<Ending>(
-        Ending{std::move(child), deadline, clock, queue, std::move(onEnd)});
+                  platform::Clock& clock, platform::Queue& queue) {
+    const auto ending = std::make_shared<Ending>(Ending{std::move(child), deadline, clock, queue});
     queue.post([ending] { lookAgain(ending); });
 }
 

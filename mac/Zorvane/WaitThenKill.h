@@ -6,7 +6,6 @@
 #include "platform/Clock.h"
 #include "platform/Queues.h"
 
-#include <functional>
 #include <memory>
 
 namespace zorvane {
@@ -15,9 +14,9 @@ namespace zorvane {
 void waitThenKill(platform::ChildProcess& child, platform::SteadyTime deadline,
                   platform::Clock& clock);
 
-// The same as a chain of short tasks on the queue, so that no thread is held for the grace; then
-// calls onEnd, on the queue. Returns at once; queue and clock outlive the chain.
+// The same as a chain of short tasks on the queue, so that no thread is held for the grace. Returns
+// at once; queue and clock outlive the chain.
 void waitThenKill(std::shared_ptr<platform::ChildProcess> child, platform::SteadyTime deadline,
-                  platform::Clock& clock, platform::Queue& queue, std::function<void()> onEnd);
+                  platform::Clock& clock, platform::Queue& queue);
 
 } // namespace zorvane

@@ -14,9 +14,10 @@ FakeChildLauncher::Child::Child(FakeChildLauncher& owner, int pid, ChildOptions 
 }
 
 FakeChildLauncher::Child::~Child() {
+    options_.onExit = nullptr; // no callback once the handle is gone
     if (running_) {
-        options_.onExit = nullptr; // no callback once the handle is gone
-        kill();
+        recordKill();
+        exit({.signalled = true, .code = SIGKILL});
     }
 }
 
@@ -25,25 +26,33 @@ void FakeChildLauncher::Child::terminate() {
         return;
     }
     owner_.events.push_back("terminate " + std::to_string(pid_));
-    if (!owner_.exitsAfterTerminate) {
-        return;
+    if (owner_.exitsAfterTerminate) {
+        exitAfter(*owner_.exitsAfterTerminate, SIGTERM);
     }
-    endsAt_ = owner_.scheduler_.clock().now() + *owner_.exitsAfterTerminate;
-    // The exit reaches us from another thread, however soon it is.
-    owner_.scheduler_.schedule(*owner_.exitsAfterTerminate, false,
-                               [weak = std::weak_ptr(owner_.lastChild_), pid = pid_] {
-                                   const auto child = weak.lock();
-                                   if (child && child->pid() == pid && child->isRunning()) {
-                                       child->exit({.signalled = true, .code = SIGTERM});
-                                   }
-                               });
 }
 
 void FakeChildLauncher::Child::kill() {
-    if (running_) {
-        owner_.events.push_back("kill " + std::to_string(pid_));
-        exit({.signalled = true, .code = SIGKILL});
+    if (running_ && !killed_) {
+        recordKill();
+        exitAfter(owner_.exitsAfterKill, SIGKILL);
     }
+}
+
+void FakeChildLauncher::Child::recordKill() {
+    if (!std::exchange(killed_, true)) {
+        owner_.events.push_back("kill " + std::to_string(pid_));
+    }
+}
+
+// The exit reaches us from another thread, however soon it is.
+void FakeChildLauncher::Child::exitAfter(std::chrono::milliseconds delay, int signal) {
+    endsAt_ = owner_.scheduler_.clock().now() + delay;
+    owner_.scheduler_.schedule(delay, false, [weak = weak_from_this(), signal] {
+        const auto child = weak.lock();
+        if (child && child->isRunning()) {
+            child->exit({.signalled = true, .code = signal});
+        }
+    });
 }
 
 bool FakeChildLauncher::Child::waitForExit(std::chrono::milliseconds timeout) {

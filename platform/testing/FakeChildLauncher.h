@@ -18,7 +18,7 @@ namespace platform::testing {
 
 class FakeChildLauncher final : public ChildLauncher {
   public:
-    class Child final : public ChildProcess {
+    class Child final : public ChildProcess, public std::enable_shared_from_this<Child> {
       public:
         Child(FakeChildLauncher& owner, int pid, ChildOptions options);
         ~Child() override;
@@ -35,15 +35,21 @@ class FakeChildLauncher final : public ChildLauncher {
         [[nodiscard]] const ChildOptions& options() const { return options_; }
 
       private:
+        void recordKill();
+        void exitAfter(std::chrono::milliseconds delay, int signal);
+
         FakeChildLauncher& owner_;
         int pid_;
         ChildOptions options_;
         bool running_ = true;
-        std::optional<SteadyTime> endsAt_; // of a child that obeys SIGTERM after a while
+        bool killed_ = false;
+        std::optional<SteadyTime> endsAt_; // of a child that was signalled
     };
 
     // How children answer SIGTERM: after that time, or never.
     std::optional<std::chrono::milliseconds> exitsAfterTerminate = std::chrono::milliseconds{0};
+    // Nobody is gone at the moment of a kill.
+    std::chrono::milliseconds exitsAfterKill{0};
     std::optional<LaunchError> failure; // of the next launches
     std::function<void()> onLaunch;     // looks at the world at the moment of a launch
 

@@ -47,6 +47,15 @@ class ServerSupervisorTest : public testing::Test, public FakeSystem {
     static HttpResult reply(int status, std::string body) {
         return platform::HttpResponse{status, {}, std::move(body)};
     }
+    // So many turns of the main queue later, behind everything that is posted until then.
+    void onMainQueueAfter(int turns, std::function<void()> action) {
+        if (turns == 0) {
+            action();
+            return;
+        }
+        scheduler.mainQueue().post(
+            [this, turns, action = std::move(action)] { onMainQueueAfter(turns - 1, action); });
+    }
     void startRunning() {
         serveHealth();
         supervisor->start();
@@ -103,8 +112,9 @@ TEST_F(ServerSupervisorTest, usesANewNonceForEveryLaunch) {
     EXPECT_NE(nonce(), first);
 }
 
-TEST_F(ServerSupervisorTest, hasTheServersGroupGuardedWithItsOwnGrace) {
+TEST_F(ServerSupervisorTest, hasTheServerGuardedWithItsOwnGraceAndMarkedByItsNonce) {
     supervisor->start();
+    EXPECT_EQ(launcher.last()->options().markVariable, "MEDIASERVER_HEALTH_NONCE");
     EXPECT_EQ(launcher.last()->options().guardianGrace, 6s);
 }
 
@@ -186,6 +196,7 @@ TEST_F(ServerSupervisorTest, saysWhyALaunchFailed) {
         arrange();
         supervisor->start();
         EXPECT_THAT(states, ElementsAre(State(Failed{"failed to launch ostrad: " + reason})));
+        EXPECT_EQ(log.lines.back(), "failed to launch ostrad: " + reason);
         EXPECT_EQ(files.mask, 022U);
         scheduler.advance(1h);
         EXPECT_EQ(states.size(), 1U) << "nothing is retried";
@@ -280,6 +291,23 @@ TEST_F(ServerSupervisorTest, ignoresAHealthAnswerThatArrivesAfterARestart) {
     EXPECT_TRUE(std::holds_alternative<Running>(states.back()));
 }
 
+// The answer has been judged and its verdict waits on the main queue when the new launch comes.
+TEST_F(ServerSupervisorTest, ignoresAHealthVerdictThatWasPostedBeforeANewLaunch) {
+    http.script = [&](const platform::HttpRequest&) {
+        if (launcher.launches() == 1) {
+            onMainQueueAfter(3, [this] { supervisor->start(); });
+        }
+        return launcher.launches() == 1
+                   ? std::optional(platform::testing::ScriptedHttpClient::Answer{
+                         reply(200, "\"nonce\":\"" + nonce() + "\""), 0ms})
+                   : std::nullopt;
+    };
+    supervisor->start();
+    scheduler.runReady();
+    EXPECT_EQ(launcher.launches(), 2U);
+    EXPECT_THAT(states, ElementsAre(State(Starting{}), State(Starting{})));
+}
+
 TEST_F(ServerSupervisorTest, isNotRunningOnTheWordOfAChildThatExited) {
     serveHealth(300ms);
     supervisor->start();
@@ -320,9 +348,40 @@ TEST_F(ServerSupervisorTest, restartsAChildThatRanForAnHourAtOnce) {
 TEST_F(ServerSupervisorTest, keepsTheSamePortAcrossRestarts) {
     startRunning();
     scheduler.advance(1min);
-    launcher.last()->exit({.signalled = false, .code = 0});
+    launcher.last()->exit({.signalled = false, .code = 1});
     scheduler.runReady();
+    EXPECT_EQ(launcher.launches(), 2U);
     EXPECT_EQ(launcher.last()->options().arguments[1], "127.0.0.1:50001");
+}
+
+// A service manager that stops us ends the server in the same breath.
+TEST_F(ServerSupervisorTest, waitsAMomentAfterAnExitThatMayBeTheAnswerToASigterm) {
+    for (const ExitStatus status :
+         {ExitStatus{.signalled = true, .code = SIGTERM}, ExitStatus{.signalled = false, .code = 0},
+          ExitStatus{.signalled = false, .code = 143}}) {
+        startRunning();
+        scheduler.advance(1h);
+        const auto launches = launcher.launches();
+        launcher.last()->exit(status);
+        scheduler.advance(1s - 1ns);
+        EXPECT_EQ(launcher.launches(), launches);
+        EXPECT_EQ(log.lines.back(),
+                  "ostrad exited (status " + std::to_string(status.code) + "); restarting in 1.0s");
+        scheduler.advance(1ns);
+        EXPECT_EQ(launcher.launches(), launches + 1);
+        supervisor->stop();
+        scheduler.advance(1s);
+    }
+}
+
+TEST_F(ServerSupervisorTest, startsNoSecondServerWhenItsOwnEndFollowsTheServersAtOnce) {
+    startRunning();
+    scheduler.advance(1h);
+    launcher.last()->exit({.signalled = true, .code = SIGTERM});
+    scheduler.advance(300ms);
+    supervisor->stopSync();
+    scheduler.advance(1h);
+    EXPECT_EQ(launcher.launches(), 1U);
 }
 
 TEST_F(ServerSupervisorTest, relaunchesAChildThatKeepsDyingEveryTenSecondsWithoutEnd) {
@@ -403,6 +462,33 @@ TEST_F(ServerSupervisorTest, killsAChildThatIgnoresTerminationSixSecondsLater) {
     EXPECT_TRUE(completed);
 }
 
+TEST_F(ServerSupervisorTest, completesAStopOnlyWhenTheKilledChildHasExited) {
+    launcher.exitsAfterTerminate.reset();
+    launcher.exitsAfterKill = 700ms;
+    startRunning();
+    bool completed = false;
+    supervisor->stop([&] { completed = true; });
+    scheduler.advance(6s);
+    EXPECT_THAT(launcher.events, ElementsAre("launch 1", "terminate 1", "kill 1"));
+    scheduler.advance(699ms);
+    EXPECT_FALSE(completed);
+    scheduler.advance(1ms);
+    EXPECT_TRUE(completed);
+}
+
+TEST_F(ServerSupervisorTest, restartsOnTheSamePortOnlyWhenTheKilledChildIsGone) {
+    launcher.exitsAfterTerminate.reset();
+    launcher.exitsAfterKill = 700ms;
+    startRunning();
+    int runningAtLaunch = -1;
+    launcher.onLaunch = [&] { runningAtLaunch = launcher.running(); };
+    supervisor->restart();
+    scheduler.advance(10s);
+    EXPECT_EQ(launcher.launches(), 2U);
+    EXPECT_EQ(runningAtLaunch, 0);
+    EXPECT_EQ(defaults.values[portKey], 50001);
+}
+
 TEST_F(ServerSupervisorTest, doesNotCallAStoppedChildsExitAFailure) {
     startRunning();
     states.clear();
@@ -472,8 +558,9 @@ TEST_F(ServerSupervisorTest, stopSyncAlsoEndsAChildWhoseStopIsUnderWay) {
     supervisor->restart();
     scheduler.advance(1s);
     supervisor->stopSync();
-    EXPECT_EQ(launcher.running(), 0);
+    EXPECT_EQ(launcher.events.back(), "kill 1");
     scheduler.advance(1h);
+    EXPECT_EQ(launcher.running(), 0);
     EXPECT_EQ(launcher.launches(), 1U) << "the restart died with the application";
 }
 
