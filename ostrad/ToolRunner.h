@@ -12,7 +12,8 @@ namespace ostrad {
 // Runs one helper program to its end and returns what it wrote to standard output, in whole. Blocks
 // the calling thread. Returns nothing when the program cannot be started, fails, writes more than
 // `maxOutput` bytes, or is not done in time; it is then killed with everything in its process group
-// and reaped. It is killed within a tenth of a second after `stop` becomes true, too.
+// and reaped. It is killed within a tenth of a second after `stop` becomes true, too, and when this
+// process ends meanwhile, however it ends.
 
 struct ToolLimits {
     std::chrono::milliseconds time{10'000};

@@ -57,6 +57,17 @@ std::optional<ostrad::Artwork> openArtwork(const std::string& ffmpeg) {
     }
 }
 
+// Whoever started us may have ignored SIGCHLD, which hides how a tool ended, and blocked what ends
+// us. A reader of our output that went away and a file that may not grow end nothing.
+void prepareSignals() {
+    std::signal(SIGCHLD, SIG_DFL);
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
+    sigset_t none;
+    sigemptyset(&none);
+    ::sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
 int serve(const ostrad::Options& options) {
     ostrad::Catalogue catalogue(options.databasePath);
     ostrad::HttpServer server(options.address);
@@ -106,8 +117,8 @@ int main(int argc, char** argv) {
     case ostrad::Options::Action::serve:
         break;
     }
-    ::umask(077);                  // the database, its journal and the artwork are the user's alone
-    std::signal(SIGPIPE, SIG_IGN); // a reader of our output that went away ends nothing
+    ::umask(077); // the database, its journal and the artwork are the user's alone
+    prepareSignals();
     try {
         return serve(*options);
     } catch (const std::exception& error) {

@@ -541,6 +541,15 @@ async function keepCurrent() {
   setTimeout(keepCurrent, state.scan && state.scan.scanning ? 1000 : 5000);
 }
 
+// Asks until the answer is a list with something in it. However it fails, there is a pause.
+async function untilListed(ask, pause) {
+  for (;;) {
+    const answer = await ask().catch(() => null);
+    if (Array.isArray(answer) && answer.length) return answer;
+    await pause();
+  }
+}
+
 async function start() {
   setUpPlayer();
   setUpVideo();
@@ -548,14 +557,10 @@ async function start() {
   setUpRemove();
   window.addEventListener('hashchange', () => draw({ moved: true }));
   document.addEventListener('visibilitychange', () => { if (!document.hidden) { poll(); drawAccount(); } });
-  while (!state.modes.length) {
-    try {
-      state.modes = (await api('/api/modes')).body;
-    } catch {
-      showNotice('The server does not answer. Trying again…', true, true);
-      await new Promise(resolve => setTimeout(resolve, 1500));
-    }
-  }
+  state.modes = await untilListed(async () => (await api('/api/modes')).body, () => {
+    showNotice('The server does not answer. Trying again…', true, true);
+    return new Promise(resolve => setTimeout(resolve, 1500));
+  });
   drawAccount();
   keepCurrent();
 }

@@ -3,15 +3,25 @@
 #include "tests/ostrad/TempFolder.h"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <csignal>
+#include <sstream>
 #include <thread>
+#include <tuple>
 
 namespace ostrad {
 namespace {
 
 using namespace std::chrono_literals;
 using test::TempFolder;
+
+// Gone, or dead and waiting for the system's reaper.
+bool hasEnded(int pid) {
+    const std::string status = test::readFile("/proc/" + std::to_string(pid) + "/stat");
+    return ::kill(pid, 0) != 0 || status.find(") Z") != std::string::npos;
+}
 
 class ToolRunnerTest : public testing::Test {
   protected:
@@ -58,11 +68,28 @@ TEST_F(ToolRunnerTest, killsAToolThatTakesTooLongWithItsOwnChildren) {
     EXPECT_EQ(run("sleep 600 & echo $! > '" + pidFile + "'; wait", {.time = 300ms}), std::nullopt);
     EXPECT_LT(std::chrono::steady_clock::now() - begin, 5s);
     const int grandchild = std::stoi(test::readFile(pidFile));
-    EXPECT_TRUE(test::eventually([&] {
-        // Gone, or dead and waiting for the system's reaper.
-        const std::string status = test::readFile("/proc/" + std::to_string(grandchild) + "/stat");
-        return ::kill(grandchild, 0) != 0 || status.find(") Z") != std::string::npos;
-    }));
+    EXPECT_TRUE(test::eventually([&] { return hasEnded(grandchild); }));
+}
+
+// The tool and its own child, which the kernel would not tell.
+TEST_F(ToolRunnerTest, leavesNoToolBehindWhenTheServerIsKilled) {
+    const std::string pids = temp.path("pids");
+    const std::string tool =
+        temp.writeProgram("tool", "sleep 600 & echo $$ $! > '" + pids + ".new'; mv '" + pids +
+                                      ".new' '" + pids + "'; wait");
+    const pid_t server = ::fork();
+    if (server == 0) {
+        std::ignore = runTool({tool}, {.time = 600s}, stop);
+        ::_exit(0);
+    }
+    ASSERT_TRUE(test::eventually([&] { return std::filesystem::exists(pids); }));
+    ::kill(server, SIGKILL);
+    ::waitpid(server, nullptr, 0);
+    std::istringstream numbers(test::readFile(pids));
+    int toolPid = 0;
+    int grandchild = 0;
+    ASSERT_TRUE(numbers >> toolPid >> grandchild);
+    EXPECT_TRUE(test::eventually([&] { return hasEnded(toolPid) && hasEnded(grandchild); }));
 }
 
 TEST_F(ToolRunnerTest, killsTheToolWhenToldToStop) {
