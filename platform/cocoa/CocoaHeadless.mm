@@ -7,12 +7,12 @@
 #include "platform/posix/CurlHttpClient.h"
 #include "platform/posix/PosixFileSystem.h"
 #include "platform/posix/PosixPrivateFiles.h"
+#include "platform/posix/ProcessEntry.h"
 
 #include <fmt/format.h>
 
 #import <AppKit/AppKit.h>
 
-#include <csignal>
 #include <stdexcept>
 #include <utility>
 
@@ -78,7 +78,7 @@ class CocoaHeadless final : public HeadlessPlatform {
 
 std::unique_ptr<HeadlessPlatform> makeHeadlessPlatform(const Environment& /*environment*/) {
     @autoreleasepool {
-        std::signal(SIGPIPE, SIG_IGN);
+        posix::putInheritanceRight();
         auto folder = cocoa::supportFolder();
         if (!folder) {
             throw std::runtime_error(folder.error());

@@ -2,8 +2,9 @@
 
 #include "platform/cocoa/SupportFolder.h"
 #include "platform/cocoa/Text.h"
+#include "platform/posix/ProcessEntry.h"
 
-#include <csignal>
+#include <stdexcept>
 #include <utility>
 
 namespace platform {
@@ -40,7 +41,12 @@ CocoaPlatform::~CocoaPlatform() { [NSProcessInfo.processInfo endActivity:activit
 std::expected<std::unique_ptr<NativePlatform>, std::string>
 makeNativePlatform(const NativeOptions& options) {
     @autoreleasepool {
-        std::signal(SIGPIPE, SIG_IGN);
+        posix::putInheritanceRight();
+        try {
+            posix::requireThreads();
+        } catch (const std::runtime_error& error) {
+            return std::unexpected(error.what());
+        }
         auto folder = cocoa::supportFolder();
         if (!folder) {
             return std::unexpected(std::move(folder.error()));

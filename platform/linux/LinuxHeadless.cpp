@@ -8,10 +8,9 @@
 #include "platform/posix/CurlHttpClient.h"
 #include "platform/posix/PosixFileSystem.h"
 #include "platform/posix/PosixPrivateFiles.h"
+#include "platform/posix/ProcessEntry.h"
 
 #include <gio/gio.h>
-
-#include <csignal>
 
 namespace platform {
 namespace {
@@ -57,7 +56,7 @@ class LinuxHeadless final : public HeadlessPlatform {
 } // namespace
 
 std::unique_ptr<HeadlessPlatform> makeHeadlessPlatform(const Environment& environment) {
-    std::signal(SIGPIPE, SIG_IGN);
+    posix::putInheritanceRight();
     return std::make_unique<LinuxHeadless>(environment);
 }
 

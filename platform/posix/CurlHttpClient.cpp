@@ -1,6 +1,7 @@
 #include "platform/posix/CurlHttpClient.h"
 
 #include "platform/posix/CurlTransfer.h"
+#include "platform/posix/ProgramStart.h"
 #include "platform/posix/QuietThread.h"
 
 #include <curl/curl.h>
@@ -22,8 +23,17 @@ namespace platform {
 namespace {
 
 constexpr long keptConnections = 16;
-// Each exchange takes a descriptor and its buffers; a process on macOS starts with 256 descriptors.
-constexpr std::size_t mostAtOnce = 128;
+constexpr std::size_t mostAtOnce = 128; // for the sake of their buffers
+constexpr std::size_t leastAtOnce = 4;
+
+// An exchange takes its socket and for a while what finding the host takes. The rest of the
+// process has to get by, too.
+std::size_t exchangesWithin(int descriptors) {
+    constexpr int ofTheRest = 40;
+    constexpr int ofAnExchange = 2;
+    const int within = std::max(0, (descriptors - ofTheRest) / ofAnExchange);
+    return std::clamp(static_cast<std::size_t>(within), leastAtOnce, mostAtOnce);
+}
 
 // The environment's own exceptions still hold for other hosts. Read here, on the thread that
 // makes the client: the environment must not be read while somebody changes it.
@@ -59,7 +69,8 @@ class CurlHttpClient::Engine {
         if (!multi_) {
             throw std::runtime_error("libcurl cannot be initialised");
         }
-        ::curl_multi_setopt(multi_.get(), CURLMOPT_MAXCONNECTS, keptConnections);
+        ::curl_multi_setopt(multi_.get(), CURLMOPT_MAXCONNECTS,
+                            std::min(keptConnections, static_cast<long>(mostAtOnce_)));
     }
     Engine(const Engine&) = delete;
     Engine& operator=(const Engine&) = delete;
@@ -133,7 +144,7 @@ class CurlHttpClient::Engine {
 
     // One whose time is over is started too: that is how it learns of it.
     [[nodiscard]] bool canStartWaiting() const {
-        return !waiting_.empty() && (active_.size() < mostAtOnce ||
+        return !waiting_.empty() && (active_.size() < mostAtOnce_ ||
                                      waiting_.begin()->first <= std::chrono::steady_clock::now());
     }
 
@@ -228,6 +239,7 @@ class CurlHttpClient::Engine {
     }
 
     const posix::CurlSettings settings_;
+    const std::size_t mostAtOnce_ = exchangesWithin(posix::descriptorLimit());
     const std::unique_ptr<CURLM, MultiCleanup> multi_;
     // Both for the internal thread only. Those that wait for their turn stand in the order of
     // their latest starts.

@@ -2,8 +2,8 @@
 // the first request and asleep without a timer while there is none. Connections are kept and used
 // again; a request whose kept connection turns out dead is sent once more on a new one, unless its
 // method is not idempotent (RFC 9110, 9.2.2): then it gets a new connection from the start. At most
-// 128 exchanges run at once; more of them wait, the one with the least time left first, and time
-// out as they wait.
+// 128 exchanges run at once, fewer where the process may have few descriptors; more of them wait,
+// the one with the least time left first, and time out as they wait.
 //
 // Loopback hosts (127.0.0.0/8, ::1, localhost) are always asked directly, also after a redirect;
 // other hosts follow the proxy variables of the environment. TLS certificates are verified.

@@ -13,7 +13,8 @@ Environment currentEnvironment() {
     for (char** entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
         const std::string_view text(*entry);
         const auto equals = text.find('=');
-        if (equals != std::string_view::npos) {
+        // No program can be started with a variable that has no name.
+        if (equals != std::string_view::npos && equals > 0) {
             result.emplace(text.substr(0, equals), text.substr(equals + 1));
         }
     }

@@ -37,6 +37,14 @@ TEST(Environment, leavesOutEntriesWithoutAnEqualsSign) {
     EXPECT_EQ(platform::currentEnvironment(), (platform::Environment{{"A", "1"}}));
 }
 
+TEST(Environment, leavesOutEntriesWithoutAName) {
+    std::string first = "=C:=nonsense";
+    std::string second = "A=1";
+    std::array<char*, 3> entries{first.data(), second.data(), nullptr};
+    const LentEnvironment lent(entries.data());
+    EXPECT_EQ(platform::currentEnvironment(), (platform::Environment{{"A", "1"}}));
+}
+
 TEST(Environment, keepsTheFirstOfARepeatedName) {
     std::string first = "A=1";
     std::string second = "A=2";

@@ -5,6 +5,8 @@
 #include "tests/platform/services/ScopedVariable.h"
 #include "tests/platform/services/ThreadCosts.h"
 
+#include <sys/resource.h>
+
 namespace {
 
 using platform::CurlHttpClient;
@@ -168,6 +170,43 @@ TEST(CurlHttpClient, runs128ExchangesAtOnceAndLetsOthersTimeOutAsTheyWait) {
     EXPECT_EQ(allAnswered.get_future().wait_for(std::chrono::seconds(50)),
               std::future_status::ready);
     EXPECT_EQ(server.requests().size(), 300U);
+}
+
+TEST(CurlHttpClient, leavesDescriptorsToOthersWhereThereAreFew) {
+    std::promise<void> permission;
+    const std::shared_future<void> permitted(permission.get_future());
+    LoopbackServer server([&permitted](const auto&) {
+        permitted.wait();
+        return LoopbackServer::Reply{};
+    });
+    struct rlimit before = {};
+    ::getrlimit(RLIMIT_NOFILE, &before);
+    const struct rlimit few = {.rlim_cur = 64, .rlim_max = before.rlim_max};
+    ::setrlimit(RLIMIT_NOFILE, &few);
+    CurlHttpClient client;
+    ::setrlimit(RLIMIT_NOFILE, &before);
+    std::atomic<int> answered = 0;
+    std::promise<void> allAnswered;
+    for (int i = 0; i < 60; ++i) {
+        platform::HttpRequest request;
+        request.url = server.url();
+        client.send(request, [&](const platform::HttpResult& result) {
+            if (result && ++answered == 60) {
+                allAnswered.set_value();
+            }
+        });
+    }
+    EXPECT_TRUE(server.waitForRequests(12));
+    platform::HttpRequest impatient;
+    impatient.url = server.url();
+    impatient.timeout = std::chrono::milliseconds(50);
+    std::promise<void> over;
+    client.send(impatient, [&over](const platform::HttpResult&) { over.set_value(); });
+    over.get_future().get();
+    EXPECT_EQ(server.connectionCount(), 12U);
+    permission.set_value();
+    EXPECT_EQ(allAnswered.get_future().wait_for(std::chrono::seconds(50)),
+              std::future_status::ready);
 }
 
 TEST(CurlHttpClient, cancelsWhatWaitsForItsTurn) {

@@ -1,0 +1,83 @@
+#include "platform/posix/ProcessEntry.h"
+
+#include "platform/posix/QuietThread.h"
+
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <array>
+#include <csignal>
+#include <latch>
+#include <stdexcept>
+#include <system_error>
+#include <thread>
+
+namespace platform::posix {
+namespace {
+
+constexpr rlim_t enoughDescriptors = 4096;
+
+// The main loop's, the bus's, the log's, the children's, HTTP's and the workers' together.
+constexpr std::size_t neededThreads = 12;
+
+void ignore(int signal) noexcept {
+    struct sigaction action = {};
+    action.sa_handler = SIG_IGN;
+    sigemptyset(&action.sa_mask);
+    ::sigaction(signal, &action, nullptr);
+}
+
+// Only those: a handler that is there already belongs to this program.
+void resetIgnored() noexcept {
+    for (int signal = 1; signal < NSIG; ++signal) {
+        struct sigaction action = {};
+        if (::sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN) {
+            action.sa_handler = SIG_DFL;
+            ::sigaction(signal, &action, nullptr);
+        }
+    }
+}
+
+void raiseDescriptorLimit() noexcept {
+    struct rlimit limit = {};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < enoughDescriptors) {
+        limit.rlim_cur = std::min(limit.rlim_max, enoughDescriptors);
+        ::setrlimit(RLIMIT_NOFILE, &limit);
+    }
+}
+
+} // namespace
+
+void putInheritanceRight() noexcept {
+    resetIgnored();
+    ignore(SIGPIPE);
+    ignore(SIGXFSZ);
+    sigset_t none;
+    sigemptyset(&none);
+    ::sigprocmask(SIG_SETMASK, &none, nullptr);
+    raiseDescriptorLimit();
+}
+
+void requireThreads() {
+    std::latch checked(1);
+    std::array<std::thread, neededThreads> threads;
+    bool enough = true;
+    try {
+        for (std::thread& thread : threads) {
+            thread = startQuietThread("check", [&checked] { checked.wait(); });
+        }
+    } catch (const std::system_error&) {
+        enough = false;
+    }
+    checked.count_down();
+    for (std::thread& thread : threads) {
+        if (thread.joinable()) {
+            thread.join();
+        }
+    }
+    if (!enough) {
+        throw std::runtime_error("the system lets this user start no more threads or processes");
+    }
+}
+
+} // namespace platform::posix

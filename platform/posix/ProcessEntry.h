@@ -1,0 +1,16 @@
+// What a program inherits from whoever started it and cannot choose: signals that are ignored or
+// blocked, and limits. To be put right first of all, before there is a second thread.
+#pragma once
+
+namespace platform::posix {
+
+// Signals that are ignored get their default disposition, none stays blocked, and as many
+// descriptors are allowed as the system grants without asking anybody. SIGPIPE and SIGXFSZ are
+// ignored: a reader that is gone and a file that may not grow are error codes.
+void putInheritanceRight() noexcept;
+
+// Throws std::runtime_error with one sentence when the system does not let this user start as many
+// threads as the application needs.
+void requireThreads();
+
+} // namespace platform::posix
