@@ -14,7 +14,8 @@ ARGS ?=
 # The framework declarations keep the layout of the headers they stand in for.
 FORMATTED := '*.h' '*.cpp' '*.mm' ':!:platform/cocoa/interfaces'
 
-.PHONY: build run test sanitize tsan soak bench fuzz format lint screenshots macos package test-package clean
+.PHONY: build run test sanitize tsan soak bench fuzz format lint screenshots macos test-cocoa \
+  package test-package clean
 
 build:
 	@tools/setup build
@@ -75,6 +76,13 @@ macos:
 	cmake --preset macos
 	cmake --build --preset macos --parallel $(JOBS)
 	@tools/macos-check build/macos/Zorvane.app
+
+# The macOS back end, executed here.
+test-cocoa:
+	@tools/setup build run test cocoa
+	cmake --preset cocoa-host
+	cmake --build --preset cocoa-host --parallel $(JOBS)
+	ctest --test-dir build/cocoa-host --output-on-failure --parallel $(JOBS) -L cocoa-host -R '$(TESTS)'
 
 screenshots:
 	@tools/setup build run test

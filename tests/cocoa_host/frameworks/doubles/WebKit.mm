@@ -1,0 +1,336 @@
+#include "tests/cocoa_host/frameworks/doubles/MainLoop.h"
+#include "tests/cocoa_host/frameworks/doubles/WebKitHost.h"
+
+#include <memory>
+
+namespace cocoa_host {
+
+int& miscalledHandlers() {
+    static int count = 0;
+    return count;
+}
+
+namespace {
+
+// Shared by the copies of a block that stands for a completion handler.
+class CallCount {
+  public:
+    ~CallCount() { miscalledHandlers() += calls_ == 1 ? 0 : 1; }
+    void add() { ++calls_; }
+
+  private:
+    int calls_ = 0;
+};
+
+std::shared_ptr<CallCount> countCalls() { return std::make_shared<CallCount>(); }
+
+// WKNavigationTypeOther: what neither a link nor a form has started.
+constexpr auto otherNavigation = static_cast<WKNavigationType>(-1);
+
+} // namespace
+} // namespace cocoa_host
+
+using cocoa_host::countCalls;
+using cocoa_host::otherNavigation;
+
+@implementation WKNavigation
+@end
+@implementation WKContentWorld
++ (WKContentWorld*)defaultClientWorld {
+    static WKContentWorld* const only = [[WKContentWorld alloc] init];
+    return only;
+}
+@end
+
+@interface WKNavigationAction ()
+@property (nonatomic) WKNavigationType navigationType;
+@property (nonatomic, copy) NSURLRequest* request;
+@end
+@implementation WKNavigationAction
+@end
+
+@interface WKOpenPanelParameters ()
+@property (nonatomic) BOOL allowsMultipleSelection;
+@property (nonatomic) BOOL allowsDirectories;
+@end
+@implementation WKOpenPanelParameters
+@end
+
+@implementation WKHTTPCookieStore {
+    NSMutableArray<NSHTTPCookie*>* _cookies;
+}
+- (NSMutableArray<NSHTTPCookie*>*)hostCookies {
+    if (_cookies == nil) {
+        _cookies = [NSMutableArray array];
+    }
+    return _cookies;
+}
+- (void)setCookie:(NSHTTPCookie*)cookie completionHandler:(void (^)(void))handler {
+    [self.hostCookies addObject:cookie];
+    void (^const kept)(void) = handler;
+    cocoa_host::postToMainQueue([kept] {
+        if (kept != nil) {
+            kept();
+        }
+    });
+}
+@end
+
+@implementation WKWebsiteDataStore {
+    WKHTTPCookieStore* _cookieStore;
+}
++ (WKWebsiteDataStore*)defaultDataStore {
+    static WKWebsiteDataStore* const only = [[WKWebsiteDataStore alloc] init];
+    return only;
+}
+- (WKHTTPCookieStore*)httpCookieStore {
+    if (_cookieStore == nil) {
+        _cookieStore = [[WKHTTPCookieStore alloc] init];
+    }
+    return _cookieStore;
+}
+@end
+
+@implementation WKUserScript {
+    NSString* _source;
+    WKUserScriptInjectionTime _injectionTime;
+    BOOL _mainFrameOnly;
+}
+- (instancetype)initWithSource:(NSString*)source
+                 injectionTime:(WKUserScriptInjectionTime)injectionTime
+              forMainFrameOnly:(BOOL)mainFrameOnly {
+    self = [super init];
+    _source = [source copy];
+    _injectionTime = injectionTime;
+    _mainFrameOnly = mainFrameOnly;
+    return self;
+}
+- (id)copyWithZone:(struct _NSZone*)__unused zone {
+    return self;
+}
+- (NSString*)hostSource {
+    return _source;
+}
+- (WKUserScriptInjectionTime)hostInjectionTime {
+    return _injectionTime;
+}
+- (BOOL)hostMainFrameOnly {
+    return _mainFrameOnly;
+}
+@end
+
+@interface WKScriptMessage ()
+@property (nonatomic, copy) id body;
+@property (nonatomic, copy) NSString* name;
+@end
+@implementation WKScriptMessage
+@end
+
+@implementation WKUserContentController {
+    NSMutableArray<WKUserScript*>* _scripts;
+    NSMutableDictionary<NSString*, id<WKScriptMessageHandler>>* _handlers;
+}
+- (instancetype)init {
+    self = [super init];
+    _scripts = [NSMutableArray array];
+    _handlers = [NSMutableDictionary dictionary];
+    return self;
+}
+- (NSArray<WKUserScript*>*)hostScripts {
+    return _scripts;
+}
+- (NSUInteger)hostHandlerCount {
+    return _handlers.count;
+}
+- (void)addUserScript:(WKUserScript*)script {
+    [_scripts addObject:script];
+}
+// A second handler of a name is an exception in WebKit too.
+- (void)addScriptMessageHandler:(id<WKScriptMessageHandler>)handler name:(NSString*)name {
+    if (_handlers[name] != nil) {
+        [[NSException exceptionWithName:@"NSInvalidArgumentException"
+                                 reason:@"a script message handler of that name exists"
+                               userInfo:nil] raise];
+    }
+    _handlers[name] = handler;
+}
+- (void)removeScriptMessageHandlerForName:(NSString*)name {
+    [_handlers removeObjectForKey:name];
+}
+// The controller's own reference is the only one: a handler that removes itself is gone.
+- (void)deliver:(WKScriptMessage*)message {
+    __unsafe_unretained id<WKScriptMessageHandler> handler = nil;
+    @autoreleasepool {
+        handler = _handlers[message.name];
+    }
+    [handler userContentController:self didReceiveScriptMessage:message];
+}
+@end
+
+@implementation WKWebViewConfiguration
+@synthesize userContentController = _userContentController;
+@synthesize websiteDataStore = _websiteDataStore;
+- (instancetype)init {
+    self = [super init];
+    _userContentController = [[WKUserContentController alloc] init];
+    return self;
+}
+- (id)copyWithZone:(struct _NSZone*)__unused zone {
+    WKWebViewConfiguration* const made = [[WKWebViewConfiguration alloc] init];
+    made.userContentController = _userContentController;
+    made.websiteDataStore = _websiteDataStore;
+    return made;
+}
+@end
+
+static __weak WKWebView* latestView;
+
+@implementation WKWebView {
+    WKWebViewConfiguration* _configuration;
+    NSMutableArray<NSURLRequest*>* _requests;
+    NSMutableArray<NSString*>* _pages;
+    id _title;
+}
+@synthesize navigationDelegate = _navigationDelegate;
+@synthesize UIDelegate = _UIDelegate;
+@synthesize allowsBackForwardNavigationGestures = _allowsBackForwardNavigationGestures;
+@synthesize customUserAgent = _customUserAgent;
+@synthesize inspectable = _inspectable;
+
+- (instancetype)initWithFrame:(CGRect)frame configuration:(WKWebViewConfiguration*)configuration {
+    self = [super initWithFrame:frame];
+    _configuration = [configuration copy];
+    _requests = [NSMutableArray array];
+    _pages = [NSMutableArray array];
+    latestView = self;
+    return self;
+}
++ (WKWebView*)hostLatest {
+    return latestView;
+}
+- (WKWebViewConfiguration*)configuration {
+    return [_configuration copy];
+}
+- (NSArray<NSURLRequest*>*)hostRequests {
+    return _requests;
+}
+- (NSArray<NSString*>*)hostPages {
+    return _pages;
+}
+
+- (void)load:(NSString*)url title:(NSString*)title {
+    __weak WKWebView* const weakSelf = self;
+    cocoa_host::postToMainQueue([weakSelf, url, title] {
+        WKWebView* const view = weakSelf;
+        if (view != nil && [view hostNavigateTo:url type:otherNavigation]) {
+            [view hostFinishWithTitle:title];
+        }
+    });
+}
+- (WKNavigation*)loadRequest:(NSURLRequest*)request {
+    [_requests addObject:request];
+    [self load:request.URL.absoluteString title:@"a loaded page"];
+    return [[WKNavigation alloc] init];
+}
+- (WKNavigation*)loadHTMLString:(NSString*)page baseURL:(NSURL*)__unused base {
+    [_pages addObject:page];
+    [self load:@"about:blank" title:@""];
+    return [[WKNavigation alloc] init];
+}
+
+- (WKNavigationAction*)actionFor:(NSString*)url type:(WKNavigationType)type {
+    WKNavigationAction* const action = [[WKNavigationAction alloc] init];
+    action.navigationType = type;
+    action.request = url == nil ? nil
+                                : [NSURLRequest requestWithURL:[NSURL URLWithString:url]
+                                                   cachePolicy:NSURLRequestUseProtocolCachePolicy
+                                               timeoutInterval:60];
+    return action;
+}
+- (BOOL)hostNavigateTo:(NSString*)url type:(WKNavigationType)type {
+    const auto calls = countCalls();
+    const auto allowed = std::make_shared<bool>(false);
+    [self.navigationDelegate webView:self
+        decidePolicyForNavigationAction:[self actionFor:url type:type]
+                        decisionHandler:^(WKNavigationActionPolicy policy) {
+                          calls->add();
+                          *allowed = policy == WKNavigationActionPolicyAllow;
+                        }];
+    return *allowed;
+}
+- (void)hostFinishWithTitle:(id)title {
+    _title = title;
+    [self.navigationDelegate webView:self didFinishNavigation:[[WKNavigation alloc] init]];
+}
+- (void)evaluateJavaScript:(NSString*)script
+                   inFrame:(WKFrameInfo*)__unused frame
+            inContentWorld:(WKContentWorld*)__unused world
+         completionHandler:(void (^)(id, NSError*))handler {
+    id const result = [script isEqualToString:@"document.title"] ? _title : nil;
+    void (^const kept)(id, NSError*) = handler;
+    cocoa_host::postToMainQueue([kept, result] {
+        NSError* const error =
+            result != nil ? nil : [NSError errorWithDomain:@"WKErrorDomain" code:4 userInfo:@{}];
+        kept(result, error);
+    });
+}
+- (void)hostAskForWindow:(NSString*)url {
+    id const features = [[NSObject alloc] init];
+    WKWebView* const made = [self.UIDelegate webView:self
+                      createWebViewWithConfiguration:self.configuration
+                                 forNavigationAction:[self actionFor:url
+                                                                type:WKNavigationTypeLinkActivated]
+                                      windowFeatures:features];
+    if (made != nil) {
+        [[NSException exceptionWithName:@"NSInternalInconsistencyException"
+                                 reason:@"no window was to be made"
+                               userInfo:nil] raise];
+    }
+}
+- (void)hostEndWebProcess {
+    [self.navigationDelegate webViewWebContentProcessDidTerminate:self];
+}
+- (void)hostPostMessage:(id)body name:(NSString*)name {
+    WKScriptMessage* const message = [[WKScriptMessage alloc] init];
+    message.body = body;
+    message.name = name;
+    [_configuration.userContentController deliver:message];
+}
+- (void)hostAlert:(NSString*)message {
+    const auto calls = countCalls();
+    id const frame = [[NSObject alloc] init];
+    [self.UIDelegate webView:self
+        runJavaScriptAlertPanelWithMessage:message
+                          initiatedByFrame:frame
+                         completionHandler:^{
+                           calls->add();
+                         }];
+}
+- (void)hostConfirm:(NSString*)message answer:(void (^)(BOOL))answer {
+    const auto calls = countCalls();
+    id const frame = [[NSObject alloc] init];
+    [self.UIDelegate webView:self
+        runJavaScriptConfirmPanelWithMessage:message
+                            initiatedByFrame:frame
+                           completionHandler:^(BOOL agreed) {
+                             calls->add();
+                             answer(agreed);
+                           }];
+}
+- (void)hostChooseFilesMultiple:(BOOL)multiple
+                        folders:(BOOL)folders
+                         answer:(void (^)(NSArray<NSURL*>*))answer {
+    const auto calls = countCalls();
+    id const frame = [[NSObject alloc] init];
+    WKOpenPanelParameters* const parameters = [[WKOpenPanelParameters alloc] init];
+    parameters.allowsMultipleSelection = multiple;
+    parameters.allowsDirectories = folders;
+    [self.UIDelegate webView:self
+        runOpenPanelWithParameters:parameters
+                  initiatedByFrame:frame
+                 completionHandler:^(NSArray<NSURL*>* urls) {
+                   calls->add();
+                   answer(urls);
+                 }];
+}
+@end
