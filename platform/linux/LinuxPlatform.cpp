@@ -3,12 +3,13 @@
 #include "platform/appcast/ThisSystem.h"
 #include "platform/linux/DisplaySocket.h"
 #include "platform/linux/FindApplicationFolders.h"
+#include "platform/posix/ProcessEntry.h"
 
 #include <fmt/format.h>
 #include <glib.h>
 
 #include <clocale>
-#include <csignal>
+#include <stdexcept>
 
 namespace platform {
 namespace desktop {
@@ -100,7 +101,12 @@ LinuxPlatform::LinuxPlatform(const NativeOptions& options, const Environment& en
 std::expected<std::unique_ptr<NativePlatform>, std::string>
 makeNativePlatform(const NativeOptions& options) {
     const Environment environment = currentEnvironment();
-    std::signal(SIGPIPE, SIG_IGN);
+    posix::putInheritanceRight();
+    try {
+        posix::requireThreads();
+    } catch (const std::runtime_error& error) {
+        return std::unexpected(error.what());
+    }
     g_set_prgname(options.applicationId.c_str());
     if (auto trouble = desktop::displayTrouble(environment)) {
         return std::unexpected(*std::move(trouble));
