@@ -15,7 +15,7 @@ ARGS ?=
 FORMATTED := '*.h' '*.cpp' '*.mm' ':!:platform/cocoa/interfaces'
 
 .PHONY: build run test sanitize tsan soak bench fuzz format lint screenshots macos test-cocoa \
-  package test-package clean
+  package test-package test-debian13 clean
 
 build:
 	@tools/setup build
@@ -117,6 +117,11 @@ test-package: package
 	@tools/setup run test
 	@packaging/linux/test-package
 endif
+
+# The committed tree built and tested on Debian 13, from a bare system; as root. The system is kept
+# in build/debian13.
+test-debian13:
+	@tools/test-debian13 test JOBS=$(JOBS) TESTS='$(TESTS)'
 
 clean:
 	rm -rf build

@@ -1,5 +1,6 @@
 # Boost by its headers alone; Boost.URL and Boost.JSON are each compiled here from their one source
-# file, as C++20: as C++23 it does not get along with this libc++'s std::pair.
+# file, as C++20: as C++23 it does not get along with this libc++'s std::pair. From 1.83 on Boost.URL
+# has no such file; tools/setup-macos has brought its sources.
 include("${CMAKE_CURRENT_LIST_DIR}/SdkFolder.cmake")
 if(NOT TARGET Boost::headers)
   zorvane_sdk_header(boost)
@@ -10,9 +11,14 @@ if(NOT TARGET Boost::headers)
 endif()
 foreach(component IN LISTS Boost_FIND_COMPONENTS)
   if(NOT TARGET boost_${component})
-    set(source "${CMAKE_BINARY_DIR}/sdk/src/boost_${component}.cpp")
-    file(CONFIGURE OUTPUT "${source}" CONTENT "#include <boost/${component}/src.hpp>\n")
-    add_library(boost_${component} STATIC "${source}")
+    file(STRINGS "${zorvane_sdk}/include/boost/${component}/src.hpp" refusal REGEX "^ *# *error")
+    if(refusal)
+      file(GLOB_RECURSE sources "${PROJECT_SOURCE_DIR}/build/boost-${component}/src/*.cpp")
+    else()
+      set(sources "${CMAKE_BINARY_DIR}/sdk/src/boost_${component}.cpp")
+      file(CONFIGURE OUTPUT "${sources}" CONTENT "#include <boost/${component}/src.hpp>\n")
+    endif()
+    add_library(boost_${component} STATIC ${sources})
     set_target_properties(boost_${component} PROPERTIES CXX_STANDARD 20)
     target_link_libraries(boost_${component} PUBLIC Boost::headers)
     add_library(Boost::${component} ALIAS boost_${component})

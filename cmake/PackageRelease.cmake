@@ -1,0 +1,36 @@
+# package_release(os_release result_suffix result_apparmor): how a package says which release of
+# which system it was made for, so that packages for different ones have different names and
+# versions ("~deb12", "~ubuntu24.04"), by the system's os-release file (freedesktop.org); and
+# whether that system keeps namespaces from programs without an AppArmor profile, as Ubuntu does
+# since 23.10.
+function(package_release os_release suffix apparmor)
+  foreach(key ID VERSION_ID VERSION_CODENAME)
+    set(${key} "")
+  endforeach()
+  if(EXISTS "${os_release}")
+    file(STRINGS "${os_release}" lines REGEX "^(ID|VERSION_ID|VERSION_CODENAME)=")
+    foreach(line IN LISTS lines)
+      string(REGEX MATCH "^([A-Z_]+)=[\"']?([A-Za-z0-9._-]*)" line "${line}")
+      set(${CMAKE_MATCH_1} "${CMAKE_MATCH_2}")
+    endforeach()
+  endif()
+  # Testing and unstable have no number, only a name.
+  set(release "${VERSION_ID}")
+  if(release STREQUAL "")
+    set(release "${VERSION_CODENAME}")
+  endif()
+  string(REPLACE "-" "." system "${ID}")
+  if(system STREQUAL "debian")
+    set(system deb)
+  endif()
+  if(system STREQUAL "")
+    set(${suffix} "" PARENT_SCOPE)
+  else()
+    string(REPLACE "-" "." release "${release}")
+    set(${suffix} "~${system}${release}" PARENT_SCOPE)
+  endif()
+  set(${apparmor} FALSE PARENT_SCOPE)
+  if(system STREQUAL "ubuntu" AND NOT release VERSION_LESS 23.10)
+    set(${apparmor} TRUE PARENT_SCOPE)
+  endif()
+endfunction()
