@@ -100,6 +100,10 @@ class WebWindow {
     // The protocol's default cache policy; the load is given up after `timeout` without a reply.
     virtual void loadUrl(const std::string& url, std::chrono::seconds timeout) = 0;
 
+    // Whether pages may send anything over the network, until the next call; at first they may. The
+    // page that is displayed stays as it is; what it asks for meanwhile fails, and so does a load.
+    virtual void setNetworkAllowed(bool allowed) = 0;
+
     // The user closed the window; it is hidden when this returns.
     std::function<void()> onWillClose;
     // The view's web process died (crashed, was killed, ran out of memory). The view is blank.

@@ -63,7 +63,9 @@ void AppDelegate::showStatus() {
 }
 
 void AppDelegate::serverStateChanged(const ServerSupervisor::State& state) {
-    if (std::holds_alternative<ServerSupervisor::Running>(state)) {
+    const bool running = std::holds_alternative<ServerSupervisor::Running>(state);
+    mainWindow_.setServerAnswers(running);
+    if (running) {
         if (const auto url = serverURL()) {
             mainWindow_.currentURL = *url;
             if (mainWindow_.hasWindow()) {

@@ -15,6 +15,11 @@ constexpr std::string_view crashedPage =
     "<body>This page keeps crashing. The server is not affected.<br>"
     "Close this window and open it again to try once more.</body>";
 
+// A page that was given as text has this address.
+bool isBuiltIn(std::string_view url) {
+    return url.empty() || url.starts_with("about:");
+}
+
 } // namespace
 
 MainWindowController::MainWindowController(platform::WebWindowFactory& windows,
@@ -38,8 +43,24 @@ void MainWindowController::makeWindow() {
     window_->center();
     window_->onWillClose = [this] { windowWillClose(); };
     window_->onWebProcessTerminated = [this] { webProcessTerminated(); };
+    window_->decideNavigationPolicy = [this](const platform::NavigationAction& action) {
+        return serverAnswers_ || isBuiltIn(action.url) ? platform::NavigationPolicy::allow
+                                                       : platform::NavigationPolicy::cancel;
+    };
+    window_->setNetworkAllowed(serverAnswers_);
+    showStartingPage();
+}
+
+void MainWindowController::showStartingPage() {
     loadedURL_.reset();
     window_->loadHtml(startingPage);
+}
+
+void MainWindowController::setServerAnswers(bool answers) {
+    serverAnswers_ = answers;
+    if (window_) {
+        window_->setNetworkAllowed(answers);
+    }
 }
 
 void MainWindowController::show() {
@@ -51,7 +72,7 @@ void MainWindowController::show() {
     }
     window_->makeKeyAndOrderFront();
     application_.activateIgnoringOtherApps();
-    if (currentURL && currentURL != loadedURL_) {
+    if (serverAnswers_ && currentURL && currentURL != loadedURL_) {
         load(*currentURL);
     }
 }
@@ -86,10 +107,10 @@ void MainWindowController::webProcessTerminated() {
         return;
     }
     reloads_.push_back(now);
-    if (loadedURL_) {
+    if (loadedURL_ && serverAnswers_) {
         load(ostra::Url(*loadedURL_));
     } else {
-        window_->loadHtml(startingPage);
+        showStartingPage();
     }
 }
 

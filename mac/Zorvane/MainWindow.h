@@ -2,7 +2,9 @@
 // built-in starting page until the server's address is known. Made on the first show, kept when it
 // is closed; a page is loaded again only when the address differs from the one loaded last. A web
 // process that died is started again, at most three times a minute; after that the window says
-// what to do. Owned by the application delegate; main thread only; the facilities outlive it.
+// what to do. While no server of ours answers, the window is cut off from the network: whoever else
+// has taken the port gets neither a request nor a cookie, and the last page stays displayed. Owned
+// by the application delegate; main thread only; the facilities outlive it.
 #pragma once
 
 #include "mac/OstraCore/ServerUrl.h"
@@ -41,6 +43,8 @@ class MainWindowController {
     std::optional<ostra::Url> currentURL;
 
     void show();
+    // Whether our own server answers at currentURL. Not at first.
+    void setServerAnswers(bool answers);
     // Loads the address now, or remembers it as loaded when there is no window yet.
     void load(const ostra::Url& url);
     // Hides the window if there is one; reports nothing.
@@ -51,11 +55,13 @@ class MainWindowController {
     void makeWindow();
     void windowWillClose();
     void webProcessTerminated();
+    void showStartingPage();
 
     platform::WebWindowFactory& windows_;
     platform::Application& application_;
     platform::Clock& clock_;
     std::unique_ptr<platform::WebWindow> window_;
+    bool serverAnswers_ = false;
     std::optional<ostra::Url> loadedURL_; // nothing while the starting page is shown
     std::deque<platform::SteadyTime> reloads_;
 };

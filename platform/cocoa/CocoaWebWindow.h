@@ -2,7 +2,8 @@
 // frame is AppKit's to save and restore. Closing the window orders it out and keeps it. The view
 // shows nothing new when a load fails. Scripts may ask the user by alert() and confirm(), and a
 // page's file field opens the system's panel, each as a sheet of the window; prompt() answers
-// null. A page that asks for another window gets none. Main thread only.
+// null. A page that asks for another window gets none. The network is cut off by a content rule
+// list, which the system compiles in the background at the first request for it. Main thread only.
 #pragma once
 
 #include "platform/WebWindow.h"
@@ -34,14 +35,20 @@ class CocoaWebWindow final : public WebWindow {
     void loadHtml(std::string_view html) override;
     // Text that is no URL loads nothing.
     void loadUrl(const std::string& url, std::chrono::seconds timeout) override;
+    void setNetworkAllowed(bool allowed) override;
 
   private:
     void makeView(const WebWindowOptions& options);
+    void compileNoNetwork();
+    void applyNetwork();
 
     NSWindow* window_;
     WKWebView* view_;
     ZorvaneWebWindowDelegate* observer_;
     std::vector<std::string> handlerNames_;
+    bool networkAllowed_ = true;
+    bool compiling_ = false;
+    WKContentRuleList* noNetwork_; // nil until it is compiled
 };
 
 class CocoaWebWindowFactory final : public WebWindowFactory {

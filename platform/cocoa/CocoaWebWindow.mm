@@ -47,6 +47,11 @@ NSHTTPCookie* cookieFrom(const WebCookie& cookie) {
     return [NSHTTPCookie cookieWithProperties:properties];
 }
 
+// Whatever goes over the network; a page that was given as text does not.
+NSString* const everyRequest =
+    @"[{\"trigger\":{\"url-filter\":\"^http\"},\"action\":{\"type\":\"block\"}},"
+    @"{\"trigger\":{\"url-filter\":\"^ws\"},\"action\":{\"type\":\"block\"}}]";
+
 } // namespace
 
 CocoaWebWindow::CocoaWebWindow(const WebWindowOptions& options)
@@ -157,6 +162,38 @@ void CocoaWebWindow::loadUrl(const std::string& url, std::chrono::seconds timeou
     [view_ loadRequest:[NSURLRequest requestWithURL:address
                                         cachePolicy:NSURLRequestUseProtocolCachePolicy
                                     timeoutInterval:static_cast<double>(timeout.count())]];
+}
+
+void CocoaWebWindow::setNetworkAllowed(bool allowed) {
+    networkAllowed_ = allowed;
+    if (!allowed && noNetwork_ == nil && !compiling_) {
+        compileNoNetwork();
+    }
+    applyNetwork();
+}
+
+void CocoaWebWindow::compileNoNetwork() {
+    compiling_ = true;
+    ZorvaneWebWindowDelegate* const observer = observer_;
+    [[WKContentRuleListStore defaultStore]
+        compileContentRuleListForIdentifier:@"app.zorvane.no-network"
+                     encodedContentRuleList:everyRequest
+                          completionHandler:^(WKContentRuleList* list, NSError*) {
+                            // The window may be gone by now.
+                            if (auto* const owner = static_cast<CocoaWebWindow*>(observer.owner)) {
+                                owner->compiling_ = false;
+                                owner->noNetwork_ = list;
+                                owner->applyNetwork();
+                            }
+                          }];
+}
+
+void CocoaWebWindow::applyNetwork() {
+    WKUserContentController* const controller = view_.configuration.userContentController;
+    [controller removeAllContentRuleLists];
+    if (!networkAllowed_ && noNetwork_ != nil) {
+        [controller addContentRuleList:noNetwork_];
+    }
 }
 
 std::unique_ptr<WebWindow> CocoaWebWindowFactory::makeWebWindow(const WebWindowOptions& options) {

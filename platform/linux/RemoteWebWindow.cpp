@@ -79,6 +79,9 @@ void RemoteWebWindow::sayAgain() {
     for (const auto& cookie : std::vector(cookies_)) {
         plant(cookie);
     }
+    if (!networkAllowed_) {
+        host_.tell("SetNetworkAllowed", id_, networkAllowed_);
+    }
     load();
     if (visible_) {
         host_.tell("ShowWindow", id_, turn_);
@@ -172,6 +175,12 @@ void RemoteWebWindow::loadUrl(const std::string& url, std::chrono::seconds timeo
     page_ = Page{.url = url, .html = {}, .timeout = timeout};
     shownUrl_.clear();
     load();
+}
+
+void RemoteWebWindow::setNetworkAllowed(bool allowed) {
+    if (std::exchange(networkAllowed_, allowed) != allowed) {
+        host_.tell("SetNetworkAllowed", id_, allowed);
+    }
 }
 
 void RemoteWebWindow::load() {

@@ -38,6 +38,7 @@ class RemoteWebWindow final : public WebWindow {
     void setCookie(const WebCookie& cookie, std::function<void()> completion) override;
     void loadHtml(std::string_view html) override;
     void loadUrl(const std::string& url, std::chrono::seconds timeout) override;
+    void setNetworkAllowed(bool allowed) override;
 
     // What the window program said.
     void closed(std::uint64_t turn);
@@ -77,6 +78,7 @@ class RemoteWebWindow final : public WebWindow {
     std::optional<WindowFrame> frame_;
     std::optional<WindowSize> size_; // once it is known
     bool visible_ = false;
+    bool networkAllowed_ = true;
     std::uint64_t turn_ = 0;
     guint saveTimer_ = 0;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);

@@ -67,7 +67,8 @@ void FakeWebWindow::loadHtml(std::string_view text) {
 }
 
 void FakeWebWindow::loadUrl(const std::string& url, std::chrono::seconds timeout) {
-    events_.push_back("load " + url + " within " + std::to_string(timeout.count()) + " s");
+    events_.push_back("load " + url + " within " + std::to_string(timeout.count()) + " s" +
+                      (networkAllowed ? "" : " without network"));
 }
 
 void FakeWebWindow::close() {

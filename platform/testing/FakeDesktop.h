@@ -58,6 +58,7 @@ class FakeWebWindow final : public WebWindow {
     void setCookie(const WebCookie& given, std::function<void()> completion) override;
     void loadHtml(std::string_view html) override;
     void loadUrl(const std::string& url, std::chrono::seconds timeout) override;
+    void setNetworkAllowed(bool allowed) override { networkAllowed = allowed; }
 
     // The user clicks the close button.
     void close();
@@ -65,6 +66,7 @@ class FakeWebWindow final : public WebWindow {
     void postMessage(std::string_view name, const boost::json::value& body);
 
     std::string html; // of the last loadHtml
+    bool networkAllowed = true;
     std::string title;
     std::map<std::string, ScriptMessageHandler, std::less<>> messageHandlers;
     std::vector<WebCookie> cookies;

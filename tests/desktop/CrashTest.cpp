@@ -1,6 +1,8 @@
 // Sudden deaths: of the server, of the page's process, of the application, of the display.
 #include "tests/desktop/ApplicationTest.h"
+#include "tests/desktop/session/PortStealer.h"
 
+#include <chrono>
 #include <csignal>
 
 namespace desktop {
@@ -18,6 +20,23 @@ TEST_F(Crash, ofTheServerIsFollowedByANewServerOnTheSamePortAndItsPage) {
     EXPECT_EQ(launches[1].port, first.port);
     EXPECT_TRUE(eventually([&] { return serverAnswers(launches[1].port); }));
     EXPECT_TRUE(showsTheServersPage());
+}
+
+// Whoever takes the port is no server of ours: the page that stays on the screen, which goes on
+// asking every few seconds, must not reach him.
+TEST_F(Crash, ofTheServerLeavesNothingToAStrangerWhoTakesItsPort) {
+    launchUntilReady();
+    ASSERT_TRUE(showsTheServersPage());
+    const ServerLaunch first = serverLaunches(1).front();
+    const PortStealer stranger(static_cast<std::uint16_t>(first.port), std::chrono::hours(1));
+    ::kill(first.pid, SIGKILL);
+    const std::vector<ServerLaunch> launches = serverLaunches(2);
+    ASSERT_EQ(launches.size(), 2U) << application->standardError();
+    EXPECT_EQ(stranger.thefts(), 1);
+    EXPECT_NE(launches[1].port, first.port);
+    EXPECT_TRUE(eventually([&] { return serverAnswers(launches[1].port); }));
+    EXPECT_TRUE(showsTheServersPage());
+    EXPECT_EQ(stranger.misdirected(), std::vector<std::string>());
 }
 
 TEST_F(Crash, ofThePagesProcessBringsThePageBackAndHurtsNobodyElse) {

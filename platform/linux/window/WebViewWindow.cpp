@@ -37,6 +37,9 @@ Size largestScreen() {
     return largest;
 }
 
+// A proxy that nobody can be: no socket listens on port 0. It stands for loopback hosts, too.
+constexpr const char* nowhere = "http://127.0.0.1:0";
+
 } // namespace
 
 WebViewWindow::WebViewWindow(Toplevels& toplevels, WebStorage& storage,
@@ -133,6 +136,19 @@ void WebViewWindow::tellSize() {
 
 void WebViewWindow::setTitle(const std::string& title) {
     window_.set_title(title);
+}
+
+void WebViewWindow::setNetworkAllowed(bool allowed) {
+    WebKitNetworkSession* const session = webkit_web_view_get_network_session(view_);
+    if (allowed) {
+        webkit_network_session_set_proxy_settings(session, WEBKIT_NETWORK_PROXY_MODE_DEFAULT,
+                                                  nullptr);
+        return;
+    }
+    WebKitNetworkProxySettings* const settings =
+        webkit_network_proxy_settings_new(nowhere, nullptr);
+    webkit_network_session_set_proxy_settings(session, WEBKIT_NETWORK_PROXY_MODE_CUSTOM, settings);
+    webkit_network_proxy_settings_free(settings);
 }
 
 void WebViewWindow::addScriptHandler(const std::string& name) {

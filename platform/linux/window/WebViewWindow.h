@@ -37,6 +37,8 @@ class WebViewWindow {
     void show();
     void hide();
     void setTitle(const std::string& title);
+    // For all windows of the session, which share what the network knows of them.
+    void setNetworkAllowed(bool allowed);
     void addScriptHandler(const std::string& name);
     void setCookie(const WebCookie& cookie, std::function<void()> completion);
     void setInterests(const WindowInterests& interests);

@@ -63,6 +63,7 @@ void WindowProgram::answerCalls() {
     calls_.on("ShowWindow", this, &WindowProgram::showWindow);
     calls_.on("HideWindow", this, &WindowProgram::hideWindow);
     calls_.on("SetTitle", this, &WindowProgram::setTitle);
+    calls_.on("SetNetworkAllowed", this, &WindowProgram::setNetworkAllowed);
     calls_.on("AddScriptHandler", this, &WindowProgram::addScriptHandler);
     calls_.onQuestion("SetCookie", this, &WindowProgram::setCookie);
     calls_.on("SetInterests", this, &WindowProgram::setInterests);
@@ -250,6 +251,12 @@ void WindowProgram::hideWindow(Id id, std::uint64_t turn) {
 void WindowProgram::setTitle(Id id, std::string title) {
     if (WebViewWindow* const view = find(id)) {
         view->setTitle(title);
+    }
+}
+
+void WindowProgram::setNetworkAllowed(Id id, bool allowed) {
+    if (WebViewWindow* const view = find(id)) {
+        view->setNetworkAllowed(allowed);
     }
 }
 

@@ -65,6 +65,7 @@ class WindowProgram {
     void showWindow(Id id, std::uint64_t turn);
     void hideWindow(Id id, std::uint64_t turn);
     void setTitle(Id id, std::string title);
+    void setNetworkAllowed(Id id, bool allowed);
     void addScriptHandler(Id id, std::string name);
     void setCookie(connection::Reply reply, Id id, std::string name, std::string value,
                    std::string domain, std::string path, std::int64_t expires, bool secure);

@@ -28,6 +28,7 @@ class MainWindowTest : public testing::Test {
     }
     static ostra::Url server(std::uint16_t port = 8080) { return ostra::serverUrl(port); }
     void showServer() {
+        controller.setServerAnswers(true);
         controller.currentURL = server();
         controller.show();
         events.clear();
@@ -65,12 +66,14 @@ TEST_F(MainWindowTest, showsExactlyTheStartingPage) {
 TEST_F(MainWindowTest, loadsTheServerOnceItIsKnown) {
     controller.show();
     events.clear();
+    controller.setServerAnswers(true);
     controller.currentURL = server();
     controller.load(*controller.currentURL);
     EXPECT_THAT(events, ElementsAre("load http://127.0.0.1:8080/ within 60 s"));
 }
 
 TEST_F(MainWindowTest, loadsAKnownServerOnTheFirstShow) {
+    controller.setServerAnswers(true);
     controller.currentURL = server();
     controller.show();
     EXPECT_EQ(events.back(), "load http://127.0.0.1:8080/ within 60 s");
@@ -98,6 +101,7 @@ TEST_F(MainWindowTest, reportsClosingAndShowingAndKeepsThePage) {
 }
 
 TEST_F(MainWindowTest, remembersAnAddressThatWasLoadedBeforeThereWasAWindow) {
+    controller.setServerAnswers(true);
     controller.currentURL = server();
     controller.load(server());
     EXPECT_THAT(events, IsEmpty());
@@ -143,6 +147,55 @@ TEST_F(MainWindowTest, reloadsAPageWhoseWebProcessDiedThreeTimesAMinute) {
     scheduler.advance(50s); // a minute after the first one
     EXPECT_EQ(crash(), reload);
     EXPECT_EQ(crash(), message);
+}
+
+// --- while no server of ours answers
+// ---------------------------------------------------------------
+
+TEST_F(MainWindowTest, isCutOffFromTheNetworkUntilTheServerAnswers) {
+    controller.show();
+    EXPECT_FALSE(windows.window->networkAllowed);
+    controller.setServerAnswers(true);
+    EXPECT_TRUE(windows.window->networkAllowed);
+    controller.setServerAnswers(false);
+    EXPECT_FALSE(windows.window->networkAllowed);
+}
+
+TEST_F(MainWindowTest, isMadeWithTheNetworkWhenTheServerAnswersAlready) {
+    showServer();
+    EXPECT_TRUE(windows.window->networkAllowed);
+}
+
+TEST_F(MainWindowTest, keepsThePageAndLoadsNothingWhileTheServerIsGone) {
+    showServer();
+    controller.setServerAnswers(false);
+    controller.currentURL = server(9090);
+    controller.show();
+    EXPECT_THAT(events, ElementsAre("visible", "window front", "activate"));
+    controller.setServerAnswers(true);
+    controller.show();
+    EXPECT_EQ(events.back(), "load http://127.0.0.1:9090/ within 60 s");
+}
+
+TEST_F(MainWindowTest, letsNoPageNavigateWhileTheServerIsGone) {
+    using platform::NavigationPolicy;
+    showServer();
+    const auto& decide = windows.window->decideNavigationPolicy;
+    const platform::NavigationAction toServer{.url = "http://127.0.0.1:8080/",
+                                              .isLinkActivated = true};
+    EXPECT_EQ(decide(toServer), NavigationPolicy::allow);
+    controller.setServerAnswers(false);
+    EXPECT_EQ(decide(toServer), NavigationPolicy::cancel);
+    EXPECT_EQ(decide({.url = "https://example.com/"}), NavigationPolicy::cancel);
+    EXPECT_EQ(decide({.url = "about:blank"}), NavigationPolicy::allow) << "the starting page";
+}
+
+TEST_F(MainWindowTest, showsTheStartingPageWhenAWebProcessDiesWhileTheServerIsGone) {
+    showServer();
+    controller.setServerAnswers(false);
+    windows.window->onWebProcessTerminated();
+    EXPECT_THAT(events, ElementsAre("load html"));
+    EXPECT_EQ(windows.window->html, MainWindowController::startingPage);
 }
 
 TEST_F(MainWindowTest, showsTheStartingPageAgainWhenItsWebProcessDied) {

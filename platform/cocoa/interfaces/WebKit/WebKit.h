@@ -68,12 +68,28 @@ API_AVAILABLE(macos(10.10))
       didReceiveScriptMessage:(WKScriptMessage*)message;
 @end
 
+API_AVAILABLE(macos(10.13))
+@interface WKContentRuleList : NSObject
+@end
+
+API_AVAILABLE(macos(10.13))
+@interface WKContentRuleListStore : NSObject
++ (instancetype)defaultStore;
+- (void)compileContentRuleListForIdentifier:(NSString*)identifier
+                     encodedContentRuleList:(NSString*)encodedContentRuleList
+                          completionHandler:
+                              (void (^)(WKContentRuleList* _Nullable contentRuleList,
+                                        NSError* _Nullable error))completionHandler;
+@end
+
 API_AVAILABLE(macos(10.10))
 @interface WKUserContentController : NSObject
 - (void)addUserScript:(WKUserScript*)userScript;
 - (void)addScriptMessageHandler:(id<WKScriptMessageHandler>)scriptMessageHandler
                            name:(NSString*)name;
 - (void)removeScriptMessageHandlerForName:(NSString*)name;
+- (void)addContentRuleList:(WKContentRuleList*)contentRuleList API_AVAILABLE(macos(10.13));
+- (void)removeAllContentRuleLists API_AVAILABLE(macos(10.13));
 @end
 
 API_AVAILABLE(macos(10.10))

@@ -126,13 +126,31 @@ using cocoa_host::otherNavigation;
 @implementation WKScriptMessage
 @end
 
+@implementation WKContentRuleList
+@end
+
+@implementation WKContentRuleListStore
++ (instancetype)defaultStore {
+    static WKContentRuleListStore* const only = [[WKContentRuleListStore alloc] init];
+    return only;
+}
+- (void)compileContentRuleListForIdentifier:(NSString*)__unused identifier
+                     encodedContentRuleList:(NSString*)__unused rules
+                          completionHandler:(void (^)(WKContentRuleList*, NSError*))handler {
+    void (^const kept)(WKContentRuleList*, NSError*) = handler;
+    cocoa_host::postToMainQueue([kept] { kept([[WKContentRuleList alloc] init], nil); });
+}
+@end
+
 @implementation WKUserContentController {
     NSMutableArray<WKUserScript*>* _scripts;
+    NSMutableArray<WKContentRuleList*>* _ruleLists;
     NSMutableDictionary<NSString*, id<WKScriptMessageHandler>>* _handlers;
 }
 - (instancetype)init {
     self = [super init];
     _scripts = [NSMutableArray array];
+    _ruleLists = [NSMutableArray array];
     _handlers = [NSMutableDictionary dictionary];
     return self;
 }
@@ -141,6 +159,15 @@ using cocoa_host::otherNavigation;
 }
 - (NSUInteger)hostHandlerCount {
     return _handlers.count;
+}
+- (NSUInteger)hostRuleListCount {
+    return _ruleLists.count;
+}
+- (void)addContentRuleList:(WKContentRuleList*)list {
+    [_ruleLists addObject:list];
+}
+- (void)removeAllContentRuleLists {
+    [_ruleLists removeAllObjects];
 }
 - (void)addUserScript:(WKUserScript*)script {
     [_scripts addObject:script];

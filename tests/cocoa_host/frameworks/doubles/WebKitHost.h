@@ -30,6 +30,7 @@
 @interface WKUserContentController (Host)
 @property (nonatomic, readonly, nonnull) NSArray<WKUserScript*>* hostScripts;
 @property (nonatomic, readonly) NSUInteger hostHandlerCount;
+@property (nonatomic, readonly) NSUInteger hostRuleListCount;
 @end
 
 @interface WKUserScript (Host)
