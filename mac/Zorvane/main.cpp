@@ -79,6 +79,9 @@ zorvane::LaunchSteps launchSteps(platform::NativePlatform& system,
 
 int main(int argc, char** argv) {
     if (const auto answer = zorvane::answerCommandLine(argc, argv, ZORVANE_VERSION)) {
+        if (answer->checkServer) {
+            return zorvane::runServerCheck(*answer->checkServer);
+        }
         fmt::print("{}", answer->output);
         fmt::print(stderr, "{}", answer->error);
         return answer->exitStatus;

@@ -220,6 +220,36 @@ TEST(CommandLine, rejectsWhatItDoesNotKnow) {
     }
 }
 
+TEST(CommandLine, takesAServerToExamineAsOptionAndAsCommand) {
+    for (const auto& arguments : std::vector<std::vector<const char*>>{
+             {"--check-server", "/opt/server"}, {"check-server", "/opt/server"}}) {
+        auto check = answer(arguments);
+        ASSERT_TRUE(check && check->checkServer);
+        EXPECT_EQ(check->checkServer->executable, "/opt/server");
+        EXPECT_FALSE(check->checkServer->asJson);
+        auto withJson = arguments;
+        withJson.push_back("--json");
+        check = answer(withJson);
+        ASSERT_TRUE(check && check->checkServer) << check->error;
+        EXPECT_TRUE(check->checkServer->asJson);
+    }
+}
+
+TEST(CommandLine, rejectsAnExaminationOfNothing) {
+    for (const auto& arguments :
+         std::vector<std::vector<const char*>>{{"--check-server"},
+                                               {"check-server"},
+                                               {"--json"},
+                                               {"check-server", "a", "b"},
+                                               {"--check-server", "a", "check-server", "b"}}) {
+        const auto wrong = answer(arguments);
+        ASSERT_TRUE(wrong);
+        EXPECT_FALSE(wrong->checkServer);
+        EXPECT_EQ(wrong->exitStatus, 2);
+        EXPECT_NE(wrong->error, "");
+    }
+}
+
 TEST(CommandLine, ignoresWhatTheSystemPasses) {
     EXPECT_FALSE(answer({"-psn_0_12345"}));
     EXPECT_FALSE(answer({"-NSDocumentRevisionsDebugMode", "YES"}));
