@@ -1,6 +1,7 @@
 #include "mac/Tessel/AppHealthValidationError.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 namespace tessel {
 

@@ -7,8 +7,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
-#include <charconv>
 #include <cmath>
 #include <cstddef>
 #include <string_view>
@@ -138,12 +136,8 @@ void Writer::writeDouble(double number) {
         return;
     }
     // The shortest form of a large whole number may be one with an exponent.
-    std::array<char, 32> digits{};
     const bool whole = std::trunc(number) == number && std::abs(number) <= largestWhole;
-    const auto end = whole ? std::to_chars(digits.data(), digits.data() + digits.size(), number,
-                                           std::chars_format::fixed)
-                           : std::to_chars(digits.data(), digits.data() + digits.size(), number);
-    text_.append(digits.data(), end.ptr);
+    text_ += whole ? fmt::format("{:.0f}", number) : fmt::format("{}", number);
 }
 
 void Writer::startLine() {
