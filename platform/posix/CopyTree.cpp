@@ -1,5 +1,6 @@
 #include "platform/posix/CopyTree.h"
 
+#include "platform/posix/FlushFile.h"
 #include "platform/posix/FolderEntries.h"
 #include "platform/posix/SystemCopy.h"
 #include "platform/posix/UniqueFd.h"
@@ -22,9 +23,9 @@ constexpr mode_t keptBits = 01777; // a set-user-id bit would be one for another
 int finish(int copy, const struct stat& original) {
     const std::array times = {timespec{.tv_sec = 0, .tv_nsec = UTIME_OMIT},
                               modificationTime(original)};
-    const bool done = ::fchmod(copy, original.st_mode & keptBits) == 0 &&
-                      ::futimens(copy, times.data()) == 0 && ::fsync(copy) == 0;
-    return done ? 0 : errno;
+    const bool described =
+        ::fchmod(copy, original.st_mode & keptBits) == 0 && ::futimens(copy, times.data()) == 0;
+    return described ? flushFile(copy) : errno;
 }
 
 class Copier {

@@ -1,6 +1,7 @@
 #include "platform/posix/PlaceTree.h"
 
 #include "platform/posix/CopyTree.h"
+#include "platform/posix/FlushFile.h"
 #include "platform/posix/UniqueFd.h"
 
 #include <fcntl.h>
@@ -18,7 +19,7 @@ namespace {
 void flush(const std::filesystem::path& folder) {
     const UniqueFd open(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (open) {
-        ::fsync(open.get());
+        (void)flushFile(open.get());
     }
 }
 

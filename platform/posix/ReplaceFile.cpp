@@ -1,5 +1,6 @@
 #include "platform/posix/ReplaceFile.h"
 
+#include "platform/posix/FlushFile.h"
 #include "platform/posix/UniqueFd.h"
 
 #include <dirent.h>
@@ -30,7 +31,7 @@ int writeAndFlush(int file, std::string_view content) {
             content.remove_prefix(static_cast<std::size_t>(count));
         }
     }
-    return ::fsync(file) == 0 ? 0 : errno;
+    return flushFile(file);
 }
 
 // Removes the file if its writer is gone: a living one holds the lock.
@@ -121,7 +122,7 @@ std::expected<void, int> replaceFile(const std::filesystem::path& path, std::str
         return std::unexpected(error);
     }
     // The file is in place already: a folder that cannot be flushed only delays its safety.
-    ::fsync(folder.get());
+    (void)flushFile(folder.get());
     return {};
 }
 
