@@ -2,6 +2,14 @@
 
 @implementation ZorvaneSparkleDelegate
 
+// The framework calls its delegate and posts nothing: what platform/UpdateFramework.h promises is
+// posted here. The quit that follows carries no reason.
+- (void)updaterWillRelaunchApplication:(SPUUpdater*)__unused updater {
+    [NSNotificationCenter.defaultCenter
+        postNotificationName:@"SPUUpdaterWillRelaunchApplicationNotification"
+                      object:nil];
+}
+
 - (BOOL)supportsGentleScheduledUpdateReminders {
     return self.owner != nullptr && self.owner->supportsGentleScheduledUpdateReminders();
 }

@@ -5,9 +5,11 @@
 
 #import <Foundation/Foundation.h>
 
-@class SPUUserUpdateState, SUAppcastItem;
+@class SPUUpdater, SPUUserUpdateState, SUAppcastItem;
 
 @protocol SPUUpdaterDelegate <NSObject>
+@optional
+- (void)updaterWillRelaunchApplication:(nonnull SPUUpdater*)updater;
 @end
 
 @protocol SPUStandardUserDriverDelegate <NSObject>

@@ -1,0 +1,27 @@
+// What the object that Sparkle asks does by itself: Sparkle calls it before a relaunch and posts
+// nothing, so it posts what the rest of the application observes.
+#include "platform/cocoa/SparkleDelegate.h"
+
+#import <Foundation/Foundation.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+TEST(SparkleDelegate, tellsOfARelaunchBeforeItReturns) {
+    __block int told = 0;
+    const id<NSObject> observer = [NSNotificationCenter.defaultCenter
+        addObserverForName:@"SPUUpdaterWillRelaunchApplicationNotification"
+                    object:nil
+                     queue:nil
+                usingBlock:^(NSNotification*) {
+                  ++told;
+                }];
+    ZorvaneSparkleDelegate* const delegate = [[ZorvaneSparkleDelegate alloc] init];
+    ASSERT_TRUE([delegate respondsToSelector:@selector(updaterWillRelaunchApplication:)]);
+    SPUUpdater* const none = nil;
+    [delegate updaterWillRelaunchApplication:none];
+    [NSNotificationCenter.defaultCenter removeObserver:observer];
+    EXPECT_EQ(told, 1);
+}
+
+} // namespace
