@@ -36,8 +36,10 @@ class PrivateFiles {
     [[nodiscard]] virtual std::expected<void, FileError>
     remove(const std::filesystem::path& path) = 0;
 
-    // Gives a file, folder or link another name on the same volume (EXDEV otherwise). What carries
-    // the new name already is never touched: EEXIST.
+    // Gives a file, folder or link another name. What carries the new name already is never
+    // touched: EEXIST. On another volume the new name gets a copy, complete and flushed, with
+    // permissions and times, and only then the old one is removed; what is neither file nor folder
+    // nor link is refused there (ENOTSUP).
     [[nodiscard]] virtual std::expected<void, FileError> move(const std::filesystem::path& from,
                                                               const std::filesystem::path& to) = 0;
 };

@@ -60,7 +60,6 @@ class Copier {
             FileError{.attempt = "cannot copy " + path.native(), .errnoValue = error});
     }
 
-  private:
     std::expected<void, FileError> copyEntry(const Place& folder, const std::string& name) {
         const std::filesystem::path path = folder.path / name;
         struct stat status{};
@@ -79,6 +78,7 @@ class Copier {
         return error == 0 ? std::expected<void, FileError>() : failed(path, error);
     }
 
+  private:
     std::expected<void, FileError> copyFolder(const Place& above, const std::string& name,
                                               const std::filesystem::path& path) {
         const UniqueFd from(::openat(above.from, name.c_str(), openFolder));
@@ -188,6 +188,21 @@ std::expected<void, FileError> copyTreeInto(const std::filesystem::path& source,
         return Copier::failed(source, errno);
     }
     return Copier().copyContentOf({.from = from.get(), .to = to.get(), .path = source});
+}
+
+std::expected<void, FileError> copyEntryInto(const std::filesystem::path& source,
+                                             const std::filesystem::path& folder) {
+    const auto above = source.has_parent_path() ? source.parent_path() : ".";
+    const UniqueFd from(::open(above.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!from) {
+        return Copier::failed(source, errno);
+    }
+    const UniqueFd to(::open(folder.c_str(), openFolder));
+    if (!to) {
+        return Copier::failed(source, errno);
+    }
+    return Copier().copyEntry({.from = from.get(), .to = to.get(), .path = above},
+                              source.filename());
 }
 
 int removeTree(const std::filesystem::path& path) {

@@ -14,6 +14,11 @@ namespace platform::posix {
 [[nodiscard]] std::expected<void, FileError> copyTreeInto(const std::filesystem::path& source,
                                                           const std::filesystem::path& folder);
 
+// Copies a file, a folder or a symbolic link under its own name into a folder where nothing has
+// that name, likewise. After a failure something incomplete may be left there.
+[[nodiscard]] std::expected<void, FileError> copyEntryInto(const std::filesystem::path& source,
+                                                           const std::filesystem::path& folder);
+
 // Removes whatever has that name, as far as this user may; folders without write permission too.
 // Returns the first errno value, or 0; that nothing is there is no failure.
 int removeTree(const std::filesystem::path& path);

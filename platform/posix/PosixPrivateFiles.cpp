@@ -1,5 +1,6 @@
 #include "platform/posix/PosixPrivateFiles.h"
 
+#include "platform/posix/CopyTree.h"
 #include "platform/posix/ReadFile.h"
 #include "platform/posix/ReplaceFile.h"
 #include "platform/posix/UniqueFd.h"
@@ -10,6 +11,8 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
+#include <string>
 
 namespace platform {
 namespace {
@@ -34,24 +37,102 @@ int takeName(const std::filesystem::path& path, bool forFolder) {
     return file ? 0 : errno;
 }
 
-int renameToFreeName(const std::filesystem::path& from, const std::filesystem::path& to) {
+std::filesystem::path folderOf(const std::filesystem::path& path) {
+    return path.has_parent_path() ? path.parent_path() : std::filesystem::path(".");
+}
+
+// A hidden folder for a copy that is being made, gone with everything in it at the end.
+class WorkFolder {
+  public:
+    explicit WorkFolder(const std::filesystem::path& parent)
+        : path_((parent / ".moving-XXXXXX").native()) {
+        isThere_ = ::mkdtemp(path_.data()) != nullptr;
+    }
+    ~WorkFolder() {
+        if (isThere_) {
+            posix::removeTree(path_);
+        }
+    }
+    WorkFolder(const WorkFolder&) = delete;
+    WorkFolder& operator=(const WorkFolder&) = delete;
+
+    [[nodiscard]] bool isThere() const { return isThere_; }
+    [[nodiscard]] std::filesystem::path path() const { return path_; }
+
+  private:
+    std::string path_;
+    bool isThere_ = false;
+};
+
+void flushFolder(const std::filesystem::path& path) {
+    if (const posix::UniqueFd folder(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        folder) {
+        ::fsync(folder.get());
+    }
+}
+
+// To a name that is taken already by what takeName() made; `isPlaced` says whether the copy is
+// there. What cannot be removed afterwards is found out before anything is copied, as far as
+// permissions tell.
+std::expected<void, FileError> moveToOtherVolume(const std::filesystem::path& from,
+                                                 const std::filesystem::path& to, bool& isPlaced) {
+    const auto attempt = fmt::format("cannot move {} to {}", from.native(), to.native());
+    const auto failed = [&attempt](int error) {
+        return std::unexpected(FileError{.attempt = attempt, .errnoValue = error});
+    };
+    if (::access(folderOf(from).c_str(), W_OK | X_OK) != 0) {
+        return failed(errno);
+    }
+    const WorkFolder work(folderOf(to));
+    if (!work.isThere()) {
+        return failed(errno);
+    }
+    if (auto copied = posix::copyEntryInto(from, work.path()); !copied) {
+        return copied;
+    }
+    if (::rename((work.path() / from.filename()).c_str(), to.c_str()) != 0) {
+        return failed(errno);
+    }
+    isPlaced = true;
+    flushFolder(folderOf(to));
+    if (const int error = posix::removeTree(from); error != 0) {
+        return std::unexpected(
+            FileError{.attempt = fmt::format("{} was copied to {}, but cannot be removed",
+                                             from.native(), to.native()),
+                      .errnoValue = error});
+    }
+    return {};
+}
+
+std::expected<void, FileError> moveToFreeName(const std::filesystem::path& from,
+                                              const std::filesystem::path& to) {
+    const auto failed = [&](int error) {
+        return failure(fmt::format("cannot move {} to", from.native()), to, error);
+    };
     struct stat status{};
     if (!isWhole(from) || !isWhole(to)) {
-        return EINVAL;
+        return failed(EINVAL);
     }
     if (::lstat(from.c_str(), &status) != 0) {
-        return errno;
+        return failed(errno);
     }
     const bool folder = S_ISDIR(status.st_mode);
     if (const int error = takeName(to, folder); error != 0) {
-        return error;
+        return failed(error);
     }
     if (::rename(from.c_str(), to.c_str()) == 0) {
-        return 0;
+        return {};
     }
     const int error = errno;
-    static_cast<void>(folder ? ::rmdir(to.c_str()) : ::unlink(to.c_str()));
-    return error;
+    bool isPlaced = false;
+    std::expected<void, FileError> moved = failed(error);
+    if (error == EXDEV) {
+        moved = moveToOtherVolume(from, to, isPlaced);
+    }
+    if (!isPlaced) {
+        static_cast<void>(folder ? ::rmdir(to.c_str()) : ::unlink(to.c_str()));
+    }
+    return moved;
 }
 
 } // namespace
@@ -92,10 +173,7 @@ std::expected<void, FileError> PosixPrivateFiles::remove(const std::filesystem::
 
 std::expected<void, FileError> PosixPrivateFiles::move(const std::filesystem::path& from,
                                                        const std::filesystem::path& to) {
-    if (const int error = renameToFreeName(from, to); error != 0) {
-        return failure(fmt::format("cannot move {} to", from.native()), to, error);
-    }
-    return {};
+    return moveToFreeName(from, to);
 }
 
 } // namespace platform

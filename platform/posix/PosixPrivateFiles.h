@@ -1,6 +1,7 @@
 // PrivateFiles over POSIX calls, see readFile() and replaceFile(). A path with a NUL byte in it is
 // refused (EINVAL) instead of being cut there. move() takes the new name with an empty file or
-// folder first, which the rename then replaces, so that nobody else's is ever overwritten.
+// folder first, which the rename then replaces, so that nobody else's is ever overwritten; a copy
+// is made in a hidden folder beside it.
 #pragma once
 
 #include "platform/PrivateFiles.h"

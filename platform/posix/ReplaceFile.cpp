@@ -5,12 +5,12 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <fmt/core.h>
 #include <sys/file.h>
+#include <sys/random.h> // getentropy on macOS
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <atomic>
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <memory>
@@ -20,6 +20,28 @@ namespace platform::posix {
 namespace {
 
 constexpr std::string_view temporaryPrefix = ".new-";
+constexpr std::string_view hexDigits = "0123456789abcdef";
+constexpr std::size_t randomBytes = 16;
+
+bool isTemporaryName(std::string_view name) {
+    return name.starts_with(temporaryPrefix) &&
+           name.size() == temporaryPrefix.size() + 2 * randomBytes &&
+           name.find_first_not_of(hexDigits, temporaryPrefix.size()) == std::string_view::npos;
+}
+
+// Empty when the system gives no random bytes.
+std::string temporaryName() {
+    std::array<unsigned char, randomBytes> bytes{};
+    if (::getentropy(bytes.data(), bytes.size()) != 0) {
+        return {};
+    }
+    std::string name(temporaryPrefix);
+    for (const unsigned char byte : bytes) {
+        name += hexDigits[byte >> 4U];
+        name += hexDigits[byte & 15U];
+    }
+    return name;
+}
 
 int writeAndFlush(int file, std::string_view content) {
     while (!content.empty()) {
@@ -54,7 +76,7 @@ void clearAbandonedFiles(int folder) {
     static_cast<void>(listed.release()); // the stream closes it
     // Every call has a directory stream of its own, which makes readdir safe here.
     while (const dirent* entry = ::readdir(directory.get())) { // NOLINT(concurrency-mt-unsafe)
-        if (std::string_view(entry->d_name).starts_with(temporaryPrefix)) {
+        if (isTemporaryName(entry->d_name)) {
             removeIfAbandoned(folder, entry->d_name);
         }
     }
@@ -73,11 +95,12 @@ bool lockStillNamed(int file) {
 }
 
 std::expected<Temporary, int> makeTemporary(int folder) {
-    static std::atomic<unsigned> made{0};
     constexpr mode_t ownerOnly = 0600;
     while (true) {
-        Temporary temporary{.name = fmt::format("{}{}-{}", temporaryPrefix, ::getpid(), ++made),
-                            .file = {}};
+        Temporary temporary{.name = temporaryName(), .file = {}};
+        if (temporary.name.empty()) {
+            return std::unexpected(errno);
+        }
         temporary.file =
             UniqueFd(::openat(folder, temporary.name.c_str(),
                               O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, ownerOnly));

@@ -2,8 +2,9 @@
 // new one, never a mixture: write to a temporary file beside it, flush it, rename it, flush the
 // folder. The new file is private (0600) from the moment it exists, whatever the file-creation
 // mask. Any thread, several at a time and in several processes: every call has a temporary file
-// of its own (".new-" and a number), locked while it is written, and clears away those in the
-// folder that nobody holds any more because a crash left them.
+// of its own (".new-" and 32 random hexadecimal digits), locked while it is written, and clears
+// away those in the folder that nobody holds any more because a crash left them. Any other name is
+// somebody else's.
 #pragma once
 
 #include <expected>

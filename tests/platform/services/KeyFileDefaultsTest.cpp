@@ -192,7 +192,7 @@ TEST_F(KeyFileDefaultsTest, savesWhatWasKeptBackTogetherWithTheNextWrite) {
 
 TEST_F(KeyFileDefaultsTest, clearsAwayATemporaryFileThatACrashLeft) {
     putFile("[defaults]\nport=1\n");
-    writeText(folder / ".new-1-1", "half writ");
+    writeText(folder / ".new-0123456789abcdef0123456789abcdef", "half writ");
     auto defaults = open();
 
     defaults.setInteger("port", 2);
