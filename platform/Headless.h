@@ -1,15 +1,19 @@
 // What a program without a user interface takes from the system. Made once, outliving everything
-// that it lends; needs no display and no session. Linked through the target platform_headless.
+// that it lends; needs no display and no session. Linked through the target platform_headless. Its
+// main queue is a RunLoop, which the program makes on its main thread.
 #pragma once
 
 #include "platform/Bundle.h"
 #include "platform/Clock.h"
+#include "platform/DurableFiles.h"
 #include "platform/Environment.h"
 #include "platform/FileSystem.h"
 #include "platform/Host.h"
 #include "platform/HttpClient.h"
 #include "platform/PrivateFiles.h"
 #include "platform/Queues.h"
+#include "platform/RandomSource.h"
+#include "platform/Workspace.h"
 
 #include <expected>
 #include <filesystem>
@@ -23,12 +27,17 @@ class HeadlessPlatform {
   public:
     virtual ~HeadlessPlatform() = default;
 
+    // Each as its own header promises, and for as long as this object lives.
     virtual BackgroundQueues& backgroundQueues() = 0;
     virtual Clock& clock() = 0;
     virtual FileSystem& fileSystem() = 0;
     virtual PrivateFiles& privateFiles() = 0;
     virtual Host& host() = 0;
     virtual HttpClient& httpClient() = 0;
+    virtual DurableFiles& durableFiles() = 0;
+    virtual RandomSource& randomSource() = 0;
+    // Opens pages by openUrl() and forgets failures; starts no application. Any thread.
+    virtual Workspace& workspace() = 0;
 
     // The file this process runs, links resolved; empty when the system cannot tell.
     [[nodiscard]] virtual std::filesystem::path executablePath() = 0;

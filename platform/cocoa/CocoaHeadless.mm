@@ -1,10 +1,12 @@
 #include "platform/Headless.h"
+#include "platform/OpeningWorkspace.h"
 #include "platform/cocoa/CocoaBundle.h"
 #include "platform/cocoa/CocoaHost.h"
 #include "platform/cocoa/DispatchQueues.h"
 #include "platform/cocoa/SupportFolder.h"
 #include "platform/cocoa/Text.h"
 #include "platform/posix/CurlHttpClient.h"
+#include "platform/posix/PosixDurableFiles.h"
 #include "platform/posix/PosixFileSystem.h"
 #include "platform/posix/PosixPrivateFiles.h"
 #include "platform/posix/ProcessEntry.h"
@@ -30,6 +32,9 @@ class CocoaHeadless final : public HeadlessPlatform {
     PrivateFiles& privateFiles() override { return privateFiles_; }
     Host& host() override { return host_; }
     HttpClient& httpClient() override { return httpClient_; }
+    DurableFiles& durableFiles() override { return durableFiles_; }
+    RandomSource& randomSource() override { return *randomSource_; }
+    Workspace& workspace() override { return workspace_; }
 
     std::filesystem::path executablePath() override {
         return CocoaBundle(NSBundle.mainBundle).executablePath();
@@ -69,6 +74,10 @@ class CocoaHeadless final : public HeadlessPlatform {
     DispatchQueues backgroundQueues_;
     PosixFileSystem fileSystem_;
     PosixPrivateFiles privateFiles_;
+    PosixDurableFiles durableFiles_;
+    std::unique_ptr<RandomSource> randomSource_ = makeRandomSource();
+    OpeningWorkspace workspace_{
+        [this](const std::string& url) { static_cast<void>(openUrl(url)); }};
     CocoaHost host_;
     CurlHttpClient httpClient_;
 };

@@ -1,4 +1,5 @@
 #include "platform/Headless.h"
+#include "platform/OpeningWorkspace.h"
 #include "platform/linux/FolderBundle.h"
 #include "platform/linux/GObjectPtr.h"
 #include "platform/linux/InfoFile.h"
@@ -6,6 +7,7 @@
 #include "platform/linux/ThreadPoolQueues.h"
 #include "platform/linux/XdgFolders.h"
 #include "platform/posix/CurlHttpClient.h"
+#include "platform/posix/PosixDurableFiles.h"
 #include "platform/posix/PosixFileSystem.h"
 #include "platform/posix/PosixPrivateFiles.h"
 #include "platform/posix/ProcessEntry.h"
@@ -27,6 +29,9 @@ class LinuxHeadless final : public HeadlessPlatform {
     PrivateFiles& privateFiles() override { return privateFiles_; }
     Host& host() override { return host_; }
     HttpClient& httpClient() override { return httpClient_; }
+    DurableFiles& durableFiles() override { return durableFiles_; }
+    RandomSource& randomSource() override { return *randomSource_; }
+    Workspace& workspace() override { return workspace_; }
 
     std::filesystem::path executablePath() override { return runningExecutable(); }
     std::expected<InfoDictionary, std::string>
@@ -49,6 +54,10 @@ class LinuxHeadless final : public HeadlessPlatform {
     ThreadPoolQueues backgroundQueues_;
     PosixFileSystem fileSystem_;
     PosixPrivateFiles privateFiles_;
+    PosixDurableFiles durableFiles_;
+    std::unique_ptr<RandomSource> randomSource_ = makeRandomSource();
+    OpeningWorkspace workspace_{
+        [this](const std::string& url) { static_cast<void>(openUrl(url)); }};
     LinuxHost host_;
     CurlHttpClient httpClient_;
 };
