@@ -1,6 +1,8 @@
 #include "mac/Tessel/DeviceLink.h"
 
 #include "mac/Tessel/DeviceLinkAttempt.h"
+#include "mac/Tessel/DeviceLinkLifeline.h"
+#include "mac/Tessel/Generation.h"
 #include "mac/Tessel/HTTPDeviceLinkTransport.h"
 #include "mac/Tessel/Precondition.h"
 #include "mac/Tessel/VerifyUrl.h"
@@ -47,10 +49,13 @@ DeviceLink::DeviceLink(const Facilities& facilities, std::shared_ptr<const State
     , makeTransport_(std::move(makeTransport))
     , openURL_(std::move(openURL))
     , queue_(facilities.backgroundQueues.makeSerial("tessel.device-link",
-                                                    platform::QualityOfService::userInitiated)) {}
+                                                    platform::QualityOfService::userInitiated))
+    , generation_(std::make_shared<Generation>())
+    , lifeline_(std::make_shared<DeviceLinkLifeline>()) {}
 
 DeviceLink::~DeviceLink() {
     generation_->advance();
+    lifeline_->cut();
 }
 
 bool DeviceLink::isLinking() const {

@@ -7,13 +7,15 @@
 // Main thread only, callbacks included; the public operations check this and trap. Requests run on
 // a serial queue of the link's own, and nothing sleeps there: a pause between polls is a delayed
 // continuation, so a new attempt never waits for an old one's pause. Whatever began before the last
-// begin() or cancel() publishes nothing any more; credentials that it saved stay saved. The
-// facilities outlive the link.
+// begin() or cancel() publishes nothing any more; credentials that it saved stay saved.
+//
+// The facilities, those of the store included, outlive the link and no more: once its destructor
+// has returned, nothing of a link uses them, even when it was dropped in the middle of a request.
+// The request is given up then; a transport of the caller's own is told so (abandon()).
 #pragma once
 
 #include "mac/Tessel/Credentials.h"
 #include "mac/Tessel/DeviceLinkTransport.h"
-#include "mac/Tessel/Generation.h"
 #include "mac/Tessel/StateStore.h"
 #include "mac/Tessel/Url.h"
 #include "platform/Clock.h"
@@ -31,6 +33,9 @@
 #include <variant>
 
 namespace tessel {
+
+class DeviceLinkLifeline;
+class Generation;
 
 class DeviceLink : public std::enable_shared_from_this<DeviceLink> {
   public:
@@ -69,7 +74,7 @@ class DeviceLink : public std::enable_shared_from_this<DeviceLink> {
     [[nodiscard]] static std::shared_ptr<DeviceLink>
     create(const Facilities& facilities, std::shared_ptr<const StateStore> store,
            std::string appName, MakeTransport makeTransport = {}, OpenURL openURL = {});
-    // Abandons the current attempt.
+    // Abandons the current attempt; waits for no more than a file that is being written.
     ~DeviceLink();
     DeviceLink(const DeviceLink&) = delete;
     DeviceLink& operator=(const DeviceLink&) = delete;
@@ -112,7 +117,8 @@ class DeviceLink : public std::enable_shared_from_this<DeviceLink> {
     MakeTransport makeTransport_;
     OpenURL openURL_;
     std::shared_ptr<platform::Queue> queue_;
-    std::shared_ptr<Generation> generation_ = std::make_shared<Generation>();
+    std::shared_ptr<Generation> generation_;
+    std::shared_ptr<DeviceLinkLifeline> lifeline_;
     State state_ = Idle{};
 };
 

@@ -30,6 +30,7 @@ DeviceLinkAttempt::DeviceLinkAttempt(DeviceLink& link, Url origin, std::string d
     : link_(link.weak_from_this())
     , generations_(link.generation_)
     , generation_(generation)
+    , lifeline_(link.lifeline_)
     , transport_(link.makeTransport_(origin))
     , queue_(link.queue_)
     , mainQueue_(link.facilities_.mainQueue)
@@ -37,19 +38,22 @@ DeviceLinkAttempt::DeviceLinkAttempt(DeviceLink& link, Url origin, std::string d
     , store_(link.store_)
     , appName_(link.appName_)
     , origin_(std::move(origin))
-    , deviceName_(std::move(deviceName)) {}
+    , deviceName_(std::move(deviceName)) {
+    lifeline_->watch(transport_);
+}
 
 void DeviceLinkAttempt::start() {
     queue_->post([self = shared_from_this()] { self->run(); });
 }
 
 void DeviceLinkAttempt::publish(std::function<void(DeviceLink&)> change) {
-    mainQueue_.post([self = shared_from_this(), change = std::move(change)] {
+    platform::Task task = [self = shared_from_this(), change = std::move(change)] {
         const auto link = self->link_.lock();
         if (link && self->isCurrent()) {
             change(*link);
         }
-    });
+    };
+    lifeline_->use([&] { mainQueue_.post(std::move(task)); });
 }
 
 void DeviceLinkAttempt::finish(std::string message) {
@@ -75,7 +79,7 @@ void DeviceLinkAttempt::run() {
 
 void DeviceLinkAttempt::acceptCode(const DeviceLinkStartResponse& reply, const Url& verifyUrl) {
     pollToken_ = reply.pollToken;
-    expiry_ = expiryOf(reply.expiresAt, clock_.wallNow());
+    lifeline_->use([&] { expiry_ = expiryOf(reply.expiresAt, clock_.wallNow()); });
     pause_ = pauseFor(reply.interval);
     publish([waiting = DeviceLink::Waiting{reply.code, expiry_, verifyUrl}](DeviceLink& link) {
         link.showCode(waiting);
@@ -86,13 +90,18 @@ void DeviceLinkAttempt::acceptCode(const DeviceLinkStartResponse& reply, const U
 }
 
 void DeviceLinkAttempt::pauseBeforePoll() {
-    // Rounded up: later by any fraction is later. Seconds of the year 9999 do not fit in the
-    // clock's own unit, so the clock comes to them.
-    if (std::chrono::ceil<milliseconds>(clock_.wallNow()) > expiry_) {
+    bool hasExpired = false;
+    lifeline_->use([&] {
+        // Rounded up: later by any fraction is later. Seconds of the year 9999 do not fit in the
+        // clock's own unit, so the clock comes to them.
+        hasExpired = std::chrono::ceil<milliseconds>(clock_.wallNow()) > expiry_;
+        if (!hasExpired) {
+            queue_->postAfter(pause_, [self = shared_from_this()] { self->poll(); });
+        }
+    });
+    if (hasExpired) {
         finish("The link code expired. Try again.");
-        return;
     }
-    queue_->postAfter(pause_, [self = shared_from_this()] { self->poll(); });
 }
 
 void DeviceLinkAttempt::poll() {
@@ -119,8 +128,11 @@ void DeviceLinkAttempt::conclude(const DeviceLinkPollResponse& reply) {
     Credentials credentials{.token = *reply.token,
                             .serverOrigin = {origin_.buffer().data(), origin_.buffer().size()},
                             .tokenName = reply.tokenName.value_or(appName_),
-                            .linkedAt = std::chrono::floor<milliseconds>(clock_.wallNow())};
-    store_->saveCredentials(credentials);
+                            .linkedAt = {}};
+    lifeline_->use([&] {
+        credentials.linkedAt = std::chrono::floor<milliseconds>(clock_.wallNow());
+        store_->saveCredentials(credentials);
+    });
     publish([credentials = std::move(credentials)](DeviceLink& link) {
         link.finishLinked(credentials);
     });

@@ -1,9 +1,12 @@
 // One attempt of a DeviceLink, from the start request to its end, on the link's queue. It keeps
 // itself alive between its steps and holds the link weakly; after each wait it ends in silence if
-// the link has gone on to something else.
+// the link has gone on to something else. It uses the link's facilities by way of the lifeline
+// only, because a request may still be under way when the link, and they with it, are gone.
 #pragma once
 
 #include "mac/Tessel/DeviceLink.h"
+#include "mac/Tessel/DeviceLinkLifeline.h"
+#include "mac/Tessel/Generation.h"
 
 #include <chrono>
 
@@ -31,6 +34,7 @@ class DeviceLinkAttempt : public std::enable_shared_from_this<DeviceLinkAttempt>
     std::weak_ptr<DeviceLink> link_;
     std::shared_ptr<Generation> generations_;
     std::int64_t generation_;
+    std::shared_ptr<DeviceLinkLifeline> lifeline_;
     std::shared_ptr<DeviceLinkTransport> transport_;
     std::shared_ptr<platform::Queue> queue_;
     platform::MainQueue& mainQueue_;

@@ -58,6 +58,10 @@ class DeviceLinkTransport {
     startLink(const std::string& name) = 0;
     [[nodiscard]] virtual std::expected<DeviceLinkPollResponse, DeviceLinkFailure>
     pollLink(const std::string& pollToken) = 0;
+
+    // Nobody wants an answer any more, and what the transport was given may be gone when this
+    // returns: a question under way ends at once, and a later one fails without asking. Any thread.
+    virtual void abandon() {}
 };
 
 } // namespace tessel

@@ -6,20 +6,13 @@
 #include <boost/json/value.hpp>
 #include <fmt/format.h>
 
-#include <future>
+#include <condition_variable>
 #include <memory>
+#include <optional>
 #include <utility>
 
 namespace tessel {
 namespace {
-
-platform::HttpResult waitFor(platform::HttpClient& http, platform::HttpRequest request) {
-    const auto result = std::make_shared<std::promise<platform::HttpResult>>();
-    auto arrival = result->get_future();
-    http.send(std::move(request),
-              [result](platform::HttpResult reply) { result->set_value(std::move(reply)); });
-    return arrival.get();
-}
 
 DeviceLinkFailure failureOf(const platform::HttpResponse& response) {
     const auto object = parseJsonObject(response.body);
@@ -28,7 +21,34 @@ DeviceLinkFailure failureOf(const platform::HttpResponse& response) {
         response.status, reason ? *std::move(reason) : fmt::format("status {}", response.status));
 }
 
+platform::HttpResult noResponse() {
+    return std::unexpected(platform::HttpError{.kind = platform::HttpError::Kind::cancelled,
+                                               .message = "no response"});
+}
+
 } // namespace
+
+// One answer, from the client or from whoever gives up first.
+class HTTPDeviceLinkTransport::Exchange {
+  public:
+    void finish(platform::HttpResult result) {
+        const std::scoped_lock lock(mutex_);
+        if (!result_) {
+            result_ = std::move(result);
+            finished_.notify_all();
+        }
+    }
+    platform::HttpResult wait() {
+        std::unique_lock lock(mutex_);
+        finished_.wait(lock, [this] { return result_.has_value(); });
+        return *std::move(result_);
+    }
+
+  private:
+    std::mutex mutex_;
+    std::condition_variable finished_;
+    std::optional<platform::HttpResult> result_;
+};
 
 HTTPDeviceLinkTransport::HTTPDeviceLinkTransport(Url origin, std::optional<std::string> userAgent,
                                                  platform::HttpClient& http, const Limits& limits)
@@ -66,6 +86,29 @@ platform::HttpRequest HTTPDeviceLinkTransport::request(std::string url, std::str
     return request;
 }
 
+platform::HttpResult HTTPDeviceLinkTransport::exchange(platform::HttpRequest request) {
+    const auto exchange = std::make_shared<Exchange>();
+    {
+        const std::scoped_lock lock(mutex_);
+        if (isAbandoned_) {
+            return noResponse();
+        }
+        exchange_ = exchange;
+        http_.send(std::move(request), [exchange](platform::HttpResult result) {
+            exchange->finish(std::move(result));
+        });
+    }
+    return exchange->wait();
+}
+
+void HTTPDeviceLinkTransport::abandon() {
+    const std::scoped_lock lock(mutex_);
+    isAbandoned_ = true;
+    if (exchange_) {
+        exchange_->finish(noResponse());
+    }
+}
+
 template <typename Reply>
 std::expected<Reply, DeviceLinkFailure>
 HTTPDeviceLinkTransport::requestJSON(const std::string& path, const std::string& key,
@@ -80,7 +123,7 @@ HTTPDeviceLinkTransport::requestJSON(const std::string& path, const std::string&
     if (!body) {
         return std::unexpected(DeviceLinkFailure::badResponse("could not encode request body"));
     }
-    const auto result = waitFor(http_, request(std::move(url), *std::move(body)));
+    const auto result = exchange(request(std::move(url), *std::move(body)));
     if (!result) {
         return std::unexpected(DeviceLinkFailure::network(result.error().message));
     }

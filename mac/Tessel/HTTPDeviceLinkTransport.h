@@ -7,7 +7,8 @@
 // its status. A reply of more than 1 MiB is a network failure. Failures name the origin at most,
 // unless the service's own error text says more.
 //
-// Not to be called on the HTTP client's own thread. The client outlives the transport.
+// Not to be called on the HTTP client's own thread. The client outlives the transport, or the call
+// of abandon() if that comes first.
 #pragma once
 
 #include "mac/Tessel/DeviceLinkTransport.h"
@@ -15,6 +16,8 @@
 #include "platform/HttpClient.h"
 
 #include <chrono>
+#include <memory>
+#include <mutex>
 
 namespace tessel {
 
@@ -38,8 +41,12 @@ class HTTPDeviceLinkTransport final : public DeviceLinkTransport {
     startLink(const std::string& name) override;
     [[nodiscard]] std::expected<DeviceLinkPollResponse, DeviceLinkFailure>
     pollLink(const std::string& pollToken) override;
+    void abandon() override;
 
   private:
+    class Exchange;
+
+    [[nodiscard]] platform::HttpResult exchange(platform::HttpRequest request);
     template <typename Reply>
     [[nodiscard]] std::expected<Reply, DeviceLinkFailure>
     requestJSON(const std::string& path, const std::string& key, const std::string& value,
@@ -50,6 +57,9 @@ class HTTPDeviceLinkTransport final : public DeviceLinkTransport {
     std::optional<std::string> userAgent_;
     platform::HttpClient& http_;
     Limits limits_;
+    std::mutex mutex_; // of what follows, and of every use of the client
+    bool isAbandoned_ = false;
+    std::shared_ptr<Exchange> exchange_;
 };
 
 } // namespace tessel

@@ -527,6 +527,89 @@ TEST_F(DeviceLinkTest, stopsPollingOnceItIsGone) {
     EXPECT_EQ(scheduler.pendingTasks(), 0U);
 }
 
+// Facilities that know whether they are still there for anybody.
+class MainQueueUntilGone final : public platform::MainQueue {
+  public:
+    MainQueueUntilGone(platform::MainQueue& real, const bool& isGone)
+        : real_(real)
+        , isGone_(isGone) {}
+    void post(platform::Task task) override { postAfter({}, std::move(task)); }
+    void postAfter(std::chrono::nanoseconds delay, platform::Task task) override {
+        EXPECT_FALSE(isGone_) << "the main queue";
+        real_.postAfter(delay, std::move(task));
+    }
+    [[nodiscard]] bool isMainThread() const override { return real_.isMainThread(); }
+
+  private:
+    platform::MainQueue& real_;
+    const bool& isGone_;
+};
+
+class ClockUntilGone final : public platform::Clock {
+  public:
+    ClockUntilGone(platform::Clock& real, const bool& isGone)
+        : real_(real)
+        , isGone_(isGone) {}
+    [[nodiscard]] platform::SteadyTime now() const override {
+        EXPECT_FALSE(isGone_) << "the clock";
+        return real_.now();
+    }
+    [[nodiscard]] platform::WallTime wallNow() const override {
+        EXPECT_FALSE(isGone_) << "the clock";
+        return real_.wallNow();
+    }
+
+  private:
+    platform::Clock& real_;
+    const bool& isGone_;
+};
+
+TEST_F(DeviceLinkTest, usesNoFacilityOnceItIsGone) {
+    const StartResult accepted = code;
+    const StartResult refused = std::unexpected(DeviceLinkFailure::network("down"));
+    const PollResult ended = DeviceLinkPollResponse{.status = "expired"};
+    const std::vector<std::pair<StartResult, PollResult>> answers = {
+        {accepted, approval}, {accepted, ended}, {accepted, pending()}, {refused, pending()}};
+    for (const bool isDroppedAtPoll : {false, true}) {
+        for (const auto& [started, polled] : answers) {
+            bool isGone = false;
+            MainQueueUntilGone mainQueue(scheduler.mainQueue(), isGone);
+            ClockUntilGone clock(scheduler.clock(), isGone);
+            const auto drop = [&] {
+                link.reset();
+                isGone = true;
+            };
+            onStart = [&] {
+                if (!isDroppedAtPoll) {
+                    drop();
+                }
+                return started;
+            };
+            onPoll = [&] {
+                drop();
+                return polled;
+            };
+            link = DeviceLink::create(
+                {.mainQueue = mainQueue,
+                 .backgroundQueues = scheduler.backgroundQueues(),
+                 .clock = clock,
+                 .host = host,
+                 .http = http,
+                 .workspace = workspace},
+                store, "Zorvane",
+                [this](const Url& asked) {
+                    return std::make_shared<Transport>(*this, std::string(asked.buffer()));
+                },
+                [](const Url&) {});
+            link->begin(origin, "Device");
+            scheduler.advance(1h);
+            EXPECT_TRUE(isGone || !started);
+            EXPECT_EQ(store->loadCredentials(), std::nullopt) << "the disk, too, is a facility";
+            link.reset();
+        }
+    }
+}
+
 TEST_F(DeviceLinkTest, takesTheHttpTransportAndTheWorkspaceByDefault) {
     link = DeviceLink::create(facilities(), store, "Zorvane");
     EXPECT_FALSE(link->isLinking());
