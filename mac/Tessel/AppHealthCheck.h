@@ -19,7 +19,7 @@ using AppHealthMetrics = boost::container::flat_map<std::string, double>;
 
 struct AppHealthCheck {
     using Outcome = std::pair<AppHealthStatus, AppHealthMetrics>;
-    // May throw anything; its runner counts that as a failed check.
+    // May throw anything; its runner counts that as a failed check, but for AppHealthRunAborted.
     using Operation = std::function<Outcome()>;
 
     // An identifier that is none is a bug of the caller's: the process is ended.

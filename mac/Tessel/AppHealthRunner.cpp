@@ -38,6 +38,8 @@ void requireDistinctIds(const std::vector<AppHealthCheck>& checks) {
 AppHealthCheck::Outcome outcomeOf(const AppHealthCheck& check) {
     try {
         return check.operation();
+    } catch (const AppHealthRunAborted&) {
+        throw;
     } catch (...) { // whatever a check throws, it is the check that failed
         return {AppHealthStatus::fail, {{"error", 1}}};
     }
@@ -136,15 +138,20 @@ void AppHealthRunner::flushPendingLocked() noexcept {
         return;
     }
     try {
-        for (const StoredAppHealthReport& entry : store_.pendingEntries()) {
-            if (!submit_(entry.report)) {
-                return;
-            }
-            store_.markSubmitted(entry);
-        }
+        submitPending(store_, submit_);
     } catch (...) { // the rest stays pending until the next time
         return;
     }
+}
+
+bool AppHealthRunner::submitPending(AppHealthStore& store, const Submit& submit) {
+    for (const StoredAppHealthReport& entry : store.pendingEntries()) {
+        if (!submit(entry.report)) {
+            return false;
+        }
+        store.markSubmitted(entry);
+    }
+    return true;
 }
 
 } // namespace tessel

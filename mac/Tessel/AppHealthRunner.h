@@ -14,12 +14,20 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <mutex>
 #include <optional>
 #include <vector>
 
 namespace tessel {
+
+// A check that throws it ends the run, which then does not count: nothing is recorded, and run()
+// throws it on.
+class AppHealthRunAborted : public std::exception {
+  public:
+    [[nodiscard]] const char* what() const noexcept override { return "the run was aborted"; }
+};
 
 class AppHealthRunner {
   public:
@@ -41,11 +49,16 @@ class AppHealthRunner {
     // The report if a run was due; otherwise only pending reports are submitted. Throws what run()
     // throws.
     std::optional<AppHealthReport> runIfNeeded();
-    // Runs in any case. A check that throws is a failed check. Throws AppHealthValidationError when
-    // the report is not valid, and what the store throws; the run then does not count.
+    // Runs in any case. A check that throws anything but AppHealthRunAborted is a failed check.
+    // Throws AppHealthValidationError when the report is not valid, and what the store throws; the
+    // run then does not count.
     AppHealthReport run(AppHealthTrigger trigger);
     // Oldest first, up to the first that is not taken.
     void flushPending() noexcept;
+
+    // The same without a runner. True when nothing is pending any more. Throws what the submitter
+    // and the store throw.
+    static bool submitPending(AppHealthStore& store, const Submit& submit);
 
     // Whole milliseconds of a duration in seconds, from 0 to 1e12.
     [[nodiscard]] static std::int64_t wholeMilliseconds(double seconds);

@@ -47,13 +47,25 @@ std::vector<AppHealthReport> reportsOf(std::vector<StoredAppHealthReport> entrie
 
 AppHealthStore::AppHealthStore(std::filesystem::path root, platform::DurableFiles& files,
                                platform::RandomSource& random, int historyLimit, int pendingLimit)
+    : AppHealthStore(Reading{}, std::move(root), files, random, historyLimit, pendingLimit) {
+    ensureFolders();
+    removeTemporaries();
+}
+
+AppHealthStore::AppHealthStore(Reading /*tag*/, std::filesystem::path root,
+                               platform::DurableFiles& files, platform::RandomSource& random,
+                               int historyLimit, int pendingLimit)
     : root_(std::move(root))
     , files_(files)
     , random_(random)
     , historyLimit_(checkedLimit(historyLimit))
-    , pendingLimit_(checkedLimit(pendingLimit)) {
-    ensureFolders();
-    removeTemporaries();
+    , pendingLimit_(checkedLimit(pendingLimit)) {}
+
+std::unique_ptr<const AppHealthStore> AppHealthStore::forReading(std::filesystem::path root,
+                                                                 platform::DurableFiles& files,
+                                                                 platform::RandomSource& random) {
+    return std::unique_ptr<const AppHealthStore>(new AppHealthStore(
+        Reading{}, std::move(root), files, random, defaultHistoryLimit, defaultPendingLimit));
 }
 
 std::string AppHealthStore::record(const AppHealthReport& report) {

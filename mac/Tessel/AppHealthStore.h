@@ -38,6 +38,11 @@ class AppHealthStore {
     AppHealthStore(std::filesystem::path root, platform::DurableFiles& files,
                    platform::RandomSource& random, int historyLimit = defaultHistoryLimit,
                    int pendingLimit = defaultPendingLimit);
+    // The store of a program that only looks: makes no folder, changes no permissions, clears
+    // nothing away.
+    [[nodiscard]] static std::unique_ptr<const AppHealthStore>
+    forReading(std::filesystem::path root, platform::DurableFiles& files,
+               platform::RandomSource& random);
     AppHealthStore(const AppHealthStore&) = delete;
     AppHealthStore& operator=(const AppHealthStore&) = delete;
 
@@ -68,6 +73,10 @@ class AppHealthStore {
     [[nodiscard]] const std::filesystem::path& root() const { return root_; }
 
   private:
+    struct Reading {};
+    AppHealthStore(Reading, std::filesystem::path root, platform::DurableFiles& files,
+                   platform::RandomSource& random, int historyLimit, int pendingLimit);
+
     [[nodiscard]] std::filesystem::path historyFolder() const { return root_ / "history"; }
     [[nodiscard]] std::filesystem::path pendingFolder() const { return root_ / "pending"; }
     [[nodiscard]] std::filesystem::path latestFile() const;

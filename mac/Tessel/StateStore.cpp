@@ -33,12 +33,28 @@ std::string StateStore::defaultStateDirOverrideKey(std::string_view appName) {
 StateStore::StateStore(const Facilities& facilities, std::string_view appName,
                        const platform::Environment& environment,
                        const std::optional<std::string>& stateDirOverrideKey)
-    : facilities_(facilities)
-    , baseDir_(resolve(appName, environment, stateDirOverrideKey)) {
+    : StateStore(Existing{}, facilities, appName, environment, stateDirOverrideKey) {
+    const auto remember = [this](Result result) {
+        if (!result && !setUpFailure_) {
+            setUpFailure_ = std::move(result.error());
+        }
+    };
     // Each is tried whatever became of the one before; a store without a folder finds nothing.
-    static_cast<void>(facilities_.fileSystem.createFolders(baseDir_, ownerOnly));
-    static_cast<void>(facilities_.fileSystem.setPermissions(baseDir_, ownerOnly));
-    static_cast<void>(facilities_.fileSystem.createFolders(trashDir()));
+    remember(facilities_.fileSystem.createFolders(baseDir_, ownerOnly));
+    remember(facilities_.fileSystem.setPermissions(baseDir_, ownerOnly));
+    remember(facilities_.fileSystem.createFolders(trashDir()));
+}
+
+StateStore::StateStore(Existing /*tag*/, const Facilities& facilities, std::string_view appName,
+                       const platform::Environment& environment,
+                       const std::optional<std::string>& stateDirOverrideKey)
+    : facilities_(facilities)
+    , baseDir_(resolve(appName, environment, stateDirOverrideKey)) {}
+
+StateStore StateStore::existing(const Facilities& facilities, std::string_view appName,
+                                const platform::Environment& environment,
+                                const std::optional<std::string>& stateDirOverrideKey) {
+    return {Existing{}, facilities, appName, environment, stateDirOverrideKey};
 }
 
 std::filesystem::path
@@ -84,10 +100,34 @@ std::filesystem::path StateStore::cacheURL(std::string_view name) const {
     return below(baseDir_, name);
 }
 
-void StateStore::saveCredentials(const Credentials& credentials) const {
-    if (const auto text = credentialsText(credentials)) {
-        static_cast<void>(facilities_.privateFiles.replace(credentialsURL(), *text));
+StateStore::Result StateStore::tryReplace(const std::filesystem::path& file, std::string_view data,
+                                          std::size_t most) const {
+    if (data.size() > most) {
+        return std::unexpected(platform::FileError{
+            .attempt = "cannot write the file " + file.native(), .errnoValue = EFBIG});
     }
+    return facilities_.privateFiles.replace(file, data);
+}
+
+StateStore::Result StateStore::tryRemove(const std::filesystem::path& file) const {
+    auto removed = facilities_.privateFiles.remove(file);
+    if (!removed && removed.error().errnoValue == ENOENT) {
+        return {};
+    }
+    return removed;
+}
+
+StateStore::Result StateStore::trySaveCredentials(const Credentials& credentials) const {
+    const auto text = credentialsText(credentials);
+    if (!text) {
+        return std::unexpected(platform::FileError{
+            .attempt = "cannot write the file " + credentialsURL().native(), .errnoValue = EILSEQ});
+    }
+    return tryReplace(credentialsURL(), *text, largestCredentials);
+}
+
+void StateStore::saveCredentials(const Credentials& credentials) const {
+    static_cast<void>(trySaveCredentials(credentials));
 }
 
 std::optional<Credentials> StateStore::loadCredentials() const {
@@ -95,12 +135,20 @@ std::optional<Credentials> StateStore::loadCredentials() const {
     return text ? decodeCredentials(*text) : std::nullopt;
 }
 
+StateStore::Result StateStore::tryDeleteCredentials() const {
+    return tryRemove(credentialsURL());
+}
+
 void StateStore::deleteCredentials() const {
-    static_cast<void>(facilities_.privateFiles.remove(credentialsURL()));
+    static_cast<void>(tryDeleteCredentials());
+}
+
+StateStore::Result StateStore::trySaveCache(std::string_view data, std::string_view name) const {
+    return tryReplace(cacheURL(name), data, largestCache);
 }
 
 void StateStore::saveCache(std::string_view data, std::string_view name) const {
-    static_cast<void>(facilities_.privateFiles.replace(cacheURL(name), data));
+    static_cast<void>(trySaveCache(data, name));
 }
 
 std::optional<std::string> StateStore::loadCache(std::string_view name) const {
@@ -108,8 +156,12 @@ std::optional<std::string> StateStore::loadCache(std::string_view name) const {
     return data ? std::optional(*std::move(data)) : std::nullopt;
 }
 
+StateStore::Result StateStore::tryRemoveCache(std::string_view name) const {
+    return tryRemove(cacheURL(name));
+}
+
 void StateStore::removeCache(std::string_view name) const {
-    static_cast<void>(facilities_.privateFiles.remove(cacheURL(name)));
+    static_cast<void>(tryRemoveCache(name));
 }
 
 std::string StateStore::trashStamp() const {
@@ -120,22 +172,30 @@ std::string StateStore::trashStamp() const {
 
 std::optional<std::filesystem::path>
 StateStore::moveToTrash(const std::filesystem::path& path) const {
+    auto moved = tryMoveToTrash(path);
+    return moved ? std::optional(*std::move(moved)) : std::nullopt;
+}
+
+std::expected<std::filesystem::path, platform::FileError>
+StateStore::tryMoveToTrash(const std::filesystem::path& path) const {
     const std::filesystem::path source = withoutTrailingSlashes(path.native());
     if (!facilities_.privateFiles.exists(source)) {
-        return std::nullopt;
+        return std::unexpected(platform::FileError{
+            .attempt = fmt::format("cannot move {} to the trash", source.native()),
+            .errnoValue = ENOENT});
     }
     const std::string stamp = trashStamp();
     const std::string name = source.filename();
     auto candidate = below(trashDir(), stamp + "-" + name);
     for (unsigned n = 2;; ++n) {
         if (!facilities_.privateFiles.exists(candidate)) {
-            const auto moved = facilities_.privateFiles.move(source, candidate);
+            auto moved = facilities_.privateFiles.move(source, candidate);
             if (moved) {
                 return candidate;
             }
             // Somebody may have taken the name since it was seen free.
             if (moved.error().errnoValue != EEXIST) {
-                return std::nullopt;
+                return std::unexpected(std::move(moved.error()));
             }
         }
         candidate = below(trashDir(), fmt::format("{}-{}-{}", stamp, n, name));

@@ -1,7 +1,8 @@
 // One private folder (0700) for the state of one application, and the named places in it: the
 // credentials, caches, and a trash into which things are set aside instead of being deleted.
-// Every file written here is 0600 from the moment it exists and replaced as a whole. No failure is
-// ever reported: what cannot be read is absent, what cannot be written is not there afterwards.
+// Every file written here is 0600 from the moment it exists and replaced as a whole. What cannot be
+// read is absent, what cannot be written is not there afterwards; whoever has to know why asks the
+// operations that begin with "try", which do the same and return the failure.
 // Immutable after construction; every call blocks for its file work and may be made on any thread;
 // of two writers of one name the last one wins. The facilities outlive the store.
 #pragma once
@@ -14,6 +15,7 @@
 #include "platform/PrivateFiles.h"
 
 #include <cstddef>
+#include <expected>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -30,7 +32,7 @@ class StateStore {
         platform::Clock& clock;
     };
 
-    // Larger files are as good as unreadable.
+    // Larger files are neither written nor read (EFBIG).
     static constexpr std::size_t largestCredentials = std::size_t{16} << 20;
     static constexpr std::size_t largestCache = std::size_t{256} << 20;
 
@@ -45,6 +47,17 @@ class StateStore {
     StateStore(const Facilities& facilities, std::string_view appName,
                const platform::Environment& environment,
                const std::optional<std::string>& stateDirOverrideKey = std::nullopt);
+
+    // The store of a program that only looks: makes no folder and changes no permissions.
+    [[nodiscard]] static StateStore
+    existing(const Facilities& facilities, std::string_view appName,
+             const platform::Environment& environment,
+             const std::optional<std::string>& stateDirOverrideKey = std::nullopt);
+
+    // What kept the constructor from making the folder, its permissions or the trash.
+    [[nodiscard]] const std::optional<platform::FileError>& setUpFailure() const {
+        return setUpFailure_;
+    }
 
     [[nodiscard]] const std::filesystem::path& baseDir() const { return baseDir_; }
     [[nodiscard]] std::filesystem::path trashDir() const;
@@ -62,11 +75,29 @@ class StateStore {
 
     // Moves a file, folder or link (not what it leads to) into the trash, under its name with the
     // local time in front, and returns the new place; nothing when nothing was there or the move
-    // failed, for instance because the trash is on another volume.
+    // failed. From another volume it is copied, and removed once the copy is complete.
     [[nodiscard]] std::optional<std::filesystem::path>
     moveToTrash(const std::filesystem::path& path) const;
 
+    using Result = std::expected<void, platform::FileError>;
+    // Success means that the change is on the disk. Removing what is not there is success.
+    [[nodiscard]] Result trySaveCredentials(const Credentials& credentials) const;
+    [[nodiscard]] Result tryDeleteCredentials() const;
+    [[nodiscard]] Result trySaveCache(std::string_view data, std::string_view name) const;
+    [[nodiscard]] Result tryRemoveCache(std::string_view name) const;
+    // ENOENT when there is nothing to move.
+    [[nodiscard]] std::expected<std::filesystem::path, platform::FileError>
+    tryMoveToTrash(const std::filesystem::path& path) const;
+
   private:
+    struct Existing {};
+    StateStore(Existing, const Facilities& facilities, std::string_view appName,
+               const platform::Environment& environment,
+               const std::optional<std::string>& stateDirOverrideKey);
+
+    [[nodiscard]] Result tryReplace(const std::filesystem::path& file, std::string_view data,
+                                    std::size_t most) const;
+    [[nodiscard]] Result tryRemove(const std::filesystem::path& file) const;
     [[nodiscard]] std::filesystem::path
     resolve(std::string_view appName, const platform::Environment& environment,
             const std::optional<std::string>& stateDirOverrideKey) const;
@@ -76,6 +107,7 @@ class StateStore {
 
     Facilities facilities_;
     std::filesystem::path baseDir_;
+    std::optional<platform::FileError> setUpFailure_;
 };
 
 } // namespace tessel

@@ -9,7 +9,9 @@
 
 #include <cerrno>
 #include <chrono>
+#include <condition_variable>
 #include <limits>
+#include <mutex>
 #include <stdexcept>
 #include <thread>
 
@@ -376,25 +378,50 @@ TEST_F(AppHealthRunnerTest, leavesReportsPendingWithoutASubmitter) {
 }
 
 TEST_F(AppHealthRunnerTest, neverRunsTwiceAtATime) {
-    std::atomic<int> running = 0;
-    std::atomic<int> most = 0;
+    std::mutex mutex;
+    std::condition_variable changed;
+    int begun = 0;
+    bool isOtherCalling = false;
+    bool wereTwoInside = false;
     std::vector<AppHealthCheck> checks;
+    // The first run waits until the other thread is about to run as well, and then for it to come
+    // in, which it must not: so long as a thread takes from there to its check many times over.
     checks.emplace_back("slow", AppHealthCategory::unit, [&] {
-        most = std::max(most.load(), ++running);
-        std::this_thread::yield();
-        --running;
+        std::unique_lock lock(mutex);
+        ++begun;
+        changed.notify_all();
+        if (begun == 1) {
+            changed.wait(lock, [&] { return isOtherCalling; });
+            wereTwoInside = changed.wait_for(lock, 300ms, [&] { return begun == 2; });
+        }
         return AppHealthCheck::Outcome(AppHealthStatus::pass, {});
     });
     const auto runner = make(0, std::move(checks));
-    const auto runSome = [&] {
-        for (int run = 0; run < 20; ++run) {
-            static_cast<void>(runner->run(AppHealthTrigger::manual));
+    std::thread other([&] {
+        {
+            std::unique_lock lock(mutex);
+            changed.wait(lock, [&] { return begun == 1; });
+            isOtherCalling = true;
+            changed.notify_all();
         }
-    };
-    std::thread other(runSome);
-    runSome();
+        static_cast<void>(runner->run(AppHealthTrigger::manual));
+    });
+    static_cast<void>(runner->run(AppHealthTrigger::manual));
     other.join();
-    EXPECT_EQ(most, 1);
+    EXPECT_FALSE(wereTwoInside);
+    EXPECT_EQ(begun, 2);
+}
+
+TEST_F(AppHealthRunnerTest, recordsNothingOfARunThatACheckAborted) {
+    std::vector<AppHealthCheck> checks;
+    checks.emplace_back("first", AppHealthCategory::unit,
+                        []() -> AppHealthCheck::Outcome { throw tessel::AppHealthRunAborted(); });
+    const auto runner = make(0, std::move(checks));
+    EXPECT_THROW(static_cast<void>(runner->run(AppHealthTrigger::manual)),
+                 tessel::AppHealthRunAborted);
+    EXPECT_THROW(static_cast<void>(runner->runIfNeeded()), tessel::AppHealthRunAborted);
+    EXPECT_THAT(store.historyReports(), IsEmpty());
+    EXPECT_EQ(store.loadState().lastRunAt, std::nullopt);
 }
 
 } // namespace

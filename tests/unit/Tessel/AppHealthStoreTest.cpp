@@ -12,6 +12,7 @@
 
 #include <cerrno>
 #include <limits>
+#include <map>
 
 namespace {
 
@@ -525,6 +526,35 @@ TEST(AppHealthStoreError, saysWhatFailed) {
     EXPECT_EQ(error.operation(), "rename");
     EXPECT_EQ(error.errnoValue(), 13);
     EXPECT_STREQ(error.what(), "health store rename failed with errno 13");
+}
+
+TEST_F(AppHealthStoreTest, changesNothingForAProgramThatOnlyLooks) {
+    const auto absent = AppHealthStore::forReading(root, files, random);
+    EXPECT_EQ(absent->latestReport(), std::nullopt);
+    EXPECT_THAT(absent->historyReports(), IsEmpty());
+    EXPECT_FALSE(files.nodes.contains(root));
+    const auto report = reportAt(1);
+    open()->record(report);
+    put("history/" + AppHealthReportFile::temporaryName("20261121040506078-0123456789abcdef.json",
+                                                        "00000000-0000-4000-8000-000000000000"),
+        "half");
+    for (auto& [path, node] : files.nodes) {
+        node.mode = node.kind == Kind::folder ? 0755 : 0600;
+    }
+    const auto modes = [this] {
+        std::map<std::filesystem::path, mode_t> all;
+        for (const auto& [path, node] : files.nodes) {
+            all[path] = node.mode;
+        }
+        return all;
+    };
+    const auto before = modes();
+    const auto store = AppHealthStore::forReading(root, files, random);
+    EXPECT_EQ(store->latestReport(), report);
+    EXPECT_THAT(store->historyReports(), ElementsAre(report));
+    EXPECT_THAT(store->pendingReports(), ElementsAre(report));
+    EXPECT_EQ(store->findReport(report.app, report.version, report.build), report);
+    EXPECT_EQ(modes(), before);
 }
 
 } // namespace

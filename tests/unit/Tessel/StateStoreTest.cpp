@@ -233,4 +233,61 @@ TEST_F(StateStoreTest, leavesAnItemWhereItIsWhenTheMoveFails) {
     EXPECT_EQ(privateFiles.contents["/x/f"], "mine");
 }
 
+TEST_F(StateStoreTest, changesNothingForAProgramThatOnlyLooks) {
+    files.modes["/support/Zorvane"] = 0755;
+    const auto before = files.modes;
+    const auto store = StateStore::existing({.fileSystem = files,
+                                             .privateFiles = privateFiles,
+                                             .host = host,
+                                             .clock = scheduler.clock()},
+                                            "Zorvane", {});
+    EXPECT_EQ(store.baseDir(), "/support/Zorvane");
+    EXPECT_EQ(files.modes, before);
+    EXPECT_EQ(store.loadCredentials(), std::nullopt);
+}
+
+TEST_F(StateStoreTest, remembersWhatKeptItFromMakingItsFolder) {
+    EXPECT_FALSE(open().setUpFailure());
+    files.permissionFailure = platform::FileError{"cannot change", EPERM};
+    ASSERT_TRUE(open().setUpFailure());
+    EXPECT_EQ(open().setUpFailure()->errnoValue, EPERM);
+    files.createFailure = platform::FileError{"cannot create", EROFS};
+    EXPECT_EQ(open().setUpFailure()->errnoValue, EROFS) << "the first one";
+}
+
+TEST_F(StateStoreTest, saysWhyWhenItIsAsked) {
+    const auto store = open();
+    const Credentials credentials{.token = "t", .serverOrigin = "o", .tokenName = "n"};
+    EXPECT_TRUE(store.trySaveCredentials(credentials));
+    EXPECT_TRUE(store.trySaveCache("data", "name"));
+    EXPECT_TRUE(store.tryRemoveCache("never there"));
+    privateFiles.contents["/x/f"] = "mine";
+    EXPECT_EQ(store.tryMoveToTrash("/x/none").error().errnoValue, ENOENT);
+    privateFiles.failure = EROFS;
+    EXPECT_EQ(store.trySaveCredentials(credentials).error().errnoValue, EROFS);
+    EXPECT_EQ(store.tryDeleteCredentials().error().errnoValue, EROFS);
+    EXPECT_EQ(store.trySaveCache("more", "name").error().errnoValue, EROFS);
+    EXPECT_EQ(store.tryRemoveCache("name").error().errnoValue, EROFS);
+    EXPECT_EQ(store.tryMoveToTrash("/x/f").error().errnoValue, EROFS);
+    privateFiles.failure.reset();
+    EXPECT_TRUE(store.tryDeleteCredentials());
+    EXPECT_TRUE(store.tryDeleteCredentials());
+    EXPECT_EQ(store.tryMoveToTrash("/x/f"), store.trashDir() / (stamp() + "-f"));
+}
+
+TEST_F(StateStoreTest, writesNothingThatItWouldNotRead) {
+    const auto store = open();
+    store.saveCache("old", "name");
+    // The bytes are never looked at.
+    const std::string_view tooLarge("x", StateStore::largestCache + 1);
+    EXPECT_EQ(store.trySaveCache(tooLarge, "name").error().errnoValue, EFBIG);
+    store.saveCache(tooLarge, "other");
+    EXPECT_EQ(store.loadCache("name"), "old");
+    EXPECT_EQ(privateFiles.contents.size(), 1U);
+    const std::string token(StateStore::largestCredentials, 't');
+    const Credentials large{.token = token, .serverOrigin = "o", .tokenName = "n"};
+    EXPECT_EQ(store.trySaveCredentials(large).error().errnoValue, EFBIG);
+    EXPECT_EQ(privateFiles.contents.size(), 1U);
+}
+
 } // namespace
