@@ -1,15 +1,56 @@
 #include "tests/support/temporary/TemporaryFolder.h"
 #include "tests/tessel/RunTool.h"
+#include "tests/tessel/ToolProcess.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <stdexcept>
 
 namespace tool::test {
 namespace {
+
+mode_t modeOf(const std::filesystem::path& item) {
+    struct stat status{};
+    return ::lstat(item.c_str(), &status) == 0 ? status.st_mode & 07777 : mode_t{0};
+}
+
+// A folder on another volume than the one where temporary files live.
+std::filesystem::path otherVolume() {
+    struct stat here{};
+    ::stat(std::filesystem::temp_directory_path().c_str(), &here);
+    const char* const session = std::getenv("XDG_RUNTIME_DIR"); // NOLINT(concurrency-mt-unsafe)
+    const char* const home = std::getenv("HOME");               // NOLINT(concurrency-mt-unsafe)
+    for (const char* const place : {"/dev/shm", "/run", "/var/tmp", session, home}) {
+        struct stat there{};
+        if (place != nullptr && ::stat(place, &there) == 0 && there.st_dev != here.st_dev &&
+            ::access(place, W_OK | X_OK) == 0) {
+            return place;
+        }
+    }
+    throw std::runtime_error("this machine has one volume only");
+}
+
+// What comes before a command that shall have an ordinary user's rights, whoever runs the test.
+// Those are the owner of the folder then.
+std::vector<std::string> asOrdinaryUser(const std::filesystem::path& folder) {
+    constexpr uid_t nobody = 65534;
+    if (::geteuid() != 0) {
+        return {TESSEL_EXECUTABLE};
+    }
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+        EXPECT_EQ(::lchown(entry.path().c_str(), nobody, nobody), 0);
+    }
+    EXPECT_EQ(::chown(folder.c_str(), nobody, nobody), 0);
+    // A copy: the build may lie where an ordinary user may not look.
+    std::filesystem::copy_file(TESSEL_EXECUTABLE, folder / "tessel");
+    return {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", folder / "tessel"};
+}
 
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -68,6 +109,124 @@ TEST_F(TesselState, saysWhatItCannotKeep) {
     EXPECT_EQ(state({"cache", "put", "name", folder / "absent"}).error,
               "tessel: cannot read " + (folder / "absent").string() +
                   ": No such file or directory\n");
+}
+
+TEST_F(TesselState, keepsNothingOfWhatIsTooLarge) {
+    const auto large = folder / "large";
+    std::ofstream(large) << "";
+    std::filesystem::resize_file(large, (std::uintmax_t{256} << 20) + 1);
+    ASSERT_EQ(state({"cache", "put", "name"}, "old").status, 0);
+    for (const std::string name : {"name", "other"}) {
+        const auto refused = state({"cache", "put", name, large});
+        EXPECT_EQ(refused.status, 1);
+        EXPECT_THAT(refused.error, HasSubstr("more than 268435456 bytes"));
+    }
+    EXPECT_EQ(state({"cache", "get", "name"}).output, "old");
+    EXPECT_FALSE(std::filesystem::exists(folder / "state/other"));
+}
+
+TEST_F(TesselState, saysSoWhenTheDiskIsFull) {
+    ASSERT_EQ(state({"cache", "put", "name"}, "old").status, 0);
+    std::ofstream(folder / "big") << std::string(1 << 20, 'x');
+    ToolProcess full(
+        {"state", "cache", "put", "name", folder / "big", "--app", "My App"}, {},
+        {{"MY_APP_STATE_DIR", folder / "state"}},
+        {"/bin/sh", "-c", "trap '' XFSZ; ulimit -f 8; exec \"$0\" \"$@\"", TESSEL_EXECUTABLE});
+    EXPECT_EQ(full.wait(), 1);
+    EXPECT_THAT(full.error(), HasSubstr("tessel: cannot write the file " +
+                                        (folder / "state/name").native() + ": "));
+    EXPECT_EQ(state({"cache", "get", "name"}).output, "old");
+}
+
+TEST_F(TesselState, saysWhyItCannotMakeTheFolder) {
+    std::ofstream(folder / "state") << "a file in the way";
+    for (const auto& command : {std::vector<std::string>{"dir"}, {"cache", "put", "x"}}) {
+        const auto failed = state(command, "text");
+        EXPECT_EQ(failed.status, 1) << command.front();
+        EXPECT_THAT(failed.error, HasSubstr("tessel: cannot "));
+        EXPECT_THAT(failed.error, HasSubstr((folder / "state").native()));
+        EXPECT_THAT(failed.output, IsEmpty());
+    }
+}
+
+TEST_F(TesselState, leavesCachesAloneThatAreCalledLikeUnfinishedFiles) {
+    for (const std::string name : {".new-1-1", ".new-", ".new-cache"}) {
+        ASSERT_EQ(state({"cache", "put", name}, "mine").status, 0);
+        ASSERT_EQ(state({"cache", "put", "other"}, "x").status, 0);
+        EXPECT_EQ(state({"cache", "get", name}).output, "mine") << name;
+    }
+}
+
+TEST_F(TesselState, makesAndChangesNothingWhenItOnlyLooks) {
+    for (const std::vector<std::string>& command :
+         {std::vector<std::string>{"state", "cache", "get", "x"},
+          {"state", "cache", "rm", "x"},
+          {"state", "trash", folder / "absent"},
+          {"credentials", "show"},
+          {"credentials", "delete"}}) {
+        auto words = command;
+        words.insert(words.end(), {"--app", "Typo"});
+        static_cast<void>(runTool(words, {}, {{"XDG_DATA_HOME", folder / "data"}}));
+        EXPECT_FALSE(std::filesystem::exists(folder / "data")) << testing::PrintToString(command);
+    }
+    ASSERT_EQ(state({"dir"}).status, 0);
+    ASSERT_EQ(::chmod((folder / "state").c_str(), 0755), 0);
+    std::filesystem::remove(folder / "state/trash");
+    EXPECT_EQ(credentials({"show"}).status, 1);
+    EXPECT_EQ(state({"cache", "get", "x"}).status, 1);
+    EXPECT_EQ(modeOf(folder / "state"), 0755U);
+    EXPECT_TRUE(std::filesystem::is_empty(folder / "state"));
+}
+
+TEST_F(TesselState, doesNotCallATokenDeletedThatIsStillThere) {
+    ASSERT_EQ(state({"cache", "put", "credentials.json"}, "{}").status, 0);
+    ASSERT_EQ(::chmod((folder / "state").c_str(), 0500), 0);
+    const auto user = asOrdinaryUser(folder.path());
+    ToolProcess deletes({"credentials", "delete", "--app", "My App"}, {},
+                        {{"MY_APP_STATE_DIR", folder / "state"}}, user);
+    EXPECT_EQ(deletes.wait(), 1);
+    EXPECT_EQ(deletes.error(), "tessel: cannot remove the file " +
+                                   (folder / "state/credentials.json").native() +
+                                   ": Permission denied\n");
+    EXPECT_TRUE(std::filesystem::exists(folder / "state/credentials.json"));
+    ASSERT_EQ(::chmod((folder / "state").c_str(), 0700), 0);
+}
+
+TEST_F(TesselState, setsThingsOfAnotherVolumeAside) {
+    const test_support::TemporaryFolder other(otherVolume());
+    std::filesystem::create_directories(other / "tree/below");
+    std::ofstream(other / "tree/below/file") << "text";
+    std::filesystem::create_symlink("nowhere", other / "tree/link");
+    std::ofstream(other / "single") << "alone";
+    ASSERT_EQ(::chmod((other / "single").c_str(), 0640), 0);
+    for (const std::string name : {"tree", "single"}) {
+        const auto moved = state({"trash", other / name});
+        ASSERT_EQ(moved.status, 0) << moved.error;
+        const std::filesystem::path place = moved.output.substr(0, moved.output.size() - 1);
+        EXPECT_EQ(place.parent_path(), folder / "state/trash");
+        EXPECT_FALSE(std::filesystem::exists(other / name));
+        if (name == "tree") {
+            EXPECT_EQ(std::filesystem::file_size(place / "below/file"), 4U);
+            EXPECT_EQ(std::filesystem::read_symlink(place / "link"), "nowhere");
+        } else {
+            EXPECT_EQ(modeOf(place), 0640U);
+        }
+    }
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder / "state/trash"), {}), 2)
+        << "nothing half made";
+}
+
+TEST_F(TesselState, saysWhyItCannotSetSomethingAside) {
+    const test_support::TemporaryFolder other(otherVolume());
+    std::filesystem::create_directory(other / "tree");
+    ASSERT_EQ(::mkfifo((other / "tree/fifo").c_str(), 0600), 0);
+    const auto refused = state({"trash", other / "tree"});
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_THAT(refused.error, HasSubstr("tessel: cannot copy " + (other / "tree/fifo").native()));
+    EXPECT_TRUE(std::filesystem::exists(other / "tree/fifo"));
+    EXPECT_TRUE(std::filesystem::is_empty(folder / "state/trash"));
+    EXPECT_EQ(state({"trash", folder / "absent"}).error,
+              "tessel: there is no " + (folder / "absent").native() + "\n");
 }
 
 TEST_F(TesselState, setsThingsAside) {

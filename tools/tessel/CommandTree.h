@@ -10,8 +10,9 @@
 namespace tool {
 
 struct CommandOption {
-    std::vector<std::string> names; // "-h", "--help"; a positional has one name without dashes
-    std::string value;              // what its argument is called; empty for a flag
+    std::vector<std::string> names;   // "-h", "--help"; a positional has one name without dashes
+    std::string value;                // what its argument is called; empty for a flag
+    std::vector<std::string> choices; // all that its argument may be, if it is one of a few words
     std::string description;
     bool positional = false;
     bool required = false;
@@ -22,7 +23,7 @@ struct Command {
     std::string description;
     std::string footer;
     std::vector<std::string> subcommands;
-    std::vector<CommandOption> options;
+    std::vector<CommandOption> options; // those of the groups it belongs to as well, after its own
 };
 
 // The application first, then each command before its subcommands, in the order they were added.

@@ -1,6 +1,7 @@
 // tessel completion and tessel manual: what a package installs beside the program, made from the
 // commands themselves.
 #include "tools/tessel/CommandTree.h"
+#include "tools/tessel/Output.h"
 #include "tools/tessel/Tool.h"
 
 #include <fmt/format.h>
@@ -17,17 +18,17 @@ void addCompletion(CLI::App& app, Tool&) {
         examples({"tessel completion bash > ~/.local/share/bash-completion/completions/tessel",
                   "tessel completion fish > ~/.config/fish/completions/tessel.fish"}));
     completion->add_subcommand("bash", "For bash")->callback([&app] {
-        fmt::print("{}", bashCompletion(commandTree(app)));
+        emit("{}", bashCompletion(commandTree(app)));
     });
     completion->add_subcommand("zsh", "For zsh")->callback([&app] {
-        fmt::print("{}", zshCompletion(commandTree(app)));
+        emit("{}", zshCompletion(commandTree(app)));
     });
     completion->add_subcommand("fish", "For fish")->callback([&app] {
-        fmt::print("{}", fishCompletion(commandTree(app)));
+        emit("{}", fishCompletion(commandTree(app)));
     });
     app.add_subcommand("manual", "Print the manual page, for man")
         ->footer(examples({"tessel manual | man -l -"}))
-        ->callback([&app] { fmt::print("{}", manualPage(commandTree(app), ZORVANE_VERSION)); });
+        ->callback([&app] { emit("{}", manualPage(commandTree(app), ZORVANE_VERSION)); });
 }
 
 } // namespace tool

@@ -1,6 +1,6 @@
 // The completion scripts share one idea: the words before the cursor are followed down the tree as
 // long as they name subcommands; at the place reached, its subcommands and options are offered,
-// and files where it takes arguments.
+// and files where it takes arguments. After an option that takes one of a few words, these are.
 #include "tools/tessel/CommandTree.h"
 
 #include <fmt/format.h>
@@ -70,13 +70,51 @@ std::string pathFunction(const std::vector<Command>& commands) {
                   "}\n";
 }
 
+// The options whose argument is one of a few words, each once.
+std::vector<CommandOption> choosers(const std::vector<Command>& commands) {
+    std::vector<CommandOption> found;
+    for (const Command& command : commands) {
+        for (const CommandOption& option : command.options) {
+            if (!option.choices.empty() &&
+                std::ranges::find(found, option.names, &CommandOption::names) == found.end()) {
+                found.push_back(option);
+            }
+        }
+    }
+    return found;
+}
+
+// The arms of a shell's `case` on the word before the cursor; {} in the action are the words to
+// offer.
+std::string choicesAfter(const std::vector<Command>& commands, std::string_view action) {
+    std::string text;
+    for (const CommandOption& option : choosers(commands)) {
+        const std::string words = joined(option.choices);
+        text += fmt::format("    {}) ", joined(option.names, "|"));
+        text += fmt::format(fmt::runtime(action), words);
+        text += " ;;\n";
+    }
+    return text;
+}
+
+std::string fishArgument(const CommandOption& option) {
+    if (!option.choices.empty()) {
+        return " -x -a " + singleQuoted(joined(option.choices));
+    }
+    return option.value.empty() ? "" : " -r";
+}
+
 } // namespace
 
 std::string bashCompletion(const std::vector<Command>& commands) {
-    std::string text = "# bash completion for tessel\n" + pathFunction(commands) +
-                       "_tessel() {\n"
-                       "  local words=''\n"
-                       "  case \"$(_tessel_path \"${COMP_WORDS[@]:1:COMP_CWORD-1}\")\" in\n";
+    std::string text =
+        "# bash completion for tessel\n" + pathFunction(commands) +
+        "_tessel() {\n"
+        "  local words=''\n"
+        "  case \"${COMP_WORDS[COMP_CWORD-1]}\" in\n" +
+        choicesAfter(commands, "words='{}'") +
+        "  esac\n"
+        "  [ -n \"$words\" ] || case \"$(_tessel_path \"${COMP_WORDS[@]:1:COMP_CWORD-1}\")\" in\n";
     for (const Command& command : commands) {
         const std::string path = command.path.empty() ? "" : " " + joined(command.path);
         text += fmt::format("    '{}') words='{}' ;;\n", path, joined(offered(command)));
@@ -91,6 +129,9 @@ std::string zshCompletion(const std::vector<Command>& commands) {
     std::string text = "#compdef tessel\n" + pathFunction(commands) +
                        "_tessel() {\n"
                        "  local -a offers\n"
+                       "  case \"${words[CURRENT-1]}\" in\n" +
+                       choicesAfter(commands, "compadd {}; return") +
+                       "  esac\n"
                        "  case \"$(_tessel_path \"${(@)words[2,CURRENT-1]}\")\" in\n";
     for (const Command& command : commands) {
         const std::string path = command.path.empty() ? "" : " " + joined(command.path);
@@ -150,9 +191,8 @@ std::string fishCompletion(const std::vector<Command>& commands) {
             for (const std::string& name : option.names) {
                 flags += name.starts_with("--") ? " -l " + name.substr(2) : " -s " + name.substr(1);
             }
-            text +=
-                fmt::format("complete -c tessel -n {}{}{} -d {}\n", at, flags,
-                            option.value.empty() ? "" : " -r", singleQuoted(option.description));
+            text += fmt::format("complete -c tessel -n {}{}{} -d {}\n", at, flags,
+                                fishArgument(option), singleQuoted(option.description));
         }
     }
     return text;

@@ -3,6 +3,7 @@
 
 #include "mac/Tessel/JsonText.h"
 #include "tools/tessel/OpenStore.h"
+#include "tools/tessel/Output.h"
 #include "tools/tessel/Tool.h"
 
 #include <boost/json/object.hpp>
@@ -27,13 +28,24 @@ void show(const tessel::Credentials& credentials, const Options& options) {
         if (options.reveal) {
             object["token"] = credentials.token;
         }
-        fmt::print("{}\n", tessel::compactJsonText(object).value_or("null"));
+        emit("{}\n", tessel::compactJsonText(object).value_or("null"));
         return;
     }
-    fmt::print("token name: {}\nserver: {}\nlinked at: {}\n", credentials.tokenName,
-               credentials.serverOrigin, linkedAt);
+    emit("token name: {}\nserver: {}\nlinked at: {}\n", visible(credentials.tokenName),
+         visible(credentials.serverOrigin), linkedAt);
     if (options.reveal) {
-        fmt::print("token: {}\n", credentials.token);
+        emit("token: {}\n", visible(credentials.token));
+    }
+}
+
+// Says that they are gone only when they are.
+void remove(const Options& options, Tool& tool) {
+    const auto platform = platform::makeHeadlessPlatform(tool.environment);
+    const auto store = existingStore(*options.store, *platform, tool.environment);
+    if (const auto removed = store.tryDeleteCredentials(); !removed) {
+        tool.fail(removed.error().description());
+    } else if (platform->privateFiles().exists(store.credentialsURL())) {
+        tool.fail(fmt::format("{} is still there", store.credentialsURL().native()));
     }
 }
 
@@ -49,24 +61,24 @@ void addCredentials(CLI::App& app, Tool& tool) {
         credentials->add_subcommand("show", "Print the credentials; exit 1 without any");
     shown->add_flag("--reveal", options->reveal, "Print the token as well");
     shown->add_flag("--json", options->json, "Print one JSON object");
-    shown->footer(examples({"tessel credentials --app Zorvane show",
-                            "tessel credentials --app Zorvane show --json --reveal"}));
+    shown->footer(examples({"tessel credentials show --app Zorvane",
+                            "tessel credentials show --app Zorvane --json --reveal"}));
     shown->callback([options, &tool] {
         const auto platform = platform::makeHeadlessPlatform(tool.environment);
-        const auto store = openStore(*options->store, *platform, tool.environment);
+        const auto store = existingStore(*options->store, *platform, tool.environment);
         if (const auto loaded = store.loadCredentials()) {
             show(*loaded, *options);
         } else {
-            tool.fail("there are no credentials");
+            const bool isThere = platform->privateFiles().exists(store.credentialsURL());
+            tool.fail(isThere ? fmt::format("{} holds no credentials that can be read",
+                                            store.credentialsURL().native())
+                              : "there are no credentials");
         }
     });
     CLI::App* const deleted =
         credentials->add_subcommand("delete", "Delete the credentials; no error without any");
-    deleted->footer(examples({"tessel credentials --app Zorvane delete"}));
-    deleted->callback([options, &tool] {
-        const auto platform = platform::makeHeadlessPlatform(tool.environment);
-        openStore(*options->store, *platform, tool.environment).deleteCredentials();
-    });
+    deleted->footer(examples({"tessel credentials delete --app Zorvane"}));
+    deleted->callback([options, &tool] { remove(*options, tool); });
 }
 
 } // namespace tool

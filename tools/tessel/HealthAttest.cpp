@@ -7,6 +7,7 @@
 #include "platform/Headless.h"
 #include "tools/tessel/FileContent.h"
 #include "tools/tessel/Health.h"
+#include "tools/tessel/Output.h"
 
 #include <boost/json/object.hpp>
 #include <fmt/format.h>
@@ -82,7 +83,7 @@ void printResult(const tessel::AppHealthCheck& check, tessel::AppHealthStatus st
     const std::string_view outcome = tessel::rawValue(status);
     result["status"] = boost::json::string_view(outcome.data(), outcome.size());
     result["metrics"] = std::move(numbers);
-    fmt::print("{}\n", tessel::prettyJsonText(result).value_or(""));
+    emit("{}\n", tessel::prettyJsonText(result).value_or(""));
 }
 
 void attest(const Options& options, Tool& tool) {

@@ -1,5 +1,6 @@
 #include "tools/tessel/HealthPlan.h"
 
+#include "mac/Tessel/AppHealthRunner.h"
 #include "mac/Tessel/AppHealthSchema.h"
 #include "mac/Tessel/AppHealthValidationError.h"
 #include "mac/Tessel/StrictJson.h"
@@ -9,6 +10,7 @@
 #include <algorithm>
 #include <initializer_list>
 #include <optional>
+#include <set>
 #include <stdexcept>
 
 namespace tool::health {
@@ -121,8 +123,15 @@ std::expected<Plan, std::string> readPlan(std::string_view textOfPlan) {
         if (!checks || !checks->isArray()) {
             return std::unexpected("\"checks\" is missing or no array");
         }
+        std::set<std::string> ids;
         for (const Value check : checks->elements()) {
             plan.checks.push_back(checkOf(check));
+            if (!ids.insert(plan.checks.back().id).second) {
+                return std::unexpected("check ids must be unique");
+            }
+        }
+        if (plan.checks.size() > tessel::AppHealthRunner::mostChecks) {
+            return std::unexpected("too many checks");
         }
         return plan;
     } catch (const std::runtime_error& error) { // of ours, or a validation's

@@ -6,11 +6,12 @@
 #include "mac/Tessel/JsonText.h"
 #include "tools/tessel/FileContent.h"
 #include "tools/tessel/Health.h"
+#include "tools/tessel/HealthTable.h"
+#include "tools/tessel/Output.h"
 
 #include <boost/json/array.hpp>
 #include <fmt/format.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <vector>
 
@@ -39,8 +40,7 @@ void addFile(CLI::App& command, Options& options) {
 std::optional<std::string> input(const Options& options, Tool& tool) {
     auto content = contentOf(options.file);
     if (!content) {
-        tool.fail(content.error());
-        tool.status = 2;
+        tool.refuse(content.error());
         return std::nullopt;
     }
     return *std::move(content);
@@ -55,15 +55,15 @@ void validate(const Options& options, Tool& tool) {
     tool.status = result.ok ? 0 : 1;
     if (options.json) {
         const boost::json::array errors(result.errors.begin(), result.errors.end());
-        fmt::print("{{\"ok\":{},\"errors\":{}}}\n", result.ok,
-                   tessel::compactJsonText(errors).value_or("[]"));
+        emit("{{\"ok\":{},\"errors\":{}}}\n", result.ok,
+             tessel::compactJsonText(errors).value_or("[]"));
         return;
     }
     for (const auto& message : result.errors) {
-        fmt::print("{}\n", message);
+        emit("{}\n", message);
     }
     if (result.ok) {
-        fmt::print("ok\n");
+        emit("ok\n");
     }
 }
 
@@ -74,57 +74,62 @@ void record(const Options& options, Tool& tool) {
     }
     guarded(tool, [&] {
         const auto report = tessel::AppHealthValidator::decode(*content);
-        fmt::print("{}\n", OpenStore(options.store)->record(report));
+        emit("{}\n", OpenStore(options.store)->record(report));
     });
 }
 
-void printReport(const tessel::AppHealthReport& report, bool keyOnly) {
+// A person gets a table, unless --json is given; a script always gets JSON.
+bool wantsTable(const Options& options) {
+    return !options.json && outputIsTerminal();
+}
+
+void printReport(const tessel::AppHealthReport& report, const Options& options, Tool& tool) {
     const auto data = tessel::AppHealthJSON::storedData(report);
-    if (keyOnly) {
-        fmt::print("{}\n", tessel::AppHealthReportFile::keyOf(report, data));
+    if (options.keys) {
+        emit("{}\n", tessel::AppHealthReportFile::keyOf(report, data));
+    } else if (wantsTable(options)) {
+        printText(tableOf(report, wantsColour(tool.environment)));
+    } else {
+        printText(data);
+    }
+}
+
+void printEntries(const Options& options, Tool& tool,
+                  const std::vector<tessel::StoredAppHealthReport>& all) {
+    if (!options.keys && wantsTable(options)) {
+        printText(tableOf(all, wantsColour(tool.environment)));
         return;
     }
-    std::fwrite(data.data(), 1, data.size(), stdout);
-}
-
-// Looking makes no folder.
-bool isThere(const Options& options, Tool& tool) {
-    std::error_code ignored;
-    if (std::filesystem::exists(options.store.root, ignored)) {
-        return true;
-    }
-    tool.fail(fmt::format("there is no folder {}", options.store.root));
-    return false;
-}
-
-void printEntries(const Options& options, const std::vector<tessel::StoredAppHealthReport>& all) {
     for (const auto& entry : all) {
         if (options.keys) {
-            fmt::print("{}\n", entry.file.stem().native());
+            emit("{}\n", entry.file.stem().native());
         } else {
-            printReport(entry.report, false);
+            printText(tessel::AppHealthJSON::storedData(entry.report));
         }
     }
 }
 
-void printOne(const Options& options, Tool& tool,
-              const std::optional<tessel::AppHealthReport>& report) {
-    if (report) {
-        printReport(*report, options.keys);
-    } else {
-        tool.status = 1;
-    }
-}
-
-void find(const Options& options, Tool& tool, OpenStore& store) {
-    const auto trigger = tessel::fromRawValue<tessel::AppHealthTrigger>(options.trigger);
-    if (!options.trigger.empty() && !trigger) {
-        tool.fail(fmt::format("there is no trigger {}", options.trigger));
-        tool.status = 2;
+void latest(const Options& options, Tool& tool, const StoreToRead& store) {
+    if (const auto report = store->latestReport()) {
+        printReport(*report, options, tool);
         return;
     }
-    printOne(options, tool,
-             store->findReport(options.app, options.version, options.build, trigger));
+    const auto file = std::filesystem::path(options.store.root) / "latest.json";
+    std::error_code ignored;
+    tool.fail(std::filesystem::symlink_status(file, ignored).type() ==
+                      std::filesystem::file_type::not_found
+                  ? fmt::format("there is no report in {}", options.store.root)
+                  : fmt::format("{} holds no report that can be read", file.native()));
+}
+
+void find(const Options& options, Tool& tool, const StoreToRead& store) {
+    const auto trigger = tessel::fromRawValue<tessel::AppHealthTrigger>(options.trigger);
+    if (const auto report =
+            store->findReport(options.app, options.version, options.build, trigger)) {
+        printReport(*report, options, tool);
+    } else {
+        tool.fail(fmt::format("there is no such report in {}", options.store.root));
+    }
 }
 
 CLI::App& addCommand(CLI::App& health, Tool& tool, const SharedOptions& options, const char* name,
@@ -135,15 +140,16 @@ CLI::App& addCommand(CLI::App& health, Tool& tool, const SharedOptions& options,
 }
 
 CLI::App& addLook(CLI::App& health, Tool& tool, const SharedOptions& options, const char* name,
-                  const char* description, void (*action)(const Options&, Tool&, OpenStore&)) {
+                  const char* description,
+                  void (*action)(const Options&, Tool&, const StoreToRead&)) {
     CLI::App* const command = health.add_subcommand(name, description);
     options->store.addRoot(*command);
     command->add_flag("--keys", options->keys, "Print the reports' keys only");
+    command->add_flag("--json", options->json, "Print JSON, on a terminal too");
     command->callback([options, &tool, action] {
         guarded(tool, [&] {
-            if (isThere(*options, tool)) {
-                OpenStore store(options->store);
-                action(*options, tool, store);
+            if (isThere(options->store, tool)) {
+                action(*options, tool, StoreToRead(options->store));
             }
         });
     });
@@ -168,24 +174,23 @@ void addReports(CLI::App& health, Tool& tool) {
     addFile(recording, *options);
     recording.footer(examples({"tessel health record --root reports report.json"}));
 
-    addLook(health, tool, options, "latest", "Print the report that was recorded last",
-            [](const Options& chosen, Tool& called, OpenStore& store) {
-                printOne(chosen, called, store->latestReport());
-            });
+    addLook(health, tool, options, "latest", "Print the report that was recorded last", latest)
+        .footer(examples({"tessel health latest --root reports",
+                          "tessel health latest --root reports --json | jq .status"}));
     addLook(health, tool, options, "history", "Print the reports that are kept, oldest first",
-            [](const Options& chosen, Tool&, OpenStore& store) {
-                printEntries(chosen, store->historyEntries());
+            [](const Options& chosen, Tool& called, const StoreToRead& store) {
+                printEntries(chosen, called, store->historyEntries());
             });
     addLook(health, tool, options, "pending", "Print the reports still to be submitted",
-            [](const Options& chosen, Tool&, OpenStore& store) {
-                printEntries(chosen, store->pendingEntries());
+            [](const Options& chosen, Tool& called, const StoreToRead& store) {
+                printEntries(chosen, called, store->pendingEntries());
             });
     CLI::App& finding =
         addLook(health, tool, options, "find", "Print the newest report of a build", find);
     finding.add_option("--app", options->app, "The application's identifier")->required();
     finding.add_option("--version", options->version, "Its version")->required();
     finding.add_option("--build", options->build, "Its build")->required();
-    finding.add_option("--trigger", options->trigger, "What made the report, for example manual");
+    addTrigger(finding, options->trigger, "What made the report");
     finding.footer(examples(
         {"tessel health find --root reports --app zorvane --version 1.2.0 --build 7 --keys"}));
 }

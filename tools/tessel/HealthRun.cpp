@@ -1,29 +1,30 @@
-// tessel health run: checks that are commands, their report, and its submission.
+// tessel health run: checks that are commands, their report, and its submission; and tessel health
+// flush: the submission alone.
 #include "mac/Tessel/AppHealthJSON.h"
 #include "mac/Tessel/AppHealthRunner.h"
 #include "mac/Tessel/AppHealthSchema.h"
 #include "mac/Tessel/StrictJson.h"
-#include "platform/posix/PosixCommandRunner.h"
+#include "tools/tessel/CheckCommand.h"
 #include "tools/tessel/FileContent.h"
 #include "tools/tessel/Health.h"
 #include "tools/tessel/HealthPlan.h"
+#include "tools/tessel/HealthSubmit.h"
+#include "tools/tessel/HealthTable.h"
+#include "tools/tessel/Interrupts.h"
+#include "tools/tessel/Output.h"
 
 #include <fmt/format.h>
-#include <unistd.h>
 
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <stdexcept>
+#include <chrono>
+#include <exception>
 #include <vector>
 
 namespace tool::health {
 namespace {
 
+using platform::posix::WatchedEnd;
 using tessel::AppHealthCheck;
 using tessel::AppHealthStatus;
-
-constexpr std::size_t mostOutput = std::size_t{64} << 10;
 
 struct Options {
     StoreOptions store;
@@ -33,13 +34,13 @@ struct Options {
     std::string submit;
 };
 
-AppHealthStatus statusOf(platform::ExitStatus exit) {
+AppHealthStatus statusOf(const WatchedEnd& end) {
     constexpr int temporaryFailure = 75; // EX_TEMPFAIL of sysexits.h
     constexpr int skipped = 77;          // as test drivers agree
-    if (exit.signalled) {
+    if (end.reason != WatchedEnd::Reason::exited || end.status.signalled) {
         return AppHealthStatus::fail;
     }
-    switch (exit.code) {
+    switch (end.status.code) {
     case 0:
         return AppHealthStatus::pass;
     case temporaryFailure:
@@ -52,8 +53,11 @@ AppHealthStatus statusOf(platform::ExitStatus exit) {
 }
 
 // Numbers that a report may hold; what a check prints besides is its own business.
-tessel::AppHealthMetrics metricsOf(std::string_view output) {
-    const auto tree = tessel::StrictJson::parse(output);
+tessel::AppHealthMetrics metricsOf(const WatchedEnd& end) {
+    if (end.reason != WatchedEnd::Reason::exited || !end.isOutputWhole) {
+        return {};
+    }
+    const auto tree = tessel::StrictJson::parse(end.output);
     if (!tree || !tree->root().isObject() ||
         tree->root().size() > tessel::AppHealthSchema::mostMetrics) {
         return {};
@@ -70,128 +74,153 @@ tessel::AppHealthMetrics metricsOf(std::string_view output) {
     return metrics;
 }
 
-platform::CommandResult runShell(const platform::Environment& environment,
-                                 const std::vector<std::string>& arguments,
-                                 std::chrono::milliseconds timeout) {
-    platform::PosixCommandRunner runner(environment);
-    auto result = runner.run("/bin/sh", arguments, timeout, mostOutput);
-    if (!result) {
-        throw std::runtime_error(result.error().description);
-    }
-    return *std::move(result);
-}
-
-AppHealthCheck checkFor(const PlannedCheck& planned, const platform::Environment& environment) {
-    return {planned.id, planned.category, [planned, &environment] {
-                const bool isWatched = ::isatty(STDERR_FILENO) == 1;
-                if (isWatched) {
-                    fmt::print(stderr, "{} ...", planned.id);
-                    std::fflush(stderr);
-                }
-                std::string shown = "fail";
-                AppHealthCheck::Outcome outcome{AppHealthStatus::fail, {{"error", 1}}};
-                try {
-                    // Nobody reads its diagnostics here; a pipe full of them would stop it.
-                    const auto result = runShell(
-                        environment, {"-c", "exec 2>/dev/null; eval \"$1\"", "sh", planned.command},
-                        planned.timeout);
-                    outcome = {statusOf(result.status), metricsOf(result.output)};
-                    shown = tessel::rawValue(outcome.first);
-                } catch (const std::exception& error) {
-                    shown = error.what();
-                }
-                if (isWatched) {
-                    fmt::print(stderr, " {}\n", shown);
-                }
-                return outcome;
-            }};
-}
-
-// The report in a file of its own, which the submitter's shell opens and removes at once.
-class ReportFile {
+// Runs the checks one after the other and tells a person how far it is.
+class Checks {
   public:
-    explicit ReportFile(const std::string& content)
-        : path_((std::filesystem::temp_directory_path() / "tessel-report-XXXXXX").string()) {
-        const int file = ::mkstemp(path_.data());
-        if (file < 0) {
-            throw std::runtime_error("cannot make a temporary file");
-        }
-        const bool isWhole =
-            ::write(file, content.data(), content.size()) == static_cast<ssize_t>(content.size());
-        ::close(file);
-        if (!isWhole) {
-            ::unlink(path_.c_str());
-            throw std::runtime_error("cannot write a temporary file");
-        }
-    }
-    ReportFile(const ReportFile&) = delete;
-    ReportFile& operator=(const ReportFile&) = delete;
-    ~ReportFile() { ::unlink(path_.c_str()); }
+    Checks(const Plan& plan, const platform::Environment& environment, const Interrupts& interrupts)
+        : plan_(plan)
+        , environment_(environment)
+        , interrupts_(interrupts)
+        , isWatched_(errorIsTerminal())
+        , isColoured_(isWatched_ && wantsColour(environment)) {}
 
-    [[nodiscard]] const std::string& path() const { return path_; }
+    [[nodiscard]] std::vector<AppHealthCheck> all() {
+        std::vector<AppHealthCheck> checks;
+        for (const PlannedCheck& planned : plan_.checks) {
+            checks.emplace_back(planned.id, planned.category,
+                                [this, &planned] { return run(planned); });
+        }
+        return checks;
+    }
 
   private:
-    std::string path_;
+    AppHealthCheck::Outcome run(const PlannedCheck& planned) {
+        ++number_;
+        showProgress(fmt::format("[{}/{}] {} ...", number_, plan_.checks.size(), planned.id));
+        const auto begun = std::chrono::steady_clock::now();
+        AppHealthCheck::Outcome outcome{AppHealthStatus::fail, {{"error", 1}}};
+        std::string explanation;
+        try {
+            const auto end =
+                runShell(planned.command, {}, environment_, interrupts_, planned.timeout);
+            if (end.reason == WatchedEnd::Reason::interrupted) {
+                showProgress(" interrupted\n");
+                throw tessel::AppHealthRunAborted();
+            }
+            outcome.first = statusOf(end);
+            if (end.reason == WatchedEnd::Reason::exited) {
+                outcome.second = metricsOf(end);
+            }
+            explanation = explain(end, planned.timeout);
+        } catch (const tessel::AppHealthRunAborted&) {
+            throw;
+        } catch (const std::exception& error) {
+            explanation = error.what();
+        }
+        const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begun;
+        showProgress(
+            fmt::format(" {} ({:.1f} s)\n", statusText(outcome.first, isColoured_), took.count()));
+        if (outcome.first == AppHealthStatus::fail) {
+            say(fmt::format("check {} failed: {}", planned.id, explanation));
+        }
+        return outcome;
+    }
+
+    void showProgress(const std::string& text) const {
+        if (isWatched_) {
+            sayText(text);
+        }
+    }
+
+    const Plan& plan_;
+    const platform::Environment& environment_;
+    const Interrupts& interrupts_;
+    const bool isWatched_;
+    const bool isColoured_;
+    std::size_t number_ = 0;
 };
 
-tessel::AppHealthRunner::Submit submitter(const std::string& command,
-                                          const platform::Environment& environment) {
-    if (command.empty()) {
-        return {};
-    }
-    return [command, &environment](const tessel::AppHealthReport& report) {
-        constexpr std::chrono::minutes patience{2};
-        const ReportFile file(tessel::AppHealthJSON::storedData(report));
-        const auto result = runShell(environment,
-                                     {"-c", "exec <\"$1\" >/dev/null 2>&1 || exit 1; eval \"$2\"",
-                                      "sh", file.path(), command},
-                                     patience);
-        return result.status.succeeded();
-    };
-}
-
-void print(const tessel::AppHealthReport& report, Tool& tool) {
-    const auto data = tessel::AppHealthJSON::storedData(report);
-    std::fwrite(data.data(), 1, data.size(), stdout);
+void show(const tessel::AppHealthReport& report, Tool& tool) {
+    printText(tessel::AppHealthJSON::storedData(report));
     tool.status = report.status == AppHealthStatus::fail ? 1 : 0;
 }
 
+void endInterrupted(const Interrupts& interrupts, Tool& tool) {
+    tool.status = Interrupts::exitStatus(interrupts.signal());
+}
+
 void run(const Options& options, Tool& tool, const Plan& plan) {
-    const auto trigger = tessel::fromRawValue<tessel::AppHealthTrigger>(options.trigger);
-    if (!trigger) {
-        tool.fail(fmt::format("there is no trigger {}", options.trigger));
-        tool.status = 2;
-        return;
-    }
-    std::vector<AppHealthCheck> checks;
-    checks.reserve(plan.checks.size());
-    for (const PlannedCheck& planned : plan.checks) {
-        checks.push_back(checkFor(planned, tool.environment));
-    }
+    const Interrupts interrupts;
+    Checks checks(plan, tool.environment, interrupts);
+    Submitter submitter(options.submit, tool.environment, interrupts);
     OpenStore store(options.store);
-    tessel::AppHealthRunner runner(plan.configuration, std::move(checks), *store,
-                                   submitter(options.submit, tool.environment));
-    if (!options.ifNeeded) {
-        print(runner.run(*trigger), tool);
-    } else if (const auto report = runner.runIfNeeded()) {
-        print(*report, tool);
+    tessel::AppHealthRunner runner(plan.configuration, checks.all(), *store,
+                                   submitter.asFunction());
+    try {
+        if (!options.ifNeeded) {
+            const auto trigger = tessel::fromRawValue<tessel::AppHealthTrigger>(options.trigger);
+            show(runner.run(trigger.value_or(tessel::AppHealthTrigger::manual)), tool);
+        } else if (const auto report = runner.runIfNeeded()) {
+            show(*report, tool);
+        }
+    } catch (const tessel::AppHealthRunAborted&) {
+        tool.fail("interrupted; nothing was recorded");
+    }
+    if (interrupts.signal() != 0) {
+        endInterrupted(interrupts, tool);
+    } else if (submitter.hasFailed()) {
+        tool.status = 1;
     }
 }
 
 void runPlan(const Options& options, Tool& tool) {
     const auto text = contentOf(options.plan);
     if (!text) {
-        tool.fail(text.error());
-        tool.status = 2;
+        tool.refuse(text.error());
         return;
     }
     const auto plan = readPlan(*text);
     if (!plan) {
-        tool.fail(fmt::format("{}: {}", options.plan, plan.error()));
-        tool.status = 2;
+        tool.refuse(fmt::format("{}: {}", options.plan, visible(plan.error())));
         return;
     }
     guarded(tool, [&] { run(options, tool, *plan); });
+}
+
+void flush(const Options& options, Tool& tool) {
+    if (!isThere(options.store, tool)) {
+        return;
+    }
+    guarded(tool, [&] {
+        const Interrupts interrupts;
+        Submitter submitter(options.submit, tool.environment, interrupts);
+        OpenStore store(options.store);
+        const bool isEmpty = tessel::AppHealthRunner::submitPending(*store, submitter.asFunction());
+        if (interrupts.signal() != 0) {
+            endInterrupted(interrupts, tool);
+        } else if (!isEmpty) {
+            tool.status = 1; // the submitter has said why
+        }
+    });
+}
+
+CLI::Option* addSubmit(CLI::App& command, Options& options) {
+    return command
+        .add_option("--submit", options.submit,
+                    "A shell command that takes each pending report on standard input and "
+                    "accepts it with exit status 0")
+        ->type_name("COMMAND");
+}
+
+void addFlush(CLI::App& health, Tool& tool) {
+    const auto options = std::make_shared<Options>();
+    CLI::App* const command = health.add_subcommand(
+        "flush", "Send the pending reports, oldest first; exit 1 if one is not taken");
+    options->store.addRoot(*command);
+    addSubmit(*command, *options)->required();
+    command->footer(examples({"tessel health flush --root reports --submit "
+                              "'curl -fsS -T - https://example.org/health'"}));
+    command->callback([options, &tool] { flush(*options, tool); });
 }
 
 } // namespace
@@ -202,17 +231,16 @@ void addRun(CLI::App& health, Tool& tool) {
         "run", "Run the checks of a plan, keep and print the report; exit 1 if it failed");
     options->store.addRoot(*command);
     options->store.addLimits(*command);
-    command->add_option("--config", options->plan, "The plan: a JSON file, or - ")->required();
-    CLI::Option* const trigger =
-        command->add_option("--trigger", options->trigger, "What the report says made it")
-            ->capture_default_str();
+    command->add_option("--config", options->plan, "The plan: a JSON file, or - ")
+        ->required()
+        ->type_name("FILE");
+    CLI::Option* const trigger = addTrigger(*command, options->trigger, "What made the report");
+    trigger->capture_default_str();
     command
         ->add_flag("--if-needed", options->ifNeeded,
                    "Only for a new version or build, or when the interval has passed")
         ->excludes(trigger);
-    command->add_option("--submit", options->submit,
-                        "A shell command that takes each pending report on standard input and "
-                        "accepts it with exit status 0");
+    addSubmit(*command, *options);
     command->footer(
         examples({"tessel health run --root reports --config plan.json --trigger postbuild",
                   "tessel health run --root reports --config plan.json --if-needed --submit "
@@ -223,9 +251,13 @@ void addRun(CLI::App& health, Tool& tool) {
         "   \"artifact\": \"mac-app\", \"checks\": [{\"id\": \"server.starts\", \"category\": "
         "\"smoke\",\n"
         "   \"command\": \"ostrad -version\", \"timeout\": 10}]}\n\n"
-        "A check passes with exit status 0, warns with 75, is skipped with 77 and fails otherwise. "
-        "An object of numbers that it prints becomes its metrics.");
+        "A check passes with exit status 0, warns with 75, is skipped with 77 and fails "
+        "otherwise;\n"
+        "a failure is explained on standard error, with the last lines of what the check printed.\n"
+        "An object of numbers that it prints becomes its metrics. Without a report that says fail\n"
+        "the exit status is 0, unless --submit was given and a report was not taken.");
     command->callback([options, &tool] { runPlan(*options, tool); });
+    addFlush(health, tool);
 }
 
 } // namespace tool::health

@@ -1,16 +1,15 @@
 // tessel link: links an application to an account, from the terminal.
 #include "mac/Tessel/DeviceLink.h"
 #include "mac/Tessel/JsonText.h"
+#include "platform/RunLoop.h"
+#include "tools/tessel/Interrupts.h"
 #include "tools/tessel/OpenStore.h"
-#include "tools/tessel/TerminalLoop.h"
+#include "tools/tessel/Output.h"
 #include "tools/tessel/Tool.h"
 
 #include <boost/json/object.hpp>
 #include <boost/json/value.hpp>
 #include <fmt/format.h>
-#include <unistd.h>
-
-#include <cstdio>
 
 namespace tool {
 namespace {
@@ -19,7 +18,7 @@ using tessel::DeviceLink;
 
 struct Options {
     std::string origin;
-    std::string app;
+    StoreOptions store;
     std::optional<std::string> name;
     bool noOpen = false;
     bool json = false;
@@ -28,25 +27,6 @@ struct Options {
 std::string textOf(const tessel::Url& url) {
     return {url.buffer().data(), url.buffer().size()};
 }
-
-// The desktop's default handler; what it cannot open the user opens by hand.
-class Browser final : public platform::Workspace {
-  public:
-    explicit Browser(platform::HeadlessPlatform& platform)
-        : platform_(platform) {}
-    void openUrl(const std::string& url) override {
-        if (const auto failure = platform_.openUrl(url)) {
-            fmt::print(stderr, "tessel: cannot open the page: {}\n", *failure);
-        }
-    }
-    void openNewInstance(const std::filesystem::path& /*bundle*/,
-                         std::function<void(platform::OpenResult)> completion) override {
-        completion({.launched = false, .error = "not from a terminal"});
-    }
-
-  private:
-    platform::HeadlessPlatform& platform_;
-};
 
 boost::json::object jsonOf(const DeviceLink::State& state) {
     if (const auto* const waiting = std::get_if<DeviceLink::Waiting>(&state)) {
@@ -62,8 +42,8 @@ boost::json::object jsonOf(const DeviceLink::State& state) {
 }
 
 void printLine(const boost::json::object& object) {
-    fmt::print("{}\n", tessel::compactJsonText(object).value_or("null"));
-    std::fflush(stdout);
+    emit("{}\n", tessel::compactJsonText(object).value_or("null"));
+    static_cast<void>(flushOutput());
 }
 
 class Session {
@@ -71,88 +51,146 @@ class Session {
     Session(const Options& options, Tool& tool)
         : options_(options)
         , tool_(tool)
-        , platform_(platform::makeHeadlessPlatform(tool.environment))
-        , browser_(*platform_) {
-        auto store = std::make_shared<const tessel::StateStore>(
-            openStore({.app = options.app, .overrideKey = {}}, *platform_, tool.environment));
-        DeviceLink::OpenURL openPage;
-        if (options.noOpen) {
-            openPage = [](const tessel::Url&) {};
-        }
+        , platform_(platform::makeHeadlessPlatform(tool.environment)) {
+        store_ = std::make_shared<const tessel::StateStore>(
+            openStore(options.store, *platform_, tool.environment));
+        // What the desktop cannot open the user opens by hand.
+        const auto openPage = [this](const tessel::Url& page) {
+            if (const auto failure =
+                    options_.noOpen ? std::nullopt : platform_->openUrl(textOf(page))) {
+                say(fmt::format("cannot open the page: {}", *failure));
+            }
+        };
         link_ = DeviceLink::create({.mainQueue = loop_,
                                     .backgroundQueues = platform_->backgroundQueues(),
                                     .clock = platform_->clock(),
                                     .host = platform_->host(),
                                     .http = platform_->httpClient(),
-                                    .workspace = browser_},
-                                   std::move(store), options.app, {}, std::move(openPage));
+                                    .workspace = platform_->workspace()},
+                                   store_, options.store.app, {}, openPage);
         link_->onChange = [this] { changed(); };
         link_->onLinked = [this](const tessel::Credentials& credentials) { linked(credentials); };
     }
 
     void run(const tessel::Url& origin) {
+        // A token that cannot be kept is better not asked for.
+        if (const auto& failure = store_->setUpFailure()) {
+            tool_.fail(failure->description());
+            return;
+        }
         link_->begin(origin, options_.name);
-        const bool ended = loop_.runUntil([this] { return done_; }, [this] { countDown(); });
-        clearCountDown();
-        if (!ended) {
+        loop_.runUntil([this, &origin] {
+            showWaiting(origin);
+            return done_ || interrupts_.signal() != 0 || (options_.json && !outputHasReader());
+        });
+        clearLine();
+        if (!done_) {
             link_->cancel();
+        }
+        if (!done_ && interrupts_.signal() != 0) {
             tool_.fail("cancelled");
+            tool_.status = Interrupts::exitStatus(interrupts_.signal());
         }
     }
 
   private:
     void changed() {
-        clearCountDown();
+        clearLine();
         if (options_.json) {
             printLine(jsonOf(link_->state()));
         } else if (const auto* const waiting = std::get_if<DeviceLink::Waiting>(&link_->state())) {
-            fmt::print("Confirm code {} at {}\n", waiting->code, textOf(waiting->verifyUrl));
-            std::fflush(stdout);
+            emit("Confirm code {} at {}\n", visible(waiting->code),
+                 visible(textOf(waiting->verifyUrl)));
+            static_cast<void>(flushOutput());
         }
         if (const auto* const failed = std::get_if<DeviceLink::Failed>(&link_->state())) {
-            tool_.fail(failed->message);
+            tool_.fail(visible(failed->message));
             done_ = true;
         }
     }
 
+    // The file has the time to the second only.
+    [[nodiscard]] bool isOnDisk(const tessel::Credentials& credentials) const {
+        const auto kept = store_->loadCredentials();
+        return kept && kept->token == credentials.token &&
+               kept->serverOrigin == credentials.serverOrigin &&
+               kept->tokenName == credentials.tokenName;
+    }
+
+    // The token exists once only: nobody shall believe that it was kept when it was not.
+    [[nodiscard]] bool isKept(const tessel::Credentials& credentials) {
+        if (isOnDisk(credentials)) {
+            return true;
+        }
+        const auto saved = store_->trySaveCredentials(credentials);
+        if (saved && isOnDisk(credentials)) {
+            return true;
+        }
+        const std::string reason =
+            saved ? store_->credentialsURL().native() + " does not hold it afterwards"
+                  : saved.error().description();
+        const std::string message = fmt::format("linked as {}, but the token could not be kept: {}",
+                                                credentials.tokenName, reason);
+        if (options_.json) {
+            printLine({{"state", "failed"}, {"message", message}});
+        }
+        tool_.fail(visible(message));
+        return false;
+    }
+
     void linked(const tessel::Credentials& credentials) {
+        done_ = true;
+        if (!isKept(credentials)) {
+            return;
+        }
         if (options_.json) {
             printLine({{"state", "linked"}, {"tokenName", credentials.tokenName}});
         } else {
-            fmt::print("Linked as {}\n", credentials.tokenName);
+            emit("Linked as {}\n", visible(credentials.tokenName));
         }
-        done_ = true;
     }
 
-    // On one line of a terminal that is rewritten; what reads standard error otherwise is spared.
-    void countDown() {
-        const auto* const waiting = std::get_if<DeviceLink::Waiting>(&link_->state());
-        if (waiting == nullptr || options_.json || ::isatty(STDERR_FILENO) == 0) {
+    // What is waited for, on one line of a terminal that is rewritten; what reads standard error
+    // otherwise is spared.
+    void showWaiting(const tessel::Url& origin) {
+        if (options_.json || !errorIsTerminal()) {
             return;
         }
-        const auto left = std::chrono::ceil<std::chrono::seconds>(
-            waiting->expiry -
-            std::chrono::floor<std::chrono::milliseconds>(platform_->clock().wallNow()));
-        if (left.count() >= 0 && left != shown_) {
-            shown_ = left;
-            fmt::print(stderr, "\r{} s left, Ctrl-C cancels  ", left.count());
+        if (std::holds_alternative<DeviceLink::Starting>(link_->state())) {
+            showLine(fmt::format("Asking {} for a code, Ctrl-C cancels", visible(textOf(origin))));
+        } else if (const auto* const waiting = std::get_if<DeviceLink::Waiting>(&link_->state())) {
+            const auto left = std::chrono::ceil<std::chrono::seconds>(
+                waiting->expiry -
+                std::chrono::floor<std::chrono::milliseconds>(platform_->clock().wallNow()));
+            if (left.count() >= 0) {
+                showLine(fmt::format("{} s left, Ctrl-C cancels", left.count()));
+            }
         }
     }
 
-    void clearCountDown() {
-        if (shown_) {
-            fmt::print(stderr, "\r{:40}\r", "");
-            shown_.reset();
+    void showLine(const std::string& line) {
+        if (line != shown_) {
+            clearLine();
+            sayText("\r" + line);
+            shown_ = line;
+        }
+    }
+
+    void clearLine() {
+        if (!shown_.empty()) {
+            sayText(fmt::format("\r{:{}}\r", "", shown_.size()));
+            shown_.clear();
         }
     }
 
     const Options& options_;
     Tool& tool_;
-    TerminalLoop loop_;
+    Interrupts interrupts_;
+    platform::RunLoop loop_;
     std::unique_ptr<platform::HeadlessPlatform> platform_;
-    Browser browser_;
+    std::shared_ptr<const tessel::StateStore> store_;
     std::shared_ptr<DeviceLink> link_;
-    std::optional<std::chrono::seconds> shown_;
+    std::string shown_;
     bool done_ = false;
 };
 
@@ -165,9 +203,7 @@ void addLink(CLI::App& app, Tool& tool) {
     link->add_option("--origin", options->origin, "The account service")
         ->required()
         ->type_name("URL");
-    link->add_option("--app", options->app, "The application's name")
-        ->required()
-        ->type_name("NAME");
+    addStoreOptions(*link, options->store);
     link->add_option("--name", options->name, "What the account calls this device")
         ->type_name("DEVICE");
     link->add_flag("--no-open", options->noOpen, "Do not open the approval page");
@@ -177,8 +213,8 @@ void addLink(CLI::App& app, Tool& tool) {
     link->callback([options, &tool] {
         const auto origin = tessel::parseUrl(options->origin);
         if (!origin || !tessel::urlHost(*origin)) {
-            tool.fail(fmt::format("--origin: {} is no URL with a host", options->origin));
-            tool.status = 2;
+            tool.refuse(
+                fmt::format("--origin: {} is no URL with a host", visible(options->origin)));
             return;
         }
         Session(*options, tool).run(*origin);

@@ -52,7 +52,11 @@ std::string optionEntry(const CommandOption& option) {
             heading += fmt::format(" \\fI{}\\fR", roff(option.value));
         }
     }
-    return fmt::format(".TP\n{}\n{}\n", heading, roff(option.description));
+    std::string text = fmt::format(".TP\n{}\n{}\n", heading, roff(option.description));
+    if (!option.choices.empty()) {
+        text += roff(fmt::format("(one of {})\n", fmt::join(option.choices, ", ")));
+    }
+    return text;
 }
 
 std::string section(const Command& command) {
@@ -84,7 +88,13 @@ std::string manualPage(const std::vector<Command>& commands, const std::string& 
         }
     }
     return text + ".SH EXIT STATUS\n"
-                  "0 for success, 1 for a negative answer or a failure, 2 for wrong usage.\n";
+                  "0 for success, 1 for a negative answer or a failure, 2 for wrong usage,\n"
+                  "130 after Ctrl\\-C (143 after SIGTERM), and 141 when the reader of standard\n"
+                  "output has gone.\n"
+                  ".SH ENVIRONMENT\n"
+                  ".TP\n.B NAME_STATE_DIR\nThe private folder of the application NAME, in "
+                  "capitals.\n"
+                  ".TP\n.B NO_COLOR\nWhen it is set and not empty, nothing is coloured.\n";
 }
 
 } // namespace tool

@@ -17,11 +17,17 @@ struct StoreOptions {
     std::optional<std::string> overrideKey;
 };
 
-// Adds --app and --override-key to a command.
+// Adds --app and --override-key to a command or a group of commands.
 [[nodiscard]] std::shared_ptr<StoreOptions> addStoreOptions(CLI::App& command);
+void addStoreOptions(CLI::App& command, StoreOptions& options);
 
+// Makes the application's folder.
 [[nodiscard]] tessel::StateStore openStore(const StoreOptions& options,
                                            platform::HeadlessPlatform& platform,
                                            const platform::Environment& environment);
+// Makes and changes nothing.
+[[nodiscard]] tessel::StateStore existingStore(const StoreOptions& options,
+                                               platform::HeadlessPlatform& platform,
+                                               const platform::Environment& environment);
 
 } // namespace tool

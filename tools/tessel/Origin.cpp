@@ -2,7 +2,9 @@
 #include "mac/Tessel/ServerOrigin.h"
 #include "mac/Tessel/VerifyUrl.h"
 #include "tools/tessel/OpenStore.h"
+#include "tools/tessel/Output.h"
 #include "tools/tessel/Tool.h"
+#include "tools/tessel/Usage.h"
 
 #include <fmt/format.h>
 
@@ -13,22 +15,22 @@ struct OriginOptions {
     std::string environmentKey;
     std::string placeholder;
     std::string app;
+    std::optional<std::string> overrideKey;
     std::string info;
 };
 
 void printOrigin(const OriginOptions& options, Tool& tool) {
     const auto placeholder = tessel::parseUrl(options.placeholder);
     if (!placeholder) {
-        tool.fail(fmt::format("--placeholder: {} is no URL", options.placeholder));
-        tool.status = 2;
+        tool.refuse(fmt::format("--placeholder: {} is no URL", visible(options.placeholder)));
         return;
     }
     const auto platform = platform::makeHeadlessPlatform(tool.environment);
     std::optional<tessel::Credentials> credentials;
     if (!options.app.empty()) {
-        credentials =
-            openStore({.app = options.app, .overrideKey = {}}, *platform, tool.environment)
-                .loadCredentials();
+        credentials = existingStore({.app = options.app, .overrideKey = options.overrideKey},
+                                    *platform, tool.environment)
+                          .loadCredentials();
     }
     std::optional<platform::InfoDictionary> info;
     if (!options.info.empty()) {
@@ -41,7 +43,7 @@ void printOrigin(const OriginOptions& options, Tool& tool) {
     }
     const auto origin = tessel::ServerOrigin::resolve(options.environmentKey, credentials,
                                                       *placeholder, tool.environment, info);
-    fmt::print("{}\n", std::string_view(origin.buffer().data(), origin.buffer().size()));
+    emit("{}\n", visible(std::string_view(origin.buffer().data(), origin.buffer().size())));
 }
 
 void addVerifyUrl(CLI::App& app, Tool& tool) {
@@ -61,8 +63,12 @@ void addVerifyUrl(CLI::App& app, Tool& tool) {
          "tessel verify-url https://evil.example/ --origin https://account.example   # false"}));
     verify->callback([options, &tool] {
         const auto origin = tessel::parseUrl(options->origin);
-        const bool accepted = origin && tessel::validatedVerifyURL(options->url, *origin);
-        fmt::print("{}\n", accepted);
+        if (!origin) {
+            tool.refuse(fmt::format("--origin: {} is no URL", visible(options->origin)));
+            return;
+        }
+        const bool accepted = tessel::validatedVerifyURL(options->url, *origin).has_value();
+        emit("{}\n", accepted);
         tool.status = accepted ? 0 : 1;
     });
 }
@@ -80,7 +86,12 @@ void addOrigin(CLI::App& app, Tool& tool) {
         ->required()
         ->type_name("URL");
     origin->add_option("--app", options->app, "The application whose credentials may name it")
-        ->type_name("NAME");
+        ->type_name("NAME")
+        ->check(pathComponent());
+    origin
+        ->add_option("--override-key", options->overrideKey,
+                     "The variable that moves its state elsewhere (default: NAME_STATE_DIR)")
+        ->type_name("KEY");
     origin
         ->add_option("--info", options->info,
                      "The application's Info.plist, whose update feed (SUFeedURL) is asked next")

@@ -1,5 +1,6 @@
 // tessel staged: which of several staged files is the one to run.
 #include "mac/OstraCore/StagedPayloads.h"
+#include "tools/tessel/Output.h"
 #include "tools/tessel/Tool.h"
 
 #include <fmt/format.h>
@@ -35,7 +36,7 @@ void addStaged(CLI::App& app, Tool& tool) {
             tool.status = 1;
             return;
         }
-        fmt::print("{}\n", found->name);
+        emit("{}\n", found->name);
     });
 }
 

@@ -1,6 +1,7 @@
 // tessel state: an application's private folder, its caches and its trash.
 #include "tools/tessel/FileContent.h"
 #include "tools/tessel/OpenStore.h"
+#include "tools/tessel/Output.h"
 #include "tools/tessel/Tool.h"
 
 #include <fmt/format.h>
@@ -16,42 +17,69 @@ struct Options {
     std::string file = "-";
 };
 
-void putCache(const tessel::StateStore& store, const Options& options, Tool& tool) {
-    const auto content = contentOf(options.file);
+void putCache(const Options& options, platform::HeadlessPlatform& platform, Tool& tool) {
+    const auto content = contentOf(options.file, tessel::StateStore::largestCache);
     if (!content) {
         tool.fail(content.error());
         return;
     }
-    store.saveCache(*content, options.name);
-    if (store.loadCache(options.name) != *content) {
-        tool.fail(fmt::format("cannot write {}", store.cacheURL(options.name).native()));
+    const auto store = openStore(*options.store, platform, tool.environment);
+    if (const auto saved = store.trySaveCache(*content, options.name); !saved) {
+        tool.fail(saved.error().description());
+    } else if (store.loadCache(options.name) != *content) {
+        tool.fail(fmt::format("{} does not hold what was put there",
+                              store.cacheURL(options.name).native()));
     }
 }
 
-void getCache(const tessel::StateStore& store, const Options& options, Tool& tool) {
+void getCache(const Options& options, platform::HeadlessPlatform& platform, Tool& tool) {
+    const auto store = existingStore(*options.store, platform, tool.environment);
     const auto content = store.loadCache(options.name);
     if (!content) {
-        tool.fail(fmt::format("there is no cache {}", options.name));
+        tool.fail(platform.privateFiles().exists(store.cacheURL(options.name))
+                      ? fmt::format("{} cannot be read", store.cacheURL(options.name).native())
+                      : fmt::format("there is no cache {}", options.name));
         return;
     }
-    std::fwrite(content->data(), 1, content->size(), stdout);
+    printText(*content);
 }
 
-void moveToTrash(const tessel::StateStore& store, const Options& options, Tool& tool) {
-    const auto moved = store.moveToTrash(options.name);
+void removeCache(const Options& options, platform::HeadlessPlatform& platform, Tool& tool) {
+    const auto store = existingStore(*options.store, platform, tool.environment);
+    if (const auto removed = store.tryRemoveCache(options.name); !removed) {
+        tool.fail(removed.error().description());
+    }
+}
+
+void moveToTrash(const Options& options, platform::HeadlessPlatform& platform, Tool& tool) {
+    if (!platform.privateFiles().exists(options.name)) {
+        tool.fail(fmt::format("there is no {}", options.name));
+        return;
+    }
+    const auto store = openStore(*options.store, platform, tool.environment);
+    const auto moved = store.tryMoveToTrash(options.name);
     if (!moved) {
-        tool.fail(fmt::format("cannot move {} to the trash", options.name));
+        tool.fail(moved.error().description());
         return;
     }
-    fmt::print("{}\n", moved->native());
+    emit("{}\n", moved->native());
 }
 
-using Action = void (*)(const tessel::StateStore&, const Options&, Tool&);
+void makeFolder(const Options& options, platform::HeadlessPlatform& platform, Tool& tool) {
+    const auto store = openStore(*options.store, platform, tool.environment);
+    if (const auto& failure = store.setUpFailure()) {
+        tool.fail(failure->description());
+        return;
+    }
+    emit("{}\n", store.baseDir().native());
+}
+
+using Action = void (*)(const Options&, platform::HeadlessPlatform&, Tool&);
 
 void run(CLI::App& command, const std::shared_ptr<Options>& options, Tool& tool, Action action) {
     command.callback([options, &tool, action] {
         const auto platform = platform::makeHeadlessPlatform(tool.environment);
-        action(openStore(*options->store, *platform, tool.environment), *options, tool);
+        action(*options, *platform, tool);
     });
 }
 
@@ -62,18 +90,16 @@ void addCache(CLI::App& state, const std::shared_ptr<Options>& options, Tool& to
     put->add_option("NAME", options->name, "The cache's name")->required();
     put->add_option("FILE", options->file, "Where the bytes are; - is standard input")
         ->capture_default_str();
-    put->footer(examples({"tessel state --app Zorvane cache put covers.bin covers.bin"}));
+    put->footer(examples({"tessel state cache put covers.bin covers.bin --app Zorvane"}));
     run(*put, options, tool, putCache);
     CLI::App* const get = cache->add_subcommand("get", "Print the bytes; exit 1 without any");
     get->add_option("NAME", options->name, "The cache's name")->required();
-    get->footer(examples({"tessel state --app Zorvane cache get covers.bin > covers.bin"}));
+    get->footer(examples({"tessel state cache get covers.bin --app Zorvane > covers.bin"}));
     run(*get, options, tool, getCache);
     CLI::App* const remove = cache->add_subcommand("rm", "Remove a cache; no error without one");
     remove->add_option("NAME", options->name, "The cache's name")->required();
-    remove->footer(examples({"tessel state --app Zorvane cache rm covers.bin"}));
-    run(*remove, options, tool, [](const auto& store, const auto& given, Tool& /*tool*/) {
-        store.removeCache(given.name);
-    });
+    remove->footer(examples({"tessel state cache rm covers.bin --app Zorvane"}));
+    run(*remove, options, tool, removeCache);
 }
 
 } // namespace
@@ -84,16 +110,14 @@ void addState(CLI::App& app, Tool& tool) {
     const auto options = std::make_shared<Options>();
     options->store = addStoreOptions(*state);
     CLI::App* const dir = state->add_subcommand("dir", "Make the folder and print its path");
-    dir->footer(examples({"tessel state --app Zorvane dir",
-                          "ZORVANE_STATE_DIR=~/other tessel state --app Zorvane dir"}));
-    run(*dir, options, tool, [](const auto& store, const auto& /*given*/, Tool& /*tool*/) {
-        fmt::print("{}\n", store.baseDir().native());
-    });
+    dir->footer(examples({"tessel state dir --app Zorvane",
+                          "ZORVANE_STATE_DIR=~/other tessel state dir --app Zorvane"}));
+    run(*dir, options, tool, makeFolder);
     addCache(*state, options, tool);
     CLI::App* const trash =
         state->add_subcommand("trash", "Set a file or folder aside; print its new path");
     trash->add_option("PATH", options->name, "What to move into the trash")->required();
-    trash->footer(examples({"tessel state --app Zorvane trash old.db"}));
+    trash->footer(examples({"tessel state trash old.db --app Zorvane"}));
     run(*trash, options, tool, moveToTrash);
 }
 

@@ -1,14 +1,17 @@
 #include "tools/tessel/Tool.h"
 
-#include <fmt/format.h>
-
-#include <cstdio>
+#include "tools/tessel/Output.h"
 
 namespace tool {
 
 void Tool::fail(std::string_view message) {
-    fmt::print(stderr, "tessel: {}\n", message);
+    say(message);
     status = 1;
+}
+
+void Tool::refuse(std::string_view message) {
+    fail(message);
+    status = 2;
 }
 
 std::string examples(std::initializer_list<std::string_view> lines) {

@@ -1,6 +1,7 @@
 // tessel version: which of two versions is the newer one.
 #include "mac/Tessel/Version.h"
 
+#include "tools/tessel/Output.h"
 #include "tools/tessel/Tool.h"
 
 #include <fmt/format.h>
@@ -27,7 +28,7 @@ void addVersion(CLI::App& app, Tool& tool) {
     newer->add_option("B", options->b, "The version to compare it with")->required();
     newer->callback([options, &tool] {
         const bool answer = tessel::AppVersion::isNewer(options->a, options->b);
-        fmt::print("{}\n", answer);
+        emit("{}\n", answer);
         tool.status = answer ? 0 : 1;
     });
 }

@@ -2,6 +2,7 @@
 #include "mac/Tessel/WebAppScripts.h"
 #include "platform/ErrnoText.h"
 #include "platform/Headless.h"
+#include "tools/tessel/Output.h"
 #include "tools/tessel/Tool.h"
 #include "tools/tessel/WebAppDocument.h"
 
@@ -10,7 +11,6 @@
 
 #include <array>
 #include <cerrno>
-#include <cstdio>
 #include <filesystem>
 #include <memory>
 #include <system_error>
@@ -83,7 +83,7 @@ void printScript(const Options& options, Script script, Tool& tool) {
         return;
     }
     const std::string text = script(*config);
-    std::fwrite(text.data(), 1, text.size(), stdout);
+    printText(text);
 }
 
 std::shared_ptr<Options> addConfig(CLI::App& command) {
