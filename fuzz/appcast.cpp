@@ -1,6 +1,8 @@
 // The list of updates, as a server sends it.
 #include "platform/appcast/Appcast.h"
 
+#include "platform/appcast/VersionOrder.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -13,8 +15,18 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         return 0;
     }
     for (const auto& item : *items) {
-        if (item.version.empty() || item.length == 0 || item.length > largestArchive ||
-            !item.url.starts_with("https://")) {
+        const bool hasArchive = item.length != 0 && item.url.starts_with("https://");
+        const bool mayBeWithout = item.informational != VersionCondition();
+        if (item.version.empty() || item.length > largestArchive ||
+            (!hasArchive && !mayBeWithout)) {
+            std::abort();
+        }
+        const Installation older{.version = "1",
+                                 .system = {.names = {item.system}, .version = "6"},
+                                 .now = 1'800'000'000,
+                                 .rolloutGroup = 3};
+        if (newestItem({item}, {.version = item.version, .system = older.system}) ||
+            (newestItem({item}, older) && !isReadableVersion(item.version))) {
             std::abort();
         }
     }

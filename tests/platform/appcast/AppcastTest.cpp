@@ -33,16 +33,26 @@ std::size_t usable(const TestItem& item) {
     return itemsOf(appcast({item})).size();
 }
 
-// Numbers only; enough for these tests.
-bool isNewer(std::string_view a, std::string_view than) {
-    return !a.empty() && std::stoi(std::string(a)) > std::stoi(std::string(than));
+Installation installation(const std::string& version = "1") {
+    return {.version = version,
+            .system = {.names = {"linux", "linux-x86_64"}, .version = "6.1"},
+            .now = 1'000'000};
 }
 
-const SystemDescription here{.names = {"linux", "linux-x86_64"}, .version = "6"};
-
-std::string newest(const std::vector<TestItem>& items, const std::string& installed = "1") {
-    const auto item = newestItem(itemsOf(appcast(items)), installed, here, isNewer);
+std::string newest(const std::vector<TestItem>& items, const Installation& here = installation()) {
+    const auto item = newestItem(itemsOf(appcast(items)), here);
     return item ? item->version : "none";
+}
+
+// The newest of this item and an ordinary version 2.
+std::string newestWith(const TestItem& item, const Installation& here = installation()) {
+    return newest({item, goodItem("2")}, here);
+}
+
+TestItem itemWith(const std::string& elements, const std::string& version = "9") {
+    TestItem item = goodItem(version);
+    item.inItem = elements;
+    return item;
 }
 
 TEST(Appcast, readsWhatAnItemSays) {
@@ -203,34 +213,158 @@ TEST(NewestItem, isTheOneWithTheHighestVersionWhereverItStands) {
 }
 
 TEST(NewestItem, isNeverADowngradeOrTheSameVersion) {
-    EXPECT_EQ(newest({goodItem("2"), goodItem("3")}, "3"), "none");
-    EXPECT_EQ(newest({goodItem("2"), goodItem("3")}, "4"), "none");
+    EXPECT_EQ(newest({goodItem("2"), goodItem("3")}, installation("3")), "none");
+    EXPECT_EQ(newest({goodItem("2"), goodItem("3")}, installation("4")), "none");
+}
+
+TEST(NewestItem, isNeverOneThatCannotBeRead) {
+    for (const char* version : {"1.9-rc1", "next", "3b1", "-5", "99.", ".9", "9..1"}) {
+        EXPECT_EQ(newest({goodItem(version)}, installation("2")), "none") << version;
+        EXPECT_EQ(newest({goodItem(version)}, installation("dev")), "none") << version;
+    }
+    EXPECT_EQ(newest({goodItem("2")}, installation("dev")), "2");
 }
 
 TEST(NewestItem, isForThisSystem) {
     TestItem other = goodItem("9");
     for (const char* system : {"", "macos", "windows", "Linux", "linux-riscv64"}) {
         other.system = system;
-        EXPECT_EQ(newest({other, goodItem("2")}), "2") << system;
+        EXPECT_EQ(newestWith(other), "2") << system;
     }
     other.system = "linux-x86_64";
-    EXPECT_EQ(newest({other, goodItem("2")}), "9");
+    EXPECT_EQ(newestWith(other), "9");
 }
 
 TEST(NewestItem, runsOnThisVersionOfTheSystem) {
-    TestItem demanding = goodItem("9");
-    demanding.inItem = "<sparkle:minimumSystemVersion>7</sparkle:minimumSystemVersion>";
-    EXPECT_EQ(newest({demanding, goodItem("2")}), "2");
-    demanding.inItem = "<sparkle:minimumSystemVersion>6</sparkle:minimumSystemVersion>";
-    EXPECT_EQ(newest({demanding, goodItem("2")}), "9");
+    const auto minimum = [](const std::string& version) {
+        return itemWith("<sparkle:minimumSystemVersion>" + version +
+                        "</sparkle:minimumSystemVersion>");
+    };
+    const auto maximum = [](const std::string& version) {
+        return itemWith("<sparkle:maximumSystemVersion>" + version +
+                        "</sparkle:maximumSystemVersion>");
+    };
+    EXPECT_EQ(newestWith(minimum("6.2")), "2");
+    EXPECT_EQ(newestWith(minimum("6.1")), "9");
+    EXPECT_EQ(newestWith(maximum("6.0")), "2");
+    EXPECT_EQ(newestWith(maximum("6.1")), "9");
+    for (const char* unreadable : {"six", "6.1-rc1"}) {
+        EXPECT_EQ(newestWith(minimum(unreadable)), "2");
+        EXPECT_EQ(newestWith(maximum(unreadable)), "2");
+    }
 }
 
-TEST(NewestItem, isTheFirstOfThoseThatCannotBeCompared) {
-    const auto differs = [](std::string_view a, std::string_view than) {
-        return !a.empty() && a != than;
+TEST(NewestItem, mayBeInstalledOverThisVersion) {
+    const auto minimum = [](const std::string& version) {
+        return itemWith("<sparkle:minimumUpdateVersion>" + version +
+                        "</sparkle:minimumUpdateVersion>");
     };
-    const auto items = itemsOf(appcast({goodItem("gamma"), goodItem("beta")}));
-    EXPECT_EQ(newestItem(items, "alpha", here, differs)->version, "gamma");
+    EXPECT_EQ(newestWith(minimum("1.1")), "2");
+    EXPECT_EQ(newestWith(minimum("1.1"), installation("1.1")), "9");
+    EXPECT_EQ(newestWith(minimum("1")), "9");
+    EXPECT_EQ(newestWith(minimum("one")), "2");
+}
+
+class PhasedRollout : public ::testing::Test {
+  protected:
+    // Published at 1,000,000 seconds since 1970; an hour for each group.
+    static TestItem phased(const std::string& more = "") {
+        return itemWith("<pubDate>Mon, 12 Jan 1970 13:46:40 +0000</pubDate>"
+                        "<sparkle:phasedRolloutInterval>3600</sparkle:phasedRolloutInterval>" +
+                        more);
+    }
+    static Installation after(std::int64_t seconds, std::optional<std::int64_t> group) {
+        auto here = installation();
+        here.now = 1'000'000 + seconds;
+        here.rolloutGroup = group;
+        return here;
+    }
+};
+
+TEST_F(PhasedRollout, reachesEachGroupAnIntervalAfterTheOneBefore) {
+    for (std::int64_t group = 0; group < rolloutGroups; ++group) {
+        EXPECT_EQ(newestWith(phased(), after(group * 3600 - 1, group)), "2") << group;
+        EXPECT_EQ(newestWith(phased(), after(group * 3600, group)), "9") << group;
+    }
+}
+
+TEST_F(PhasedRollout, makesNobodyWaitWhoAsks) {
+    EXPECT_EQ(newestWith(phased(), after(-100'000, std::nullopt)), "9");
+}
+
+TEST_F(PhasedRollout, makesNobodyWaitForACriticalUpdate) {
+    EXPECT_EQ(newestWith(phased("<sparkle:criticalUpdate/>"), after(0, 6)), "9");
+    const std::string upTo = R"(<sparkle:criticalUpdate sparkle:version="1"/>)";
+    EXPECT_EQ(newestWith(phased(upTo), after(0, 6)), "2") << "critical for versions below 1 only";
+}
+
+TEST_F(PhasedRollout, needsADateAndAnInterval) {
+    EXPECT_EQ(newestWith(itemWith("<sparkle:phasedRolloutInterval>3600</sparkle:"
+                                  "phasedRolloutInterval>"),
+                         after(0, 6)),
+              "9");
+    for (const char* interval : {"", "soon", "-1", "99999999999"}) {
+        EXPECT_EQ(newestWith(itemWith("<pubDate>Mon, 12 Jan 1970 13:46:40 GMT</pubDate>"
+                                      "<sparkle:phasedRolloutInterval>" +
+                                      std::string(interval) + "</sparkle:phasedRolloutInterval>"),
+                             after(0, 6)),
+                  "9")
+            << interval;
+    }
+}
+
+AppcastItem read(const std::string& elements) {
+    return itemsOf(appcast({itemWith(elements)})).at(0);
+}
+
+TEST(CriticalUpdate, isSoForEveryVersionOrForThoseBelowOne) {
+    EXPECT_FALSE(read("").critical.holdsFor("1"));
+    EXPECT_TRUE(read("<sparkle:criticalUpdate/>").critical.holdsFor("1"));
+    EXPECT_TRUE(
+        read("<sparkle:tags><sparkle:criticalUpdate/></sparkle:tags>").critical.holdsFor("1"));
+    const auto below =
+        read(R"(<sparkle:criticalUpdate sparkle:version="1.5"></sparkle:criticalUpdate>)");
+    EXPECT_TRUE(below.critical.holdsFor("1.4.9"));
+    EXPECT_FALSE(below.critical.holdsFor("1.5"));
+}
+
+TEST(InformationalUpdate, isSoForEveryVersionForNamedOnesOrForThoseBelowOne) {
+    EXPECT_FALSE(read("").informational.holdsFor("1"));
+    EXPECT_TRUE(read("<sparkle:informationalUpdate/>").informational.holdsFor("1"));
+    const auto some = read("<sparkle:informationalUpdate><sparkle:version>1.2</sparkle:version>"
+                           "<sparkle:version>1.4</sparkle:version>"
+                           "<sparkle:belowVersion>1.1</sparkle:belowVersion>"
+                           "</sparkle:informationalUpdate>");
+    for (const char* version : {"1.2", "1.4", "1.0.9", "0"}) {
+        EXPECT_TRUE(some.informational.holdsFor(version)) << version;
+    }
+    for (const char* version : {"1.1", "1.3", "1.2.0", "2"}) {
+        EXPECT_FALSE(some.informational.holdsFor(version)) << version;
+    }
+}
+
+TEST(InformationalUpdate, needsNoArchiveButASystem) {
+    auto item = itemWith("<sparkle:informationalUpdate><sparkle:belowVersion>1.5</sparkle:"
+                         "belowVersion></sparkle:informationalUpdate>"
+                         "<link> https://example.org/page </link>");
+    item.url = item.length = item.signature = "";
+    EXPECT_EQ(newestWith(item), "9");
+    EXPECT_EQ(itemsOf(appcast({item})).at(0).page, "https://example.org/page");
+    EXPECT_EQ(newest({item}, installation("1.5")), "none") << "nothing to install for this one";
+    item.system = "";
+    EXPECT_EQ(newestWith(item), "2");
+}
+
+TEST(InformationalUpdate, needsAPageOrReleaseNotesOverHttps) {
+    EXPECT_EQ(read("<link>http://example.org</link>").page, "");
+    EXPECT_EQ(read("<link>javascript:alert(1)</link>").page, "");
+    const std::string informational = "<sparkle:informationalUpdate/>";
+    EXPECT_EQ(newestWith(itemWith(informational)), "2");
+    EXPECT_EQ(newestWith(itemWith(informational + "<link>https://example.org/a</link>")), "9");
+    const auto notes = informational + "<sparkle:releaseNotesLink>https://example.org/b</sparkle:"
+                                       "releaseNotesLink>";
+    EXPECT_EQ(newestWith(itemWith(notes)), "9");
+    EXPECT_EQ(read(notes).page, "https://example.org/b");
 }
 
 } // namespace

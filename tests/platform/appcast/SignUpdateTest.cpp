@@ -86,6 +86,16 @@ TEST_F(SignUpdate, neverReplacesAKey) {
     EXPECT_EQ(readText(key), before);
 }
 
+TEST_F(SignUpdate, refusesAVersionThatCannotBeCompared) {
+    ASSERT_TRUE(run({"key", key}));
+    for (const char* version : {"1.9-rc1", "2b1", "v2", "-1", "1..2", "2."}) {
+        test_support::TestBundle{.version = version}.write(root / "built");
+        EXPECT_FALSE(sign()) << version;
+    }
+    test_support::TestBundle{.version = "1.10.2"}.write(root / "built");
+    EXPECT_TRUE(sign());
+}
+
 TEST_F(SignUpdate, refusesWhatCouldNotBeInstalled) {
     ASSERT_TRUE(run({"key", key}));
     EXPECT_FALSE(sign("http://updates.example/"));
