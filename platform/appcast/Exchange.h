@@ -1,7 +1,10 @@
 // Lets two folders of one file system change places. At every moment, a killed process or a power
 // failure included, each of the two names has one of the two folders, whole. A file system that
 // cannot do that in one step (renameat2 with RENAME_EXCHANGE, Linux 3.15) gets renames with a way
-// back, during which `target` is missing for a moment. Any thread; throws nothing.
+// back, during which `target` is missing for a moment. A process of their own makes them, so that a
+// kill of the caller leaves them done, and a kill of theirs is undone; only a power failure in that
+// moment, or a kill of both, leaves the old folder beside `staged` under a name with ".previous".
+// Any thread; throws nothing but std::bad_alloc.
 #pragma once
 
 #include <expected>

@@ -58,7 +58,7 @@ std::expected<void, std::string> StagedUpdate::activate() {
     if (const auto exchanged = exchangeFolders(staged_, installed_); !exchanged) {
         return cannotReplace(installed_, exchanged.error());
     }
-    staging_.keep();
+    staging_.keep(true);
     return {};
 }
 
@@ -66,6 +66,7 @@ std::expected<void, std::string> StagedUpdate::revert() {
     if (const auto exchanged = exchangeFolders(staged_, installed_); !exchanged) {
         return cannotReplace(installed_, exchanged.error());
     }
+    staging_.keep(false);
     return {};
 }
 

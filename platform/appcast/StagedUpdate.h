@@ -1,8 +1,8 @@
 // An update between its download and its first start. prepare() examines everything and changes
 // nothing but a private folder beside the installed bundle; activate() lets the new bundle and the
 // installed one change places in one step; revert() is the way back. However this ends, by a kill
-// too, the bundle in its place is whole. The folder with what is not needed goes with the object,
-// except that the bundle which this process was started from stays, after activate(), for
+// too, the bundle in its place is whole. The folder with what is not needed goes with the object;
+// after activate() that would be the bundle which this process was started from, so it stays for
 // removeLeftovers() in a later process. Any thread, one at a time; throws nothing but
 // std::bad_alloc.
 #pragma once
@@ -34,6 +34,9 @@ class StagedUpdate {
     // an archive that does not have it is looked at.
     [[nodiscard]] static std::expected<StagedUpdate, std::string> prepare(int archive,
                                                                           const UpdatePlan& plan);
+
+    // The new bundle, before activate().
+    [[nodiscard]] const std::filesystem::path& fresh() const { return staged_; }
 
     [[nodiscard]] std::expected<void, std::string> activate();
     [[nodiscard]] std::expected<void, std::string> revert();

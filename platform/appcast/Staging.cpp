@@ -23,9 +23,9 @@ posix::UniqueFd openFolder(const std::filesystem::path& path) {
     return posix::UniqueFd(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
 }
 
-bool isOurs(int folder) {
+bool belongsTo(uid_t owner, int folder) {
     struct stat status{};
-    return ::fstat(folder, &status) == 0 && status.st_uid == ::geteuid();
+    return ::fstat(folder, &status) == 0 && status.st_uid == owner;
 }
 
 void removeTree(const std::filesystem::path& path) {
@@ -64,7 +64,11 @@ Staging::~Staging() {
     }
 }
 
-void removeLeftovers(const std::filesystem::path& bundle) {
+void removeLeftovers(const std::filesystem::path& bundle, uid_t owner) {
+    struct stat status{};
+    if (::lstat(bundle.c_str(), &status) != 0) {
+        return;
+    }
     const std::string prefix = namePrefix(bundle);
     std::vector<std::filesystem::path> found;
     std::error_code failed;
@@ -76,7 +80,8 @@ void removeLeftovers(const std::filesystem::path& bundle) {
     }
     for (const auto& path : found) {
         const auto folder = openFolder(path);
-        if (folder && isOurs(folder.get()) && ::flock(folder.get(), LOCK_EX | LOCK_NB) == 0) {
+        if (folder && belongsTo(owner, folder.get()) &&
+            ::flock(folder.get(), LOCK_EX | LOCK_NB) == 0) {
             removeTree(path);
         }
     }

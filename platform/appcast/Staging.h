@@ -6,6 +6,9 @@
 
 #include "platform/posix/UniqueFd.h"
 
+#include <sys/types.h>
+#include <unistd.h>
+
 #include <expected>
 #include <filesystem>
 
@@ -21,8 +24,8 @@ class Staging {
 
     [[nodiscard]] const std::filesystem::path& path() const { return path_; }
     [[nodiscard]] int descriptor() const { return folder_.get(); }
-    // It stays until removeLeftovers() finds it without its lock.
-    void keep() { keeps_ = true; }
+    // Whether it stays until removeLeftovers() finds it without its lock.
+    void keep(bool keeps) { keeps_ = keeps; }
 
   private:
     Staging(std::filesystem::path path, posix::UniqueFd folder);
@@ -32,8 +35,10 @@ class Staging {
     bool keeps_ = false;
 };
 
-// Removes the staging folders of this bundle that nobody holds any more.
-void removeLeftovers(const std::filesystem::path& bundle);
+// Removes the staging folders of this bundle that nobody holds any more. One that is not `owner`'s
+// is not ours, whatever its name; and none is touched while there is no bundle, which then is in
+// one of them.
+void removeLeftovers(const std::filesystem::path& bundle, uid_t owner = ::geteuid());
 
 // A new file without a name in that folder, which goes with its descriptor; or an errno value.
 [[nodiscard]] std::expected<posix::UniqueFd, int>

@@ -51,7 +51,8 @@ void waitAtGate(int gate) noexcept {
 }
 
 [[noreturn]] void becomeProgram(const ProgramStart& start) noexcept {
-    if (::setpgid(0, start.group) != 0 || !arrangeDescriptors(start)) {
+    const bool stands = start.ownSession ? ::setsid() >= 0 : ::setpgid(0, start.group) == 0;
+    if (!stands || !arrangeDescriptors(start)) {
         giveUp(start, errno);
     }
     resetSignals(start.ignoreEverySignal);
@@ -101,8 +102,9 @@ pid_t forkAndExec(const ProgramStart& start) noexcept {
     }
     const int error = errno;
     ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    if (pid > 0) {
-        // The child does the same: whoever comes first, the group exists for both.
+    if (pid > 0 && !start.ownSession) {
+        // The child does the same: whoever comes first, the group exists for both. The leader of a
+        // group cannot begin a session.
         ::setpgid(pid, start.group == 0 ? pid : start.group);
     }
     errno = error;

@@ -20,6 +20,8 @@ struct ProgramStart {
     int descriptorLimit; // see descriptorLimit()
     pid_t parent;
     pid_t group; // 0: a new one, led by the program
+    // A session of its own, without a terminal, in the place of a group in this one.
+    bool ownSession = false;
     bool ignoreEverySignal;
     int signalWhenParentDies; // 0: none; nothing comes of it where the system cannot
 };
@@ -29,7 +31,8 @@ struct ProgramStart {
 
 // Forks with every signal held back, so that no handler of this program runs in the new process,
 // which leads or joins its group, sees no descriptor but 0, 1 and 2, and has an empty mask. The
-// group exists when this returns. The new process's id, or -1 with errno set.
+// group, unless it is a session's, exists when this returns. The new process's id, or -1 with errno
+// set.
 [[nodiscard]] pid_t forkAndExec(const ProgramStart& start) noexcept;
 
 // Every signal that can be caught gets its default disposition, or is ignored; none is blocked.

@@ -80,6 +80,7 @@ std::expected<Spawned, int> spawn(const SpawnPlan& plan) {
         .descriptorLimit = descriptorLimit(),
         .parent = ::getpid(),
         .group = plan.group,
+        .ownSession = plan.ownSession,
         .ignoreEverySignal = plan.ignoreEverySignal,
         .signalWhenParentDies = plan.endWithThread ? SIGTERM : 0,
     });

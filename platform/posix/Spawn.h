@@ -45,6 +45,8 @@ struct SpawnPlan {
     int errorOutput = -1;
     // 0: a new group, led by the program.
     pid_t group = 0;
+    // A session of its own, without a terminal, in the place of a group in this one.
+    bool ownSession = false;
     bool ignoreEverySignal = false;
     // Where the system can: SIGTERM when the calling thread ends.
     bool endWithThread = true;

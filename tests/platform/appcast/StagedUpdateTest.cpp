@@ -2,21 +2,22 @@
 
 #include "platform/appcast/Exchange.h"
 #include "platform/appcast/InstallLocation.h"
+#include "tests/platform/appcast/Tracing.h"
 #include "tests/platform/services/Fixtures.h"
 #include "tests/support/temporary/TemporaryFolder.h"
 #include "tests/support/updates/SigningKey.h"
 #include "tests/support/updates/TestBundle.h"
 
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <spawn.h>
+#include <sys/file.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
-#include <csignal>
-#include <thread>
+#include <map>
 
 namespace platform::appcast {
 namespace {
@@ -24,8 +25,10 @@ namespace {
 using test_support::ArchiveBuilder;
 using test_support::SigningKey;
 using test_support::TestBundle;
+using ::testing::AnyOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using ::testing::IsEmpty;
 using ::testing::SizeIs;
 
 std::string versionAt(const std::filesystem::path& bundle) {
@@ -92,11 +95,14 @@ TEST_F(Staged, exchangesTheBundlesAndLeavesTheOldOneForLater) {
     EXPECT_EQ(versionAt(installed), "2");
 }
 
-TEST_F(Staged, goesBackToTheOldBundle) {
+TEST_F(Staged, goesBackToTheOldBundleAndRemovesTheNewOneAtOnce) {
     const auto archive = next.archive();
-    auto update = prepare(archive, plan(archive));
-    ASSERT_TRUE(update && update->activate() && update->revert());
-    EXPECT_EQ(versionAt(installed), "1");
+    {
+        auto update = prepare(archive, plan(archive));
+        ASSERT_TRUE(update && update->activate() && update->revert());
+        EXPECT_EQ(versionAt(installed), "1");
+    }
+    EXPECT_THAT(namesIn(root.path()), ElementsAre("Example.app"));
 }
 
 TEST_F(Staged, refusesATamperedArchive) {
@@ -209,6 +215,30 @@ TEST_F(Staged, carriesOverTheLinksToTheSystemsPrograms) {
     EXPECT_FALSE(std::filesystem::exists(std::filesystem::symlink_status(bin / "inner")));
 }
 
+TEST_F(Staged, carriesNothingOverThroughALinkOfTheNewBundle) {
+    const test_support::TemporaryFolder outside;
+    std::filesystem::create_directories(installed / "Contents/Resources/bin");
+    std::filesystem::create_symlink("/usr/bin/true", installed / "Contents/Resources/bin/tool");
+    const auto fresh = TestBundle{.name = "Fresh.app"}.write(outside.path());
+    std::filesystem::create_directory(outside / "target");
+    std::filesystem::create_directory_symlink(outside / "target", fresh / "Contents/Resources");
+    carryOverSystemLinks(installed, fresh);
+    EXPECT_THAT(namesIn(outside / "target"), IsEmpty());
+}
+
+TEST_F(Staged, leavesWhatBelongsToSomebodyElse) {
+    std::filesystem::create_directories(root / ".Example.app.update-abc123");
+    removeLeftovers(installed, ::geteuid() + 1);
+    EXPECT_THAT(namesIn(root.path()), SizeIs(2));
+}
+
+TEST_F(Staged, clearsNothingAwayWhileThereIsNoBundle) {
+    std::filesystem::create_directories(root / ".Example.app.update-abc123/new/Example.app");
+    std::filesystem::remove_all(installed);
+    removeLeftovers(installed);
+    EXPECT_THAT(namesIn(root.path()), ElementsAre(".Example.app.update-abc123"));
+}
+
 TEST_F(Staged, clearsAwayWhatAKilledInstallationLeft) {
     std::filesystem::create_directories(root / ".Example.app.update-abc123/new/Example.app");
     std::filesystem::create_directories(root / ".Other.app.update-abc123");
@@ -258,20 +288,30 @@ TEST(InstallLocation, isOursWhereWeCanWrite) {
     EXPECT_EQ(installLocation("/proc/self"), InstallLocation::notWritable);
 }
 
-// Kills a real installation at many moments.
-class KilledInstallation : public Staged {
+// Path, mode and content of everything in a folder.
+std::map<std::string, std::string> treeOf(const std::filesystem::path& folder) {
+    std::map<std::string, std::string> tree;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+        const auto name = fmt::format("{} {:o}", entry.path().lexically_relative(folder).string(),
+                                      modeOf(entry.path()));
+        tree[name] = entry.is_regular_file() ? readText(entry.path()) : "";
+    }
+    return tree;
+}
+
+// A real installation in a process of its own, which is watched, or killed at every system call in
+// turn. The two versions have different files.
+class WatchedInstallation : public Staged {
   protected:
     void SetUp() override {
-        for (int i = 0; i < 60; ++i) {
-            const auto name = fmt::format("Resources/{}", i);
-            content[name] = std::string(20'000, static_cast<char>('a' + i % 26));
-        }
-        old.files = content;
-        next.files = content;
-        old.write(root.path());
-        archivePath = files / "archive";
+        old.files = {{"Resources/both", "old"}, {"Resources/only-old", "x"}};
+        next.files = {{"Resources/both", "new"}, {"Resources/only-new", "y"}};
+        next.displayVersion = "2.0";
+        const test_support::TemporaryFolder elsewhere;
+        oldTree = treeOf(old.write(elsewhere / "old"));
+        nextTree = treeOf(next.write(elsewhere / "next"));
         const auto archive = next.archive();
-        writeText(archivePath, archive);
+        writeText(files / "archive", archive);
         const auto hexadecimal = [](const auto& bytes) {
             std::string text;
             for (const auto byte : bytes) {
@@ -280,7 +320,8 @@ class KilledInstallation : public Staged {
             return text;
         };
         arguments = {ZORVANE_INSTALL_PROBE,
-                     archivePath,
+                     "",
+                     files / "archive",
                      installed.string(),
                      "test.example",
                      "2",
@@ -288,63 +329,109 @@ class KilledInstallation : public Staged {
                      hexadecimal(key.sign(archive))};
     }
 
-    [[nodiscard]] pid_t start() const {
-        std::vector<char*> pointers;
-        for (const auto& argument : arguments) {
-            pointers.push_back(const_cast<char*>(argument.c_str()));
-        }
-        pointers.push_back(nullptr);
-        pid_t child = -1;
-        EXPECT_EQ(::posix_spawn(&child, pointers[0], nullptr, nullptr, pointers.data(), environ),
-                  0);
-        return child;
+    test_support::Trace run(const std::string& phase, std::size_t killAt = 0) {
+        arguments[1] = phase;
+        return test_support::trace(arguments, variables, killAt, traced);
     }
-
-    // One of the two versions, with all of its files.
-    void expectWhole() const {
-        const auto version = versionAt(installed);
-        EXPECT_TRUE(version == "1" || version == "2") << version;
-        EXPECT_EQ(readText(installed / "Contents/MacOS/Example"), next.program);
-        for (const auto& [name, text] : content) {
-            ASSERT_EQ(readText(installed / "Contents" / name), text) << name;
+    // As it was before the phase.
+    void arrange(const std::string& phase) {
+        std::filesystem::remove_all(installed);
+        if (phase != "clean") {
+            old.write(root.path());
+            return;
         }
+        next.write(root.path());
+        old.write(root / ".Example.app.update-abc123/new");
+    }
+    // A process that the killed one left behind has the lock as long as it works.
+    void awaitEverybody() {
+        for (const auto& entry : std::filesystem::directory_iterator(root.path())) {
+            const posix::UniqueFd folder(
+                ::open(entry.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+            ASSERT_EQ(::flock(folder.get(), LOCK_EX), 0);
+        }
+    }
+    std::string wholeVersion() const {
+        const auto tree = std::filesystem::exists(installed) ? treeOf(installed)
+                                                             : std::map<std::string, std::string>();
+        return tree == oldTree ? "1" : tree == nextTree ? "2" : "a mixture, or nothing";
+    }
+    // Returns how often it was killed.
+    std::size_t killEverywhere(const std::string& phase) {
+        for (std::size_t call = 1; !HasFailure(); ++call) {
+            arrange(phase);
+            const auto trace = run(phase, call);
+            awaitEverybody();
+            EXPECT_THAT(wholeVersion(), AnyOf("1", "2")) << phase << ", killed at call " << call;
+            if (traced == test_support::Traced::itsChild) {
+                EXPECT_TRUE(WIFEXITED(trace.status)) << "a kill of the child ends nobody else";
+                EXPECT_EQ(WEXITSTATUS(trace.status) == 0, wholeVersion() == "2") << call;
+            }
+            removeLeftovers(installed);
+            EXPECT_THAT(wholeVersion(), AnyOf("1", "2")) << phase << ", cleared after " << call;
+            EXPECT_THAT(namesIn(root.path()), ElementsAre("Example.app")) << call;
+            if (!trace.isKilled) {
+                EXPECT_TRUE(WIFEXITED(trace.status) && WEXITSTATUS(trace.status) == 0);
+                return call - 1;
+            }
+        }
+        return 0;
+    }
+    // Everything that was called, as "NUMBER", and the folder where one was flushed.
+    std::vector<std::string> flushesAndRenames(const test_support::Trace& trace) const {
+        std::vector<std::string> found;
+        for (const auto& [number, first] : trace.calls) {
+            if (number == SYS_syncfs || number == SYS_fsync) {
+                const bool isStaging = first.filename().string().starts_with(".Example.app.update");
+                found.push_back(first == root.path() ? "flush the folder of the bundle"
+                                : isStaging          ? "flush everything"
+                                                     : "flush the folder of the new bundle");
+            } else if (number == SYS_renameat2) {
+                found.emplace_back("exchange");
+            }
+        }
+        return found;
     }
 
     test_support::TemporaryFolder files;
     TestBundle old;
-    std::map<std::string, std::string> content;
-    std::string archivePath;
+    std::map<std::string, std::string> oldTree;
+    std::map<std::string, std::string> nextTree;
     std::vector<std::string> arguments;
+    std::vector<std::string> variables;
+    test_support::Traced traced = test_support::Traced::theProgram;
 };
 
-TEST_F(KilledInstallation, leavesAWholeApplicationAtEveryMoment) {
-    const auto begin = std::chrono::steady_clock::now();
-    int status = -1;
-    ASSERT_GT(::waitpid(start(), &status, 0), 0);
-    ASSERT_EQ(status, 0);
-    auto duration = std::chrono::steady_clock::now() - begin;
-    expectWhole();
+TEST_F(WatchedInstallation, hasEverythingOnTheDiskBeforeTheFirstNameChangesAndTheNamesAfter) {
+    const auto trace = run("install");
+    EXPECT_EQ(wholeVersion(), "2");
+    EXPECT_THAT(flushesAndRenames(trace),
+                ElementsAre("flush everything", "exchange", "flush the folder of the bundle",
+                            "flush the folder of the new bundle"));
+}
 
-    constexpr int moments = 40;
-    int killed = 0;
-    for (int i = 0; i < moments; ++i) {
-        const pid_t child = start();
-        std::this_thread::sleep_for(duration * i / (moments - 10));
-        ::kill(child, SIGKILL);
-        ASSERT_EQ(::waitpid(child, &status, 0), child);
-        if (WIFSIGNALED(status)) {
-            ++killed;
-        } else {
-            duration = duration * 9 / 10; // it was faster than the one that was measured
-        }
-        expectWhole();
-    }
-    EXPECT_GT(killed, 5);
-    ASSERT_GT(::waitpid(start(), &status, 0), 0);
-    EXPECT_EQ(status, 0);
-    removeLeftovers(installed);
-    expectWhole();
-    EXPECT_THAT(namesIn(root.path()), ElementsAre("Example.app"));
+TEST_F(WatchedInstallation, leavesAWholeApplicationWhereverTheExchangeIsKilled) {
+    EXPECT_GT(killEverywhere("activate"), 5U);
+}
+
+TEST_F(WatchedInstallation, leavesAWholeApplicationWhereverItsWayBackIsKilled) {
+    EXPECT_GT(killEverywhere("revert"), 20U);
+}
+
+TEST_F(WatchedInstallation, leavesAWholeApplicationWhereverTheCleaningIsKilled) {
+    EXPECT_GT(killEverywhere("clean"), 20U);
+}
+
+TEST_F(WatchedInstallation, survivesTheSameOnAFileSystemThatCannotExchange) {
+    variables = {"WITHOUT_EXCHANGE=1"};
+    EXPECT_GT(killEverywhere("activate"), 10U);
+    EXPECT_GT(killEverywhere("revert"), 20U);
+}
+
+TEST_F(WatchedInstallation, survivesAKillOfTheProcessThatRenames) {
+    variables = {"WITHOUT_EXCHANGE=1"};
+    traced = test_support::Traced::itsChild;
+    EXPECT_GT(killEverywhere("activate"), 4U); // setsid, three renames, exit
 }
 
 } // namespace

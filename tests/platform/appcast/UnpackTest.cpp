@@ -209,6 +209,23 @@ TEST_F(Unpack, refusesABombBeforeItFillsTheDisk) {
     EXPECT_THAT(refusal(zip, {.totalBytes = 1'000'000}), HasSubstr("is too large"));
 }
 
+TEST_F(Unpack, refusesABombThatSaysItIsSmall) {
+    ArchiveBuilder zip(ArchiveBuilder::Format::zip);
+    zip.zeros("A/one", 3'000'000);
+    auto archive = zip.finish();
+    const std::string declared("\xc0\xc6\x2d\x00", 4); // 3,000,000
+    std::size_t places = 0;
+    for (auto at = archive.find(declared); at != std::string::npos; at = archive.find(declared)) {
+        archive.replace(at, declared.size(), std::string("\x0a\x00\x00\x00", 4));
+        ++places;
+    }
+    ASSERT_GT(places, 0U);
+    const auto outcome = run(archive, {.totalBytes = 1'000'000});
+    ASSERT_FALSE(outcome);
+    EXPECT_EQ(outcome.error(), "the archive is too large");
+    EXPECT_LE(std::filesystem::file_size(folder / "A/one"), 1'000'000U);
+}
+
 TEST_F(Unpack, refusesTooManyEntries) {
     ArchiveBuilder builder;
     for (int i = 0; i < 11; ++i) {
