@@ -41,6 +41,10 @@ class Application {
     // The delegate is not owned and outlives the call. When another instance of this user is
     // running already, that one is asked to reopen and the call returns 0 without any callback.
     virtual int run(ApplicationDelegate& delegate) = 0;
+    // For a launch that is to take the place of a running instance (an update's): tells that one
+    // that everything is done which could go wrong, and blocks until it has ended. False: it stays,
+    // and this process is ending instead. True at once for every other launch.
+    [[nodiscard]] virtual bool takeOver() = 0;
     // Asks the delegate, and ends the main loop if it agrees.
     virtual void terminate() = 0;
     virtual void activateIgnoringOtherApps() = 0;

@@ -46,8 +46,6 @@ struct NativeOptions {
     // Where windows live in a process of their own, the executable of it: the name of an auxiliary
     // executable or an absolute path. Other systems have no use for it.
     std::string windowExecutable = {};
-    // Which of two versions is newer, for back ends whose updater has no rule of its own.
-    std::function<bool(std::string_view a, std::string_view than)> isNewerVersion = {};
     // A PEM file with the certificate authorities that the update servers are checked against, in
     // the place of the system's.
     std::filesystem::path updateAuthorities = {};

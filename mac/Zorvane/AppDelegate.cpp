@@ -51,8 +51,10 @@ void AppDelegate::applicationDidFinishLaunching() {
             self->serverStateChanged(state);
         }
     };
-    supervisor_->start();
-    mainWindow_.show();
+    if (facilities_.application.takeOver()) {
+        supervisor_->start();
+        mainWindow_.show();
+    }
 }
 
 void AppDelegate::installPresence() {

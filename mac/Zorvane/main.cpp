@@ -1,4 +1,3 @@
-#include "mac/Tessel/Version.h"
 #include "mac/Zorvane/AppDelegate.h"
 #include "mac/Zorvane/CommandLine.h"
 #include "mac/Zorvane/Installation.h"
@@ -86,17 +85,16 @@ int main(int argc, char** argv) {
         fmt::print(stderr, "{}", answer->error);
         return answer->exitStatus;
     }
-    const platform::Environment environment = platform::currentEnvironment();
     const auto system =
         platform::makeNativePlatform({.applicationId = "app.zorvane",
                                       .guardianExecutable = "zorvane-guardian",
-                                      .windowExecutable = "zorvane-window",
-                                      .isNewerVersion = &tessel::AppVersion::isNewer});
+                                      .windowExecutable = "zorvane-window"});
     if (!system) {
         fmt::print(stderr, "Zorvane cannot start: {}\n", system.error());
         return 1;
     }
     platform::NativePlatform& native = **system;
+    const platform::Environment environment = platform::currentEnvironment();
     std::shared_ptr<zorvane::AppDelegate> delegate;
     delegate =
         zorvane::AppDelegate::create(shellFacilities(native), environment,

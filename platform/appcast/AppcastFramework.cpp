@@ -73,7 +73,6 @@ AppcastFramework::makeStandardController(UpdateDelegate& delegate) {
                              .feedUrl = feed,
                              .key = *key,
                              .system = options_.system,
-                             .isNewer = options_.isNewer,
                              .readInfo = options_.readInfo},
                             delegate));
 }

@@ -13,7 +13,6 @@ namespace platform::appcast {
 
 struct AppcastOptions {
     SystemDescription system;
-    IsNewer isNewer;
     ReadInfo readInfo; // of an unpacked bundle; called on background threads
 };
 

@@ -2,9 +2,10 @@
 
 #include "platform/ErrnoText.h"
 #include "platform/appcast/CheckSchedule.h"
-#include "platform/appcast/InstallLocation.h"
+#include "platform/appcast/FirstStart.h"
 
 #include <fmt/format.h>
+#include <sodium.h>
 
 #include <algorithm>
 #include <tuple>
@@ -21,6 +22,7 @@ constexpr std::chrono::milliseconds betweenProgress{100};
 constexpr std::chrono::seconds longestWait = std::chrono::hours(1);
 constexpr std::chrono::seconds whileDue = std::chrono::minutes(10);
 constexpr std::string_view lastCheckKey = "updates.lastCheck";
+constexpr std::string_view rolloutGroupKey = "updates.rolloutGroup"; // from 1
 constexpr std::string_view relaunchNotification = "SPUUpdaterWillRelaunchApplicationNotification";
 
 std::string skippedKey(const std::string& version) {
@@ -43,8 +45,12 @@ std::shared_ptr<UpdateDriver> UpdateDriver::start(const UpdateFacilities& facili
                                                   UpdateProduct product, UpdateDelegate& delegate) {
     const std::shared_ptr<UpdateDriver> driver(
         new UpdateDriver(facilities, std::move(product), delegate));
-    facilities.backgroundQueues.global(QualityOfService::utility)
-        .post([bundle = driver->product_.bundle] { removeLeftovers(bundle); });
+    driver->clearLeftovers();
+    facilities.mainQueue.postAfter(afterStart, [weak = std::weak_ptr(driver)] {
+        if (const auto self = weak.lock()) {
+            self->clearLeftovers();
+        }
+    });
     return driver;
 }
 
@@ -61,6 +67,7 @@ void UpdateDriver::stop() {
     if (download_) {
         download_->cancel();
     }
+    forgetNotice();
     if (stage_ != Stage::idle) {
         facilities_.ui.close();
     }
@@ -78,6 +85,13 @@ std::function<void(Arguments...)> UpdateDriver::onMain(void (UpdateDriver::*step
             }
         });
     };
+}
+
+// More than once: the process before this one may still hold its bundle at the start.
+void UpdateDriver::clearLeftovers() {
+    facilities_.backgroundQueues.global(QualityOfService::utility).post([bundle = product_.bundle] {
+        removeLeftovers(bundle);
+    });
 }
 
 void UpdateDriver::setAutomaticallyChecks(bool automatically) {
@@ -100,6 +114,7 @@ void UpdateDriver::tick() {
         ticking_ = false;
         return;
     }
+    clearLeftovers();
     const auto wait =
         untilNextCheck(facilities_.defaults.integer(lastCheckKey), facilities_.clock.wallNow());
     if (wait.count() == 0 && stage_ == Stage::idle && facilities_.clock.now() >= notBefore_) {
@@ -153,15 +168,34 @@ void UpdateDriver::feedArrived(HttpResult result) {
         return;
     }
     facilities_.defaults.setInteger(lastCheckKey, secondsSince1970(facilities_.clock.wallNow()));
-    const auto item = newestItem(*items, product_.version, product_.system, product_.isNewer);
-    if (item) {
-        offer(*item);
+    forgetNotice();
+    if (auto item = newestItem(*items, installation())) {
+        item_ = *std::move(item);
+        offer();
     } else if (byUser_) {
         show(upToDatePanel(names()));
     } else {
         finish();
     }
     isFirstCheck_ = false;
+}
+
+Installation UpdateDriver::installation() {
+    return {.version = product_.version,
+            .system = product_.system,
+            .now = secondsSince1970(facilities_.clock.wallNow()),
+            .rolloutGroup = byUser_ ? std::nullopt : std::optional(rolloutGroup())};
+}
+
+// Drawn once for every user.
+std::int64_t UpdateDriver::rolloutGroup() {
+    const auto known = facilities_.defaults.integer(rolloutGroupKey);
+    if (known >= 1 && known <= rolloutGroups) {
+        return known - 1;
+    }
+    const auto drawn = static_cast<std::int64_t>(::randombytes_uniform(rolloutGroups));
+    facilities_.defaults.setInteger(rolloutGroupKey, drawn + 1);
+    return drawn;
 }
 
 void UpdateDriver::checkFailed(const std::string& reason) {
@@ -176,14 +210,68 @@ void UpdateDriver::checkFailed(const std::string& reason) {
     finish();
 }
 
-void UpdateDriver::offer(const AppcastItem& item) {
-    item_ = item;
-    const auto location = installLocation(product_.bundle);
-    if (!byUser_ && (location != InstallLocation::ours || !mayShowUnasked())) {
-        finish();
+void UpdateDriver::offer() {
+    if (!byUser_) {
+        offerUnasked();
         return;
     }
     delegate_.willHandleShowingUpdate(true);
+    showOffer(installLocation(product_.bundle));
+}
+
+void UpdateDriver::offerUnasked() {
+    const bool isSkipped = facilities_.defaults.boolean(skippedKey(item_.version)) &&
+                           !item_.critical.holdsFor(product_.version);
+    const auto location = installLocation(product_.bundle);
+    if (isSkipped || location != InstallLocation::ours) {
+        finish();
+        return;
+    }
+    const bool gently = delegate_.supportsGentleScheduledUpdateReminders();
+    const bool agreed = delegate_.shouldHandleShowingScheduledUpdate(!gently && isFirstCheck_);
+    delegate_.willHandleShowingUpdate(agreed);
+    if (!agreed) {
+        finish();
+    } else if (gently) {
+        announce();
+        finish();
+    } else {
+        showOffer(location);
+    }
+}
+
+void UpdateDriver::announce() {
+    announced_ = item_;
+    facilities_.notice.show(offerNotification(names()), [weak = weak_from_this()] {
+        if (const auto self = weak.lock()) {
+            self->noticeOpened();
+        }
+    });
+}
+
+void UpdateDriver::noticeOpened() {
+    const auto item = std::exchange(announced_, std::nullopt);
+    if (stopped_ || !item || stage_ == Stage::checking) {
+        checkForUpdates();
+        return;
+    }
+    if (stage_ != Stage::idle) {
+        facilities_.ui.bringToFront();
+        return;
+    }
+    ++round_;
+    item_ = *item;
+    byUser_ = true;
+    showOffer(installLocation(product_.bundle));
+}
+
+void UpdateDriver::forgetNotice() {
+    if (std::exchange(announced_, std::nullopt)) {
+        facilities_.notice.withdraw();
+    }
+}
+
+void UpdateDriver::showOffer(InstallLocation location) {
     switch (location) {
     case InstallLocation::ours:
         stage_ = Stage::showing;
@@ -200,22 +288,15 @@ void UpdateDriver::offer(const AppcastItem& item) {
     }
 }
 
-bool UpdateDriver::mayShowUnasked() {
-    if (facilities_.defaults.boolean(skippedKey(item_.version))) {
-        return false;
-    }
-    if (!delegate_.shouldHandleShowingScheduledUpdate(isFirstCheck_)) {
-        delegate_.willHandleShowingUpdate(false);
-        return false;
-    }
-    return true;
-}
-
 void UpdateDriver::answered(OfferAnswer answer) {
     switch (answer) {
-    case OfferAnswer::install:
-        download();
-        return;
+    case OfferAnswer::goOn:
+        if (!names().isInformational) {
+            download();
+            return;
+        }
+        facilities_.workspace.openUrl(item_.page);
+        break;
     case OfferAnswer::skip:
         facilities_.defaults.setBoolean(skippedKey(item_.version), true);
         break;
@@ -228,7 +309,7 @@ void UpdateDriver::answered(OfferAnswer answer) {
 void UpdateDriver::download() {
     auto file = makeNamelessFile(product_.bundle.parent_path());
     if (!file) {
-        installFailed("the download cannot be saved: " + errnoText(file.error()));
+        installFailed({"the download cannot be saved: " + errnoText(file.error())});
         return;
     }
     stage_ = Stage::downloading;
@@ -270,7 +351,7 @@ void UpdateDriver::downloaded(HttpResult result) {
         facilities_.log.write("cannot download the update: " + result.error().message);
     }
     if (const auto failure = download_->failure(result); !failure.empty()) {
-        installFailed(failure);
+        installFailed({failure});
         return;
     }
     install();
@@ -280,43 +361,58 @@ void UpdateDriver::install() {
     stage_ = Stage::installing;
     facilities_.ui.show(installPanel(names()), [](std::size_t) {});
     facilities_.backgroundQueues.global(QualityOfService::userInitiated)
-        .post([archive = download_, plan = plan(), done = onMain(&UpdateDriver::installed)] {
-            auto staged = StagedUpdate::prepare(archive->file(), plan);
-            if (!staged) {
-                done(std::unexpected(staged.error()));
-                return;
-            }
-            if (archive->isCancelled()) {
-                return;
-            }
-            const auto update = std::make_shared<StagedUpdate>(*std::move(staged));
-            if (auto activated = update->activate(); !activated) {
-                done(std::unexpected(activated.error()));
-                return;
-            }
-            done(update);
+        .post([archive = download_, plan = plan(), &commands = facilities_.commands,
+               startSuccessor = facilities_.startSuccessor,
+               done = onMain(&UpdateDriver::installed)] {
+            done(installNow(*archive, plan, commands, startSuccessor));
         });
 }
 
+// On a background thread. However it ends, one of the two bundles is in its place and the other
+// one is not needed any more.
+UpdateDriver::Installed UpdateDriver::installNow(const Download& archive, const UpdatePlan& plan,
+                                                 CommandRunner& commands,
+                                                 const StartSuccessor& startSuccessor) {
+    const auto failed = [](std::string reason, bool oldOneIsBack = true) {
+        return std::unexpected(InstallFailure{std::move(reason), oldOneIsBack});
+    };
+    auto update = StagedUpdate::prepare(archive.file(), plan);
+    if (!update) {
+        return failed(update.error());
+    }
+    if (archive.isCancelled()) {
+        return failed("it was cancelled");
+    }
+    if (auto answers = answersWithItsVersion(update->fresh(), plan.readInfo, commands); !answers) {
+        return failed(answers.error());
+    }
+    if (archive.isCancelled()) {
+        return failed("it was cancelled");
+    }
+    if (auto activated = update->activate(); !activated) {
+        return failed(activated.error());
+    }
+    const auto started = startSuccessor(programOf(plan.installed, plan.readInfo),
+                                        [&archive] { return archive.isCancelled(); });
+    if (started) {
+        return std::make_shared<StagedUpdate>(*std::move(update));
+    }
+    const auto reason = "the new version does not start: " + started.error();
+    if (const auto reverted = update->revert(); !reverted) {
+        return failed(
+            fmt::format("{}, and the old one cannot be put back: {}", reason, reverted.error()),
+            false);
+    }
+    return failed(reason);
+}
+
 void UpdateDriver::installed(Installed result) {
-    download_.reset();
     if (!result) {
         installFailed(result.error());
         return;
     }
+    download_.reset();
     staged_ = *std::move(result);
-    stage_ = Stage::relaunching;
-    facilities_.workspace.openNewInstance(product_.bundle, onMain(&UpdateDriver::relaunched));
-}
-
-void UpdateDriver::relaunched(OpenResult result) {
-    if (!result.launched) {
-        const auto reverted = staged_->revert();
-        installFailed(reverted ? "the new version does not start" +
-                                     (result.error.empty() ? "" : ": " + result.error)
-                               : reverted.error());
-        return;
-    }
     facilities_.log.write(fmt::format("updated to {} {}", product_.name, item_.displayVersion));
     facilities_.ui.close();
     // Handlers of the notification run on the main queue: the quit comes after them.
@@ -325,11 +421,11 @@ void UpdateDriver::relaunched(OpenResult result) {
         [&application = facilities_.application] { application.terminate(); });
 }
 
-void UpdateDriver::installFailed(const std::string& reason) {
-    facilities_.log.write(
-        fmt::format("{} {} was not installed: {}", product_.name, item_.displayVersion, reason));
+void UpdateDriver::installFailed(const InstallFailure& failure) {
+    facilities_.log.write(fmt::format("{} {} was not installed: {}", product_.name,
+                                      item_.displayVersion, failure.reason));
     download_.reset();
-    show(installFailedPanel(names(), reason));
+    show(installFailedPanel(names(), failure.reason, failure.oldOneIsBack));
 }
 
 // A panel after which nothing more happens.
@@ -348,7 +444,9 @@ UpdateNames UpdateDriver::names() const {
     return {.application = product_.name,
             .installed = product_.displayVersion,
             .offered = item_.displayVersion,
-            .releaseNotesUrl = item_.releaseNotesUrl};
+            .releaseNotesUrl = item_.releaseNotesUrl,
+            .isCritical = item_.critical.holdsFor(product_.version),
+            .isInformational = item_.informational.holdsFor(product_.version)};
 }
 
 UpdatePlan UpdateDriver::plan() const {

@@ -11,6 +11,7 @@
 
 #include "platform/Application.h"
 #include "platform/Clock.h"
+#include "platform/CommandRunner.h"
 #include "platform/HttpClient.h"
 #include "platform/Log.h"
 #include "platform/NotificationCenter.h"
@@ -19,13 +20,25 @@
 #include "platform/UserDefaults.h"
 #include "platform/Workspace.h"
 #include "platform/appcast/Download.h"
+#include "platform/appcast/InstallLocation.h"
 #include "platform/appcast/StagedUpdate.h"
+#include "platform/appcast/UpdateNotice.h"
 #include "platform/appcast/UpdateUi.h"
 
+#include <expected>
+#include <filesystem>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace platform::appcast {
+
+// Starts the program to follow this process, and blocks until it has taken over or it is certain
+// that it does not, or `isCancelled`, which it asks now and then, says so; then nothing of it is
+// left. Called on background threads.
+using StartSuccessor = std::function<std::expected<void, std::string>(
+    const std::filesystem::path& program, const std::function<bool()>& isCancelled)>;
 
 struct UpdateFacilities {
     HttpClient& http;
@@ -36,7 +49,10 @@ struct UpdateFacilities {
     NotificationCenter& notifications;
     Application& application;
     Workspace& workspace;
+    CommandRunner& commands;
+    StartSuccessor startSuccessor;
     UpdateUi& ui;
+    UpdateNotice& notice;
     Log& log;
 };
 
@@ -50,7 +66,6 @@ struct UpdateProduct {
     std::string feedUrl;
     PublicKey key{};
     SystemDescription system;
-    IsNewer isNewer;
     ReadInfo readInfo;
 };
 
@@ -67,29 +82,42 @@ class UpdateDriver : public std::enable_shared_from_this<UpdateDriver> {
     void setAutomaticallyChecks(bool automatically);
 
   private:
-    enum class Stage { idle, checking, showing, downloading, installing, relaunching };
-    using Installed = std::expected<std::shared_ptr<StagedUpdate>, std::string>;
+    enum class Stage { idle, checking, showing, downloading, installing };
+    struct InstallFailure {
+        std::string reason;
+        bool oldOneIsBack = true;
+    };
+    using Installed = std::expected<std::shared_ptr<StagedUpdate>, InstallFailure>;
 
     UpdateDriver(const UpdateFacilities& facilities, UpdateProduct product,
                  UpdateDelegate& delegate);
 
     template <typename... Arguments>
     std::function<void(Arguments...)> onMain(void (UpdateDriver::*step)(Arguments...));
+    void clearLeftovers();
     void scheduleTick(std::chrono::seconds wait);
     void tick();
     void begin(bool byUser);
     void feedArrived(HttpResult result);
     void checkFailed(const std::string& reason);
-    void offer(const AppcastItem& item);
-    [[nodiscard]] bool mayShowUnasked();
+    [[nodiscard]] Installation installation();
+    [[nodiscard]] std::int64_t rolloutGroup();
+    void offer();
+    void offerUnasked();
+    void announce();
+    void noticeOpened();
+    void showOffer(InstallLocation location);
+    void forgetNotice();
     void answered(OfferAnswer answer);
     void download();
     void showProgress();
     void downloaded(HttpResult result);
     void install();
+    [[nodiscard]] static Installed installNow(const Download& archive, const UpdatePlan& plan,
+                                              CommandRunner& commands,
+                                              const StartSuccessor& startSuccessor);
     void installed(Installed result);
-    void relaunched(OpenResult result);
-    void installFailed(const std::string& reason);
+    void installFailed(const InstallFailure& failure);
     void show(const UpdatePanel& panel);
     void finish();
     [[nodiscard]] UpdateNames names() const;
@@ -107,6 +135,7 @@ class UpdateDriver : public std::enable_shared_from_this<UpdateDriver> {
     bool byUser_ = false;
     unsigned round_ = 0; // answers to earlier rounds are late
     AppcastItem item_;
+    std::optional<AppcastItem> announced_; // by the notification that is there
     std::shared_ptr<Download> download_;
     std::shared_ptr<StagedUpdate> staged_; // after the exchange, until the process ends
 };

@@ -16,9 +16,17 @@ UpdatePanel message(std::string title, std::string text) {
     return {.title = std::move(title), .text = std::move(text), .buttons = {"OK"}};
 }
 
+std::string offerTitle(const UpdateNames& names) {
+    return fmt::format("{} {} is available", names.application, names.offered);
+}
+
+std::string installedSentence(const UpdateNames& names) {
+    return fmt::format("You have version {}.{}", names.installed,
+                       names.isCritical ? " This update is important." : "");
+}
+
 UpdatePanel availableElsewhere(const UpdateNames& names, const char* how) {
-    auto panel = message(fmt::format("{} {} is available", names.application, names.offered),
-                         fmt::format("You have version {}. {}", names.installed, how));
+    auto panel = message(offerTitle(names), fmt::format("{} {}", installedSentence(names), how));
     panel.link = releaseNotes(names);
     return panel;
 }
@@ -39,13 +47,20 @@ UpdatePanel checkFailedPanel(const std::string& reason) {
 }
 
 UpdatePanel offerPanel(const UpdateNames& names) {
-    return {.title = fmt::format("{} {} is available", names.application, names.offered),
-            .text = fmt::format("You have version {}. The new version is downloaded, checked, and "
-                                "installed in its place; {} then starts again.",
-                                names.installed, names.application),
-            .link = releaseNotes(names),
-            .buttons = {"Install and Relaunch", "Later", "Skip This Version"},
-            .closeAnswer = static_cast<std::size_t>(OfferAnswer::later)};
+    auto panel = availableElsewhere(
+        names, names.isInformational
+                   ? "It is not installed from here; its page says what to do."
+                   : fmt::format("The new version is downloaded, checked, and installed in its "
+                                 "place; {} then starts again.",
+                                 names.application)
+                         .c_str());
+    panel.buttons = {names.isInformational ? "Learn More…" : "Install and Relaunch", "Later"};
+    if (!names.isCritical) {
+        panel.buttons.emplace_back("Skip This Version");
+    }
+    panel.defaultButton = static_cast<std::size_t>(OfferAnswer::later);
+    panel.closeAnswer = panel.defaultButton;
+    return panel;
 }
 
 UpdatePanel systemsOwnPanel(const UpdateNames& names) {
@@ -70,10 +85,19 @@ UpdatePanel installPanel(const UpdateNames& names) {
             .showsProgress = true};
 }
 
-UpdatePanel installFailedPanel(const UpdateNames& names, const std::string& reason) {
-    return message(
-        fmt::format("{} {} was not installed", names.application, names.offered),
-        fmt::format("The reason: {}. Version {} stays as it was.", reason, names.installed));
+UpdatePanel installFailedPanel(const UpdateNames& names, const std::string& reason,
+                               bool oldOneIsBack) {
+    return message(fmt::format("{} {} was not installed", names.application, names.offered),
+                   oldOneIsBack ? fmt::format("The reason: {}. Version {} stays as it was.", reason,
+                                              names.installed)
+                                : fmt::format("The reason: {}.", reason));
+}
+
+UpdateNotification offerNotification(const UpdateNames& names) {
+    return {.title = offerTitle(names),
+            .text = installedSentence(names),
+            .action = "Show Update…",
+            .isCritical = names.isCritical};
 }
 
 std::string progressText(std::uint64_t received, std::uint64_t length) {

@@ -2,6 +2,8 @@
 // are this library's own; whoever implements UpdateUi only draws them. Pure functions.
 #pragma once
 
+#include "platform/appcast/UpdateNotice.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -20,21 +22,25 @@ struct UpdatePanel {
     std::string title;
     std::string text = {};
     std::optional<Link> link = {};
-    std::vector<std::string> buttons = {}; // the first is the default one
-    std::size_t closeAnswer = 0;           // the button that closing the window counts as
+    std::vector<std::string> buttons = {};
+    std::size_t defaultButton = 0; // the one that Return presses
+    std::size_t closeAnswer = 0;   // the one that closing the window counts as
     bool showsProgress = false;
 
     bool operator==(const UpdatePanel&) const = default;
 };
 
-// The answers to the offer, as indices of its buttons.
-enum class OfferAnswer : std::size_t { install, later, skip };
+// The answers to the offer, as indices of its buttons. Going on means to install the update, or,
+// where there is nothing to install, to look at the page about it.
+enum class OfferAnswer : std::size_t { goOn, later, skip };
 
 struct UpdateNames {
     std::string application;
     std::string installed; // versions as people read them
     std::string offered = {};
     std::string releaseNotesUrl = {};
+    bool isCritical = false;      // must not be skipped
+    bool isInformational = false; // nothing to install
 };
 
 [[nodiscard]] UpdatePanel checkingPanel();
@@ -46,7 +52,13 @@ struct UpdateNames {
 [[nodiscard]] UpdatePanel notWritablePanel(const UpdateNames& names);
 [[nodiscard]] UpdatePanel downloadPanel(const UpdateNames& names);
 [[nodiscard]] UpdatePanel installPanel(const UpdateNames& names);
-[[nodiscard]] UpdatePanel installFailedPanel(const UpdateNames& names, const std::string& reason);
+// Without the old version in its place again when `oldOneIsBack` is false.
+[[nodiscard]] UpdatePanel installFailedPanel(const UpdateNames& names, const std::string& reason,
+                                             bool oldOneIsBack);
+
+// The offer as a notification. What the feed says is in the title only, which no desktop reads as
+// markup.
+[[nodiscard]] UpdateNotification offerNotification(const UpdateNames& names);
 
 // "3.1 MB of 20.0 MB"
 [[nodiscard]] std::string progressText(std::uint64_t received, std::uint64_t length);

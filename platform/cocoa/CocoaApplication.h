@@ -37,6 +37,8 @@ class CocoaApplication final : public Application {
     CocoaApplication& operator=(const CocoaApplication&) = delete;
 
     int run(ApplicationDelegate& delegate) override;
+    // Sparkle starts the new version when the old one has ended.
+    [[nodiscard]] bool takeOver() override { return true; }
     void terminate() override;
     void activateIgnoringOtherApps() override;
     void setActivationPolicy(ActivationPolicy policy) override;

@@ -69,9 +69,11 @@ bool looksLikeToken(const std::string& token) {
 
 LinuxApplication::LinuxApplication(std::string applicationId,
                                    const std::filesystem::path& privateFolder,
-                                   const Environment& environment, WindowHost& windows, Log& log)
+                                   const Environment& environment, appcast::Predecessor predecessor,
+                                   WindowHost& windows, Log& log)
     : applicationId_(std::move(applicationId))
     , environment_(environment)
+    , predecessor_(std::move(predecessor))
     , windows_(windows)
     , log_(log)
     , instance_(privateFolder)
@@ -121,9 +123,16 @@ gboolean LinuxApplication::onLaunch(gpointer data) {
 bool LinuxApplication::becomeTheInstance(int& exitStatus) {
     const bool isNewInstance = g_getenv(newInstanceVariable) != nullptr;
     g_unsetenv(newInstanceVariable);
+    if (predecessor_.isThere()) {
+        return true; // until it has gone, beside it
+    }
     if (isNewInstance) {
         instance_.waitForHolder(handOverPatience);
     }
+    return claimTheInstance(exitStatus);
+}
+
+bool LinuxApplication::claimTheInstance(int& exitStatus) {
     switch (instance_.claim(launchToken(environment_), handOverPatience)) {
     case InstanceLock::Outcome::handedOver:
         return false;
@@ -143,6 +152,32 @@ bool LinuxApplication::becomeTheInstance(int& exitStatus) {
         log_.write(*instance_.failure());
     }
     return registerOnBus();
+}
+
+bool LinuxApplication::takeOver() {
+    if (!predecessor_.isThere()) {
+        return true;
+    }
+    if (!predecessor_.agreesToGo(handOverPatience)) {
+        log_.write("the instance before this one has gone without handing over");
+        giveUp(0);
+        return false;
+    }
+    instance_.waitForHolder(handOverPatience);
+    int exitStatus = 0;
+    if (!claimTheInstance(exitStatus)) {
+        giveUp(exitStatus);
+        return false;
+    }
+    joinSession();
+    return true;
+}
+
+// In the middle of a launch; nothing that the delegate has would have to be stopped.
+void LinuxApplication::giveUp(int exitStatus) {
+    stage_ = Stage::ended;
+    exitStatus_ = exitStatus;
+    windows_.conclude();
 }
 
 // False when another instance owns the name; it was told to show itself.

@@ -14,6 +14,9 @@
 //   a second launch                                  applicationShouldHandleReopen; `true` brings
 //                                                    the window used last to the front
 //
+// A launch that follows a running instance does without lock and name until that one has gone,
+// which is when takeOver() returns.
+//
 // While a modal alert blocks a caller, ending waits: the alert is answered for the user, the caller
 // goes on, and the application ends when the main loop has its turn again.
 //
@@ -23,6 +26,7 @@
 
 #include "platform/Application.h"
 #include "platform/Log.h"
+#include "platform/appcast/HandOver.h"
 #include "platform/linux/InstanceLock.h"
 #include "platform/linux/SessionBus.h"
 #include "platform/linux/SessionManagerClient.h"
@@ -40,12 +44,14 @@ class LinuxApplication final : public Application {
   public:
     // `privateFolder` receives the lock. The host outlives this object.
     LinuxApplication(std::string applicationId, const std::filesystem::path& privateFolder,
-                     const Environment& environment, WindowHost& windows, Log& log);
+                     const Environment& environment, appcast::Predecessor predecessor,
+                     WindowHost& windows, Log& log);
     ~LinuxApplication() override;
     LinuxApplication(const LinuxApplication&) = delete;
     LinuxApplication& operator=(const LinuxApplication&) = delete;
 
     int run(ApplicationDelegate& delegate) override;
+    [[nodiscard]] bool takeOver() override;
     void terminate() override;
     void activateIgnoringOtherApps() override;
     void setActivationPolicy(ActivationPolicy policy) override;
@@ -84,6 +90,8 @@ class LinuxApplication final : public Application {
     static gboolean onModalsOver(gpointer self);
 
     bool becomeTheInstance(int& exitStatus);
+    bool claimTheInstance(int& exitStatus);
+    void giveUp(int exitStatus);
     bool registerOnBus();
     void watchSignals();
     void joinSession();
@@ -98,6 +106,7 @@ class LinuxApplication final : public Application {
 
     std::string applicationId_;
     Environment environment_;
+    appcast::Predecessor predecessor_;
     WindowHost& windows_;
     Log& log_;
     InstanceLock instance_;

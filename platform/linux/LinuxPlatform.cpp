@@ -15,6 +15,20 @@ namespace platform {
 namespace desktop {
 namespace {
 
+constexpr std::chrono::seconds handOverPatience{20};
+
+// What the desktop gave this launch is not the next one's.
+appcast::StartSuccessor successorWith(Environment environment) {
+    for (const char* name :
+         {"DESKTOP_AUTOSTART_ID", "DESKTOP_STARTUP_ID", "XDG_ACTIVATION_TOKEN"}) {
+        environment.erase(name);
+    }
+    return [environment = std::move(environment)](const std::filesystem::path& program,
+                                                  const std::function<bool()>& isCancelled) {
+        return appcast::handOverTo(program, environment, handOverPatience, isCancelled);
+    };
+}
+
 std::filesystem::path besideThisProgram(const std::string& name) {
     return runningExecutable().parent_path() / name;
 }
@@ -33,16 +47,18 @@ WindowHost::About aboutOf(const Bundle& bundle, const std::string& applicationId
 
 } // namespace
 
-LinuxPlatform::LinuxPlatform(const NativeOptions& options, const Environment& environment)
+LinuxPlatform::LinuxPlatform(const NativeOptions& options, const Environment& environment,
+                             appcast::Predecessor predecessor)
     : folders_(xdgFolders(environment, homeFolder(environment)))
     , log_(environment)
     , windows_({.executable = besideThisProgram(options.windowExecutable),
                 .applicationId = options.applicationId,
                 .environment = environment},
                log_)
-    , trouble_([this, &options]() -> std::optional<std::string> {
+    , trouble_([&]() -> std::optional<std::string> {
         // A second launch shows nothing itself.
-        if (InstanceLock::isHeld(folders_.dataHome / options.applicationId)) {
+        if (!predecessor.isThere() &&
+            InstanceLock::isHeld(folders_.dataHome / options.applicationId)) {
             return std::nullopt;
         }
         const auto started = windows_.startAhead();
@@ -63,7 +79,7 @@ LinuxPlatform::LinuxPlatform(const NativeOptions& options, const Environment& en
     , childLauncher_(besideThisProgram(options.guardianExecutable),
                      [this](std::string_view trouble) { log_.write(trouble); })
     , application_(options.applicationId, folders_.dataHome / options.applicationId, environment,
-                   windows_, log_)
+                   std::move(predecessor), windows_, log_)
     , alerts_(windows_, application_)
     , menuBar_(options.applicationId, windows_, bundle_, log_,
                {.terminate = [this] { application_.terminate(); },
@@ -77,6 +93,9 @@ LinuxPlatform::LinuxPlatform(const NativeOptions& options, const Environment& en
                   userDefaults_, [this] { application_.windowWasClosed(); })
     , updateHttp_({.authorities = options.updateAuthorities})
     , updateUi_(windows_, [this](const std::string& url) { workspace_.openUrl(url); })
+    , updateNotice_(
+          bundle_.infoString("CFBundleName").value_or(options.applicationId), options.applicationId,
+          [this](const std::string& token) { updateUi_.useToken(token); }, log_)
     , updateFramework_({.http = updateHttp_,
                         .mainQueue = mainQueue_,
                         .backgroundQueues = backgroundQueues_,
@@ -85,11 +104,13 @@ LinuxPlatform::LinuxPlatform(const NativeOptions& options, const Environment& en
                         .notifications = notificationCenter_,
                         .application = application_,
                         .workspace = workspace_,
+                        .commands = commandRunner_,
+                        .startSuccessor = successorWith(environment),
                         .ui = updateUi_,
+                        .notice = updateNotice_,
                         .log = log_},
                        bundle_,
                        {.system = appcast::thisSystem(),
-                        .isNewer = options.isNewerVersion,
                         .readInfo = [this](const std::filesystem::path& folder) {
                             return readInfoDictionary(folder, log_);
                         }}) {
@@ -100,6 +121,7 @@ LinuxPlatform::LinuxPlatform(const NativeOptions& options, const Environment& en
 
 std::expected<std::unique_ptr<NativePlatform>, std::string>
 makeNativePlatform(const NativeOptions& options) {
+    auto predecessor = appcast::Predecessor::find();
     const Environment environment = currentEnvironment();
     posix::putInheritanceRight();
     try {
@@ -113,7 +135,8 @@ makeNativePlatform(const NativeOptions& options) {
     }
     std::setlocale(LC_ALL, "");
     std::setlocale(LC_NUMERIC, "C");
-    auto platform = std::make_unique<desktop::LinuxPlatform>(options, environment);
+    auto platform =
+        std::make_unique<desktop::LinuxPlatform>(options, environment, std::move(predecessor));
     if (platform->trouble()) {
         return std::unexpected(*platform->trouble());
     }

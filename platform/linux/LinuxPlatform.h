@@ -5,6 +5,7 @@
 
 #include "platform/NativePlatform.h"
 #include "platform/appcast/AppcastFramework.h"
+#include "platform/appcast/HandOver.h"
 #include "platform/linux/AutostartLoginService.h"
 #include "platform/linux/FolderBundle.h"
 #include "platform/linux/GlibMainQueue.h"
@@ -22,6 +23,7 @@
 #include "platform/linux/WindowHost.h"
 #include "platform/linux/XdgFolders.h"
 #include "platform/linux/crypto/SodiumRandomSource.h"
+#include "platform/linux/notifications/DesktopNotifications.h"
 #include "platform/linux/text/IcuNumberFormatter.h"
 #include "platform/posix/CurlHttpClient.h"
 #include "platform/posix/PosixChildLauncher.h"
@@ -36,7 +38,8 @@ namespace platform::desktop {
 
 class LinuxPlatform final : public NativePlatform {
   public:
-    LinuxPlatform(const NativeOptions& options, const Environment& environment);
+    LinuxPlatform(const NativeOptions& options, const Environment& environment,
+                  appcast::Predecessor predecessor);
     LinuxPlatform(const LinuxPlatform&) = delete;
     LinuxPlatform& operator=(const LinuxPlatform&) = delete;
 
@@ -103,6 +106,7 @@ class LinuxPlatform final : public NativePlatform {
     RemoteWebWindows webWindows_;
     CurlHttpClient updateHttp_; // so that a download holds nothing else up
     RemoteUpdateUi updateUi_;
+    DesktopNotifications updateNotice_;
     appcast::AppcastFramework updateFramework_;
 };
 

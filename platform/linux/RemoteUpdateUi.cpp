@@ -31,7 +31,9 @@ void RemoteUpdateUi::sayAgain() {
     const appcast::UpdatePanel& panel = shown_->panel;
     host_.tell("ShowPanel", shown_->id, panel.title, panel.text,
                panel.link ? panel.link->title : std::string(), panel.buttons,
-               static_cast<std::uint32_t>(panel.closeAnswer), panel.showsProgress);
+               static_cast<std::uint32_t>(panel.defaultButton),
+               static_cast<std::uint32_t>(panel.closeAnswer), panel.showsProgress,
+               std::exchange(token_, {}));
     if (!shown_->progressText.empty() || shown_->fraction) {
         host_.tell("SetPanelProgress", shown_->id, shown_->progressText,
                    shown_->fraction.value_or(-1));

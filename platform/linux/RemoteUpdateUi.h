@@ -17,6 +17,9 @@ class RemoteUpdateUi final : public appcast::UpdateUi, private WindowClient {
     // `openUrl` shows the release notes. The host outlives this object.
     RemoteUpdateUi(WindowHost& host, std::function<void(const std::string&)> openUrl);
 
+    // The desktop's permission for the next panel to come to the front.
+    void useToken(const std::string& token) { token_ = token; }
+
     void show(const appcast::UpdatePanel& panel,
               std::function<void(std::size_t)> answered) override;
     void setProgress(const std::string& text, std::optional<double> fraction) override;
@@ -44,6 +47,7 @@ class RemoteUpdateUi final : public appcast::UpdateUi, private WindowClient {
     WindowHost& host_;
     std::function<void(const std::string&)> openUrl_;
     std::optional<Shown> shown_;
+    std::string token_;
     bool isSaid_ = false; // to the window program that runs
 };
 

@@ -24,6 +24,10 @@ class FakeApplication final : public Application {
         : events_(events) {}
 
     int run(ApplicationDelegate& delegate) override;
+    [[nodiscard]] bool takeOver() override {
+        events_.emplace_back("take over");
+        return takesOver;
+    }
     // Asks the delegate given to run(), as the system does.
     void terminate() override;
     void activateIgnoringOtherApps() override { events_.emplace_back("activate"); }
@@ -32,6 +36,7 @@ class FakeApplication final : public Application {
 
     std::optional<SystemEvent> event;
     ActivationPolicy policy = ActivationPolicy::regular;
+    bool takesOver = true;
     bool terminated = false;
 
   private:

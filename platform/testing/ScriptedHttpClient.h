@@ -7,6 +7,7 @@
 #include "platform/testing/ManualScheduler.h"
 
 #include <chrono>
+#include <cstddef>
 #include <functional>
 #include <optional>
 #include <vector>
@@ -18,6 +19,8 @@ class ScriptedHttpClient final : public HttpClient {
     struct Answer {
         HttpResult result;
         std::chrono::milliseconds after{0};
+        // That a body with a sink arrives in, each `after` the one before.
+        std::size_t pieces = 1;
     };
     // Nothing means that the server never answers.
     using Script = std::function<std::optional<Answer>(const HttpRequest&)>;

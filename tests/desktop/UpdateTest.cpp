@@ -49,6 +49,7 @@ class Update : public ::testing::Test {
         TestBundle next{.version = "2", .displayVersion = "2.0"};
         next.program = program;
         next.info = updateInfo();
+        next.info.insert(nextInfo.begin(), nextInfo.end());
         archive = next.archive(test_support::ArchiveBuilder::Format::tarZstd);
         test_support::TestItem item;
         item.url = front.url("/archive");
@@ -71,6 +72,16 @@ class Update : public ::testing::Test {
     bool disappears(const std::string& title) {
         return eventually([&] { return !session.visibleWindow(title); });
     }
+    // Of the offer, where "Later" has the focus.
+    void pressInstall() {
+        session.pressKey("Tab");
+        session.pressKey("space");
+    }
+    std::ptrdiff_t filesBesideTheBundle() const { // and the bundle not counted
+        return std::ranges::distance(std::filesystem::directory_iterator(applications),
+                                     std::filesystem::directory_iterator()) -
+               1;
+    }
     std::string events() const { return readFile(applications / "events"); }
     std::string version() const {
         return test_support::readTestInfo(bundle).at("CFBundleVersion").value();
@@ -86,6 +97,7 @@ class Update : public ::testing::Test {
     std::string archive;
     std::string feed;
     std::filesystem::path bundle;
+    std::map<std::string, std::string> nextInfo; // further values of the new version's
 
   private:
     int launches_ = 0;
@@ -105,28 +117,73 @@ TEST_F(Update, isInstalledAndTheNewVersionRunsInThePlaceOfTheOldOne) {
         session.keepEvidence(folder, "offer");
     }
 
-    session.pressKey("Return");
+    pressInstall();
     EXPECT_EQ(old->waitForExit(patience), 0) << old->standardError();
     EXPECT_TRUE(eventually([&] { return events().find("launched 2\n") != std::string::npos; }))
         << events() << old->standardError();
     EXPECT_EQ(events(), "launched 1\nwill relaunch\nwill terminate\nlaunched 2\n");
     EXPECT_EQ(version(), "2");
     // The new version clears away what the old one ran from.
-    EXPECT_TRUE(eventually([&] {
-        return std::ranges::distance(std::filesystem::directory_iterator(applications),
-                                     std::filesystem::directory_iterator()) == 3;
-    }));
+    EXPECT_TRUE(eventually([&] { return filesBesideTheBundle() == 2; }));
 }
 
-TEST_F(Update, waitsForAnotherTimeWhenTheUserPressesEscape) {
+TEST_F(Update, waitsForAnotherTimeWhenTheUserPressesEscapeOrReturn) {
+    const auto old = launch();
+    for (const char* pressed : {"Escape", "Return"}) {
+        ASSERT_TRUE(appears(offerTitle)) << pressed << events() << old->standardError();
+        session.focus(*session.visibleWindow(offerTitle));
+        session.pressKey(pressed);
+        EXPECT_TRUE(disappears(offerTitle)) << pressed;
+        EXPECT_TRUE(old->isRunning());
+        EXPECT_EQ(version(), "1");
+        const auto second = launch(); // asks again
+        EXPECT_EQ(second->waitForExit(patience), 0);
+    }
+    EXPECT_TRUE(appears(offerTitle));
+}
+
+TEST_F(Update, isTakenBackWhenTheNewVersionDiesAtItsLaunch) {
+    nextInfo["TestDies"] = "at its launch";
+    serve();
     const auto old = launch();
     ASSERT_TRUE(appears(offerTitle)) << events() << old->standardError();
     session.focus(*session.visibleWindow(offerTitle));
-    session.pressKey("Escape");
-    EXPECT_TRUE(disappears(offerTitle));
+    pressInstall();
+    ASSERT_TRUE(appears("Example 2.0 was not installed")) << events() << old->standardError();
+    EXPECT_THAT(old->standardError(), HasSubstr("does not start: it ended with status 3"));
+    EXPECT_EQ(events(), "launched 1\n");
     EXPECT_TRUE(old->isRunning());
     EXPECT_EQ(version(), "1");
-    const auto second = launch(); // asks again
+    EXPECT_EQ(filesBesideTheBundle(), 2) << "nothing of the new version is left";
+    const auto second = launch();
+    EXPECT_EQ(second->waitForExit(patience), 0) << "the old one is still the instance";
+    EXPECT_THAT(events(), HasSubstr("reopen"));
+}
+
+TEST_F(Update, isNotEvenPutInPlaceWhenTheNewVersionCannotSayItsVersion) {
+    nextInfo["TestDies"] = "when asked";
+    serve();
+    const auto old = launch();
+    ASSERT_TRUE(appears(offerTitle)) << events() << old->standardError();
+    session.focus(*session.visibleWindow(offerTitle));
+    pressInstall();
+    ASSERT_TRUE(appears("Example 2.0 was not installed")) << events() << old->standardError();
+    EXPECT_THAT(old->standardError(), HasSubstr("does not start: it ends with status 127"));
+    EXPECT_TRUE(old->isRunning());
+    EXPECT_EQ(version(), "1");
+    EXPECT_EQ(filesBesideTheBundle(), 2);
+}
+
+TEST_F(Update, staysInTheBackgroundUntilTheUserAsks) {
+    std::ofstream(applications / "in-background") << "";
+    const auto old = launch();
+    // Nobody shows notifications on this session's bus.
+    ASSERT_TRUE(eventually([&] {
+        return old->standardError().find("no notification of an update") != std::string::npos;
+    })) << events()
+        << old->standardError();
+    EXPECT_FALSE(session.visibleWindow(offerTitle));
+    const auto second = launch(); // asks
     EXPECT_EQ(second->waitForExit(patience), 0);
     EXPECT_TRUE(appears(offerTitle));
 }
@@ -135,7 +192,6 @@ TEST_F(Update, isSkippedWithTheThirdButton) {
     const auto old = launch();
     ASSERT_TRUE(appears(offerTitle)) << events() << old->standardError();
     session.focus(*session.visibleWindow(offerTitle));
-    session.pressKey("shift+Tab");
     session.pressKey("shift+Tab");
     session.pressKey("space");
     EXPECT_TRUE(disappears(offerTitle));
@@ -151,7 +207,7 @@ TEST_F(Update, leavesTheOldVersionRunningWhenTheArchiveWasTamperedWith) {
     const auto old = launch();
     ASSERT_TRUE(appears(offerTitle)) << events() << old->standardError();
     session.focus(*session.visibleWindow(offerTitle));
-    session.pressKey("Return");
+    pressInstall();
     ASSERT_TRUE(appears("Example 2.0 was not installed"));
     EXPECT_THAT(old->standardError(), HasSubstr("not signed"));
     EXPECT_TRUE(old->isRunning());

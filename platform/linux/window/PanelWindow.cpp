@@ -47,6 +47,9 @@ PanelWindow::PanelWindow(Toplevels& toplevels, Content content,
         false);
     addContent();
     listenForEscape();
+    if (!content_.token.empty()) {
+        window_.set_startup_id(content_.token);
+    }
     window_.present();
 }
 
@@ -105,7 +108,7 @@ void PanelWindow::addProgress() {
         pulseMilliseconds);
 }
 
-// The default button stands last, at the right, as GNOME has it.
+// The first button stands last, at the right, as GNOME has it.
 void PanelWindow::addButtons() {
     auto& row = *Gtk::make_managed<Gtk::Box>(Gtk::Orientation::HORIZONTAL, margin / 3);
     row.set_halign(Gtk::Align::END);
@@ -116,6 +119,8 @@ void PanelWindow::addButtons() {
         row.append(button);
         if (index == 0) {
             button.add_css_class("suggested-action");
+        }
+        if (index == content_.defaultButton) {
             default_ = &button;
         }
     }

@@ -1,4 +1,4 @@
-// An update panel in a window of a fixed width. Return presses the first button, Escape and the
+// An update panel in a window of a fixed width. Return presses the default button, Escape and the
 // close button give the panel's own answer, and a panel without buttons cannot be closed. All text
 // is shown as it stands, never as markup. Main thread only.
 #pragma once
@@ -26,8 +26,10 @@ class PanelWindow : public sigc::trackable {
         std::string text;
         std::string linkTitle; // empty: none
         std::vector<std::string> buttons;
+        std::uint32_t defaultButton;
         std::uint32_t closeAnswer;
         bool showsProgress;
+        std::string token; // to come to the front, or empty
     };
 
     // `answered` is called once, unless the panel goes before.

@@ -318,8 +318,8 @@ void WindowProgram::closeAlert(Id id) {
 }
 
 void WindowProgram::showPanel(Id id, std::string title, std::string text, std::string linkTitle,
-                              std::vector<std::string> buttons, std::uint32_t closeAnswer,
-                              bool showsProgress) {
+                              std::vector<std::string> buttons, std::uint32_t defaultButton,
+                              std::uint32_t closeAnswer, bool showsProgress, std::string token) {
     panel_.reset();
     panelId_ = id;
     panel_ = std::make_unique<PanelWindow>(
@@ -328,8 +328,10 @@ void WindowProgram::showPanel(Id id, std::string title, std::string text, std::s
                              .text = std::move(text),
                              .linkTitle = std::move(linkTitle),
                              .buttons = std::move(buttons),
+                             .defaultButton = defaultButton,
                              .closeAnswer = closeAnswer,
-                             .showsProgress = showsProgress},
+                             .showsProgress = showsProgress,
+                             .token = std::move(token)},
         [this, id](std::uint32_t answer) { connection_->tell("PanelAnswered", id, answer); },
         [this, id] { connection_->tell("PanelLinkFollowed", id); });
 }

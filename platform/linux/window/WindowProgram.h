@@ -77,7 +77,8 @@ class WindowProgram {
                    std::vector<std::string> buttons);
     void closeAlert(Id id);
     void showPanel(Id id, std::string title, std::string text, std::string linkTitle,
-                   std::vector<std::string> buttons, std::uint32_t closeAnswer, bool showsProgress);
+                   std::vector<std::string> buttons, std::uint32_t defaultButton,
+                   std::uint32_t closeAnswer, bool showsProgress, std::string token);
     void setPanelProgress(Id id, std::string text, double fraction);
     void raisePanel(Id id);
     void closePanel(Id id);

@@ -1,10 +1,18 @@
-// An application that does nothing but look for its updates, as soon as it runs. It writes what
-// happens to it to the file `events` beside its bundle, and trusts the authority in the file
-// `authority.pem` there. It quits only for an update or for the session.
+// An application that does nothing but look for its updates, as soon as it runs; by itself where
+// there is a file `in-background` beside its bundle, else as if the user had asked. It writes what
+// happens to it to the file `events` there, and trusts the authority in the file `authority.pem`.
+// It quits only for an update or for the session. "TestDies" in its Info dictionary makes it end
+// "when asked" for its version, or "at its launch".
+#include "platform/Environment.h"
+#include "platform/Headless.h"
 #include "platform/NativePlatform.h"
 
+#include <cstdlib>
+#include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <string>
+#include <string_view>
 
 namespace {
 
@@ -16,6 +24,12 @@ class UpdateProbe final : public platform::ApplicationDelegate, public platform:
 
     void applicationDidFinishLaunching() override {
         const auto version = native_.bundle().infoString("CFBundleVersion").value_or("none");
+        if (native_.bundle().infoString("TestDies") == "at its launch") {
+            std::_Exit(3);
+        }
+        if (!native_.application().takeOver()) {
+            return;
+        }
         say("launched " + version);
         native_.notificationCenter().observe("SPUUpdaterWillRelaunchApplicationNotification",
                                              [this] {
@@ -24,7 +38,9 @@ class UpdateProbe final : public platform::ApplicationDelegate, public platform:
                                              });
         updates_ = native_.updateFramework().makeStandardController(*this);
         if (updates_ && version == "1") {
-            updates_->checkForUpdates();
+            std::filesystem::exists(events_.parent_path() / "in-background")
+                ? updates_->checkForUpdatesInBackground()
+                : updates_->checkForUpdates();
         }
     }
     platform::TerminateReply applicationShouldTerminate() override {
@@ -58,17 +74,37 @@ class UpdateProbe final : public platform::ApplicationDelegate, public platform:
     bool mayQuit_ = false;
 };
 
+std::filesystem::path runningBundle() {
+    return std::filesystem::read_symlink("/proc/self/exe")
+        .parent_path()
+        .parent_path()
+        .parent_path();
+}
+
+int sayVersion() {
+    const auto info = platform::makeHeadlessPlatform(platform::currentEnvironment())
+                          ->readInfoFile(runningBundle() / "Contents/Info.plist")
+                          .value();
+    const auto dies = info.find("TestDies");
+    if (dies != info.end() && dies->second == "when asked") {
+        return 127;
+    }
+    std::cout << "Example " << info.at("CFBundleShortVersionString").value() << "\n";
+    return 0;
+}
+
 } // namespace
 
-int main() {
-    const auto bundle =
-        std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path().parent_path();
-    const auto native = platform::makeNativePlatform(
-        {.applicationId = "test.zorvane.update",
-         .guardianExecutable = "none",
-         .windowExecutable = ZORVANE_WINDOW,
-         .isNewerVersion = [](std::string_view a, std::string_view than) { return a > than; },
-         .updateAuthorities = bundle.parent_path() / "authority.pem"});
+int main(int count, char** arguments) {
+    if (count == 2 && arguments[1] == std::string_view("--version")) {
+        return sayVersion();
+    }
+    const auto bundle = runningBundle();
+    const auto native =
+        platform::makeNativePlatform({.applicationId = "test.zorvane.update",
+                                      .guardianExecutable = "none",
+                                      .windowExecutable = ZORVANE_WINDOW,
+                                      .updateAuthorities = bundle.parent_path() / "authority.pem"});
     if (!native) {
         return 1;
     }

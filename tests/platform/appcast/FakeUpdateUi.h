@@ -1,7 +1,8 @@
-// The update panel as a test sees it: what is shown, and answers on the user's behalf. For tests;
-// one thread only.
+// The update panel and its notice as a test sees them: what is shown, and answers on the user's
+// behalf. For tests; one thread only.
 #pragma once
 
+#include "platform/appcast/UpdateNotice.h"
 #include "platform/appcast/UpdateUi.h"
 
 #include <stdexcept>
@@ -47,4 +48,27 @@ class FakeUpdateUi final : public platform::appcast::UpdateUi {
     }
 
     std::function<void(std::size_t)> answered_;
+};
+
+class FakeUpdateNotice final : public platform::appcast::UpdateNotice {
+  public:
+    void show(const platform::appcast::UpdateNotification& notification,
+              std::function<void()> opened) override {
+        shown = notification;
+        ++shows;
+        opened_ = std::move(opened);
+    }
+    void withdraw() override { shown.reset(); }
+
+    // The user follows it.
+    void open() {
+        shown.reset();
+        std::exchange(opened_, {})();
+    }
+
+    std::optional<platform::appcast::UpdateNotification> shown;
+    int shows = 0;
+
+  private:
+    std::function<void()> opened_;
 };

@@ -48,7 +48,7 @@ class RunningBundle final : public platform::Bundle {
 
 class RecordingDelegate final : public platform::UpdateDelegate {
   public:
-    [[nodiscard]] bool supportsGentleScheduledUpdateReminders() const override { return true; }
+    [[nodiscard]] bool supportsGentleScheduledUpdateReminders() const override { return isGentle; }
     [[nodiscard]] bool shouldHandleShowingScheduledUpdate(bool inImmediateFocus) override {
         asked.push_back(inImmediateFocus);
         return agrees;
@@ -57,6 +57,7 @@ class RecordingDelegate final : public platform::UpdateDelegate {
         told.push_back(handledByFramework);
     }
 
+    bool isGentle = true;
     bool agrees = true;
     std::vector<bool> asked;
     std::vector<bool> told;

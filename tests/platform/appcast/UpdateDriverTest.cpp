@@ -1,8 +1,9 @@
 // The course of an update on manual time and scripted HTTP, with real files and signatures.
-#include "mac/Tessel/Version.h"
 #include "platform/appcast/AppcastFramework.h"
 #include "platform/appcast/CheckSchedule.h"
 #include "platform/appcast/ThisSystem.h"
+#include "platform/appcast/VersionOrder.h"
+#include "platform/posix/PosixCommandRunner.h"
 #include "platform/testing/FakeDesktopServices.h"
 #include "platform/testing/InMemorySystem.h"
 #include "platform/testing/ManualScheduler.h"
@@ -14,6 +15,7 @@
 #include "tests/support/updates/SigningKey.h"
 #include "tests/support/updates/TestBundle.h"
 
+#include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -25,11 +27,15 @@ using namespace std::chrono_literals;
 using platform::testing::ScriptedHttpClient;
 using test_support::TestBundle;
 using test_support::TestItem;
+using ::testing::AllOf;
 using ::testing::Contains;
+using ::testing::DoubleNear;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
+using ::testing::Pair;
+using ::testing::SizeIs;
 
 constexpr const char* feedUrl = "https://updates.example/appcast.xml";
 constexpr const char* archiveUrl = "https://updates.example/Example.tar.gz";
@@ -67,7 +73,9 @@ class Updates : public ::testing::Test {
 
     std::optional<ScriptedHttpClient::Answer> answer(const HttpRequest& request) {
         if (request.url == archiveUrl) {
-            return ScriptedHttpClient::Answer{HttpResponse{archiveStatus, {}, archive}, 10ms};
+            return ScriptedHttpClient::Answer{.result = HttpResponse{archiveStatus, {}, archive},
+                                              .after = pieces == 1 ? 10ms : 200ms,
+                                              .pieces = pieces};
         }
         EXPECT_EQ(request.url, feedUrl);
         if (feedError) {
@@ -76,8 +84,12 @@ class Updates : public ::testing::Test {
         return ScriptedHttpClient::Answer{HttpResponse{feedStatus, {}, feed}, 10ms};
     }
 
+    TestBundle bundleOf(const std::string& version) const {
+        return {.version = version, .displayVersion = version + ".0", .program = newProgram};
+    }
     void offer(const std::string& version) {
-        archive = TestBundle{.version = version}.archive();
+        TestBundle next = bundleOf(version);
+        archive = next.archive();
         TestItem item;
         item.version = version;
         item.displayVersion = version + ".0";
@@ -85,7 +97,8 @@ class Updates : public ::testing::Test {
         item.length = std::to_string(archive.size());
         item.signature = key.signatureText(archive);
         item.inItem = "<sparkle:releaseNotesLink>https://updates.example/notes</"
-                      "sparkle:releaseNotesLink>";
+                      "sparkle:releaseNotesLink>" +
+                      furtherElements;
         feed = test_support::appcast({item});
     }
 
@@ -94,20 +107,49 @@ class Updates : public ::testing::Test {
         return *controller;
     }
     AppcastFramework framework() {
-        return {{.http = http,
-                 .mainQueue = scheduler.mainQueue(),
-                 .backgroundQueues = scheduler.backgroundQueues(),
-                 .clock = scheduler.clock(),
-                 .defaults = defaults,
-                 .notifications = notifications,
-                 .application = application,
-                 .workspace = workspace,
-                 .ui = ui,
-                 .log = log},
+        return {facilities(),
                 bundle ? *bundle : bundle.emplace(installed),
                 {.system = {.names = {"linux"}, .version = "6.1"},
-                 .isNewer = &tessel::AppVersion::isNewer,
-                 .readInfo = &test_support::readTestInfo}};
+                 .readInfo = [this](const std::filesystem::path& folder) {
+                     if (whenExamined && folder != installed) {
+                         whenExamined();
+                     }
+                     return test_support::readTestInfo(folder);
+                 }}};
+    }
+    UpdateFacilities facilities() {
+        return {.http = http,
+                .mainQueue = scheduler.mainQueue(),
+                .backgroundQueues = scheduler.backgroundQueues(),
+                .clock = scheduler.clock(),
+                .defaults = defaults,
+                .notifications = notifications,
+                .application = application,
+                .workspace = workspace,
+                .commands = commands,
+                .startSuccessor =
+                    [this](const std::filesystem::path& program, const auto& isCancelled) {
+                        return succeed(program, isCancelled);
+                    },
+                .ui = ui,
+                .notice = notice,
+                .log = log};
+    }
+    std::expected<void, std::string> succeed(const std::filesystem::path& program,
+                                             const std::function<bool()>& isCancelled) {
+        events.push_back("start " + program.string());
+        EXPECT_EQ(installedVersion(), "2") << "the new one is started in its place";
+        EXPECT_THAT(events, Not(Contains("will terminate")));
+        if (whenStarted) {
+            whenStarted();
+        }
+        if (isCancelled()) {
+            return std::unexpected("it was cancelled");
+        }
+        if (successorFailure.empty()) {
+            return {};
+        }
+        return std::unexpected(successorFailure);
     }
     // Far enough for a request and what follows from it.
     void settle() { scheduler.advance(1s); }
@@ -139,6 +181,12 @@ class Updates : public ::testing::Test {
     std::optional<HttpError> feedError;
     std::string archive;
     int archiveStatus = 200;
+    std::string newProgram;      // empty: one that knows its version
+    std::string furtherElements; // of the item
+    std::string successorFailure;
+    std::function<void()> whenStarted;
+    std::size_t pieces = 1;             // that the archive arrives in, 200 ms apart
+    std::function<void()> whenExamined; // while the unpacked bundle is looked at
 
     platform::testing::ManualScheduler scheduler;
     ScriptedHttpClient http{scheduler};
@@ -149,7 +197,9 @@ class Updates : public ::testing::Test {
     RunningApplication running{events};
     platform::testing::FakeWorkspace workspace{events};
     platform::testing::RecordingLog log;
+    PosixCommandRunner commands;
     FakeUpdateUi ui;
+    FakeUpdateNotice notice;
     RecordingDelegate delegate;
     std::unique_ptr<UpdateController> controller;
 };
@@ -181,32 +231,35 @@ TEST_F(Updates, areOfferedWithBothVersionsAndTheReleaseNotes) {
               (UpdatePanel::Link{"Release notes", "https://updates.example/notes"}));
     EXPECT_THAT(ui.shown->buttons,
                 ElementsAre("Install and Relaunch", "Later", "Skip This Version"));
+    EXPECT_EQ(ui.shown->buttons[ui.shown->defaultButton], "Later") << "Return installs nothing";
     EXPECT_EQ(http.requests.size(), 1U) << "nothing is downloaded before the user says so";
 }
 
-TEST_F(Updates, areInstalledAndTheNewVersionStartedBeforeTheOldOneEnds) {
+TEST_F(Updates, areInstalledAndTheOldVersionEndsOnceTheNewOneHasTakenOver) {
     offer("2");
     askAndSettle();
     ui.press("Install and Relaunch");
     EXPECT_EQ(ui.shown->title, "Downloading Example 2.0");
     settle();
     EXPECT_EQ(installedVersion(), "2");
-    EXPECT_EQ(ui.shown->title, "Installing Example 2.0");
-    EXPECT_THAT(ui.shown->buttons, IsEmpty());
-    EXPECT_THAT(events, ElementsAre("open new instance " + installed.string()));
-    workspace.openCompletion({.launched = true});
-    settle();
-    EXPECT_THAT(events, ElementsAre("open new instance " + installed.string(), "will relaunch",
-                                    "will terminate"));
+    EXPECT_THAT(ui.history, Contains("Installing Example 2.0"));
+    EXPECT_THAT(events, ElementsAre("start " + (installed / "Contents/MacOS/Example").string(),
+                                    "will relaunch", "will terminate"));
     EXPECT_FALSE(ui.shown);
+    removeLeftovers(installed);
+    EXPECT_THAT(namesIn(root.path()), SizeIs(2)) << "the old one still runs from its bundle";
 }
 
 TEST_F(Updates, showHowFarTheDownloadIs) {
     offer("2");
+    archive.resize(1'500'000);
+    feed.replace(feed.find("length=\""), 8, "length=\"1500000\" x=\"");
+    pieces = 3;
     askAndSettle();
     ui.press("Install and Relaunch");
     settle();
-    ASSERT_FALSE(ui.progress.empty() && ui.history.back() == "Downloading Example 2.0");
+    EXPECT_THAT(ui.progress, ElementsAre(Pair("0.5 MB of 1.5 MB", DoubleNear(1.0 / 3, 0.01)),
+                                         Pair("1.0 MB of 1.5 MB", DoubleNear(2.0 / 3, 0.01))));
     const auto& download = http.requests.back();
     EXPECT_EQ(download.url, archiveUrl);
     EXPECT_TRUE(download.onlyHttps);
@@ -214,18 +267,74 @@ TEST_F(Updates, showHowFarTheDownloadIs) {
     EXPECT_GT(download.stallTimeout, 0s);
 }
 
-TEST_F(Updates, goBackToTheOldVersionWhenTheNewOneDoesNotStart) {
+TEST_F(Updates, areTakenBackWhenTheNewVersionDoesNotTakeOver) {
+    successorFailure = "it ended with status 127";
     offer("2");
     askAndSettle();
     ui.press("Install and Relaunch");
     settle();
-    workspace.openCompletion({.launched = false, .error = "No such file"});
-    settle();
-    EXPECT_EQ(installedVersion(), "1");
     EXPECT_EQ(shownText(), "Example 2.0 was not installed: The reason: the new version does not "
-                           "start: No such file. Version 1.0 stays as it was.");
+                           "start: it ended with status 127. Version 1.0 stays as it was.");
     EXPECT_FALSE(application.terminated);
-    EXPECT_THAT(events, Not(Contains("will relaunch")));
+    EXPECT_THAT(events, ElementsAre(HasSubstr("start ")));
+    expectUntouched();
+}
+
+TEST_F(Updates, areNotInstalledUnlessTheNewProgramKnowsItsVersion) {
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"#!/bin/sh\nexit 127\n", "it ends with status 127"},
+        {"#!/bin/sh\nkill -SEGV $$\n", "it is ended by signal 11"},
+        {"#!/bin/sh\necho Example 1.0\n", "it says that it is another version"},
+        {"#!/bin/sh\n", "it says that it is another version"},
+        {"#!/no/such/interpreter\n", "No such file"},
+    };
+    for (const auto& [program, reason] : cases) {
+        newProgram = program;
+        offer("2");
+        askAndSettle();
+        ui.press("Install and Relaunch");
+        settle();
+        EXPECT_THAT(shownText(), AllOf(HasSubstr("the new version does not start: "),
+                                       HasSubstr(reason), HasSubstr("1.0 stays as it was.")));
+        expectUntouched();
+        EXPECT_THAT(events, IsEmpty()) << "it is not started beside the old one";
+        controller.reset();
+    }
+}
+
+TEST_F(Updates, areNotInstalledOnceTheirControllerHasGone) {
+    offer("2");
+    askAndSettle();
+    ui.press("Install and Relaunch");
+    whenExamined = [this] { controller.reset(); };
+    settle();
+    EXPECT_FALSE(controller);
+    expectUntouched();
+    EXPECT_THAT(events, IsEmpty());
+}
+
+TEST_F(Updates, areTakenBackWhenTheirControllerGoesWhileTheNewVersionStarts) {
+    offer("2");
+    askAndSettle();
+    ui.press("Install and Relaunch");
+    whenStarted = [this] { controller.reset(); };
+    settle();
+    EXPECT_FALSE(controller);
+    EXPECT_EQ(installedVersion(), "1");
+    EXPECT_THAT(events, ElementsAre(HasSubstr("start ")));
+}
+
+TEST_F(Updates, sayThatTheOldVersionIsNotBackWhenItCannotBePutBack) {
+    successorFailure = "it ended with status 1";
+    offer("2");
+    askAndSettle();
+    ui.press("Install and Relaunch");
+    whenStarted = [this] { std::filesystem::rename(installed, root / "moved away"); };
+    settle();
+    EXPECT_THAT(shownText(), AllOf(HasSubstr("the old one cannot be put back"),
+                                   Not(HasSubstr("stays as it was"))));
+    std::filesystem::rename(root / "moved away", installed);
+    EXPECT_THAT(namesIn(root.path()), SizeIs(2)) << "the old bundle is kept";
 }
 
 TEST_F(Updates, doNothingMoreWhenTheUserSaysLater) {
@@ -248,7 +357,7 @@ TEST_F(Updates, countAClosedWindowAsLater) {
     EXPECT_EQ(http.requests.size(), 1U);
     controller->checkForUpdatesInBackground();
     settle();
-    EXPECT_EQ(ui.shown->title, "Example 2.0 is available");
+    EXPECT_TRUE(notice.shown);
 }
 
 TEST_F(Updates, areNotOfferedUnaskedOnceSkipped) {
@@ -257,18 +366,79 @@ TEST_F(Updates, areNotOfferedUnaskedOnceSkipped) {
     ui.press("Skip This Version");
     controller->checkForUpdatesInBackground();
     settle();
-    EXPECT_FALSE(ui.shown);
+    EXPECT_FALSE(notice.shown);
     EXPECT_THAT(delegate.asked, IsEmpty());
 
     controller.reset(); // remembered by the next process too
     start().checkForUpdatesInBackground();
     settle();
-    EXPECT_FALSE(ui.shown);
+    EXPECT_FALSE(notice.shown);
 
     offer("3");
     controller->checkForUpdatesInBackground();
     settle();
-    EXPECT_EQ(ui.shown->title, "Example 3.0 is available");
+    EXPECT_EQ(notice.shown.value().title, "Example 3.0 is available");
+}
+
+TEST_F(Updates, thatAreCriticalCannotBeSkipped) {
+    furtherElements = "<sparkle:criticalUpdate/>";
+    offer("2");
+    askAndSettle();
+    EXPECT_THAT(ui.shown->buttons, ElementsAre("Install and Relaunch", "Later"));
+    EXPECT_THAT(ui.shown->text, HasSubstr("important"));
+    ui.press("Later");
+    defaults.setBoolean("updates.skipped.2", true); // before it became critical
+    controller->checkForUpdatesInBackground();
+    settle();
+    EXPECT_TRUE(notice.shown && notice.shown->isCritical);
+}
+
+TEST_F(Updates, thatAreInformationalLeadToTheirPage) {
+    furtherElements = "<sparkle:informationalUpdate/><link>https://updates.example/how</link>";
+    offer("2");
+    askAndSettle();
+    EXPECT_THAT(ui.shown->buttons, ElementsAre("Learn More…", "Later", "Skip This Version"));
+    ui.press("Learn More…");
+    settle();
+    EXPECT_THAT(workspace.opened, ElementsAre("https://updates.example/how"));
+    EXPECT_EQ(http.requests.size(), 1U) << "nothing is downloaded";
+    expectUntouched();
+}
+
+TEST_F(Updates, reachEachUserAtTheTimeOfItsGroup) {
+    const auto hourly = [this](std::chrono::seconds ago) {
+        furtherElements =
+            fmt::format("<sparkle:phasedRolloutInterval>3600</sparkle:phasedRolloutInterval>"
+                        "<pubDate>{:%a, %d %b %Y %H:%M:%S} +0000</pubDate>",
+                        fmt::gmtime(secondsSince1970(scheduler.clock().wallNow() - ago)));
+        offer("2");
+    };
+    hourly(1h);
+    defaults.setInteger("updates.rolloutGroup", 4); // the fourth, from 0 hours on
+    start().checkForUpdatesInBackground();
+    settle();
+    EXPECT_FALSE(notice.shown);
+    hourly(3h);
+    controller->checkForUpdatesInBackground();
+    settle();
+    EXPECT_TRUE(notice.shown);
+
+    hourly(0h);
+    controller->checkForUpdates();
+    settle();
+    EXPECT_EQ(ui.shown->title, "Example 2.0 is available") << "who asks does not wait";
+}
+
+TEST_F(Updates, drawTheUsersGroupOnce) {
+    start().checkForUpdatesInBackground();
+    settle();
+    const auto drawn = defaults.integer("updates.rolloutGroup");
+    EXPECT_GE(drawn, 1);
+    EXPECT_LE(drawn, rolloutGroups);
+    controller.reset();
+    start().checkForUpdatesInBackground();
+    settle();
+    EXPECT_EQ(defaults.integer("updates.rolloutGroup"), drawn);
 }
 
 TEST_F(Updates, areOfferedAgainToAUserWhoAsksAfterSkipping) {
@@ -380,7 +550,7 @@ TEST_F(Updates, refuseADownloadThatIsNotWhatWasAnnounced) {
 }
 
 TEST_F(Updates, neverOfferADowngradeOrTheSameVersion) {
-    for (const char* version : {"1", "0.9", "0", "-1"}) {
+    for (const char* version : {"1", "0.9", "0", "-1", "1.9-rc1", "next"}) {
         offer(version);
         askAndSettle();
         EXPECT_EQ(ui.shown->title, "Example is up to date") << version;
@@ -402,22 +572,11 @@ TEST_F(Updates, leaveACopyThatCannotBeReplacedToOthersAndSaySo) {
                           .feedUrl = feedUrl,
                           .key = key.publicKey(),
                           .system = {.names = {"linux"}, .version = "6"},
-                          .isNewer = &tessel::AppVersion::isNewer,
                           .readInfo = &test_support::readTestInfo};
-    const UpdateFacilities facilities{.http = http,
-                                      .mainQueue = scheduler.mainQueue(),
-                                      .backgroundQueues = scheduler.backgroundQueues(),
-                                      .clock = scheduler.clock(),
-                                      .defaults = defaults,
-                                      .notifications = notifications,
-                                      .application = application,
-                                      .workspace = workspace,
-                                      .ui = ui,
-                                      .log = log};
-    const auto packaged = UpdateDriver::start(facilities, product, delegate);
+    const auto packaged = UpdateDriver::start(facilities(), product, delegate);
     packaged->checkInBackground();
     settle();
-    EXPECT_FALSE(ui.shown);
+    EXPECT_FALSE(ui.shown || notice.shown);
     packaged->checkForUpdates();
     settle();
     EXPECT_THAT(shownText(), HasSubstr("package manager"));
@@ -425,7 +584,7 @@ TEST_F(Updates, leaveACopyThatCannotBeReplacedToOthersAndSaySo) {
     ui.press("OK");
 
     product.bundle = "/proc/self";
-    const auto foreign = UpdateDriver::start(facilities, product, delegate);
+    const auto foreign = UpdateDriver::start(facilities(), product, delegate);
     foreign->checkForUpdates();
     settle();
     EXPECT_THAT(shownText(), HasSubstr("a folder that you cannot change"));
@@ -433,20 +592,86 @@ TEST_F(Updates, leaveACopyThatCannotBeReplacedToOthersAndSaySo) {
     foreign->stop();
 }
 
-TEST_F(Updates, areShownUnaskedOnlyWhenTheDelegateAgrees) {
+TEST_F(Updates, areAnnouncedUnaskedOnlyWhenTheDelegateAgrees) {
     offer("2");
     delegate.agrees = false;
     start().checkForUpdatesInBackground();
     settle();
-    EXPECT_FALSE(ui.shown);
-    EXPECT_THAT(delegate.asked, ElementsAre(true));
+    EXPECT_FALSE(notice.shown);
     EXPECT_THAT(delegate.told, ElementsAre(false));
     delegate.agrees = true;
     controller->checkForUpdatesInBackground();
     settle();
-    EXPECT_TRUE(ui.shown);
-    EXPECT_THAT(delegate.asked, ElementsAre(true, false));
+    EXPECT_TRUE(notice.shown);
+    EXPECT_THAT(delegate.asked, ElementsAre(false, false)) << "never in immediate focus";
     EXPECT_THAT(delegate.told, ElementsAre(false, true));
+}
+
+TEST_F(Updates, nobodyAskedForDoNotComeToTheForeground) {
+    offer("2");
+    start().setAutomaticallyChecksForUpdates(true);
+    scheduler.advance(1min);
+    EXPECT_EQ(notice.shown, (UpdateNotification{.title = "Example 2.0 is available",
+                                                .text = "You have version 1.0.",
+                                                .action = "Show Update…"}));
+    EXPECT_THAT(ui.history, IsEmpty());
+    notice.open();
+    EXPECT_THAT(ui.history, ElementsAre("Example 2.0 is available"));
+    EXPECT_EQ(feedRequests(), 1U);
+    ui.press("Install and Relaunch");
+    settle();
+    EXPECT_EQ(installedVersion(), "2");
+}
+
+TEST_F(Updates, areAnnouncedAgainAfterADayAndOnlyOnce) {
+    offer("2");
+    start().setAutomaticallyChecksForUpdates(true);
+    scheduler.advance(23h);
+    EXPECT_EQ(notice.shows, 1);
+    scheduler.advance(2h);
+    EXPECT_EQ(notice.shows, 2);
+    EXPECT_THAT(ui.history, IsEmpty());
+}
+
+TEST_F(Updates, areNoLongerAnnouncedOnceTheUserAsks) {
+    offer("2");
+    start().checkForUpdatesInBackground();
+    settle();
+    ASSERT_TRUE(notice.shown);
+    controller->checkForUpdates();
+    settle();
+    EXPECT_FALSE(notice.shown);
+    EXPECT_EQ(ui.shown->title, "Example 2.0 is available");
+}
+
+TEST_F(Updates, areNoLongerAnnouncedOnceTheyAreWithdrawn) {
+    offer("2");
+    start().checkForUpdatesInBackground();
+    settle();
+    ASSERT_TRUE(notice.shown);
+    feed = test_support::appcast({});
+    controller->checkForUpdatesInBackground();
+    settle();
+    EXPECT_FALSE(notice.shown);
+}
+
+TEST_F(Updates, areNoLongerAnnouncedOnceTheirControllerHasGone) {
+    offer("2");
+    start().checkForUpdatesInBackground();
+    settle();
+    ASSERT_TRUE(notice.shown);
+    controller.reset();
+    EXPECT_FALSE(notice.shown);
+}
+
+TEST_F(Updates, comeAsAPanelToADelegateThatDoesNotRemindGently) {
+    delegate.isGentle = false;
+    offer("2");
+    start().checkForUpdatesInBackground();
+    settle();
+    EXPECT_FALSE(notice.shown);
+    EXPECT_EQ(ui.shown->title, "Example 2.0 is available");
+    EXPECT_THAT(delegate.asked, ElementsAre(true));
 }
 
 TEST_F(Updates, doNotAskTheDelegateAboutWhatTheUserAskedFor) {
@@ -523,6 +748,7 @@ TEST_F(Updates, areLeftAloneWhileAnOfferWaitsForItsAnswer) {
     offer("2");
     start().setAutomaticallyChecksForUpdates(true);
     scheduler.advance(1min);
+    notice.open();
     EXPECT_TRUE(ui.shown);
     scheduler.advance(72h);
     EXPECT_EQ(feedRequests(), 1U);
@@ -549,6 +775,17 @@ TEST_F(Updates, clearAwayWhatAnEarlierProcessLeft) {
     expectUntouched();
 }
 
+TEST_F(Updates, clearAwayWhatTheProcessBeforeThisOneHeldAtTheStart) {
+    std::optional<Staging> held(*Staging::beside(installed));
+    held->keep(true);
+    start();
+    settle();
+    EXPECT_THAT(namesIn(root.path()), SizeIs(2));
+    held.reset();
+    scheduler.advance(1min);
+    expectUntouched();
+}
+
 TEST(AppcastFrameworkConfiguration, isNeededForAController) {
     const test_support::TemporaryFolder root;
     const std::string goodKey = test_support::SigningKey().publicKeyText();
@@ -566,7 +803,9 @@ TEST(AppcastFrameworkConfiguration, isNeededForAController) {
     platform::testing::FakeApplication application(events);
     platform::testing::FakeWorkspace workspace(events);
     platform::testing::RecordingLog log;
+    PosixCommandRunner commands;
     FakeUpdateUi ui;
+    FakeUpdateNotice notice;
     RecordingDelegate delegate;
     for (const auto& info : wrong) {
         TestBundle bundle;
@@ -580,9 +819,12 @@ TEST(AppcastFrameworkConfiguration, isNeededForAController) {
                                     .notifications = notifications,
                                     .application = application,
                                     .workspace = workspace,
+                                    .commands = commands,
+                                    .startSuccessor = {},
                                     .ui = ui,
+                                    .notice = notice,
                                     .log = log},
-                                   running, {.system = {}, .isNewer = {}, .readInfo = {}});
+                                   running, {.system = {}, .readInfo = {}});
         EXPECT_EQ(framework.makeStandardController(delegate), nullptr);
     }
     EXPECT_EQ(log.lines.size(), wrong.size());
@@ -593,7 +835,7 @@ TEST(ThisSystem, isNamedAfterItsProcessorToo) {
     ASSERT_EQ(system.names.size(), 2U);
     EXPECT_EQ(system.names[0], "linux");
     EXPECT_TRUE(system.names[1].starts_with("linux-"));
-    EXPECT_TRUE(tessel::AppVersion::isNewer(system.version, "2.6"));
+    EXPECT_TRUE(isNewerVersion(system.version, "2.6"));
 }
 
 TEST(ThisSystem, hasTheLeadingNumbersOfItsKernel) {

@@ -32,10 +32,14 @@ std::string TestBundle::infoPlist() const {
     return text + "</dict>\n</plist>\n";
 }
 
+std::string TestBundle::programText() const {
+    return program.empty() ? fmt::format("#!/bin/sh\necho Example {}\n", displayVersion) : program;
+}
+
 std::filesystem::path TestBundle::write(const std::filesystem::path& parent) const {
     const auto contents = parent / name / "Contents";
     writeFile(contents / "Info.plist", infoPlist(), false);
-    writeFile(contents / "MacOS/Example", program, true);
+    writeFile(contents / "MacOS/Example", programText(), true);
     for (const auto& [path, content] : files) {
         writeFile(contents / path, content, false);
     }
@@ -46,7 +50,7 @@ void TestBundle::addTo(ArchiveBuilder& archive) const {
     const std::string contents = name + "/Contents/";
     archive.folder(name + "/").folder(contents);
     archive.file(contents + "Info.plist", infoPlist());
-    archive.file(contents + "MacOS/Example", program, 0755);
+    archive.file(contents + "MacOS/Example", programText(), 0755);
     for (const auto& [path, content] : files) {
         archive.file(contents + path, content);
     }

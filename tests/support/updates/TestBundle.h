@@ -16,11 +16,12 @@ struct TestBundle {
     std::string identifier = "test.example";
     std::string version = "1";
     std::string displayVersion = "1.0";
-    std::string program = "#!/bin/sh\nexit 0\n";
+    std::string program = {};                      // empty: a script that says its version
     std::map<std::string, std::string> info = {};  // further values of the Info dictionary
     std::map<std::string, std::string> files = {}; // further files below Contents
 
     [[nodiscard]] std::string infoPlist() const;
+    [[nodiscard]] std::string programText() const;
     // Makes it below `parent`, and says where.
     std::filesystem::path write(const std::filesystem::path& parent) const;
     void addTo(ArchiveBuilder& archive) const;

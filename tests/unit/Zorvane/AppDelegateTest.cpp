@@ -52,7 +52,7 @@ TEST_F(AppDelegateTest, launchesInOneExactOrder) {
     launch();
     EXPECT_THAT(events, ElementsAre("move Zorvane OSTRA_DEV_NO_MOVE /home/ann", "updater",
                                     "enroll OstraLoginItemDefaultApplied", "policy regular",
-                                    "server launched", "window made",
+                                    "take over", "server launched", "window made",
                                     "window autosave OstraMainWindow", "window center", "load html",
                                     "policy regular", "window front", "activate"));
     EXPECT_EQ(notifications.handlers.size(), 2U);
@@ -65,6 +65,14 @@ TEST_F(AppDelegateTest, startsNothingWhileItIsBeingMoved) {
     EXPECT_EQ(launcher.launches(), 0U);
     EXPECT_TRUE(notifications.handlers.empty());
     EXPECT_TRUE(delegate->applicationShouldHandleReopen(false));
+    EXPECT_EQ(windows.made, 0);
+}
+
+TEST_F(AppDelegateTest, startsNoServerBesideTheOneOfAnInstanceThatStays) {
+    application.takesOver = false;
+    launch();
+    EXPECT_EQ(events.back(), "take over");
+    EXPECT_EQ(launcher.launches(), 0U);
     EXPECT_EQ(windows.made, 0);
 }
 
