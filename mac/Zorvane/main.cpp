@@ -85,10 +85,9 @@ int main(int argc, char** argv) {
         fmt::print(stderr, "{}", answer->error);
         return answer->exitStatus;
     }
-    const auto system =
-        platform::makeNativePlatform({.applicationId = "app.zorvane",
-                                      .guardianExecutable = "zorvane-guardian",
-                                      .windowExecutable = "zorvane-window"});
+    const auto system = platform::makeNativePlatform({.applicationId = "app.zorvane",
+                                                      .guardianExecutable = "zorvane-guardian",
+                                                      .windowExecutable = "zorvane-window"});
     if (!system) {
         fmt::print(stderr, "Zorvane cannot start: {}\n", system.error());
         return 1;
