@@ -21,3 +21,4 @@ need() { # TOOL
 
 app=${1:-build/Zorvane.app}
 [ -d "$app/Contents/MacOS" ] || fail "$app is no application; make build makes it"
+[ -r "$app/Contents/Info.plist" ] || fail "$app/Contents/Info.plist cannot be read"

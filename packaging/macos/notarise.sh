@@ -7,8 +7,11 @@ source "$(dirname "$0")/common.sh"
 need xcrun
 [ -n "${NOTARY_PROFILE:-}" ] || skip "NOTARY_PROFILE names no credentials"
 # Nothing that was not signed for distribution is worth sending.
-codesign --display --verbose=2 "$app" 2>&1 | grep -q '^Authority=Developer ID Application' ||
-  skip "$app is not signed with a Developer ID"
+signature=$(codesign --display --verbose=2 "$app" 2>&1) || signature=
+case $signature in
+  *Authority="Developer ID Application"*) ;;
+  *) skip "$app is not signed with a Developer ID" ;;
+esac
 
 subject=${2:-$app}
 if [ ! -e "$subject" ]; then

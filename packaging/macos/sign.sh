@@ -21,6 +21,8 @@ sign "$sparkle/Versions/Current/Updater.app"
 sign "$sparkle"
 sign "$app/Contents/MacOS/zorvane-guardian" --identifier app.zorvane.guardian
 sign "$app/Contents/MacOS/ostrad" --identifier app.zorvane.ostrad
+sign "$app/Contents/Helpers/tessel-web" --identifier app.zorvane.tessel-web
+sign "$app/Contents/Helpers/tessel" --identifier app.zorvane.tessel
 sign "$app" --entitlements "$macos/entitlements.plist"
 codesign --verify --strict --deep --verbose=2 "$app"
 echo "$step: $app is signed"
