@@ -10,12 +10,14 @@ export CCACHE_SLOPPINESS := pch_defines,time_macros
 JOBS ?= $(shell nproc 2>/dev/null || sysctl -n hw.ncpu)
 TESTS ?= .
 SOAK_SECONDS ?= 600
+STORM_KILLS ?= 100
+MUTANTS ?= .
 ARGS ?=
 # The framework declarations keep the layout of the headers they stand in for.
 FORMATTED := '*.h' '*.cpp' '*.mm' ':!:platform/cocoa/interfaces'
 
-.PHONY: build run test sanitize tsan soak bench fuzz format lint screenshots macos test-cocoa \
-  package test-package test-debian13 clean
+.PHONY: build run test sanitize tsan soak storm mutants bench fuzz format lint screenshots macos \
+  test-cocoa package test-package test-debian13 clean
 
 build:
 	@tools/setup build
@@ -55,6 +57,20 @@ soak:
 	cmake --preset release -DBUILD_TESTING=ON
 	cmake --build --preset release --parallel $(JOBS) --target soak
 	@build/release/tests/soak/soak $(SOAK_SECONDS)
+
+# The real application and its guardian killed STORM_KILLS times at random moments with each kind of
+# server, beside port stealers and under limits; nothing may be left and no stranger asked.
+storm:
+	@tools/setup build run test
+	cmake --preset release -DBUILD_TESTING=ON
+	cmake --build --preset release --parallel $(JOBS) --target storm
+	@build/release/tests/storm/storm $(STORM_KILLS)
+
+# Takes one rule after the other out of the code and demands that its test notices; those whose file
+# or test matches MUTANTS (all). Takes long, so no other target runs it.
+mutants:
+	@tools/setup build run test
+	@tests/mutants/run '$(MUTANTS)'
 
 bench:
 	@tools/setup build run test bench
