@@ -1,19 +1,11 @@
 #include "mac/Zorvane/MainWindow.h"
 
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace zorvane {
 namespace {
-
-constexpr std::string_view crashedPage =
-    "<!doctype html><meta charset=\"utf-8\">\n"
-    "<style>\n"
-    "  body { display: flex; align-items: center; justify-content: center; text-align: center;\n"
-    "         height: 100vh; margin: 0; background: #111; color: #ddd;\n"
-    "         font: 15px -apple-system, sans-serif; }\n"
-    "</style>\n"
-    "<body>This page keeps crashing. The server is not affected.<br>"
-    "Close this window and open it again to try once more.</body>";
 
 // A page that was given as text has this address.
 bool isBuiltIn(std::string_view url) {
@@ -24,10 +16,11 @@ bool isBuiltIn(std::string_view url) {
 
 MainWindowController::MainWindowController(platform::WebWindowFactory& windows,
                                            platform::Application& application,
-                                           platform::Clock& clock)
+                                           platform::Clock& clock, platform::Log& log)
     : windows_(windows)
     , application_(application)
-    , clock_(clock) {}
+    , clock_(clock)
+    , log_(log) {}
 
 void MainWindowController::makeWindow() {
     window_ = windows_.makeWebWindow({.title = "Zorvane",
@@ -72,8 +65,11 @@ void MainWindowController::show() {
     }
     window_->makeKeyAndOrderFront();
     application_.activateIgnoringOtherApps();
+    const bool isBlank = std::exchange(isBlank_, false);
     if (serverAnswers_ && currentURL && currentURL != loadedURL_) {
         load(*currentURL);
+    } else if (isBlank) {
+        showStartingPage();
     }
 }
 
@@ -98,19 +94,26 @@ void MainWindowController::windowWillClose() {
 
 void MainWindowController::webProcessTerminated() {
     const platform::SteadyTime now = clock_.now();
-    while (!reloads_.empty() && now - reloads_.front() >= std::chrono::minutes(1)) {
-        reloads_.pop_front();
-    }
-    if (reloads_.size() >= reloadsPerMinute) {
-        loadedURL_.reset(); // so that the next show() tries the address again
-        window_->loadHtml(crashedPage);
-        return;
-    }
-    reloads_.push_back(now);
-    if (loadedURL_ && serverAnswers_) {
+    std::erase_if(deaths_, [&](auto moment) { return now - moment >= std::chrono::minutes(1); });
+    deaths_.push_back(now);
+    if (deaths_.size() >= deathsPerMinute) {
+        giveUp();
+    } else if (loadedURL_ && serverAnswers_) {
         load(ostra::Url(*loadedURL_));
     } else {
         showStartingPage();
+    }
+}
+
+// The next show() begins anew.
+void MainWindowController::giveUp() {
+    log_.write("the page keeps crashing; the window is closed until it is asked for");
+    deaths_.clear();
+    loadedURL_.reset();
+    isBlank_ = true;
+    if (window_->isVisible()) {
+        window_->orderOut();
+        windowWillClose();
     }
 }
 

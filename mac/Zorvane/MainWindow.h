@@ -1,23 +1,24 @@
 // The application's one main window: a web view that shows the server's web interface, and a
 // built-in starting page until the server's address is known. Made on the first show, kept when it
-// is closed; a page is loaded again only when the address differs from the one loaded last. A web
-// process that died is started again, at most three times a minute; after that the window says
-// what to do. While no server of ours answers, the window is cut off from the network: whoever else
-// has taken the port gets neither a request nor a cookie, and the last page stays displayed. Owned
-// by the application delegate; main thread only; the facilities outlive it.
+// is closed; a page is loaded again only when the address differs from the one loaded last. A page
+// whose web process died is loaded again; at the third death within a minute the window is closed,
+// and the next show() tries again. While no server of ours answers, the window is cut off from the
+// network: whoever else has taken the port gets neither a request nor a cookie, and the last page
+// stays displayed. Owned by the application delegate; main thread only; the facilities outlive it.
 #pragma once
 
 #include "mac/OstraCore/ServerUrl.h"
 #include "platform/Application.h"
 #include "platform/Clock.h"
+#include "platform/Log.h"
 #include "platform/WebWindow.h"
 
 #include <chrono>
-#include <deque>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string_view>
+#include <vector>
 
 namespace zorvane {
 
@@ -32,10 +33,10 @@ class MainWindowController {
         "</style>\n"
         "<body>Starting Zorvane&hellip;</body>";
     static constexpr std::chrono::seconds loadTimeout{60};
-    static constexpr std::size_t reloadsPerMinute = 3;
+    static constexpr std::size_t deathsPerMinute = 3;
 
     MainWindowController(platform::WebWindowFactory& windows, platform::Application& application,
-                         platform::Clock& clock);
+                         platform::Clock& clock, platform::Log& log);
 
     // Called with true when the window is shown and with false when it is closed.
     std::function<void(bool)> onVisibilityChange;
@@ -55,15 +56,18 @@ class MainWindowController {
     void makeWindow();
     void windowWillClose();
     void webProcessTerminated();
+    void giveUp();
     void showStartingPage();
 
     platform::WebWindowFactory& windows_;
     platform::Application& application_;
     platform::Clock& clock_;
+    platform::Log& log_;
     std::unique_ptr<platform::WebWindow> window_;
     bool serverAnswers_ = false;
     std::optional<ostra::Url> loadedURL_; // nothing while the starting page is shown
-    std::deque<platform::SteadyTime> reloads_;
+    std::vector<platform::SteadyTime> deaths_;
+    bool isBlank_ = false; // its page crashed and was given up
 };
 
 } // namespace zorvane

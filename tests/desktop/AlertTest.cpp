@@ -127,6 +127,18 @@ TEST_F(AlertTest, isAnsweredForTheUserBeforeTheApplicationEnds) {
                             "answered 2", "will terminate, aevt quit why logo", "returned 0"));
 }
 
+TEST_F(AlertTest, isAnsweredWithItsLastButtonWhenTheProgramThatShowsItDies) {
+    ask({"--window", "probe"});
+    for (const Process& process : session.processes()) {
+        if (process.command.find("zorvane-window") != std::string::npos) {
+            ::kill(process.pid, SIGKILL);
+        }
+    }
+    EXPECT_TRUE(says("answered 2"));
+    // The caller goes on: it shows its window.
+    EXPECT_TRUE(eventually([&] { return session.visibleWindow("probe").has_value(); }));
+}
+
 TEST_F(AlertTest, staysWhenTheApplicationRefusesToEnd) {
     ask({"--refuse"});
     session.pressKey("ctrl+q");

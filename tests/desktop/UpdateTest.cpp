@@ -188,6 +188,22 @@ TEST_F(Update, staysInTheBackgroundUntilTheUserAsks) {
     EXPECT_TRUE(appears(offerTitle));
 }
 
+TEST_F(Update, waitsForAnotherTimeWhenTheProgramThatShowsThePanelDies) {
+    const auto old = launch();
+    ASSERT_TRUE(appears(offerTitle)) << events() << old->standardError();
+    for (const Process& process : session.processes()) {
+        if (process.command.find("zorvane-window") != std::string::npos) {
+            ::kill(process.pid, SIGKILL);
+        }
+    }
+    EXPECT_TRUE(disappears(offerTitle));
+    const auto second = launch(); // asks again
+    EXPECT_EQ(second->waitForExit(patience), 0);
+    EXPECT_TRUE(appears(offerTitle)) << old->standardError();
+    EXPECT_TRUE(old->isRunning());
+    EXPECT_EQ(version(), "1");
+}
+
 TEST_F(Update, isSkippedWithTheThirdButton) {
     const auto old = launch();
     ASSERT_TRUE(appears(offerTitle)) << events() << old->standardError();

@@ -1,0 +1,170 @@
+// Deaths of everything that shows the window: the window program, and the web engine's processes,
+// also while they are being born. The application and its server go on, and the window comes back.
+#include "tests/desktop/ApplicationTest.h"
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <random>
+
+namespace desktop {
+namespace {
+
+class DeathTest : public ApplicationTest {
+  protected:
+    // Kills the first process of that name that is or comes to be there, if need be because the
+    // window is asked for; whether there was one.
+    [[nodiscard]] bool killOne(const std::string& name) {
+        return eventually([&] {
+            for (const Process& process : processesNamed(name)) {
+                if (process.state != 'Z' && ::kill(process.pid, SIGKILL) == 0) {
+                    return true;
+                }
+            }
+            if (logged("until it is asked for") > asked_) {
+                ++asked_;
+                askForTheWindow();
+            }
+            return false;
+        });
+    }
+    // As a user who wants the window: a second launch.
+    void askForTheWindow() {
+        const auto second = launch();
+        EXPECT_EQ(second->waitForExit(patience), 0) << second->standardError();
+    }
+    [[nodiscard]] std::size_t logged(const std::string& text) const {
+        const std::string log = application->standardError();
+        std::size_t count = 0;
+        for (std::size_t at = log.find(text); at != std::string::npos;
+             at = log.find(text, at + 1)) {
+            ++count;
+        }
+        return count;
+    }
+    void useInsteadOfBubblewrap(const std::string& script) {
+        const auto program = session.folder() / "bwrap";
+        std::ofstream(program) << script;
+        std::filesystem::permissions(program, std::filesystem::perms::owner_all);
+        session.environment["LD_PRELOAD"] = ZORVANE_FAKE_BWRAP;
+        session.environment["FAKE_BWRAP"] = program.string();
+    }
+
+  private:
+    std::size_t asked_ = 0;
+};
+
+class DeathOf : public DeathTest, public ::testing::WithParamInterface<const char*> {};
+
+// How often each is killed; a soak run says more.
+int deaths() {
+    const char* const count = std::getenv("ZORVANE_DEATHS");
+    return count == nullptr ? 4 : std::atoi(count);
+}
+
+TEST_P(DeathOf, atAnyMomentHurtsNobodyElse) {
+    launchUntilReady();
+    ASSERT_TRUE(showsTheServersPage());
+    const ServerLaunch server = serverLaunches(1).front();
+    std::mt19937 random(7);
+    for (int death = 0; death < deaths(); ++death) {
+        // Every other one as soon as it is there, which is before it has said anything.
+        if (death % 2 == 0) {
+            std::this_thread::sleep_for(
+                std::chrono::milliseconds(std::uniform_int_distribution(0, 400)(random)));
+        }
+        ASSERT_TRUE(killOne(GetParam())) << describe(session.processes());
+        ASSERT_TRUE(application->isRunning()) << application->standardError();
+        ASSERT_EQ(::kill(server.pid, 0), 0);
+    }
+    // It may just have been given up.
+    EXPECT_TRUE(eventually([&] {
+        return eventually([&] { return window().has_value(); }, std::chrono::seconds(5)) ||
+               (askForTheWindow(), false);
+    })) << application->standardError();
+    EXPECT_TRUE(showsTheServersPage()) << application->standardError();
+    EXPECT_TRUE(serverAnswers(server.port));
+    EXPECT_EQ(serverLaunches(1).size(), 1U) << "the server was never started again";
+    EXPECT_TRUE(application->isRunning());
+}
+
+INSTANTIATE_TEST_SUITE_P(Every, DeathOf,
+                         ::testing::Values("zorvane-window", "WebKitWebProcess",
+                                           "WebKitNetworkProcess", "bwrap"),
+                         [](const auto& test) {
+                             std::string name = test.param;
+                             std::erase(name, '-');
+                             return name;
+                         });
+
+TEST_F(DeathTest, ofTheWindowProgramThreeTimesInAMinuteLeavesTheWindowClosedUntilItIsAskedFor) {
+    launchUntilReady();
+    for (int death = 1; death <= 3; ++death) {
+        ASSERT_TRUE(windowAppears()) << application->standardError();
+        const auto before = processesNamed("zorvane-window");
+        ASSERT_EQ(before.size(), 1U);
+        ::kill(before.front().pid, SIGABRT);
+        ASSERT_TRUE(eventually([&] {
+            const auto now = processesNamed("zorvane-window");
+            return now.empty() || now.front().pid != before.front().pid;
+        }));
+    }
+    EXPECT_TRUE(eventually([&] { return logged("the window stays closed") == 1; }))
+        << application->standardError();
+    EXPECT_FALSE(window().has_value());
+    EXPECT_TRUE(serverAnswers(serverLaunches(1).front().port));
+    askForTheWindow();
+    EXPECT_TRUE(windowAppears()) << application->standardError();
+    EXPECT_TRUE(showsTheServersPage());
+    EXPECT_EQ(logged("the window stays closed"), 1U);
+}
+
+TEST_F(DeathTest, ofTheApplicationTakesTheWindowAndItsPagesAlongAtOnce) {
+    launchUntilReady();
+    ASSERT_TRUE(showsTheServersPage());
+    application->signal(SIGKILL);
+    // At once, as far as a loaded machine can; the server has its grace.
+    EXPECT_TRUE(eventually(
+        [&] {
+            return processesNamed("zorvane-window").empty() &&
+                   processesNamed("WebKitWebProcess").empty() &&
+                   processesNamed("WebKitNetworkProcess").empty();
+        },
+        std::chrono::seconds(10)))
+        << describe(session.processes());
+    EXPECT_EQ(application->waitForExit(patience), -SIGKILL);
+    EXPECT_TRUE(nothingIsLeft()) << describe(session.processes());
+}
+
+TEST_F(DeathTest, bubblewrapThatMakesNoNamespacesMeansPagesWithoutASandbox) {
+    useInsteadOfBubblewrap("#!/bin/sh\necho 'bwrap: No permissions to create a new namespace' >&2\n"
+                           "exit 1\n");
+    launchUntilReady();
+    EXPECT_TRUE(showsTheServersPage()) << application->standardError();
+    EXPECT_EQ(logged("pages run without a sandbox: bwrap: No permissions to create a new "
+                     "namespace\n"),
+              1U)
+        << application->standardError();
+    EXPECT_TRUE(processesNamed("bwrap").empty());
+}
+
+// It passes the question before the first view, and then never starts what it is asked to.
+TEST_F(DeathTest, bubblewrapThatHangsIsGivenUp) {
+    useInsteadOfBubblewrap("#!/bin/sh\n[ \"$1\" = --unshare-user ] && exit 0\nexec sleep 1000\n");
+    application = launch();
+    ASSERT_FALSE(serverLaunches(1).empty());
+    const ServerLaunch server = serverLaunches(1).front();
+    ASSERT_TRUE(eventually([&] { return serverAnswers(server.port); }));
+    EXPECT_TRUE(showsTheServersPage()) << application->standardError();
+    EXPECT_EQ(logged("pages run without a sandbox: bubblewrap does not answer"), 1U)
+        << application->standardError();
+    application->signal(SIGTERM);
+    EXPECT_EQ(application->waitForExit(std::chrono::seconds(24)), 0);
+    EXPECT_TRUE(nothingIsLeft()) << describe(session.processes());
+}
+
+} // namespace
+} // namespace desktop
