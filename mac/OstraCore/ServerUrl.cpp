@@ -1,6 +1,7 @@
 #include "mac/OstraCore/ServerUrl.h"
 
-#include <boost/url/parse.hpp>
+#include "platform/UrlText.h"
+
 #include <fmt/format.h>
 
 #include <string>
@@ -16,17 +17,7 @@ Url healthUrl(std::uint16_t port) {
 }
 
 std::optional<Url> parseUrl(std::string_view text) {
-    const auto parsed = boost::urls::parse_uri_reference(text);
-    if (text.empty() || !parsed) {
-        return std::nullopt;
-    }
-    // Boost 1.81 reads "http://host:x" as a port without digits and the path "x", though a path
-    // behind a host begins with a slash (RFC 3986, 3.3).
-    const std::string_view path = parsed->encoded_path();
-    if (parsed->has_authority() && !path.empty() && !path.starts_with('/')) {
-        return std::nullopt;
-    }
-    return Url(*parsed);
+    return text.empty() ? std::nullopt : platform::parseUrlReference(text);
 }
 
 Url appendingPath(const Url& base, std::string_view segments) {

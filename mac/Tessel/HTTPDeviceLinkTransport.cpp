@@ -50,6 +50,11 @@ class HTTPDeviceLinkTransport::Exchange {
     std::optional<platform::HttpResult> result_;
 };
 
+std::optional<std::string> linkServiceUrl(std::string_view origin, std::string_view path) {
+    auto url = fmt::format("{}{}", origin, path);
+    return parseUrl(url) ? std::optional(std::move(url)) : std::nullopt;
+}
+
 HTTPDeviceLinkTransport::HTTPDeviceLinkTransport(Url origin, std::optional<std::string> userAgent,
                                                  platform::HttpClient& http, const Limits& limits)
     : origin_(std::move(origin))
@@ -114,16 +119,15 @@ std::expected<Reply, DeviceLinkFailure>
 HTTPDeviceLinkTransport::requestJSON(const std::string& path, const std::string& key,
                                      const std::string& value,
                                      std::optional<Reply> (*decode)(std::string_view)) {
-    std::string url(origin_.buffer().data(), origin_.buffer().size());
-    url += path;
-    if (!parseUrl(url)) {
+    auto url = linkServiceUrl(origin_.buffer(), path);
+    if (!url) {
         return std::unexpected(DeviceLinkFailure::badResponse("bad URL for " + path));
     }
     auto body = compactJsonText({{key, value}});
     if (!body) {
         return std::unexpected(DeviceLinkFailure::badResponse("could not encode request body"));
     }
-    const auto result = exchange(request(std::move(url), *std::move(body)));
+    const auto result = exchange(request(*std::move(url), *std::move(body)));
     if (!result) {
         return std::unexpected(DeviceLinkFailure::network(result.error().message));
     }

@@ -18,8 +18,16 @@
 #include <chrono>
 #include <memory>
 #include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
 
 namespace tessel {
+
+// An origin's text with a path behind it, no slash added or taken away; nothing when that is no
+// URL.
+[[nodiscard]] std::optional<std::string> linkServiceUrl(std::string_view origin,
+                                                        std::string_view path);
 
 class HTTPDeviceLinkTransport final : public DeviceLinkTransport {
   public:

@@ -1,6 +1,6 @@
 #include "mac/Tessel/Url.h"
 
-#include <boost/url/parse.hpp>
+#include "platform/UrlText.h"
 
 #include <algorithm>
 
@@ -11,19 +11,10 @@ std::string copied(boost::core::string_view text) {
     return {text.data(), text.size()};
 }
 
-// Boost 1.81 ends an authority where an address or a number ends: of "http://127.0.0.1.evil/" it
-// says that the host is 127.0.0.1 and the path ".evil/". After an authority the RFC allows no path
-// but an empty one or one that begins with a slash.
-bool endsItsAuthority(const boost::urls::url_view& url) {
-    return !url.has_authority() || url.encoded_path().empty() ||
-           url.encoded_path().starts_with('/');
-}
-
 } // namespace
 
 std::optional<Url> parseUrl(std::string_view text) {
-    const auto parsed = boost::urls::parse_uri_reference({text.data(), text.size()});
-    return parsed && endsItsAuthority(*parsed) ? std::optional<Url>(*parsed) : std::nullopt;
+    return platform::parseUrlReference(text);
 }
 
 std::optional<std::string> urlScheme(const Url& url) {

@@ -72,7 +72,11 @@ bool mayOpenExternally(std::string_view url) {
 }
 
 Url appUrl(const WebAppConfig& config, std::string_view path) {
-    const auto reference = parseUrl(path);
+    auto reference = parseUrl(path);
+    if (reference && reference->has_authority() && !reference->has_scheme()) {
+        // Boost 1.81 would read the host again by its own rule.
+        reference->set_scheme(config.origin.scheme());
+    }
     Url absolute;
     if (!reference || !boost::urls::resolve(config.origin, *reference, absolute)) {
         return config.origin;

@@ -102,7 +102,7 @@ TEST(WebAppDocument, isRefusedWithTheNameOfTheFieldThatIsWrong) {
         {"origin", "", "\"origin\" is no absolute URL"},
         {"origin", "studio.example", "\"origin\" is no absolute URL"},
         {"origin", "//studio.example", "\"origin\" is no absolute URL"},
-        {"origin", "http://127.0.0.1.evil/", "\"origin\" is no absolute URL"},
+        {"origin", "http://[::1].evil/", "\"origin\" is no absolute URL"},
         {"startPath", nullptr, "\"startPath\" is no string"},
         {"needsToken", "true", "\"needsToken\" is neither true nor false"},
         {"needsToken", 1, "\"needsToken\" is neither true nor false"},

@@ -31,7 +31,8 @@ TEST(ServerUrl, appendsAPathWithOrWithoutASlashBetween) {
 
 TEST(ServerUrl, readsAddressesThatFollowTheStandardOnly) {
     for (const std::string good : {"http://127.0.0.1:4280/", "https://[::1]/a?b#c", "http://h",
-                                   "http://h:80", "http://h:/", "/relative", "a", "mailto:a@b"}) {
+                                   "http://127.0.0.1.nip.io:80/", "http://h:80", "http://h:/",
+                                   "/relative", "a", "mailto:a@b"}) {
         const auto url = parseUrl(good);
         ASSERT_TRUE(url) << good;
         EXPECT_EQ(url->buffer(), good);

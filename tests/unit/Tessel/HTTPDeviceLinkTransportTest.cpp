@@ -16,6 +16,7 @@ using tessel::DeviceLinkFailure;
 using tessel::DeviceLinkPollResponse;
 using tessel::DeviceLinkStartResponse;
 using tessel::HTTPDeviceLinkTransport;
+using tessel::linkServiceUrl;
 using tessel::Url;
 using testing::ElementsAre;
 using testing::Pair;
@@ -107,13 +108,12 @@ TEST_F(HTTPDeviceLinkTransportTest, appendsThePathToTheOriginsTextAsItIs) {
     }
 }
 
-TEST_F(HTTPDeviceLinkTransportTest, sendsNothingToAnOriginThatIsNoUrl) {
-    HTTPDeviceLinkTransport other(Url("http://127.0.0.1.evil"), std::nullopt, http);
-    EXPECT_EQ(other.startLink("device").error(),
-              DeviceLinkFailure::badResponse("bad URL for /api/link/start"));
-    EXPECT_EQ(other.pollLink("poll-secret").error(),
-              DeviceLinkFailure::badResponse("bad URL for /api/link/poll"));
-    EXPECT_TRUE(http.requests.empty());
+TEST(LinkServiceUrl, isTheOriginsTextWithThePathBehindIt) {
+    EXPECT_EQ(linkServiceUrl("https://a.example/", "/api"), "https://a.example//api");
+    EXPECT_EQ(linkServiceUrl("http://127.0.0.1.nip.io:80", "/api"),
+              "http://127.0.0.1.nip.io:80/api");
+    EXPECT_EQ(linkServiceUrl("http://[::1].evil", "/api"), std::nullopt);
+    EXPECT_EQ(linkServiceUrl("http://a.example:8x", "/api"), std::nullopt);
 }
 
 TEST_F(HTTPDeviceLinkTransportTest, doesNotSendANameThatIsNotUtf8) {
