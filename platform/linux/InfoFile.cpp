@@ -37,7 +37,14 @@ using CText = std::unique_ptr<char, CFree>;
 Plist parsePropertyList(const std::string& content) {
     plist_t root = nullptr;
     if (hasBearableSize(content)) {
-        ::plist_from_memory(content.data(), static_cast<std::uint32_t>(content.size()), &root);
+        const auto* const data = content.data();
+        const auto size = static_cast<std::uint32_t>(content.size());
+        // libplist's own choice between the two takes other arguments in each release.
+        if (content.starts_with("bplist")) {
+            ::plist_from_bin(data, size, &root);
+        } else {
+            ::plist_from_xml(data, size, &root);
+        }
     }
     return Plist(root);
 }

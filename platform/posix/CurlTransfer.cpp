@@ -326,7 +326,7 @@ bool CurlTransfer::takeHeaderLine(std::string_view line) {
     }
     if (trimmed(line).empty()) {
         sectionEnded_ = true;
-        return acceptsDeclaredLength();
+        return acceptsCoding() && acceptsDeclaredLength();
     }
     takeField(line);
     return true;
@@ -342,6 +342,17 @@ void CurlTransfer::takeField(std::string_view line) {
     if (colon != std::string_view::npos) {
         response_.headers.emplace_back(line.substr(0, colon), trimmed(line.substr(colon + 1)));
     }
+}
+
+// No coding but "chunked" was asked for (RFC 9112, 6.1): one that unpacks has no bounds, and
+// libcurl reads it in some releases and refuses it in others.
+bool CurlTransfer::acceptsCoding() {
+    for (const auto& [name, value] : response_.headers) {
+        if (sameName(name, "Transfer-Encoding") && !sameName(value, "chunked")) {
+            return fail(Kind::protocol, "the body is in a coding that was not asked for");
+        }
+    }
+    return true;
 }
 
 bool CurlTransfer::acceptsDeclaredLength() {

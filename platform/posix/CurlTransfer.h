@@ -72,6 +72,7 @@ class CurlTransfer {
     [[nodiscard]] bool takeHeaderLine(std::string_view line);
     void takeField(std::string_view line);
     [[nodiscard]] bool takeBody(std::string_view piece);
+    [[nodiscard]] bool acceptsCoding();
     [[nodiscard]] bool acceptsDeclaredLength();
     [[nodiscard]] bool fail(HttpError::Kind kind, std::string_view reason);
     static std::size_t onHeader(char* data, std::size_t one, std::size_t size, void* self);

@@ -69,7 +69,7 @@ TEST(ZshCompletion, isAScriptThatZshReads) {
 TEST(ManualPage, isWhatManRenders) {
     EXPECT_THAT(linesOf(TESSEL_EXECUTABLE " manual | groff -man -Tutf8 -ww 2>&1 >/dev/null"),
                 testing::IsEmpty());
-    const auto page = linesOf(TESSEL_EXECUTABLE " manual | groff -man -Tascii 2>&1 | col -b");
+    const auto page = linesOf(TESSEL_EXECUTABLE " manual | groff -man -Tascii -P-c 2>&1 | col -b");
     EXPECT_THAT(page, Contains(HasSubstr("--newer-than")));
     EXPECT_THAT(page, Contains("EXIT STATUS"));
 }

@@ -33,7 +33,7 @@ std::string xmlDictionary(std::string_view entries) {
 
 std::string asBinary(const std::string& xmlText) {
     plist_t root = nullptr;
-    ::plist_from_memory(xmlText.data(), static_cast<std::uint32_t>(xmlText.size()), &root);
+    ::plist_from_xml(xmlText.data(), static_cast<std::uint32_t>(xmlText.size()), &root);
     char* bytes = nullptr;
     std::uint32_t size = 0;
     ::plist_to_bin(root, &bytes, &size);

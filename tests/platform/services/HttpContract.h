@@ -186,8 +186,7 @@ TEST_P(HttpContract, acceptsABodyOfExactlyTheLimitAndRefusesOneByteMore) {
 }
 
 TEST_P(HttpContract, endsAnExchangeWhoseBodyGrowsBeyondTheLimit) {
-    for (const auto how :
-         {Misbehaviour::endlessBody, Misbehaviour::endlessChunks, Misbehaviour::compressionBomb}) {
+    for (const auto how : {Misbehaviour::endlessBody, Misbehaviour::endlessChunks}) {
         LoopbackServer server(how);
         auto request = get(server.url());
         request.maxBodyBytes = 100'000;
@@ -195,6 +194,13 @@ TEST_P(HttpContract, endsAnExchangeWhoseBodyGrowsBeyondTheLimit) {
         // Nothing was read beyond what the sockets between the two had room for.
         EXPECT_LT(server.bytesSent(), std::size_t{16} << 20);
     }
+}
+
+TEST_P(HttpContract, takesNoBodyInACodingThatItDidNotAskFor) {
+    LoopbackServer server(Misbehaviour::compressionBomb);
+    auto request = get(server.url());
+    request.maxBodyBytes = std::size_t{1} << 30;
+    EXPECT_EQ(failureOf(request), Kind::protocol);
 }
 
 TEST_P(HttpContract, endsAnExchangeWhoseDeclaredBodyIsTooLargeWithoutWaitingForIt) {
