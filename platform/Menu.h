@@ -30,6 +30,8 @@ struct MenuItem {
     std::string title = {}; // UTF-8, shown literally: no mnemonics, no markup
     bool separator = false; // a separator has no other property
     bool enabled = true;
+    // Whether it is a switch, which shows that it is off, too; `checked` says that it is on.
+    bool checkable = false;
     bool checked = false;
     // One character, typed with Command (Control where there is no Command key); upper case means
     // with Shift. Empty: none.

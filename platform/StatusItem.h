@@ -31,8 +31,12 @@ class StatusItem {
 
     // Called each time the menu is about to open; the menu then shows exactly what this returns.
     std::function<Menu()> onMenuNeedsUpdate;
+    // Called when the user activates the item itself, where a tray does that instead of opening the
+    // menu.
+    std::function<void()> onActivate;
     // What an opening would show now. Where a tray keeps a copy of the menu, the copy is brought
-    // up to date in place; a system that always asks before it opens the menu ignores this.
+    // up to date in place, as far as that moves nothing that the user may be pointing at; a system
+    // that always asks before it opens the menu ignores this.
     virtual void menuChanged(const Menu& menu) = 0;
 };
 

@@ -43,6 +43,11 @@ void AppPresence::install(const Glyph& glyph, bool dockIcon, const platform::Men
         menuNeedsUpdate(menu);
         return menu;
     };
+    statusItem_->onActivate = [this] {
+        if (onOpenMainWindow) {
+            onOpenMainWindow();
+        }
+    };
 }
 
 void AppPresence::setDockIconVisible(bool visible) {

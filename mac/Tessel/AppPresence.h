@@ -39,7 +39,8 @@ class AppPresence {
 
     [[nodiscard]] const std::string& appName() const { return appName_; }
 
-    // Called when the user opens the application again and no window is visible.
+    // Called when the user opens the application again and no window is visible, or activates the
+    // status item itself.
     std::function<void()> onOpenMainWindow;
     // Fills the empty status menu that it is given; called each time the menu is about to open.
     std::function<void(platform::Menu&)> buildStatusMenu;

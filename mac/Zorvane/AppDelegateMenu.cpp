@@ -47,6 +47,7 @@ platform::Menu AppDelegate::drawn(const std::vector<StatusMenuEntry>& entries) {
                     }
                 }));
             menu.back().enabled = entry.enabled;
+            menu.back().checkable = entry.checkable;
             menu.back().checked = entry.checked;
         }
     }

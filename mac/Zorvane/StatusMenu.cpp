@@ -178,6 +178,7 @@ std::vector<StatusMenuEntry> statusMenu(const StatusMenuContents& contents,
     }
     addSeparator(entries);
     add(entries, "Start at Login", StatusMenuAction::toggleLoginItem);
+    entries.back().checkable = true;
     entries.back().checked = contents.startsAtLogin;
     if (contents.canUpdate) {
         add(entries, "Check for Updates…", StatusMenuAction::checkForUpdates);

@@ -34,6 +34,7 @@ struct StatusMenuEntry {
     std::string title = {};
     std::optional<StatusMenuAction> action = {};
     bool enabled = false;
+    bool checkable = false;
     bool checked = false;
 
     bool operator==(const StatusMenuEntry&) const = default;

@@ -89,6 +89,9 @@ std::unique_ptr<WebWindow> FakeWebWindows::makeWebWindow(const WebWindowOptions&
 }
 
 void FakeNotificationCenter::observe(std::string name, std::function<void()> handler) {
+    if (events != nullptr) {
+        events->push_back("observe " + name);
+    }
     handlers.emplace(std::move(name), std::move(handler));
 }
 

@@ -106,6 +106,7 @@ class FakeNotificationCenter final : public NotificationCenter {
     void post(std::string_view name) override;
 
     std::multimap<std::string, std::function<void()>, std::less<>> handlers;
+    Events* events = nullptr; // told of what is observed
 };
 
 } // namespace platform::testing

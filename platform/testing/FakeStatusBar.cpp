@@ -30,11 +30,27 @@ Menu FakeStatusItem::open() {
     return onMenuNeedsUpdate ? onMenuNeedsUpdate() : Menu{};
 }
 
+void FakeStatusItem::activate() {
+    if (onActivate) {
+        onActivate();
+    }
+}
+
 std::unique_ptr<StatusItem> FakeStatusBar::makeStatusItem() {
     auto made_item = std::make_unique<FakeStatusItem>(symbols);
     item = made_item.get();
     ++made;
+    if (events != nullptr) {
+        events->emplace_back("status item");
+    }
     return made_item;
+}
+
+void FakeStatusBar::setMainMenu(const Menu& menu) {
+    mainMenu = menu;
+    if (events != nullptr) {
+        events->emplace_back("main menu");
+    }
 }
 
 std::vector<std::string> describe(const Menu& menu) {
@@ -44,7 +60,7 @@ std::vector<std::string> describe(const Menu& menu) {
             lines.emplace_back("-");
             continue;
         }
-        std::string line = (item.checked ? "* " : "") + item.title;
+        std::string line = (item.checked ? "* " : item.checkable ? "o " : "") + item.title;
         lines.push_back(item.enabled ? line : "[" + line + "]");
     }
     return lines;

@@ -27,6 +27,7 @@ class FakeStatusItem final : public StatusItem {
 
     // What the user sees on opening the menu.
     [[nodiscard]] Menu open();
+    void activate();
 
     std::optional<std::string> symbol;
     std::string description;
@@ -41,16 +42,17 @@ class FakeStatusItem final : public StatusItem {
 class FakeStatusBar final : public StatusBar, public MenuBar {
   public:
     [[nodiscard]] std::unique_ptr<StatusItem> makeStatusItem() override;
-    void setMainMenu(const Menu& menu) override { mainMenu = menu; }
+    void setMainMenu(const Menu& menu) override;
 
     std::set<std::string, std::less<>> symbols = {"antenna.radiowaves.left.and.right"};
     FakeStatusItem* item = nullptr; // the last one, owned by its receiver
     int made = 0;
     Menu mainMenu;
+    std::vector<std::string>* events = nullptr; // told of the two
 };
 
 // The titles of a menu, one string an item: "-" is a separator, "[Title]" is disabled, "* Title"
-// is checked.
+// is checked, "o Title" could be.
 [[nodiscard]] std::vector<std::string> describe(const Menu& menu);
 // The first item of that title; a test that asks for one that is not there fails by exception.
 [[nodiscard]] const MenuItem& itemTitled(const Menu& menu, std::string_view title);

@@ -101,7 +101,7 @@ TEST_F(StatusMenu, tellsOfTheServerFromItsStartOn) {
     EXPECT_THAT(tray.openMenu(),
                 ElementsAre(header, "[Server: Starting ostrad...]", "-", "Show Zorvane Window",
                             "[Open Web App]", "[Copy Server URL]", "Restart Server", "-",
-                            "Start at Login", "-", "Quit Zorvane & Stop Server"));
+                            "o Start at Login", "-", "Quit Zorvane & Stop Server"));
 
     letTheServerStart();
     ASSERT_TRUE(comesToShow("[Account: not linked]"));
@@ -147,11 +147,11 @@ TEST_F(StatusMenu, switchesTheStartAtLoginOnAndOff) {
     ASSERT_NO_FATAL_FAILURE(launchUntilInTheTray());
     const auto entry = session.configHome() / "autostart/app.zorvane.desktop";
     ASSERT_FALSE(std::filesystem::exists(entry));
-    choose("Start at Login");
+    choose("o Start at Login");
     EXPECT_TRUE(comesToShow("* Start at Login"));
     EXPECT_THAT(readFile(entry), HasSubstr("\nExec=\"" ZORVANE_APPLICATION "\"\n"));
     choose("* Start at Login");
-    EXPECT_TRUE(comesToShow("Start at Login"));
+    EXPECT_TRUE(comesToShow("o Start at Login"));
     EXPECT_FALSE(std::filesystem::exists(entry));
 }
 

@@ -34,11 +34,14 @@ void setProperties(DbusmenuMenuitem* item, const MenuItem& value) {
                                    literalLabel(value.title).c_str());
     dbusmenu_menuitem_property_set_bool(item, DBUSMENU_MENUITEM_PROP_ENABLED,
                                         value.enabled ? TRUE : FALSE);
-    setOrRemove(item, DBUSMENU_MENUITEM_PROP_TOGGLE_TYPE, value.checked,
+    const bool checkable = value.checkable || value.checked;
+    setOrRemove(item, DBUSMENU_MENUITEM_PROP_TOGGLE_TYPE, checkable,
                 DBUSMENU_MENUITEM_TOGGLE_CHECK);
-    if (value.checked) {
+    if (checkable) {
         dbusmenu_menuitem_property_set_int(item, DBUSMENU_MENUITEM_PROP_TOGGLE_STATE,
-                                           DBUSMENU_MENUITEM_TOGGLE_STATE_CHECKED);
+                                           value.checked
+                                               ? DBUSMENU_MENUITEM_TOGGLE_STATE_CHECKED
+                                               : DBUSMENU_MENUITEM_TOGGLE_STATE_UNCHECKED);
     } else {
         dbusmenu_menuitem_property_remove(item, DBUSMENU_MENUITEM_PROP_TOGGLE_STATE);
     }
@@ -54,6 +57,12 @@ struct ExportedMenu::Node {
 
     ~Node() { g_signal_handlers_disconnect_by_data(item.get(), this); }
 };
+
+void ExportedMenu::show(Node& node, const MenuItem& value) {
+    node.value = value;
+    node.value.submenu.clear();
+    setProperties(node.item.get(), value);
+}
 
 ExportedMenu::ExportedMenu()
     : root_(dbusmenu_menuitem_new())
@@ -112,13 +121,36 @@ void ExportedMenu::updateLevel(DbusmenuMenuitem* parent, Level& level, const Men
         if (!node) {
             node = makeNode(parent, index);
         }
-        node->value = menu[index];
-        node->value.submenu.clear();
-        setProperties(node->item.get(), menu[index]);
+        show(*node, menu[index]);
         updateLevel(node->item.get(), node->children, menu[index].submenu);
     }
     level.nodes = std::move(nodes);
     level.items = menu;
+}
+
+void ExportedMenu::refresh(const Menu& menu) {
+    refreshLevel(top_, menu);
+}
+
+void ExportedMenu::refreshLevel(Level& level, const Menu& menu) {
+    const auto continued = continuedItems(level.items, menu);
+    std::vector<bool> stays(level.items.size(), false);
+    for (std::size_t index = 0; index < menu.size(); ++index) {
+        if (!continued[index]) {
+            continue;
+        }
+        const std::size_t row = *continued[index];
+        stays[row] = true;
+        level.items[row] = menu[index];
+        show(*level.nodes[row], menu[index]);
+        refreshLevel(level.nodes[row]->children, menu[index].submenu);
+    }
+    for (std::size_t row = 0; row < stays.size(); ++row) {
+        if (!stays[row]) {
+            level.items[row].enabled = false;
+            show(*level.nodes[row], level.items[row]);
+        }
+    }
 }
 
 gboolean ExportedMenu::aboutToShow(DbusmenuMenuitem* /*root*/, gpointer self) {

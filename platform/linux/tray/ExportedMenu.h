@@ -1,6 +1,7 @@
 // A menu as a host of com.canonical.dbusmenu sees it, kept by libdbusmenu-glib. It is changed in
 // place: items that continue keep their ids and only properties that differ are set, so the
-// layout's revision moves when items come or go and at no other time. The root always has an item,
+// layout's revision moves when items come or go and at no other time. While a user may be looking
+// at the menu, items neither come nor go (`refresh`). The root always has an item,
 // a hidden one if need be, because libdbusmenu tells nobody that an empty menu is about to open.
 // Main thread only.
 #pragma once
@@ -27,7 +28,11 @@ class ExportedMenu {
     // there.
     void exportAt(const char* objectPath);
 
+    // Shows the menu as it is.
     void update(const Menu& menu);
+    // Shows as much of it as the rows that are there can: those that continue get their new texts
+    // and states, those that went are disabled, and new ones wait for the next update.
+    void refresh(const Menu& menu);
 
     // A host is about to show the root.
     std::function<void()> onAboutToShow;
@@ -45,7 +50,9 @@ class ExportedMenu {
     static gboolean aboutToShow(DbusmenuMenuitem* root, gpointer self);
     static void activated(DbusmenuMenuitem* item, guint timestamp, gpointer node);
 
+    static void show(Node& node, const MenuItem& value);
     void updateLevel(DbusmenuMenuitem* parent, Level& level, const Menu& menu);
+    static void refreshLevel(Level& level, const Menu& menu);
     std::unique_ptr<Node> makeNode(DbusmenuMenuitem* parent, std::size_t position);
 
     gtk::GObjectPtr<DbusmenuMenuitem> root_;

@@ -14,8 +14,8 @@
 namespace platform::tray {
 namespace {
 
-constexpr std::array sizes = {16, 22, 24, 32, 48, 64};
-constexpr std::uint8_t grey = 0x75;
+constexpr std::array sizes = {16, 22, 24, 32, 33, 36, 44, 48, 64};
+constexpr std::uint8_t grey = 0x80;
 constexpr int widestText = 4; // times the height
 
 using Surface = std::unique_ptr<cairo_surface_t, decltype(&cairo_surface_destroy)>;

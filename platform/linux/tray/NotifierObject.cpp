@@ -81,9 +81,13 @@ void NotifierObject::announce(const char* signal, GVariant* parameters) const {
 void NotifierObject::onCall(GDBusConnection* /*connection*/, const char* /*sender*/,
                             const char* /*path*/, const char* /*interface*/, const char* method,
                             GVariant* /*parameters*/, GDBusMethodInvocation* invocation,
-                            gpointer /*self*/) {
+                            gpointer self) {
     const std::string_view called = method;
-    if (called == "Activate" || called == "ContextMenu") {
+    // A copy: what it does may end this object.
+    const auto activate = static_cast<NotifierObject*>(self)->onActivate;
+    if (called == "Activate" && activate && activate()) {
+        g_dbus_method_invocation_return_value(invocation, nullptr);
+    } else if (called == "Activate" || called == "ContextMenu") {
         g_dbus_method_invocation_return_error_literal(
             invocation, G_DBUS_ERROR, G_DBUS_ERROR_NOT_SUPPORTED,
             "this item is a menu, which the host shows (see the properties ItemIsMenu and Menu)");

@@ -1,9 +1,10 @@
 // One item of the StatusNotifierItem protocol (org.kde.StatusNotifierItem, as freedesktop.org
 // describes it and hosts understand it) at a path of a D-Bus connection: every property and method
 // of the interface, and the signals that say what has changed. The item is a menu (ItemIsMenu), so
-// a host opens the menu itself, on a left click too; Activate and ContextMenu answer with an error
-// because that makes hosts which do not read ItemIsMenu fall back to the menu as well. Middle
-// clicks and the wheel do nothing. Pixmaps are drawn when the first host asks. Main thread only.
+// a host opens the menu itself, on a left click too. Hosts which do not read ItemIsMenu call
+// Activate: whoever made the item is told. ContextMenu answers with an error because that makes
+// hosts which do not open the menu themselves do so. Middle clicks and the wheel do nothing.
+// Pixmaps are drawn when the first host asks. Main thread only.
 #pragma once
 
 #include "platform/linux/GObjectPtr.h"
@@ -12,6 +13,7 @@
 #include <gio/gio.h>
 
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -43,6 +45,10 @@ class NotifierObject {
     NotifierObject& operator=(const NotifierObject&) = delete;
 
     void show(NotifierContent content);
+
+    // A host calls Activate. False, as without a receiver: the host is told that the item cannot do
+    // that.
+    std::function<bool()> onActivate;
 
   private:
     static void onCall(GDBusConnection* connection, const char* sender, const char* path,

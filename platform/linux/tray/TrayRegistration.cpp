@@ -31,10 +31,12 @@ Reply finish(GObject* connection, GAsyncResult* result) {
 } // namespace
 
 TrayRegistration::TrayRegistration(GDBusConnection* connection, std::string busName,
-                                   std::function<void(bool)> onChanged, Log& log)
+                                   std::function<void(bool)> onChanged,
+                                   std::function<void()> onNewHost, Log& log)
     : connection_(static_cast<GDBusConnection*>(g_object_ref(connection)))
     , busName_(std::move(busName))
     , onChanged_(std::move(onChanged))
+    , onNewHost_(std::move(onNewHost))
     , log_(log) {
     nameId_ = g_bus_own_name_on_connection(connection, busName_.c_str(),
                                            G_BUS_NAME_OWNER_FLAGS_DO_NOT_QUEUE, onNameAcquired,
@@ -119,15 +121,18 @@ void TrayRegistration::onRegistered(GObject* connection, GAsyncResult* result, g
         return;
     }
     registration->registered_ = true;
+    registration->onNewHost_();
     registration->askForHost();
 }
 
 void TrayRegistration::onHostSignal(GDBusConnection* /*connection*/, const char* /*sender*/,
                                     const char* /*path*/, const char* /*interface*/,
-                                    const char* /*signal*/, GVariant* /*parameters*/,
-                                    gpointer self) {
+                                    const char* signal, GVariant* /*parameters*/, gpointer self) {
     auto* const registration = static_cast<TrayRegistration*>(self);
     if (registration->registered_) {
+        if (std::string_view(signal) == "StatusNotifierHostRegistered") {
+            registration->onNewHost_();
+        }
         registration->askForHost();
     }
 }

@@ -21,9 +21,11 @@ namespace platform::tray {
 class TrayRegistration {
   public:
     // Owns `busName` on the connection and registers it. `onChanged` is told whether the item is
-    // in a tray, first when that is known and then whenever it changes.
+    // in a tray, first when that is known and then whenever it changes; `onNewHost` whenever a
+    // program that shows items may have come.
     TrayRegistration(GDBusConnection* connection, std::string busName,
-                     std::function<void(bool inTray)> onChanged, Log& log);
+                     std::function<void(bool inTray)> onChanged, std::function<void()> onNewHost,
+                     Log& log);
     ~TrayRegistration();
     TrayRegistration(const TrayRegistration&) = delete;
     TrayRegistration& operator=(const TrayRegistration&) = delete;
@@ -48,6 +50,7 @@ class TrayRegistration {
     gtk::GObjectPtr<GDBusConnection> connection_;
     std::string busName_;
     std::function<void(bool)> onChanged_;
+    std::function<void()> onNewHost_;
     Log& log_;
     bool nameOwned_ = false;
     bool registered_ = false; // with the present watcher

@@ -37,9 +37,11 @@ TrayStatusItem::TrayStatusItem(std::string applicationId, std::filesystem::path 
     , connecting_(g_cancellable_new()) {
     takeTheOnlyPlace(this);
     menu_.onAboutToShow = [this] {
+        hostAsks_ = true;
         if (onMenuNeedsUpdate) {
-            menu_.update(onMenuNeedsUpdate());
+            latest_ = onMenuNeedsUpdate();
         }
+        menu_.update(latest_);
     };
     menu_.onChosen = [](const MenuItem& item) {
         if (item.action) {
@@ -80,6 +82,13 @@ void TrayStatusItem::joinBus(GDBusConnection* connection) {
         placeKnown(Place::nowhere);
         return;
     }
+    object_->onActivate = [this] {
+        const auto activate = onActivate; // which may end this item
+        if (activate) {
+            activate();
+        }
+        return static_cast<bool>(activate);
+    };
     menu_.exportAt(menuPath);
     askForMenu(connection);
 }
@@ -116,7 +125,13 @@ void TrayStatusItem::onMenuAnswered(GObject* source, GAsyncResult* result, gpoin
 void TrayStatusItem::registerOn(GDBusConnection* connection) {
     registration_.emplace(
         connection, fmt::format("org.kde.StatusNotifierItem-{}-{}", ::getpid(), itemsMade),
-        [this](bool inTray) { placeKnown(inTray ? Place::tray : Place::nowhere); }, log_);
+        [this](bool inTray) { placeKnown(inTray ? Place::tray : Place::nowhere); },
+        [this] { metNewHost(); }, log_);
+}
+
+void TrayStatusItem::metNewHost() {
+    hostAsks_ = false;
+    menu_.update(latest_);
 }
 
 void TrayStatusItem::placeKnown(Place place) {
@@ -155,7 +170,12 @@ void TrayStatusItem::setToolTip(std::optional<std::string_view> toolTip) {
 }
 
 void TrayStatusItem::menuChanged(const Menu& menu) {
-    menu_.update(menu);
+    latest_ = menu;
+    if (hostAsks_) {
+        menu_.refresh(latest_);
+    } else {
+        menu_.update(latest_);
+    }
     if (observer_ != nullptr && place_ == Place::nowhere) {
         observer_->statusItemChanged(*this);
     }

@@ -64,6 +64,7 @@ class TrayStatusItem final : public StatusItem {
     static void onMenuAnswered(GObject* source, GAsyncResult* result, gpointer self);
 
     void joinBus(GDBusConnection* connection);
+    void metNewHost();
     void askForMenu(GDBusConnection* connection);
     void registerOn(GDBusConnection* connection);
     void changed();
@@ -79,6 +80,10 @@ class TrayStatusItem final : public StatusItem {
     Looks looks_;
     std::filesystem::path symbolFile_;
     ExportedMenu menu_;
+    Menu latest_; // what an opening would show, as far as is known
+    // Whether the present host says before it opens the menu (AboutToShow). Most do; one that does
+    // not has to be given new rows at once.
+    bool hostAsks_ = false;
     std::optional<NotifierObject> object_;
     std::optional<TrayRegistration> registration_;
 };

@@ -24,7 +24,7 @@ namespace desktop {
             "[Account: not linked]",
             "Link This Server…",
             "-",
-            "Start at Login",
+            "o Start at Login",
             "-",
             "Quit Zorvane & Stop Server"};
 }

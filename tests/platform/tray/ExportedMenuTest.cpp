@@ -4,6 +4,7 @@
 
 #include <array>
 #include <limits>
+#include <optional>
 
 namespace platform::tray {
 namespace {
@@ -51,6 +52,106 @@ TEST_F(TrayMenu, showsCheckMarksAndSubmenus) {
                        {.title = "Off", .checked = true, .action = [] {}},
                        {.title = "More", .submenu = {entry("Below")}}});
     EXPECT_THAT(panel.layout().items, ElementsAre("On", "* Off", "More"));
+}
+
+TEST_F(TrayMenu, showsThatASwitchIsOff) {
+    makeItem();
+    item->menuChanged({{.title = "Switch", .checkable = true, .action = [] {}}});
+    Host panel = host();
+    EXPECT_THAT(panel.layout().items, ElementsAre("o Switch"));
+    item->menuChanged({{.title = "Switch", .checkable = true, .checked = true, .action = [] {}}});
+    EXPECT_THAT(panel.layout().items, ElementsAre("* Switch"));
+}
+
+class OpenTrayMenu : public TrayMenu {
+  protected:
+    // The menu as it is after the host has said that it opens it.
+    void open() {
+        makeItem();
+        item->onMenuNeedsUpdate = [this] { return contents; };
+        panel.emplace(watcher.registered.back());
+        panel->aboutToShow();
+        before = panel->layout();
+        panel->signals.clear();
+    }
+    void change(const Menu& menu) {
+        contents = menu;
+        item->menuChanged(menu);
+        settle();
+    }
+
+    Menu contents = menu();
+    std::optional<Host> panel;
+    traymenu::Layout before;
+};
+
+TEST_F(OpenTrayMenu, keepsItsRowsAndChangesWhatTheySay) {
+    open();
+    Menu stopped = {{.title = "Server: Error", .enabled = false},
+                    {.title = "Reason: gone", .enabled = false},
+                    {.separator = true},
+                    entry("Copy_it"),
+                    {.separator = true},
+                    entry("Quit")};
+    stopped[3].enabled = false;
+    change(stopped);
+    const auto after = panel->layout();
+    EXPECT_EQ(after.ids, before.ids);
+    EXPECT_EQ(after.revision, before.revision);
+    EXPECT_THAT(panel->signals, Not(Contains("LayoutUpdated")));
+    EXPECT_THAT(after.items,
+                ElementsAre("[Server: Error]", "-", "[Open]", "[Copy__it]", "-", "Quit"));
+    panel->click(after.ids[2]);
+    panel->click(after.ids[5]);
+    EXPECT_THAT(clicks, ElementsAre("Quit"));
+}
+
+TEST_F(OpenTrayMenu, getsItsNewRowsWhenItOpensAgain) {
+    open();
+    Menu longer = contents;
+    longer.insert(longer.begin() + 2, entry("New"));
+    longer.erase(longer.begin() + 3);
+    change(longer);
+    EXPECT_EQ(panel->layout().ids, before.ids);
+    panel->aboutToShow();
+    EXPECT_THAT(panel->layout().items,
+                ElementsAre("[Server: Online]", "-", "New", "Copy__it", "-", "Quit"));
+}
+
+TEST_F(OpenTrayMenu, hasARowThatCameBackAsItWas) {
+    open();
+    Menu shorter = contents;
+    shorter.erase(shorter.begin() + 2);
+    change(shorter);
+    EXPECT_EQ(panel->layout().items[2], "[Open]");
+    change(menu());
+    EXPECT_EQ(panel->layout().items, before.items);
+    panel->click(before.ids[2]);
+    EXPECT_THAT(clicks, ElementsAre("Open"));
+}
+
+TEST_F(OpenTrayMenu, isPushedToANewHostUntilThatOneAsks) {
+    open();
+    watcher.setHost(false);
+    watcher.setHost(true);
+    settle();
+    Menu longer = contents;
+    longer.insert(longer.begin() + 2, entry("New"));
+    change(longer);
+    EXPECT_EQ(panel->layout().items[2], "New");
+}
+
+TEST_F(OpenTrayMenu, isPushedToAnotherTrayUntilThatOneAsks) {
+    open();
+    Watcher other;
+    other.appear();
+    ASSERT_TRUE(eventually([&] { return other.registered.size() == 1; }));
+    settle();
+    Menu longer = contents;
+    longer.insert(longer.begin() + 2, entry("New"));
+    change(longer);
+    EXPECT_EQ(panel->layout().items[2], "New");
+    watcher.appear();
 }
 
 TEST_F(TrayMenu, isNeverEmpty) {

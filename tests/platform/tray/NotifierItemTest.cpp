@@ -1,10 +1,17 @@
 #include "tests/platform/tray/TrayFixture.h"
+#include "tests/support/temporary/TemporaryFolder.h"
 
+#include <gdk-pixbuf/gdk-pixbuf.h>
 #include <gmock/gmock.h>
 
 #include <algorithm>
 #include <array>
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <map>
+#include <set>
 
 namespace platform::tray {
 namespace {
@@ -131,6 +138,18 @@ TEST_F(NotifierItem, isAMenuOnAnyClick) {
     EXPECT_EQ(panel.item("ProvideXdgActivationToken", g_variant_new("(s)", "token")).error, "");
 }
 
+TEST_F(NotifierItem, passesOnThatAHostActivatesIt) {
+    makeItem();
+    int activated = 0;
+    item->onActivate = [&] { ++activated; };
+    Host panel = host();
+    EXPECT_EQ(panel.item("Activate", g_variant_new("(ii)", 1, 1)).error, "");
+    EXPECT_EQ(activated, 1);
+    item->onActivate = [&] { item.reset(); };
+    EXPECT_EQ(panel.item("Activate", g_variant_new("(ii)", 1, 1)).error, "");
+    EXPECT_EQ(item, nullptr);
+}
+
 TEST_F(NotifierItem, answersAHostThatAsksForNonsense) {
     makeItem();
     Host panel = host();
@@ -165,7 +184,74 @@ TEST_F(NotifierItem, showsASymbolByNameAndAsPixmaps) {
         EXPECT_TRUE(pixmap.showsSomething());
         EXPECT_EQ(pixmap.bytes[0], 0); // the upper left corner is clear
     }
-    EXPECT_THAT(sizes, ElementsAre(16, 22, 24, 32, 48, 64));
+    EXPECT_THAT(sizes, ElementsAre(16, 22, 24, 32, 33, 36, 44, 48, 64));
+}
+
+double luminance(int grey) {
+    const double value = grey / 255.0;
+    return value <= 0.04045 ? value / 12.92 : std::pow((value + 0.055) / 1.055, 2.4);
+}
+
+double contrast(int one, int other) {
+    const auto [dark, light] = std::minmax(luminance(one), luminance(other));
+    return (light + 0.05) / (dark + 0.05);
+}
+
+TEST_F(NotifierItem, isSeenOnLightAndDarkPanelsAtEveryScale) {
+    makeItem();
+    ASSERT_TRUE(item->setSymbol("some.symbol", "Some Name"));
+    Host panel = host();
+    for (const Pixmap& pixmap : pixmapsOf(panel)) {
+        std::size_t solid = 0;
+        for (std::size_t pixel = 0; pixel < pixmap.bytes.size(); pixel += 4) {
+            if (pixmap.bytes[pixel] < 200) {
+                continue;
+            }
+            ++solid;
+            // White and black, Breeze light and dark, Adwaita dark, Yaru's panel.
+            for (const int background : {255, 0, 240, 54, 48, 43}) {
+                ASSERT_GE(contrast(pixmap.bytes[pixel + 1], background), 3.0)
+                    << pixmap.width << " pixels on " << background;
+            }
+        }
+        EXPECT_GT(solid * 20, pixmap.bytes.size() / 4) << "hardly anything is drawn";
+    }
+}
+
+// The colours of the pixels that the file draws solidly.
+std::set<std::array<int, 3>> coloursOf(const std::filesystem::path& file, int size) {
+    const gtk::GObjectPtr<GdkPixbuf> drawn(
+        gdk_pixbuf_new_from_file_at_size(file.c_str(), size, size, nullptr));
+    std::set<std::array<int, 3>> colours;
+    for (int y = 0; drawn && y < gdk_pixbuf_get_height(drawn.get()); ++y) {
+        for (int x = 0; x < gdk_pixbuf_get_width(drawn.get()); ++x) {
+            const guint8* const pixel = gdk_pixbuf_read_pixels(drawn.get()) +
+                                        y * gdk_pixbuf_get_rowstride(drawn.get()) + x * 4;
+            if (pixel[3] == 255) {
+                colours.insert({pixel[0], pixel[1], pixel[2]});
+            }
+        }
+    }
+    return colours;
+}
+
+// Plasma replaces the text of the style named current-color-scheme by one with its own colours.
+TEST(Symbol, takesTheColourThatAHostPutsIntoItsStyle) {
+    std::ifstream in(ZORVANE_SYMBOL);
+    std::string drawing{std::istreambuf_iterator<char>(in), {}};
+    const std::size_t style = drawing.find("<style id=\"current-color-scheme\" type=\"text/css\">");
+    ASSERT_NE(style, std::string::npos);
+    const std::size_t begin = drawing.find('>', style) + 1;
+    drawing.replace(
+        begin, drawing.find('<', begin) - begin,
+        ".ColorScheme-Text { color: #fcfcfc; } .ColorScheme-Background { color: #000; }");
+    const test_support::TemporaryFolder folder;
+    const std::filesystem::path recoloured = std::filesystem::path(folder.path()) / "symbol.svg";
+    std::ofstream(recoloured) << drawing;
+    for (const int size : {16, 22, 33, 48}) {
+        EXPECT_THAT(coloursOf(recoloured, size), ElementsAre(std::array{0xfc, 0xfc, 0xfc}));
+        EXPECT_THAT(coloursOf(ZORVANE_SYMBOL, size), ElementsAre(std::array{0x80, 0x80, 0x80}));
+    }
 }
 
 TEST_F(NotifierItem, leavesEverythingAsItIsForAnUnknownSymbol) {
@@ -191,7 +277,7 @@ TEST_F(NotifierItem, drawsATextThatHasNoImage) {
     EXPECT_EQ(panel.text("Title"), "Abc");
     EXPECT_EQ(panel.text("XAyatanaLabel"), "");
     const std::vector<Pixmap> pixmaps = pixmapsOf(panel);
-    ASSERT_EQ(pixmaps.size(), 6U);
+    ASSERT_EQ(pixmaps.size(), 9U);
     for (const Pixmap& pixmap : pixmaps) {
         EXPECT_GE(pixmap.width, pixmap.height);
         EXPECT_EQ(pixmap.bytes.size(), static_cast<std::size_t>(4 * pixmap.width * pixmap.height));
@@ -217,7 +303,7 @@ TEST_F(NotifierItem, offersTheTextBesideAnImageAsALabel) {
     settle();
     EXPECT_EQ(panel.text("XAyatanaLabel"), "");
     EXPECT_EQ(panel.text("IconName"), "");
-    EXPECT_EQ(pixmapsOf(panel).size(), 6U);
+    EXPECT_EQ(pixmapsOf(panel).size(), 9U);
 }
 
 TEST_F(NotifierItem, splitsTheToolTipAfterItsFirstLineAndEscapesTheRest) {

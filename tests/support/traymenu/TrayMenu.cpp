@@ -24,8 +24,8 @@ std::string describe(GVariant* properties) {
     if (enabled == FALSE) {
         text = "[" + text + "]";
     }
-    if (state == 1 && lookUpText(properties, "toggle-type") == "checkmark") {
-        text = "* " + text;
+    if (lookUpText(properties, "toggle-type") == "checkmark") {
+        text = (state == 1 ? "* " : "o ") + text;
     }
     return visible != FALSE ? text : "hidden";
 }

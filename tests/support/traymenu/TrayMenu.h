@@ -13,7 +13,8 @@ struct Layout {
     guint revision = 0;
     std::vector<int> ids;
     // The labels, with what a person sees of their state: "-" for a separator, disabled items in
-    // brackets, checked ones after an asterisk, "hidden" for an item that is not shown.
+    // brackets, switches after an asterisk when they are on and after an o when they are off,
+    // "hidden" for an item that is not shown.
     std::vector<std::string> items;
 };
 

@@ -114,6 +114,15 @@ TEST_F(AppPresenceTest, opensTheMainWindowOnAReopenWithoutVisibleWindows) {
     EXPECT_EQ(opened, 1);
 }
 
+TEST_F(AppPresenceTest, opensTheMainWindowWhenTheStatusItemIsActivated) {
+    installWith(AppPresence::TextGlyph{"S"});
+    statusBar.item->activate();
+    int opened = 0;
+    presence.onOpenMainWindow = [&] { ++opened; };
+    statusBar.item->activate();
+    EXPECT_EQ(opened, 1);
+}
+
 TEST_F(AppPresenceTest, movesTheDockIconWithTheActivationPolicy) {
     presence.setDockIconVisible(false);
     EXPECT_EQ(application.policy, ActivationPolicy::accessory);

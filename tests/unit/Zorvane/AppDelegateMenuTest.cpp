@@ -88,7 +88,7 @@ TEST_F(StatusMenuTest, showsTheStartingServer) {
     EXPECT_THAT(openedLines(), ElementsAre("[Zorvane 1.4.0 (212)]", "[Server: Starting ostrad...]",
                                            "-", "Show Zorvane Window", "[Open Web App]",
                                            "[Copy Server URL]", "Restart Server", "-",
-                                           "Start at Login", "-", "Quit Zorvane & Stop Server"));
+                                           "o Start at Login", "-", "Quit Zorvane & Stop Server"));
     EXPECT_EQ(requestsFor("/api/modes"), 0);
     EXPECT_EQ(requestsFor("/api/account/link/status"), 0);
 }
@@ -101,7 +101,7 @@ TEST_F(StatusMenuTest, showsTheRunningServerItsLibraryAndItsAccount) {
                             "[Library: 1,204 items across 2 libraries]",
                             "[Movies: 1,204 movies - 2 libraries]", "-", "Show Zorvane Window",
                             "Open Web App", "Copy Server URL", "Restart Server", "-",
-                            "[Account: not linked]", "Link This Server…", "-", "Start at Login",
+                            "[Account: not linked]", "Link This Server…", "-", "o Start at Login",
                             "-", "Quit Zorvane & Stop Server"));
 }
 
@@ -329,7 +329,7 @@ TEST_F(StatusMenuTest, togglesTheLoginItem) {
     EXPECT_THAT(openedLines(), Contains("* Start at Login"));
     EXPECT_TRUE(defaults.boolean("OstraLoginItemDefaultApplied"));
     click("Start at Login");
-    EXPECT_THAT(openedLines(), Contains("Start at Login"));
+    EXPECT_THAT(openedLines(), Contains("o Start at Login"));
 }
 
 TEST_F(StatusMenuTest, logsALoginItemThatCannotBeToggled) {
@@ -337,7 +337,7 @@ TEST_F(StatusMenuTest, logsALoginItemThatCannotBeToggled) {
     loginService.failure = "the folder is read-only";
     click("Start at Login");
     EXPECT_THAT(log.lines, Contains("login item toggle failed: the folder is read-only"));
-    EXPECT_THAT(openedLines(), Contains("Start at Login"));
+    EXPECT_THAT(openedLines(), Contains("o Start at Login"));
 }
 
 TEST_F(StatusMenuTest, readsTheLoginItemFromTheSystemAtEachOpening) {
@@ -345,7 +345,7 @@ TEST_F(StatusMenuTest, readsTheLoginItemFromTheSystemAtEachOpening) {
     loginService.current = platform::LoginServiceStatus::enabled;
     EXPECT_THAT(openedLines(), Contains("* Start at Login"));
     loginService.current = platform::LoginServiceStatus::requiresApproval;
-    EXPECT_THAT(openedLines(), Contains("Start at Login"));
+    EXPECT_THAT(openedLines(), Contains("o Start at Login"));
 }
 
 TEST_F(StatusMenuTest, offersUpdatesWhenTheApplicationHasThem) {

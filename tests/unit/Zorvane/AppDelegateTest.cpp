@@ -49,13 +49,17 @@ class AppDelegateTest : public testing::Test, public FakeShell {
 };
 
 TEST_F(AppDelegateTest, launchesInOneExactOrder) {
+    statusBar.events = &events;
+    notifications.events = &events;
     launch();
-    EXPECT_THAT(events, ElementsAre("move Zorvane OSTRA_DEV_NO_MOVE /home/ann", "updater",
-                                    "enroll OstraLoginItemDefaultApplied", "policy regular",
-                                    "take over", "server launched", "window made",
-                                    "window autosave OstraMainWindow", "window center", "load html",
-                                    "policy regular", "window front", "activate"));
-    EXPECT_EQ(notifications.handlers.size(), 2U);
+    EXPECT_THAT(events,
+                ElementsAre("move Zorvane OSTRA_DEV_NO_MOVE /home/ann", "updater",
+                            "enroll OstraLoginItemDefaultApplied", "policy regular", "main menu",
+                            "status item", "observe SUUpdaterWillRestartNotification",
+                            "observe SPUUpdaterWillRelaunchApplicationNotification", "take over",
+                            "server launched", "window made", "window autosave OstraMainWindow",
+                            "window center", "load html", "policy regular", "window front",
+                            "activate"));
 }
 
 TEST_F(AppDelegateTest, startsNothingWhileItIsBeingMoved) {

@@ -26,7 +26,8 @@ using Failed = ServerSupervisor::Failed;
 const platform::testing::FakeNumberFormatter numbers;
 
 // One string an entry: "-" is a separator, "[Title]" information, "(Title)" a disabled action,
-// "* Title" a checked one.
+// "* Title" a checked one,
+// "o Title" one that could be.
 std::vector<std::string> lines(const StatusMenuContents& contents) {
     std::vector<std::string> result;
     for (const StatusMenuEntry& entry : statusMenu(contents, numbers)) {
@@ -35,7 +36,10 @@ std::vector<std::string> lines(const StatusMenuContents& contents) {
         } else if (!entry.action) {
             result.push_back("[" + entry.title + "]");
         } else {
-            const std::string title = (entry.checked ? "* " : "") + entry.title;
+            const std::string title = (entry.checked     ? "* "
+                                       : entry.checkable ? "o "
+                                                         : "") +
+                                      entry.title;
             result.push_back(entry.enabled ? title : "(" + title + ")");
         }
     }
@@ -73,7 +77,7 @@ TEST(StatusMenu, showsAStartingServerWithoutLibraryAndAccount) {
     EXPECT_THAT(lines(contents),
                 ElementsAre("[Zorvane 1.4.0 (212)]", "[Server: Starting ostrad...]", "-",
                             "Show Zorvane Window", "(Open Web App)", "(Copy Server URL)",
-                            "Restart Server", "-", "Start at Login", "-",
+                            "Restart Server", "-", "o Start at Login", "-",
                             "Quit Zorvane & Stop Server"));
 }
 
