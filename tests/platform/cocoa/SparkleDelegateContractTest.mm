@@ -18,8 +18,8 @@ TEST(SparkleDelegate, tellsOfARelaunchBeforeItReturns) {
                 }];
     ZorvaneSparkleDelegate* const delegate = [[ZorvaneSparkleDelegate alloc] init];
     ASSERT_TRUE([delegate respondsToSelector:@selector(updaterWillRelaunchApplication:)]);
-    SPUUpdater* const none = nil;
-    [delegate updaterWillRelaunchApplication:none];
+    const id updater = [[NSObject alloc] init]; // not looked at
+    [delegate updaterWillRelaunchApplication:updater];
     [NSNotificationCenter.defaultCenter removeObserver:observer];
     EXPECT_EQ(told, 1);
 }
