@@ -93,7 +93,7 @@ macos:
 	cmake --build --preset macos --parallel $(JOBS)
 	@tools/macos-check build/macos/Zorvane.app
 
-# The macOS back end, executed here.
+# The macOS back end, executed here: docs/cocoa-host.md.
 test-cocoa:
 	@tools/setup build run test cocoa
 	cmake --preset cocoa-host

@@ -3,6 +3,7 @@
 #import <Foundation/Foundation.h>
 
 #include "tests/cocoa_host/frameworks/doubles/Exchange.h"
+#include "tests/cocoa_host/frameworks/doubles/MainLoop.h"
 #include "tests/cocoa_host/frameworks/doubles/Observers.h"
 
 #include <dlfcn.h>
@@ -10,6 +11,7 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <future>
 #include <mutex>
 
 namespace {
@@ -102,8 +104,8 @@ std::filesystem::path toPath(NSURL* url) { return url.path.UTF8String; }
 }
 @end
 
-// A block with a queue runs on that queue, and the poster waits for it: on the main queue, for a
-// notification that is posted on the main thread, at once. The center keeps block and observer
+// A block with a queue (the main one, here) runs on it, and the poster waits for it: at once, for a
+// notification that is posted on the main thread. The center keeps block and observer
 // until the observer is removed.
 @interface HostObserver : NSObject {
   @public
@@ -118,11 +120,12 @@ std::filesystem::path toPath(NSURL* url) { return url.path.UTF8String; }
         return;
     }
     void (^const call)(NSNotification*) = block;
-    NSOperation* const operation = [NSBlockOperation blockOperationWithBlock:^{
-      call(notification);
-    }];
-    [queue addOperation:operation];
-    [operation waitUntilFinished];
+    std::promise<void> done;
+    cocoa_host::postToMainQueue([&] {
+        call(notification);
+        done.set_value();
+    });
+    done.get_future().wait();
 }
 @end
 

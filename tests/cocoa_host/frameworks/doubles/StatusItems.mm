@@ -55,7 +55,12 @@ NSArray<NSStatusItem*>* statusItems() { return systemBar().items; }
 
 void openMenu(NSStatusItem* item) {
     @autoreleasepool {
-        [item.menu update];
+        NSMenu* const menu = item.menu;
+        const id<NSMenuDelegate> delegate = menu.delegate;
+        [delegate menuNeedsUpdate:menu];
+        menu.delegate = nil; // GNUstep would ask again and again
+        [menu update];
+        menu.delegate = delegate;
     }
 }
 

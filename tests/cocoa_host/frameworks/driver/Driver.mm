@@ -29,7 +29,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
-#include <iostream>
 #include <map>
 #include <string>
 #include <thread>
@@ -177,11 +176,15 @@ void perform(const std::string& line) {
 }
 
 void readCommands() {
-    std::string line;
-    while (std::getline(std::cin, line)) {
+    char* buffer = nullptr; // streams are not ready before main()
+    std::size_t size = 0;
+    for (ssize_t count = ::getline(&buffer, &size, stdin); count > 0;
+         count = ::getline(&buffer, &size, stdin)) {
+        const std::string line(buffer, static_cast<std::size_t>(count) - 1);
         performOnMainLoop([line] { perform(line); });
         wakeMainLoop();
     }
+    std::free(buffer);
 }
 
 [[gnu::constructor]] void start() {

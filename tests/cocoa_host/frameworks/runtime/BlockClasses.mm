@@ -31,7 +31,9 @@ void cocoaHostMakeBlockClasses();
     return static_cast<id>(_Block_copy(self));
 }
 - (void)release {
-    _Block_release(self);
+    if (*reinterpret_cast<void***>(self) != _NSConcreteStackBlock) {
+        _Block_release(self);
+    }
 }
 @end
 
