@@ -27,6 +27,9 @@ bool takes(int listener, std::uint16_t port) {
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     sockaddr generic{};
     std::memcpy(&generic, &address, sizeof(address));
+    // So that connections of the one who had it do not keep him from it.
+    const int on = 1;
+    ::setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     return ::bind(listener, &generic, sizeof(generic)) == 0 && ::listen(listener, 16) == 0;
 }
 
