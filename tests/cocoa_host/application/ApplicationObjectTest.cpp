@@ -1,0 +1,147 @@
+// NSApplication and its delegate, seen from the product's side: a small application says what it
+// was told (tests/desktop/probe).
+#include "tests/cocoa_host/application/DrivenProgram.h"
+#include "tests/desktop/session/Waiting.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace {
+
+using cocoa_host::DrivenProgram;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class CocoaApplicationTest : public testing::Test {
+  protected:
+    static std::unique_ptr<DrivenProgram> launch(std::vector<std::string> arguments = {}) {
+        arguments.insert(arguments.begin(), COCOA_HOST_PROBE);
+        auto program = std::make_unique<DrivenProgram>(arguments);
+        EXPECT_TRUE(program->says("launched"));
+        return program;
+    }
+    // Signals are taken over before this is answered.
+    static void settle(DrivenProgram& program) { (void)program.ask("modal"); }
+
+    static long count(const DrivenProgram& program, const std::string& line) {
+        return std::ranges::count(program.said(), line);
+    }
+};
+
+class EndsBySignal : public CocoaApplicationTest, public testing::WithParamInterface<int> {};
+
+TEST_P(EndsBySignal, asASystemsQuitAndTellsOnce) {
+    const auto program = launch();
+    settle(*program);
+    program->signal(GetParam());
+    EXPECT_EQ(program->waitForExit(), 0);
+    EXPECT_THAT(program->said(),
+                ElementsAre("launched", "should terminate, aevt quit why logo", testing::_));
+    EXPECT_THAT(program->said().back(), testing::StartsWith("will terminate"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Every, EndsBySignal, testing::Values(SIGTERM, SIGINT, SIGHUP),
+                         [](const auto& test) {
+                             return std::string("SIG") + ::sigabbrev_np(test.param);
+                         });
+
+TEST_F(CocoaApplicationTest, goesOnWhenTheDelegateRefuses) {
+    const auto program = launch({"--refuse-first"});
+    settle(*program);
+    program->signal(SIGTERM);
+    ASSERT_TRUE(program->says("should terminate, aevt quit why logo"));
+    program->tell("quit");
+    EXPECT_EQ(program->waitForExit(), 0);
+    // The quit that came after the signal has no reason of its own.
+    EXPECT_EQ(count(*program, "should terminate, no event"), 1);
+}
+
+TEST_F(CocoaApplicationTest, passesOnWhyTheSystemQuits) {
+    const auto program = launch({"--refuse"});
+    EXPECT_THAT(program->ask("quit"), IsEmpty());
+    EXPECT_EQ(count(*program, "should terminate, no event"), 1);
+    program->tell("quit rsdn");
+    EXPECT_EQ(program->waitForExit(), 0);
+    EXPECT_EQ(count(*program, "should terminate, aevt quit why rsdn"), 1);
+}
+
+TEST_F(CocoaApplicationTest, tellsOnceThoughItIsAskedAgainWhileItEnds) {
+    const auto program = launch({"--stop-milliseconds", "300"});
+    settle(*program);
+    program->signal(SIGTERM);
+    ASSERT_TRUE(program->says("should terminate, aevt quit why logo"));
+    program->signal(SIGHUP);
+    EXPECT_EQ(program->waitForExit(), 0);
+    EXPECT_EQ(program->said().size(), 3U);
+}
+
+TEST_F(CocoaApplicationTest, quitsWhileAnAlertIsUp) {
+    const auto program = launch({"--alert", "Really?"});
+    ASSERT_THAT(program->ask("modal"), ElementsAre("yes"));
+    program->signal(SIGHUP);
+    EXPECT_EQ(program->waitForExit(), 0);
+    EXPECT_EQ(count(*program, "should terminate, aevt quit why logo"), 1);
+}
+
+TEST_F(CocoaApplicationTest, asksTheUserAndGoesOn) {
+    const auto program = launch({"--alert", "Really?"});
+    ASSERT_TRUE(program->says("a task ran")); // the main queue is served meanwhile
+    program->tell("answer 1");
+    EXPECT_TRUE(program->says("answered 1"));
+}
+
+TEST_F(CocoaApplicationTest, reopensWithAndWithoutWindows) {
+    const auto program = launch({"--window", "Probe"});
+    EXPECT_THAT(program->ask("windows"), ElementsAre("Probe"));
+    EXPECT_THAT(program->ask("reopen"), ElementsAre("yes"));
+    EXPECT_TRUE(program->says("reopen, visible windows: true"));
+    EXPECT_THAT(program->ask("close"), IsEmpty());
+    EXPECT_TRUE(program->says("will close, visible: true"));
+    EXPECT_THAT(program->ask("windows"), IsEmpty());
+    EXPECT_THAT(program->ask("reopen"), ElementsAre("yes"));
+    EXPECT_TRUE(program->says("reopen, visible windows: false"));
+    EXPECT_THAT(program->ask("windows"), ElementsAre("Probe"));
+}
+
+TEST_F(CocoaApplicationTest, leavesAReopeningToTheDelegate) {
+    const auto program = launch({"--ignore-reopen"});
+    EXPECT_THAT(program->ask("reopen"), ElementsAre("no"));
+}
+
+TEST_F(CocoaApplicationTest, goesOnWithoutWindowsUnlessTheDelegateEndsIt) {
+    const auto stays = launch({"--window", "Probe"});
+    EXPECT_THAT(stays->ask("close"), IsEmpty());
+    EXPECT_TRUE(stays->says("last window closed"));
+    EXPECT_THAT(stays->ask("windows"), IsEmpty());
+    const auto ends = launch({"--window", "Probe", "--end-after-last-window"});
+    ends->tell("close");
+    EXPECT_EQ(ends->waitForExit(), 0);
+}
+
+TEST_F(CocoaApplicationTest, hasAMainMenuWhoseKeysWork) {
+    const auto program = launch({"--main-menu", "--refuse-always"});
+    EXPECT_THAT(program->ask("key q"), IsEmpty());
+    EXPECT_EQ(count(*program, "should terminate, no event"), 1);
+    EXPECT_THAT(program->ask("key ü"), ElementsAre("no such key"));
+}
+
+TEST_F(CocoaApplicationTest, hasAStatusMenuThatIsMadeWhenItOpens) {
+    const auto program = launch({"--status", "Probe", "--tool-tip", "Tip"});
+    EXPECT_THAT(program->ask("tool-tip"), ElementsAre("Tip"));
+    EXPECT_EQ(count(*program, "menu opens, 1"), 0);
+    EXPECT_THAT(program->ask("menu"),
+                ElementsAre("disabled Opened: 1", "separator", "item Say_hello", "disabled Never",
+                            "checked Checked", "separator", "item Stop"));
+    EXPECT_THAT(program->ask("choose Say_hello"), IsEmpty());
+    EXPECT_TRUE(program->says("chosen: hello"));
+    program->tell("choose Stop");
+    EXPECT_EQ(program->waitForExit(), 0);
+}
+
+} // namespace
