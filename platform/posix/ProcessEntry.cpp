@@ -27,11 +27,13 @@ void ignore(int signal) noexcept {
     ::sigaction(signal, &action, nullptr);
 }
 
-// Only those: a handler that is there already belongs to this program.
+// Only those: a handler that is there already belongs to this program. A hang-up that is ignored is
+// nohup's doing, and meant.
 void resetIgnored() noexcept {
     for (int signal = 1; signal < NSIG; ++signal) {
         struct sigaction action = {};
-        if (::sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN) {
+        if (signal != SIGHUP && ::sigaction(signal, nullptr, &action) == 0 &&
+            action.sa_handler == SIG_IGN) {
             action.sa_handler = SIG_DFL;
             ::sigaction(signal, &action, nullptr);
         }

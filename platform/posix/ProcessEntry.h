@@ -4,8 +4,9 @@
 
 namespace platform::posix {
 
-// Signals that are ignored get their default disposition, none stays blocked, and as many
-// descriptors are allowed as the system grants without asking anybody. SIGPIPE and SIGXFSZ are
+// Signals that are ignored get their default disposition (but SIGHUP, which nohup lets a program
+// ignore), none stays blocked, and as many descriptors are allowed as the system grants without
+// asking anybody. SIGPIPE and SIGXFSZ are
 // ignored: a reader that is gone and a file that may not grow are error codes.
 void putInheritanceRight() noexcept;
 

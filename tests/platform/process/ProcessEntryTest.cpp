@@ -57,6 +57,16 @@ TEST(ProcessEntry, isReachedBySigtermThoughItWasIgnoredAndBlocked) {
               -SIGTERM);
 }
 
+TEST(ProcessEntry, outlivesItsTerminalAsNohupWantsIt) {
+    EXPECT_EQ(exitCodeOf([] {
+                  ignoreAndBlock(SIGHUP);
+                  putInheritanceRight();
+                  ::raise(SIGHUP);
+                  return 4;
+              }),
+              4);
+}
+
 TEST(ProcessEntry, keepsTheHandlersThatAreItsOwn) {
     EXPECT_EQ(exitCodeOf([] {
                   static_cast<void>(std::signal(SIGTERM, [](int) { ::_exit(5); }));
