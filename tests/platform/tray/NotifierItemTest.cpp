@@ -193,7 +193,7 @@ double luminance(int grey) {
 }
 
 double contrast(int one, int other) {
-    const auto [dark, light] = std::minmax(luminance(one), luminance(other));
+    const auto [dark, light] = std::minmax({luminance(one), luminance(other)});
     return (light + 0.05) / (dark + 0.05);
 }
 

@@ -160,7 +160,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(AppUrl, keepsAHostThatOnlyBeginsLikeAnAddress) {
     WebAppConfig config = sampleWebApp();
-    config.origin = parseUrl("https://127.0.0.1.nip.io/").value();
+    config.origin = parseUrl("https://127.0.0.1.nip.io/base/").value();
     EXPECT_EQ(std::string(appUrl(config, "/x").buffer()), "https://127.0.0.1.nip.io/x");
     EXPECT_EQ(std::string(appUrl(config, "../y?z").buffer()), "https://127.0.0.1.nip.io/y?z");
 }
