@@ -17,7 +17,7 @@ namespace {
 using platform::HttpResult;
 using Reply = std::optional<HttpResult>;
 
-constexpr Judgement notOffered(ClauseOutcome::notOffered);
+const Judgement notOffered(ClauseOutcome::notOffered);
 
 Judgement held(std::string seen = {}) {
     return {ClauseOutcome::held, std::move(seen)};

@@ -174,8 +174,9 @@ TEST_F(StatusMenu, countsWhatTheLibrariesHold) {
     // The counts are asked for again at once when a server has come up.
     choose("Restart Server");
     ASSERT_EQ(serverLaunches(2).size(), 2U);
+    // The line may change in a menu that is open; a new row comes with the next opening.
     ASSERT_TRUE(comesToShow("[Library: 2 items across 1 library]"));
-    EXPECT_THAT(menu, Contains("[Movies: 2 movies - 1 library]"));
+    EXPECT_TRUE(comesToShow("[Movies: 2 movies - 1 library]"));
     EXPECT_THAT(menu, Not(Contains(HasSubstr("TV: "))));
     EXPECT_TRUE(tray.toolTip().ends_with("\nLibrary: 2 items across 1 library")) << tray.toolTip();
 }

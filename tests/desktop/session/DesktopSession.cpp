@@ -3,12 +3,15 @@
 #include "tests/desktop/session/Waiting.h"
 
 #include <fmt/format.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 #include <xcb/xcb.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <cstddef>
 #include <cstdlib>
 #include <fstream>
 #include <map>
@@ -78,11 +81,8 @@ DesktopSession::~DesktopSession() {
     (void)eventually([this] { return processes().empty(); });
     windowManager_.reset();
     bus_.reset();
-    std::error_code ignored;
-    if (display_ && !display_->isRunning()) {
-        std::filesystem::remove(displayLock(), ignored);
-    }
     display_.reset();
+    std::error_code ignored;
     std::filesystem::remove_all(folder_, ignored);
 }
 
@@ -263,22 +263,24 @@ void DesktopSession::killBus() {
 void DesktopSession::killDisplay() {
     display_->signal(SIGKILL);
     (void)display_->waitForExit(patience);
-    std::ofstream(displayLock()) << fmt::format("{:>10}\n", ::getpid());
+    // A bound socket that nobody listens at: refuses clients, and keeps the number from others.
+    const std::string name = "/tmp/.X11-unix/X" + environment.at("DISPLAY").substr(1);
+    struct sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    name.copy(&address.sun_path[1], sizeof address.sun_path - 2);
+    const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
+    displayNumber_.reset(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    (void)::bind(displayNumber_.get(), reinterpret_cast<const struct sockaddr*>(&address), size);
 }
 
 void DesktopSession::restartDisplay() {
-    std::error_code ignored;
-    std::filesystem::remove(displayLock(), ignored);
+    displayNumber_.reset();
     const std::string number = environment.at("DISPLAY");
     display_ = start({"Xvfb", number, "-displayfd", "1", "-screen", "0", "1600x1000x24",
                       "-nolisten", "tcp", "-noreset"},
                      "display");
     (void)awaitLine(*display_, "Xvfb");
     startWindowManager();
-}
-
-std::filesystem::path DesktopSession::displayLock() const {
-    return "/tmp/.X" + environment.at("DISPLAY").substr(1) + "-lock";
 }
 
 } // namespace desktop

@@ -9,6 +9,7 @@
 #pragma once
 
 #include "platform/Environment.h"
+#include "platform/posix/UniqueFd.h"
 #include "tests/desktop/session/ProcessTree.h"
 #include "tests/desktop/session/Program.h"
 #include "tests/desktop/session/Screenshot.h"
@@ -86,12 +87,12 @@ class DesktopSession {
     // The standard output of a program that ends by itself.
     std::string ask(const std::vector<std::string>& command) const;
     void startDisplay();
-    [[nodiscard]] std::filesystem::path displayLock() const;
     void startBus();
     void startWindowManager();
 
     std::filesystem::path folder_;
     std::unique_ptr<Program> display_;
+    platform::posix::UniqueFd displayNumber_; // held after killDisplay()
     std::unique_ptr<Program> bus_;
     std::unique_ptr<Program> windowManager_;
 };
