@@ -196,12 +196,12 @@ TEST_F(GuardedServer, isKilledByTheSystemWhenApplicationAndGuardianGoTogether) {
     }
 }
 
-// A guardian that is stopped does what it was told once it goes on.
+// A guardian that is stopped does what it was told once it goes on. The kernel may see to that
+// itself: it wakes what is stopped in a process group that nobody outside looks after any more.
 TEST_F(GuardedServer, isEndedByAGuardianThatWasStoppedMeanwhile) {
     start(60s, {});
     guardian->signal(SIGSTOP);
     ::kill(application->pid(), SIGKILL);
-    EXPECT_FALSE(server->endsWithin(50ms));
     guardian->signal(SIGCONT);
     EXPECT_TRUE(server->ends());
     expectNobodyLeft();
