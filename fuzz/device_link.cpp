@@ -1,7 +1,7 @@
 // What the account service answers, and the credentials file that an earlier link left.
 #include "fuzz/Fuzzing.h"
-#include "mac/Tessel/Credentials.h"
-#include "mac/Tessel/DeviceLinkTransport.h"
+#include "mac/Tessel/Link/DeviceLinkTransport.h"
+#include "mac/Tessel/State/Credentials.h"
 #include "platform/Utf8.h"
 
 #include <cmath>

@@ -1,8 +1,8 @@
 // A health report: what is valid can be read, is valid again when it is written, and is then always
 // written as the same bytes.
 #include "fuzz/Fuzzing.h"
-#include "mac/Tessel/AppHealthJSON.h"
-#include "mac/Tessel/AppHealthValidator.h"
+#include "mac/Tessel/Health/AppHealthJSON.h"
+#include "mac/Tessel/Health/AppHealthValidator.h"
 
 #include <exception>
 

@@ -1,7 +1,7 @@
 // A hostile file in the place of each file that a health store reads.
 #include "fuzz/Fuzzing.h"
-#include "mac/Tessel/AppHealthStore.h"
-#include "mac/Tessel/AppHealthValidator.h"
+#include "mac/Tessel/Health/AppHealthStore.h"
+#include "mac/Tessel/Health/AppHealthValidator.h"
 #include "platform/testing/InMemoryDurableFiles.h"
 #include "platform/testing/InMemorySystem.h"
 

@@ -1,11 +1,11 @@
 // The strict decoders without a validation before them: any tree ends in a value or in an
 // AppHealthValidationError.
 #include "fuzz/Fuzzing.h"
-#include "mac/Tessel/AppHealthDecoding.h"
-#include "mac/Tessel/AppHealthJSON.h"
-#include "mac/Tessel/AppHealthValidationError.h"
-#include "mac/Tessel/AppHealthValidator.h"
-#include "mac/Tessel/StrictJson.h"
+#include "mac/Tessel/Health/AppHealthDecoding.h"
+#include "mac/Tessel/Health/AppHealthJSON.h"
+#include "mac/Tessel/Health/AppHealthValidationError.h"
+#include "mac/Tessel/Health/AppHealthValidator.h"
+#include "mac/Tessel/Json/StrictJson.h"
 
 using fuzzing::require;
 using tessel::AppHealthDecoding;

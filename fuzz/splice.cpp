@@ -1,7 +1,7 @@
 // Text of a configuration that is spliced into a script as a literal. JavaScriptCore, evaluating
 // the literal, has to get the text back; where a line ends in it, there is no script at all.
 #include "fuzz/Fuzzing.h"
-#include "mac/Tessel/WebAppScripts.h"
+#include "mac/Tessel/WebApp/WebAppScripts.h"
 #include "platform/Utf8.h"
 #include "tests/support/javascript/ScriptEngine.h"
 

@@ -1,7 +1,7 @@
 // Where the state of an application lives: a line with its name, a line with the value of the
 // overriding variable.
 #include "fuzz/Fuzzing.h"
-#include "mac/Tessel/StateStore.h"
+#include "mac/Tessel/State/StateStore.h"
 #include "platform/Utf8.h"
 #include "platform/testing/FakeHost.h"
 #include "platform/testing/InMemoryPrivateFiles.h"

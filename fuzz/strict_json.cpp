@@ -1,8 +1,8 @@
 // JSON text: what is accepted here, Boost.JSON accepts too, with the same kinds, sizes and strings.
 // Numbers are the same on both of our ways of reading them.
 #include "fuzz/Fuzzing.h"
-#include "mac/Tessel/JsonNumber.h"
-#include "mac/Tessel/StrictJson.h"
+#include "mac/Tessel/Json/JsonNumber.h"
+#include "mac/Tessel/Json/StrictJson.h"
 
 #include <boost/json/parse.hpp>
 

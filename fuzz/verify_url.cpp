@@ -2,7 +2,7 @@
 // number of an origin, then the page. What the guard accepts, libcurl's own reading of the URL has
 // to call a page of that origin.
 #include "fuzz/Fuzzing.h"
-#include "mac/Tessel/VerifyUrl.h"
+#include "mac/Tessel/Link/VerifyUrl.h"
 
 #include <curl/curl.h>
 

@@ -1,8 +1,8 @@
 // Writes health reports to measure with, and measures how long it takes to validate and decode
 // one; bench/health/compare.mjs puts the numbers beside another implementation's.
-#include "mac/Tessel/AppHealthJSON.h"
-#include "mac/Tessel/AppHealthReport.h"
-#include "mac/Tessel/AppHealthValidator.h"
+#include "mac/Tessel/Health/AppHealthJSON.h"
+#include "mac/Tessel/Health/AppHealthReport.h"
+#include "mac/Tessel/Health/AppHealthValidator.h"
 
 #include <fmt/core.h>
 

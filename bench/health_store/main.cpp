@@ -2,9 +2,9 @@
 // file system of the current folder: the same calls with the same bytes and the same flushes, in a
 // plain loop. Both take turns report by report, so that the disk's moods meet both.
 // Usage: bench_health_store [REPORTS [FOLDER]]
-#include "mac/Tessel/AppHealthJSON.h"
-#include "mac/Tessel/AppHealthReportFile.h"
-#include "mac/Tessel/AppHealthStore.h"
+#include "mac/Tessel/Health/AppHealthJSON.h"
+#include "mac/Tessel/Health/AppHealthReportFile.h"
+#include "mac/Tessel/Health/AppHealthStore.h"
 #include "platform/RandomSource.h"
 #include "platform/posix/PosixDurableFiles.h"
 

@@ -6,7 +6,7 @@
 #pragma once
 
 #include "mac/OstraCore/AccountLink.h"
-#include "mac/Tessel/AppPresence.h"
+#include "mac/Tessel/Application/AppPresence.h"
 #include "mac/Zorvane/LaunchSteps.h"
 #include "mac/Zorvane/LibrarySummaryCache.h"
 #include "mac/Zorvane/MainWindow.h"

@@ -1,5 +1,5 @@
 // The delegate's side of the status menu: what feeds it and what its actions do.
-#include "mac/Tessel/LoginItem.h"
+#include "mac/Tessel/Application/LoginItem.h"
 #include "mac/Zorvane/AppDelegate.h"
 
 #include <fmt/format.h>

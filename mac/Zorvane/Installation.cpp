@@ -1,6 +1,6 @@
 #include "mac/Zorvane/Installation.h"
 
-#include "mac/Tessel/LoginItem.h"
+#include "mac/Tessel/Application/LoginItem.h"
 
 #include <string>
 

@@ -3,7 +3,7 @@
 // Main thread; the facilities outlive what is made.
 #pragma once
 
-#include "mac/Tessel/SelfInstall.h"
+#include "mac/Tessel/Application/SelfInstall.h"
 #include "mac/Zorvane/LaunchSteps.h"
 #include "platform/ApplicationFolders.h"
 #include "platform/Bundle.h"

@@ -3,7 +3,7 @@
 #include "mac/OstraCore/OutputLines.h"
 #include "mac/OstraCore/ServerUrl.h"
 #include "mac/OstraCore/SidecarConfig.h"
-#include "mac/Tessel/Precondition.h"
+#include "mac/Tessel/Values/Precondition.h"
 #include "mac/Zorvane/DataPaths.h"
 #include "mac/Zorvane/WaitThenKill.h"
 

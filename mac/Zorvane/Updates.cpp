@@ -1,6 +1,6 @@
 #include "mac/Zorvane/Updates.h"
 
-#include "mac/Tessel/Updater.h"
+#include "mac/Tessel/Application/Updater.h"
 
 #include <memory>
 #include <utility>

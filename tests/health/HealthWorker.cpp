@@ -3,7 +3,7 @@
 // course of operations; "stress" repeats NUMBER times what may meet another process.
 #include "tests/health/HealthWorker.h"
 
-#include "mac/Tessel/AppHealthStore.h"
+#include "mac/Tessel/Health/AppHealthStore.h"
 #include "platform/RandomSource.h"
 #include "platform/posix/PosixDurableFiles.h"
 

@@ -1,9 +1,9 @@
 // What the worker program records, for it and for the tests that look at the outcome.
 #pragma once
 
-#include "mac/Tessel/AppHealthReport.h"
-#include "mac/Tessel/AppHealthState.h"
-#include "mac/Tessel/Timestamp.h"
+#include "mac/Tessel/Health/AppHealthReport.h"
+#include "mac/Tessel/Health/AppHealthState.h"
+#include "mac/Tessel/Values/Timestamp.h"
 
 #include <chrono>
 #include <string>

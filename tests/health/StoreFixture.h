@@ -1,9 +1,9 @@
 // A folder with a health store in it, and what must hold of it at any time.
 #pragma once
 
-#include "mac/Tessel/AppHealthJSON.h"
-#include "mac/Tessel/AppHealthReportFile.h"
-#include "mac/Tessel/AppHealthStore.h"
+#include "mac/Tessel/Health/AppHealthJSON.h"
+#include "mac/Tessel/Health/AppHealthReportFile.h"
+#include "mac/Tessel/Health/AppHealthStore.h"
 #include "platform/RandomSource.h"
 #include "platform/posix/PosixDurableFiles.h"
 #include "tests/health/HealthWorker.h"

@@ -1,5 +1,5 @@
 // The health store on the real file system: links, foreign files, permissions.
-#include "mac/Tessel/AppHealthStoreError.h"
+#include "mac/Tessel/Health/AppHealthStoreError.h"
 #include "tests/health/StoreFixture.h"
 
 #include <cerrno>

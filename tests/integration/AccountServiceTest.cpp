@@ -1,7 +1,7 @@
 // The device link's transport and flow over real HTTP: a service that misbehaves, one behind a
 // certificate that nobody vouches for, and the one in the box.
-#include "mac/Tessel/DeviceLink.h"
-#include "mac/Tessel/HTTPDeviceLinkTransport.h"
+#include "mac/Tessel/Link/DeviceLink.h"
+#include "mac/Tessel/Link/HTTPDeviceLinkTransport.h"
 #include "platform/posix/CurlHttpClient.h"
 #include "platform/posix/PosixFileSystem.h"
 #include "platform/posix/PosixPrivateFiles.h"

@@ -1,6 +1,6 @@
 // A device link that is dropped, with everything it was made of, in the middle of a request. What
 // it would still use then the address sanitizer sees.
-#include "mac/Tessel/DeviceLink.h"
+#include "mac/Tessel/Link/DeviceLink.h"
 #include "platform/Headless.h"
 #include "platform/RunLoop.h"
 #include "platform/testing/FakeDesktopServices.h"

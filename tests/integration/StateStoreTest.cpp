@@ -1,5 +1,5 @@
 // The state store on a real disk.
-#include "mac/Tessel/StateStore.h"
+#include "mac/Tessel/State/StateStore.h"
 
 #include "platform/posix/PosixFileSystem.h"
 #include "platform/posix/PosixPrivateFiles.h"

@@ -1,5 +1,5 @@
 // What is spliced into a script is, to the engine, the text that was put in.
-#include "mac/Tessel/WebAppScripts.h"
+#include "mac/Tessel/WebApp/WebAppScripts.h"
 #include "platform/Utf8.h"
 #include "tests/support/javascript/ScriptEngine.h"
 #include "tests/unit/Tessel/SampleWebApp.h"

@@ -1,7 +1,7 @@
 // tessel credentials: what a finished device link left behind.
-#include "mac/Tessel/Credentials.h"
+#include "mac/Tessel/State/Credentials.h"
 
-#include "mac/Tessel/JsonText.h"
+#include "mac/Tessel/Json/JsonText.h"
 #include "tools/tessel/OpenStore.h"
 #include "tools/tessel/Output.h"
 #include "tools/tessel/Tool.h"

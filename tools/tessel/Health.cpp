@@ -1,8 +1,8 @@
 // tessel health: reports about the health of an application's build.
 #include "tools/tessel/Health.h"
 
-#include "mac/Tessel/AppHealthEnumerations.h"
-#include "mac/Tessel/AppHealthValidationError.h"
+#include "mac/Tessel/Health/AppHealthEnumerations.h"
+#include "mac/Tessel/Health/AppHealthValidationError.h"
 #include "platform/ErrnoText.h"
 #include "tools/tessel/Usage.h"
 

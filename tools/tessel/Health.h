@@ -1,7 +1,7 @@
 // What the commands of `tessel health` share.
 #pragma once
 
-#include "mac/Tessel/AppHealthStore.h"
+#include "mac/Tessel/Health/AppHealthStore.h"
 #include "platform/RandomSource.h"
 #include "platform/posix/PosixDurableFiles.h"
 #include "tools/tessel/Tool.h"

@@ -1,8 +1,8 @@
 // tessel health attest: whether a bundle is what the receipt inside of it says.
-#include "mac/Tessel/AppHealthAttestation.h"
-#include "mac/Tessel/AppHealthCheck.h"
-#include "mac/Tessel/AppHealthEnumerations.h"
-#include "mac/Tessel/JsonText.h"
+#include "mac/Tessel/Health/AppHealthAttestation.h"
+#include "mac/Tessel/Health/AppHealthCheck.h"
+#include "mac/Tessel/Health/AppHealthEnumerations.h"
+#include "mac/Tessel/Json/JsonText.h"
 #include "platform/Bundle.h"
 #include "platform/Headless.h"
 #include "tools/tessel/FileContent.h"

@@ -1,9 +1,9 @@
 #include "tools/tessel/HealthPlan.h"
 
-#include "mac/Tessel/AppHealthRunner.h"
-#include "mac/Tessel/AppHealthSchema.h"
-#include "mac/Tessel/AppHealthValidationError.h"
-#include "mac/Tessel/StrictJson.h"
+#include "mac/Tessel/Health/AppHealthRunner.h"
+#include "mac/Tessel/Health/AppHealthSchema.h"
+#include "mac/Tessel/Health/AppHealthValidationError.h"
+#include "mac/Tessel/Json/StrictJson.h"
 
 #include <fmt/format.h>
 

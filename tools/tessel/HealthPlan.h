@@ -3,8 +3,8 @@
 // check has an id, a category, a command for the shell, and if wanted a timeout (seconds).
 #pragma once
 
-#include "mac/Tessel/AppHealthConfiguration.h"
-#include "mac/Tessel/AppHealthEnumerations.h"
+#include "mac/Tessel/Health/AppHealthConfiguration.h"
+#include "mac/Tessel/Health/AppHealthEnumerations.h"
 
 #include <chrono>
 #include <expected>

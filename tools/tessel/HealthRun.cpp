@@ -1,9 +1,9 @@
 // tessel health run: checks that are commands, their report, and its submission; and tessel health
 // flush: the submission alone.
-#include "mac/Tessel/AppHealthJSON.h"
-#include "mac/Tessel/AppHealthRunner.h"
-#include "mac/Tessel/AppHealthSchema.h"
-#include "mac/Tessel/StrictJson.h"
+#include "mac/Tessel/Health/AppHealthJSON.h"
+#include "mac/Tessel/Health/AppHealthRunner.h"
+#include "mac/Tessel/Health/AppHealthSchema.h"
+#include "mac/Tessel/Json/StrictJson.h"
 #include "tools/tessel/CheckCommand.h"
 #include "tools/tessel/FileContent.h"
 #include "tools/tessel/Health.h"

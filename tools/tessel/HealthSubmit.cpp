@@ -1,7 +1,7 @@
 #include "tools/tessel/HealthSubmit.h"
 
-#include "mac/Tessel/AppHealthJSON.h"
-#include "mac/Tessel/AppHealthReportFile.h"
+#include "mac/Tessel/Health/AppHealthJSON.h"
+#include "mac/Tessel/Health/AppHealthReportFile.h"
 #include "platform/ErrnoText.h"
 #include "tools/tessel/CheckCommand.h"
 #include "tools/tessel/Output.h"

@@ -1,7 +1,7 @@
 // Hands reports to the user's own command.
 #pragma once
 
-#include "mac/Tessel/AppHealthRunner.h"
+#include "mac/Tessel/Health/AppHealthRunner.h"
 #include "platform/Environment.h"
 #include "tools/tessel/Interrupts.h"
 

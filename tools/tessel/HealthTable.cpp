@@ -1,6 +1,6 @@
 #include "tools/tessel/HealthTable.h"
 
-#include "mac/Tessel/AppHealthEnumerations.h"
+#include "mac/Tessel/Health/AppHealthEnumerations.h"
 
 #include <fmt/format.h>
 

@@ -1,8 +1,8 @@
 // Reports as a person reads them: what the terminal shows where a script gets JSON.
 #pragma once
 
-#include "mac/Tessel/AppHealthReport.h"
-#include "mac/Tessel/AppHealthStore.h"
+#include "mac/Tessel/Health/AppHealthReport.h"
+#include "mac/Tessel/Health/AppHealthStore.h"
 #include "platform/Environment.h"
 
 #include <string>

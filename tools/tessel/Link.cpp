@@ -1,6 +1,6 @@
 // tessel link: links an application to an account, from the terminal.
-#include "mac/Tessel/DeviceLink.h"
-#include "mac/Tessel/JsonText.h"
+#include "mac/Tessel/Json/JsonText.h"
+#include "mac/Tessel/Link/DeviceLink.h"
 #include "platform/RunLoop.h"
 #include "tools/tessel/Interrupts.h"
 #include "tools/tessel/OpenStore.h"

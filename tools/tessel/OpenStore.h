@@ -1,7 +1,7 @@
 // The options that name an application's state, and the store they lead to.
 #pragma once
 
-#include "mac/Tessel/StateStore.h"
+#include "mac/Tessel/State/StateStore.h"
 #include "platform/Headless.h"
 
 #include <CLI/App.hpp>

@@ -1,6 +1,6 @@
 // tessel origin and tessel verify-url: which account service, and which of its pages.
-#include "mac/Tessel/ServerOrigin.h"
-#include "mac/Tessel/VerifyUrl.h"
+#include "mac/Tessel/Link/ServerOrigin.h"
+#include "mac/Tessel/Link/VerifyUrl.h"
 #include "tools/tessel/OpenStore.h"
 #include "tools/tessel/Output.h"
 #include "tools/tessel/Tool.h"

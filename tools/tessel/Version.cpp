@@ -1,5 +1,5 @@
 // tessel version: which of two versions is the newer one.
-#include "mac/Tessel/Version.h"
+#include "mac/Tessel/Application/Version.h"
 
 #include "tools/tessel/Output.h"
 #include "tools/tessel/Tool.h"

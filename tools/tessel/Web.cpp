@@ -1,5 +1,5 @@
 // tessel web and tessel script: a web application in a window, and the scripts its pages get.
-#include "mac/Tessel/WebAppScripts.h"
+#include "mac/Tessel/WebApp/WebAppScripts.h"
 #include "platform/ErrnoText.h"
 #include "platform/Headless.h"
 #include "tools/tessel/Output.h"

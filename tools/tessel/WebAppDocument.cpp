@@ -1,6 +1,6 @@
 #include "tools/tessel/WebAppDocument.h"
 
-#include "mac/Tessel/StrictJson.h"
+#include "mac/Tessel/Json/StrictJson.h"
 #include "tools/tessel/FileContent.h"
 
 #include <fmt/format.h>

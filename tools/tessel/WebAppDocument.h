@@ -3,7 +3,7 @@
 // they are, and have to be JavaScript identifiers of ASCII letters, digits, _ and $.
 #pragma once
 
-#include "mac/Tessel/WebAppConfig.h"
+#include "mac/Tessel/WebApp/WebAppConfig.h"
 
 #include <expected>
 #include <string>

@@ -9,7 +9,7 @@
 //   --device NAME    the device's name (default probe)
 //   --agent TEXT     the user agent (default the window's own suggestion)
 //   --let-go         ends the window when it was linked
-#include "mac/Tessel/WebAppWindow.h"
+#include "mac/Tessel/WebApp/WebAppWindow.h"
 #include "platform/NativePlatform.h"
 
 #include <fmt/format.h>

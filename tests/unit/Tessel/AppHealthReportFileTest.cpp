@@ -1,8 +1,8 @@
-#include "mac/Tessel/AppHealthReportFile.h"
+#include "mac/Tessel/Health/AppHealthReportFile.h"
 
-#include "mac/Tessel/AppHealthJSON.h"
-#include "mac/Tessel/AppHealthValidationError.h"
-#include "mac/Tessel/Uuid.h"
+#include "mac/Tessel/Health/AppHealthJSON.h"
+#include "mac/Tessel/Health/AppHealthValidationError.h"
+#include "mac/Tessel/Values/Uuid.h"
 #include "platform/testing/InMemorySystem.h"
 #include "tests/unit/Tessel/HealthFixtures.h"
 

@@ -1,9 +1,9 @@
-#include "mac/Tessel/AppHealthReport.h"
+#include "mac/Tessel/Health/AppHealthReport.h"
 
-#include "mac/Tessel/AppHealthDecoding.h"
-#include "mac/Tessel/AppHealthJSON.h"
-#include "mac/Tessel/AppHealthValidationError.h"
-#include "mac/Tessel/AppHealthValidator.h"
+#include "mac/Tessel/Health/AppHealthDecoding.h"
+#include "mac/Tessel/Health/AppHealthJSON.h"
+#include "mac/Tessel/Health/AppHealthValidationError.h"
+#include "mac/Tessel/Health/AppHealthValidator.h"
 #include "tests/unit/Tessel/HealthDocuments.h"
 
 #include <gmock/gmock.h>

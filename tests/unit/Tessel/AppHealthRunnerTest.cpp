@@ -1,6 +1,6 @@
-#include "mac/Tessel/AppHealthRunner.h"
+#include "mac/Tessel/Health/AppHealthRunner.h"
 
-#include "mac/Tessel/AppHealthValidationError.h"
+#include "mac/Tessel/Health/AppHealthValidationError.h"
 #include "platform/testing/InMemoryDurableFiles.h"
 #include "platform/testing/InMemorySystem.h"
 #include "tests/unit/Tessel/HealthFixtures.h"

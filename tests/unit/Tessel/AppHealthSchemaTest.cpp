@@ -1,6 +1,6 @@
-#include "mac/Tessel/AppHealthSchema.h"
+#include "mac/Tessel/Health/AppHealthSchema.h"
 
-#include "mac/Tessel/AppHealthEnumerations.h"
+#include "mac/Tessel/Health/AppHealthEnumerations.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
-#include "mac/Tessel/AppHealthValidator.h"
+#include "mac/Tessel/Health/AppHealthValidator.h"
 
-#include "mac/Tessel/AppHealthJSON.h"
+#include "mac/Tessel/Health/AppHealthJSON.h"
 #include "tests/unit/Tessel/HealthDocuments.h"
 
 #include <boost/json/parse.hpp>

@@ -1,4 +1,4 @@
-#include "mac/Tessel/AppPresence.h"
+#include "mac/Tessel/Application/AppPresence.h"
 
 #include "platform/testing/FakeDesktop.h"
 #include "platform/testing/FakeStatusBar.h"

@@ -1,4 +1,4 @@
-#include "mac/Tessel/AppHealthAttestation.h"
+#include "mac/Tessel/Health/AppHealthAttestation.h"
 #include "platform/testing/InMemorySystem.h"
 #include "tests/unit/Tessel/HealthDocuments.h"
 

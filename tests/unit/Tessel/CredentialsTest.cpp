@@ -1,4 +1,4 @@
-#include "mac/Tessel/Credentials.h"
+#include "mac/Tessel/State/Credentials.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "mac/Tessel/DeviceLink.h"
+#include "mac/Tessel/Link/DeviceLink.h"
 
 #include "platform/testing/FakeDesktopServices.h"
 #include "platform/testing/FakeHost.h"

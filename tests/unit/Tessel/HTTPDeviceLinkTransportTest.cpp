@@ -1,4 +1,4 @@
-#include "mac/Tessel/HTTPDeviceLinkTransport.h"
+#include "mac/Tessel/Link/HTTPDeviceLinkTransport.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,9 +1,9 @@
 // Health reports for tests, one call each.
 #pragma once
 
-#include "mac/Tessel/AppHealthConfiguration.h"
-#include "mac/Tessel/AppHealthReport.h"
-#include "mac/Tessel/Timestamp.h"
+#include "mac/Tessel/Health/AppHealthConfiguration.h"
+#include "mac/Tessel/Health/AppHealthReport.h"
+#include "mac/Tessel/Values/Timestamp.h"
 
 #include <chrono>
 #include <string>

@@ -1,4 +1,4 @@
-#include "mac/Tessel/JsonNumber.h"
+#include "mac/Tessel/Json/JsonNumber.h"
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "mac/Tessel/JsonText.h"
+#include "mac/Tessel/Json/JsonText.h"
 
 #include <boost/json/array.hpp>
 #include <boost/json/object.hpp>

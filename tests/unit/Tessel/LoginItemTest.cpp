@@ -1,4 +1,4 @@
-#include "mac/Tessel/LoginItem.h"
+#include "mac/Tessel/Application/LoginItem.h"
 
 #include "platform/testing/FakeDesktopServices.h"
 #include "platform/testing/InMemorySystem.h"

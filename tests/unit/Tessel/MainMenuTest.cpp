@@ -1,6 +1,6 @@
-#include "mac/Tessel/MainMenu.h"
+#include "mac/Tessel/Application/MainMenu.h"
 
-#include "mac/Tessel/AppPresence.h"
+#include "mac/Tessel/Application/AppPresence.h"
 #include "platform/testing/FakeStatusBar.h"
 
 #include <gmock/gmock.h>

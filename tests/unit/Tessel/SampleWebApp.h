@@ -1,7 +1,7 @@
 // The configuration that the tests of the web app window start from; no value stands for another.
 #pragma once
 
-#include "mac/Tessel/WebAppConfig.h"
+#include "mac/Tessel/WebApp/WebAppConfig.h"
 
 namespace tessel {
 

@@ -1,4 +1,4 @@
-#include "mac/Tessel/SelfInstall.h"
+#include "mac/Tessel/Application/SelfInstall.h"
 
 #include "platform/testing/FakeDesktopServices.h"
 #include "platform/testing/InMemorySystem.h"

@@ -1,4 +1,4 @@
-#include "mac/Tessel/ServerOrigin.h"
+#include "mac/Tessel/Link/ServerOrigin.h"
 
 #include <gtest/gtest.h>
 

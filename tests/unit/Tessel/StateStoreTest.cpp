@@ -1,4 +1,4 @@
-#include "mac/Tessel/StateStore.h"
+#include "mac/Tessel/State/StateStore.h"
 
 #include "platform/testing/FakeHost.h"
 #include "platform/testing/InMemoryPrivateFiles.h"

@@ -1,4 +1,4 @@
-#include "mac/Tessel/StrictJson.h"
+#include "mac/Tessel/Json/StrictJson.h"
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>

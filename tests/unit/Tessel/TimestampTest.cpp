@@ -1,4 +1,4 @@
-#include "mac/Tessel/Timestamp.h"
+#include "mac/Tessel/Values/Timestamp.h"
 
 #include <gtest/gtest.h>
 

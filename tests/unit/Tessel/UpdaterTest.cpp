@@ -1,4 +1,4 @@
-#include "mac/Tessel/Updater.h"
+#include "mac/Tessel/Application/Updater.h"
 
 #include "platform/testing/FakeDesktopServices.h"
 #include "platform/testing/InMemorySystem.h"

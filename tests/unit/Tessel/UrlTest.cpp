@@ -1,4 +1,4 @@
-#include "mac/Tessel/Url.h"
+#include "mac/Tessel/Values/Url.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "mac/Tessel/Version.h"
+#include "mac/Tessel/Application/Version.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
-#include "mac/Tessel/WebAppRules.h"
+#include "mac/Tessel/WebApp/WebAppRules.h"
 
-#include "mac/Tessel/Url.h"
+#include "mac/Tessel/Values/Url.h"
 #include "tests/unit/Tessel/SampleWebApp.h"
 
 #include <boost/json/parse.hpp>

@@ -1,4 +1,4 @@
-#include "mac/Tessel/WebAppScripts.h"
+#include "mac/Tessel/WebApp/WebAppScripts.h"
 
 #include "tests/unit/Tessel/SampleWebApp.h"
 

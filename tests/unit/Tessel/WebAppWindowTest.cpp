@@ -1,7 +1,7 @@
-#include "mac/Tessel/WebAppWindow.h"
+#include "mac/Tessel/WebApp/WebAppWindow.h"
 
-#include "mac/Tessel/WeakScriptHandler.h"
-#include "mac/Tessel/WebAppScripts.h"
+#include "mac/Tessel/WebApp/WeakScriptHandler.h"
+#include "mac/Tessel/WebApp/WebAppScripts.h"
 #include "platform/testing/FakeDesktop.h"
 #include "platform/testing/FakeDesktopServices.h"
 #include "platform/testing/ManualScheduler.h"

@@ -1,8 +1,8 @@
 // tessel-web (--reveal | --conceal) CONFIG WINDOW: the window of `tessel web`, which starts it.
 // WINDOW is the executable of the process that windows live in, where there is one.
-#include "mac/Tessel/JsonText.h"
-#include "mac/Tessel/MainMenu.h"
-#include "mac/Tessel/WebAppWindow.h"
+#include "mac/Tessel/Application/MainMenu.h"
+#include "mac/Tessel/Json/JsonText.h"
+#include "mac/Tessel/WebApp/WebAppWindow.h"
 #include "platform/NativePlatform.h"
 #include "platform/Sha256.h"
 #include "tools/tessel/WebAppDocument.h"
