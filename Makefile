@@ -50,13 +50,16 @@ tsan:
 	cmake --build --preset tsan --parallel $(JOBS)
 	ctest --test-dir build/tsan --output-on-failure --parallel $(JOBS) -L 'unit|integration' -R '$(TESTS)'
 
-# The real application for SOAK_SECONDS while its server is killed and the tray restarted at random;
+# The real application for SOAK_SECONDS while its server is killed and the tray restarted at random,
+# and then each process that shows its window killed fifty times;
 # takes its time, so no other target runs it.
 soak:
 	@tools/setup build run test
 	cmake --preset release -DBUILD_TESTING=ON
-	cmake --build --preset release --parallel $(JOBS) --target soak
+	cmake --build --preset release --parallel $(JOBS) --target soak desktop_application_test
 	@build/release/tests/soak/soak $(SOAK_SECONDS)
+	@ZORVANE_DEATHS=50 build/release/tests/desktop/desktop_application_test \
+	  --gtest_filter='Every/DeathOf.*'
 
 # The real application and its guardian killed STORM_KILLS times at random moments with each kind of
 # server, beside port stealers and under limits; nothing may be left and no stranger asked.
