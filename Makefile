@@ -14,7 +14,7 @@ STORM_KILLS ?= 100
 MUTANTS ?= .
 ARGS ?=
 # The framework declarations keep the layout of the headers they stand in for.
-FORMATTED := '*.h' '*.cpp' '*.mm' ':!:platform/cocoa/interfaces'
+FORMATTED := '*.h' '*.cpp' '*.mm' ':!:platform/cocoa/interfaces' ':!:tests/platform/cocoa/declarations'
 
 .PHONY: build run test sanitize tsan soak storm mutants bench fuzz format lint screenshots macos \
   test-cocoa package test-package test-debian13 clean

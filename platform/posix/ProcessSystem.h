@@ -15,7 +15,7 @@ int makeClosedOnExecPipe(int (&ends)[2]) noexcept;
 void enlargePipe(int descriptor) noexcept;
 
 // Closes every descriptor from `first` to `last`, both included. `limit` is the number of
-// descriptors the process may have, for a system that has to close them one by one.
+// descriptors the process may have, for a system that may have to try them one by one.
 void closeDescriptors(int first, int last, int limit) noexcept;
 
 // Asks the system to send `signal` to this process when the thread of `parent` that forked it
