@@ -380,16 +380,16 @@ UpdateDriver::Installed UpdateDriver::installNow(const Download& archive, const 
     if (!update) {
         return failed(update.error());
     }
-    if (archive.isCancelled()) {
-        return failed("it was cancelled");
-    }
-    if (auto answers = answersWithItsVersion(update->fresh(), plan.readInfo, commands); !answers) {
+    // Whoever quits meanwhile is not kept waiting, and finds what he left.
+    const auto unlessCancelled = [&](const auto& step) -> std::expected<void, std::string> {
+        return archive.isCancelled() ? std::unexpected(std::string("it was cancelled")) : step();
+    };
+    if (auto answers = unlessCancelled(
+            [&] { return answersWithItsVersion(update->fresh(), plan.readInfo, commands); });
+        !answers) {
         return failed(answers.error());
     }
-    if (archive.isCancelled()) {
-        return failed("it was cancelled");
-    }
-    if (auto activated = update->activate(); !activated) {
+    if (auto activated = unlessCancelled([&] { return update->activate(); }); !activated) {
         return failed(activated.error());
     }
     const auto started = startSuccessor(programOf(plan.installed, plan.readInfo),

@@ -88,9 +88,9 @@ UpdatePanel installPanel(const UpdateNames& names) {
 UpdatePanel installFailedPanel(const UpdateNames& names, const std::string& reason,
                                bool oldOneIsBack) {
     return message(fmt::format("{} {} was not installed", names.application, names.offered),
-                   oldOneIsBack ? fmt::format("The reason: {}. Version {} stays as it was.", reason,
-                                              names.installed)
-                                : fmt::format("The reason: {}.", reason));
+                   oldOneIsBack ? fmt::format("Version {} stays as it was, because {}.",
+                                              names.installed, reason)
+                                : fmt::format("This is because {}.", reason));
 }
 
 UpdateNotification offerNotification(const UpdateNames& names) {

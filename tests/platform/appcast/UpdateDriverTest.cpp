@@ -135,6 +135,21 @@ class Updates : public ::testing::Test {
                 .notice = notice,
                 .log = log};
     }
+    // Runs what it is asked to, after telling the test.
+    struct WatchedCommands final : CommandRunner {
+        std::expected<CommandResult, CommandError> run(const std::filesystem::path& executable,
+                                                       const std::vector<std::string>& arguments,
+                                                       std::chrono::milliseconds timeout,
+                                                       std::size_t maxOutput) override {
+            if (whenRun) {
+                whenRun();
+            }
+            return system.run(executable, arguments, timeout, maxOutput);
+        }
+
+        PosixCommandRunner system;
+        std::function<void()> whenRun;
+    };
     std::expected<void, std::string> succeed(const std::filesystem::path& program,
                                              const std::function<bool()>& isCancelled) {
         events.push_back("start " + program.string());
@@ -197,7 +212,7 @@ class Updates : public ::testing::Test {
     RunningApplication running{events};
     platform::testing::FakeWorkspace workspace{events};
     platform::testing::RecordingLog log;
-    PosixCommandRunner commands;
+    WatchedCommands commands;
     FakeUpdateUi ui;
     FakeUpdateNotice notice;
     RecordingDelegate delegate;
@@ -273,8 +288,9 @@ TEST_F(Updates, areTakenBackWhenTheNewVersionDoesNotTakeOver) {
     askAndSettle();
     ui.press("Install and Relaunch");
     settle();
-    EXPECT_EQ(shownText(), "Example 2.0 was not installed: The reason: the new version does not "
-                           "start: it ended with status 127. Version 1.0 stays as it was.");
+    EXPECT_EQ(shownText(),
+              "Example 2.0 was not installed: Version 1.0 stays as it was, because the "
+              "new version does not start: it ended with status 127.");
     EXPECT_FALSE(application.terminated);
     EXPECT_THAT(events, ElementsAre(HasSubstr("start ")));
     expectUntouched();
@@ -295,18 +311,31 @@ TEST_F(Updates, areNotInstalledUnlessTheNewProgramKnowsItsVersion) {
         ui.press("Install and Relaunch");
         settle();
         EXPECT_THAT(shownText(), AllOf(HasSubstr("the new version does not start: "),
-                                       HasSubstr(reason), HasSubstr("1.0 stays as it was.")));
+                                       HasSubstr(reason), HasSubstr("1.0 stays as it was, ")));
         expectUntouched();
         EXPECT_THAT(events, IsEmpty()) << "it is not started beside the old one";
         controller.reset();
     }
 }
 
-TEST_F(Updates, areNotInstalledOnceTheirControllerHasGone) {
+TEST_F(Updates, areNotEvenAskedForTheirVersionOnceTheirControllerHasGone) {
+    const auto asked = root / "asked";
+    newProgram = "#!/bin/sh\n: >'" + asked.string() + "'\necho Example 2.0\n";
     offer("2");
     askAndSettle();
     ui.press("Install and Relaunch");
     whenExamined = [this] { controller.reset(); };
+    settle();
+    EXPECT_FALSE(controller);
+    expectUntouched();
+    EXPECT_THAT(events, IsEmpty());
+}
+
+TEST_F(Updates, areNotInstalledWhenTheirControllerGoesWhileTheNewProgramIsAsked) {
+    offer("2");
+    askAndSettle();
+    ui.press("Install and Relaunch");
+    commands.whenRun = [this] { controller.reset(); };
     settle();
     EXPECT_FALSE(controller);
     expectUntouched();
