@@ -7,6 +7,7 @@
 #include "ostrad/Options.h"
 #include "ostrad/Scanner.h"
 #include "ostrad/Site.h"
+#include "ostrad/ToolProcess.h"
 #include "ostrad/Version.h"
 
 #include <fmt/format.h>
@@ -73,6 +74,9 @@ int serve(const ostrad::Options& options) {
     ostrad::HttpServer server(options.address);
     const ostrad::ListenAddress& address = server.address();
 
+    if (!options.ffmpegPath.empty() && !ostrad::canConfineTools()) {
+        ostrad::logLine("this system cannot keep tools from the network or from starting programs");
+    }
     ostrad::WriteTurn turn;
     const auto artwork = openArtwork(usableTool(options.ffmpegPath));
     const bool draws = artwork && artwork->canDraw();

@@ -212,7 +212,7 @@ TEST_F(ScannerTest, goesOnWhenTheProbeFails) {
 
 TEST_F(ScannerTest, stopsPromptlyWhileAToolHangs) {
     const std::string started = temp.path("started");
-    const std::string probe = temp.writeProgram("probe", "touch '" + started + "'; exec sleep 600");
+    const std::string probe = temp.writeProgram("probe", ": > '" + started + "'; exec sleep 600");
     temp.write("music/A/B/01 - C.mp3");
     const auto library = addLibrary("music", "music");
     auto probing = std::make_unique<Scanner>(temp.path("db"), turn, ScannerTools{.ffprobe = probe});

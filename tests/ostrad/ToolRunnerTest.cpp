@@ -1,5 +1,6 @@
 #include "ostrad/ToolRunner.h"
 
+#include "tests/ostrad/ServerProcess.h"
 #include "tests/ostrad/TempFolder.h"
 
 #include <gtest/gtest.h>
@@ -27,6 +28,11 @@ class ToolRunnerTest : public testing::Test {
   protected:
     std::optional<std::string> run(const std::string& script, const ToolLimits& limits = {}) {
         return runTool({temp.writeProgram("tool", script)}, limits, stop);
+    }
+    // Of a tool that may start others.
+    std::optional<std::string> runFreely(const std::string& script,
+                                         std::chrono::milliseconds time = 30s) {
+        return run(script, {.time = time, .bounds = {.mayStartPrograms = true}});
     }
 
     TempFolder temp;
@@ -65,7 +71,7 @@ TEST_F(ToolRunnerTest, takesLargeOutputWhole) {
 TEST_F(ToolRunnerTest, killsAToolThatTakesTooLongWithItsOwnChildren) {
     const std::string pidFile = temp.path("pid");
     const auto begin = std::chrono::steady_clock::now();
-    EXPECT_EQ(run("sleep 600 & echo $! > '" + pidFile + "'; wait", {.time = 300ms}), std::nullopt);
+    EXPECT_EQ(runFreely("sleep 600 & echo $! > '" + pidFile + "'; wait", 300ms), std::nullopt);
     EXPECT_LT(std::chrono::steady_clock::now() - begin, 5s);
     const int grandchild = std::stoi(test::readFile(pidFile));
     EXPECT_TRUE(test::eventually([&] { return hasEnded(grandchild); }));
@@ -79,7 +85,7 @@ TEST_F(ToolRunnerTest, leavesNoToolBehindWhenTheServerIsKilled) {
                                       ".new' '" + pids + "'; wait");
     const pid_t server = ::fork();
     if (server == 0) {
-        std::ignore = runTool({tool}, {.time = 600s}, stop);
+        std::ignore = runTool({tool}, {.time = 600s, .bounds = {.mayStartPrograms = true}}, stop);
         ::_exit(0);
     }
     ASSERT_TRUE(test::eventually([&] { return std::filesystem::exists(pids); }));
@@ -99,10 +105,47 @@ TEST_F(ToolRunnerTest, killsTheToolWhenToldToStop) {
         stop = true;
     });
     const auto begin = std::chrono::steady_clock::now();
-    EXPECT_EQ(run("touch '" + started + "'; exec sleep 600", {.time = 60s}), std::nullopt);
+    EXPECT_EQ(run(": > '" + started + "'; exec sleep 600", {.time = 60s}), std::nullopt);
     EXPECT_LT(std::chrono::steady_clock::now() - begin, 30s);
     stopper.join();
 }
+
+TEST_F(ToolRunnerTest, handsTheInputOverWhole) {
+    const std::string tool = temp.writeProgram("tool", "exec cat");
+    const std::string input(ToolProcess::mostInput, 'i');
+    EXPECT_EQ(runTool({tool}, {}, stop, input), input);
+    EXPECT_EQ(runTool({tool}, {}, stop), "");
+    EXPECT_EQ(runTool({tool}, {}, stop, input + "i"), std::nullopt);
+}
+
+TEST_F(ToolRunnerTest, leavesTheToolNothingOfTheServers) {
+    const int open = ::dup2(2, 77);
+    EXPECT_EQ(run("if [ -e /dev/fd/77 ]; then echo open; else echo closed; fi"), "closed\n");
+    ::close(open);
+    // Neither blocked nor ignored signals.
+    EXPECT_EQ(run("kill -TERM $$; echo alive"), std::nullopt);
+}
+
+TEST_F(ToolRunnerTest, boundsTheMemory) {
+    const std::string tool = "exec dd if=/dev/zero of=/dev/null bs=300000000 count=1";
+    EXPECT_TRUE(run(tool, {.time = 60s}));
+    EXPECT_EQ(run(tool, {.time = 60s, .bounds = {.memory = 100'000'000}}), std::nullopt);
+}
+
+#ifdef __linux__
+TEST_F(ToolRunnerTest, keepsAToolFromTheNetworkAndFromStartingPrograms) {
+    ASSERT_TRUE(canConfineTools());
+    EXPECT_EQ(run("/bin/true && echo started"), std::nullopt);
+    EXPECT_EQ(runFreely("/bin/true && echo started"), "started\n");
+    // bash opens a socket for this name; the refusal comes before any connection.
+    const std::string connect = "#!/bin/bash\n: 3<>/dev/udp/127.0.0.1/9 && echo connected\n";
+    const std::string tool = temp.write("connect", connect);
+    std::filesystem::permissions(tool, std::filesystem::perms::owner_all);
+    EXPECT_EQ(runTool({tool}, {}, stop), std::nullopt);
+    EXPECT_EQ(runTool({tool}, {.bounds = {.mayStartPrograms = true}}, stop), std::nullopt);
+    EXPECT_EQ(test::runToEnd(tool, {}).output, "connected\n") << "the test itself";
+}
+#endif
 
 } // namespace
 } // namespace ostrad
