@@ -145,4 +145,12 @@ std::string httpDate(std::int64_t secondsSinceEpoch) {
                        parts.tm_hour, parts.tm_min, parts.tm_sec);
 }
 
+Reply finished(Reply reply) {
+    while (reply.onWorker || reply.onServer) {
+        const auto rest = std::move(reply.onWorker ? reply.onWorker : reply.onServer);
+        reply = rest();
+    }
+    return reply;
+}
+
 } // namespace ostrad

@@ -3,6 +3,7 @@
 #include "ostrad/UniqueFd.h"
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -39,7 +40,15 @@ struct Reply {
     std::vector<std::pair<std::string, std::string>> headers;
     std::string body;
     std::optional<FileSlice> file; // when present, body is empty
+
+    // One of them present: this is no reply yet, the function makes it. `onWorker` may block, so it
+    // runs on another thread and owns what it touches; `onServer` runs where the handler did.
+    std::function<Reply()> onWorker;
+    std::function<Reply()> onServer;
 };
+
+// The reply once everything that was put off has run, on the caller's thread.
+Reply finished(Reply reply);
 
 struct Target {
     std::string path;

@@ -4,7 +4,10 @@
 // order nothing more, and the thread sanitizer cannot follow fences.
 #define BOOST_ASIO_DISABLE_FENCED_BLOCK 1 // NOLINT(cppcoreguidelines-macro-usage)
 
+#include "ostrad/FileReader.h"
+#include "ostrad/Log.h"
 #include "ostrad/SocketTuning.h"
+#include "ostrad/Workers.h"
 
 #include <boost/asio/as_tuple.hpp>
 #include <boost/asio/awaitable.hpp>
@@ -22,7 +25,6 @@
 #include <boost/beast/http/read.hpp>
 #include <boost/beast/http/string_body.hpp>
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -126,10 +128,13 @@ struct HttpServer::Impl {
     asio::awaitable<void> acceptForever();
     void closeAll();
 
+    HttpLimits limits;
     asio::io_context io{1};
+    // As many as connections, so that those who wait for one disk never keep the others waiting.
+    Workers workers{limits.connections,
+                    [this](std::function<void()> task) { asio::post(io, std::move(task)); }};
     tcp::acceptor acceptor{io};
     asio::signal_set signals{io};
-    HttpLimits limits;
     ListenAddress address;
     Handler handler;
     std::set<beast::tcp_stream*> open;
@@ -142,10 +147,11 @@ namespace {
 class Connection {
   public:
     Connection(tcp::socket socket, const HttpLimits& httpLimits,
-               const HttpServer::Handler& requestHandler)
+               const HttpServer::Handler& requestHandler, Workers& serverWorkers)
         : stream(std::move(socket))
         , limits(httpLimits)
-        , handler(requestHandler) {}
+        , handler(requestHandler)
+        , workers(serverWorkers) {}
 
     asio::awaitable<void> serve() {
         bool again = true;
@@ -183,6 +189,15 @@ class Connection {
         auto request = translate(parser.get());
         const bool keepAlive = request.has_value() && parser.get().keep_alive();
         Reply reply = request ? handler(*request) : plainReply(400);
+        while (reply.onWorker || reply.onServer) {
+            if (reply.onWorker) {
+                std::function<Reply()> rest = std::move(reply.onWorker);
+                reply = co_await workedOut(std::move(rest));
+            } else {
+                const auto rest = std::move(reply.onServer);
+                reply = rest();
+            }
+        }
         if (!co_await send(std::move(reply), keepAlive, isHead)) {
             co_return false;
         }
@@ -236,33 +251,69 @@ class Connection {
             co_return false;
         }
         if (reply.file && !headerOnly) {
-            const bool complete = co_await sendFile(*reply.file);
+            const bool complete = co_await sendFile(*std::move(reply.file));
             co_return complete;
         }
         co_return true;
     }
 
+    // Lets a task run on a worker; other connections go on meanwhile. The task owns what it
+    // touches.
+    asio::awaitable<void> work(std::function<void()> task) {
+        const auto done = std::make_shared<asio::steady_timer>(
+            stream.get_executor(), asio::steady_timer::time_point::max());
+        // Rather than cancelled, which would miss a wait that is yet to begin.
+        workers.run(std::move(task),
+                    [done] { done->expires_at(asio::steady_timer::time_point::min()); });
+        co_await done->async_wait(kAwait);
+    }
+
+    asio::awaitable<Reply> workedOut(std::function<Reply()> make) {
+        const auto reply = std::make_shared<Reply>(plainReply(500));
+        stream.expires_never();
+        // Named, because g++ 12 destroys a temporary of an awaited expression twice.
+        std::function<void()> task = [reply, make = std::move(make)] {
+            try {
+                *reply = make();
+            } catch (const std::exception& error) {
+                logLine(error.what());
+            }
+        };
+        co_await work(std::move(task));
+        co_return std::move(*reply);
+    }
+
     // A file that turns out shorter than announced ends the connection: a reset is the one way left
     // to say so.
-    asio::awaitable<bool> sendFile(const FileSlice& slice) {
-        std::vector<char> chunk(
+    asio::awaitable<bool> sendFile(FileSlice slice) {
+        const auto reader = std::make_shared<FileReader>(
+            std::move(slice.file),
             static_cast<std::size_t>(std::min<std::uint64_t>(kStreamChunk, slice.length)));
         std::uint64_t sent = 0;
         while (sent < slice.length) {
             const auto wanted = static_cast<std::size_t>(
-                std::min<std::uint64_t>(chunk.size(), slice.length - sent));
-            const ssize_t got = ::pread(slice.file.get(), chunk.data(), wanted,
-                                        static_cast<off_t>(slice.offset + sent));
-            if (got <= 0) {
+                std::min<std::uint64_t>(kStreamChunk, slice.length - sent));
+            const std::uint64_t offset = slice.offset + sent;
+            std::optional<ssize_t> got = reader->readAtOnce(offset, wanted);
+            if (!got) {
+                const auto read = std::make_shared<ssize_t>(-1);
+                stream.expires_never();
+                std::function<void()> task = [reader, read, offset, wanted] {
+                    *read = reader->read(offset, wanted);
+                };
+                co_await work(std::move(task));
+                got = *read;
+            }
+            if (*got <= 0) {
                 co_return false;
             }
-            const asio::const_buffer filled(chunk.data(), static_cast<std::size_t>(got));
+            const asio::const_buffer filled(reader->data(), static_cast<std::size_t>(*got));
             stream.expires_after(limits.stalledReply);
             auto [error, size] = co_await asio::async_write(stream, filled, kAwait);
             if (error) {
                 co_return false;
             }
-            sent += static_cast<std::uint64_t>(got);
+            sent += static_cast<std::uint64_t>(*got);
         }
         co_return true;
     }
@@ -287,6 +338,7 @@ class Connection {
 
     const HttpLimits& limits;
     const HttpServer::Handler& handler;
+    Workers& workers;
     beast::flat_buffer buffer;
 };
 
@@ -337,7 +389,7 @@ asio::awaitable<void> HttpServer::Impl::acceptForever() {
         }
         boost::system::error_code ignored;
         socket.set_option(tcp::no_delay(true), ignored);
-        auto connection = std::make_shared<Connection>(std::move(socket), limits, handler);
+        auto connection = std::make_shared<Connection>(std::move(socket), limits, handler, workers);
         open.insert(&connection->stream);
         asio::co_spawn(io, connection->serve(),
                        [this, connection](std::exception_ptr) { open.erase(&connection->stream); });

@@ -12,7 +12,9 @@ namespace ostrad {
 
 // An HTTP/1.1 server (RFC 9112) on one loopback address. It binds and listens when constructed and
 // serves on the thread that calls run(), which returns after stop() or SIGTERM, SIGINT or SIGHUP;
-// by then every connection is closed. The handler runs on that same thread, one request at a time.
+// by then every connection is closed. The handler runs on that same thread, one request at a time;
+// it puts what may block off to a worker (Reply::onWorker), and files are read there too unless
+// they are in memory, so a disk that is slow to wake keeps nobody waiting but those who want it.
 // The constructor throws std::system_error when the address cannot be had.
 //
 // No connection is ever left in TIME_WAIT on the server's port, not even when the process is

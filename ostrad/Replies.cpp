@@ -59,6 +59,12 @@ Reply notFoundPage() {
                           "<p><a href=\"/\">Go to your libraries</a></p></main>\n</html>\n");
 }
 
+Reply onWorker(std::function<Reply()> make) {
+    Reply reply;
+    reply.onWorker = std::move(make);
+    return reply;
+}
+
 Reply fileReply(const Request& request, UniqueFd file, std::string_view contentType) {
     struct stat status{};
     if (!file || ::fstat(file.get(), &status) != 0) {

@@ -4,9 +4,9 @@
 #include "ostrad/Folders.h"
 #include "ostrad/Log.h"
 #include "ostrad/Modes.h"
-#include "ostrad/Naming.h"
 #include "ostrad/Replies.h"
 #include "ostrad/RequestBody.h"
+#include "ostrad/RequestParameters.h"
 #include "ostrad/RequestRules.h"
 #include "ostrad/SafeFile.h"
 #include "ostrad/WebFiles.h"
@@ -18,9 +18,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
-#include <expected>
-#include <limits>
 
 namespace ostrad {
 
@@ -28,7 +25,6 @@ namespace json = boost::json;
 
 namespace {
 
-constexpr std::int64_t kMostEntities = 500;
 constexpr std::size_t kLongestName = 200;
 
 struct Page {
@@ -68,58 +64,6 @@ Reply webFileReply(const WebFile& file) {
 
 Reply ok(const json::value& body) {
     return jsonReply(200, json::serialize(body));
-}
-
-std::optional<std::int64_t> number(std::string_view text, std::int64_t most) {
-    std::int64_t value = 0;
-    const char* const end = text.data() + text.size();
-    const auto [stoppedAt, error] = std::from_chars(text.data(), end, value);
-    const bool valid = !text.empty() && error == std::errc{} && stoppedAt == end;
-    return valid && value >= 0 && value <= most ? std::optional(value) : std::nullopt;
-}
-
-constexpr std::int64_t kMostId = std::numeric_limits<std::int64_t>::max();
-
-std::expected<EntityQuery, ApiError> entityQuery(const Request& request) {
-    EntityQuery query;
-    const auto bad = [](std::string sentence) {
-        return std::unexpected(ApiError{400, std::move(sentence)});
-    };
-    for (const auto& [name, value] : request.query) {
-        std::optional<std::int64_t> parsed;
-        if (name == "type") {
-            if (findEntityType(value) == nullptr) {
-                return bad(fmt::format("There is no entity type \"{}\".", validUtf8(value)));
-            }
-            query.type = value;
-        } else if (name == "limit") {
-            if (!(parsed = number(value, kMostEntities))) {
-                return bad(fmt::format("limit must be a number from 0 to {}.", kMostEntities));
-            }
-            query.limit = *parsed;
-        } else if (name == "offset") {
-            if (!(parsed = number(value, kMostId))) {
-                return bad("offset must be a number from 0 up.");
-            }
-            query.offset = *parsed;
-        } else if (name == "libraryId" || name == "parentId") {
-            if (!(parsed = number(value, kMostId))) {
-                return bad(fmt::format("{} must be a number.", name));
-            }
-            (name == "libraryId" ? query.libraryId : query.parentId) = parsed;
-        } else if (name == "inLibrary") {
-            // Every entity belongs to a library, so both values select the same.
-            if (value != "0" && value != "1") {
-                return bad("inLibrary must be 0 or 1.");
-            }
-        } else if (name == "search") {
-            query.search = validUtf8(value);
-        }
-    }
-    if (query.type.empty() && !query.parentId) {
-        return bad("type is required unless parentId is given.");
-    }
-    return query;
 }
 
 std::string trimmed(std::string_view text) {
@@ -191,13 +135,18 @@ Reply Site::handle(const Request& request) {
     if (!isOwnHost(request.header("host"), settings.address.port)) {
         return errorReply(403, "This server answers to its own loopback address only.");
     }
-    const bool isFile = request.path.starts_with("/api/") || request.path.starts_with("/media/") ||
-                        request.path.starts_with("/art/");
+    constexpr std::array<std::string_view, 3> files{"/api/", "/media/", "/art/"};
+    const bool isFile = std::ranges::any_of(
+        files, [&](std::string_view folder) { return request.path.starts_with(folder); });
     if (isForeign(request, settings.address.port) && (isFile || !isPageVisit(request))) {
         return errorReply(403, "Requests from other web sites are refused.");
     }
+    return guarded([&] { return dispatch(request); });
+}
+
+Reply Site::guarded(const std::function<Reply()>& answer) {
     try {
-        return dispatch(request);
+        return answer();
     } catch (const DatabaseError& error) {
         logLine(error.what());
         return errorReply(500, "The database could not be used.");
@@ -272,19 +221,28 @@ Reply Site::addLibrary(const Call& call) {
     if (mode == nullptr) {
         return errorReply(400, "Choose one of the media modes.");
     }
-    const auto path = resolveFolder(trimmed(stringMember(*body, "path").value_or("")));
-    if (!path) {
-        return errorReply(400, path.error());
-    }
     std::string name = trimmed(stringMember(*body, "name").value_or(""));
     if (name.size() > kLongestName) {
         return errorReply(400, fmt::format("The name is longer than {} bytes.", kLongestName));
     }
-    if (name.empty()) {
-        name = folderName(*path);
-    }
+    return onWorker([this, mode, name = std::move(name),
+                     wanted = trimmed(stringMember(*body, "path").value_or(""))] {
+        auto path = resolveFolder(wanted);
+        if (!path) {
+            return errorReply(400, path.error());
+        }
+        Reply rest;
+        rest.onServer = [this, mode, name, path = *std::move(path)] {
+            return guarded([&] { return addResolvedLibrary(*mode, name, path); });
+        };
+        return rest;
+    });
+}
+
+Reply Site::addResolvedLibrary(const Mode& mode, const std::string& name, const std::string& path) {
     const auto held = turn.request();
-    const auto library = catalogue.addLibrary(mode->id, name, *path);
+    const auto library =
+        catalogue.addLibrary(mode.id, name.empty() ? folderName(path) : name, path);
     if (!library) {
         return errorReply(409, library.error());
     }
@@ -293,7 +251,7 @@ Reply Site::addLibrary(const Call& call) {
 }
 
 Reply Site::removeLibrary(const Call& call) {
-    const auto id = number(call.argument, kMostId);
+    const auto id = wholeNumber(call.argument);
     const auto held = turn.request();
     if (!id || !catalogue.removeLibrary(*id)) {
         return errorReply(404, "There is no such library.");
@@ -302,7 +260,7 @@ Reply Site::removeLibrary(const Call& call) {
 }
 
 Reply Site::rescanLibrary(const Call& call) {
-    const auto id = number(call.argument, kMostId);
+    const auto id = wholeNumber(call.argument);
     if (!id || !catalogue.library(*id)) {
         return errorReply(404, "There is no such library.");
     }
@@ -315,7 +273,7 @@ Reply Site::scanProgress(const Call&) {
 }
 
 Reply Site::listEntities(const Call& call) {
-    const auto query = entityQuery(call.request);
+    const auto query = entityQuery(call.request.query);
     if (!query) {
         return errorReply(query.error().status, query.error().sentence);
     }
@@ -330,34 +288,39 @@ Reply Site::listEntities(const Call& call) {
 }
 
 Reply Site::oneEntity(const Call& call) {
-    const auto id = number(call.argument, kMostId);
+    const auto id = wholeNumber(call.argument);
     const auto entity = id ? catalogue.entity(*id) : std::nullopt;
     return entity ? ok(entityJson(*entity)) : errorReply(404, "There is no such entity.");
 }
 
 Reply Site::folders(const Call& call) {
-    const auto listing = listFolders(call.request.parameter("path").value_or(""));
-    return listing ? ok(foldersJson(*listing)) : errorReply(400, listing.error());
+    return onWorker([path = std::string(call.request.parameter("path").value_or(""))] {
+        const auto listing = listFolders(path);
+        return listing ? ok(foldersJson(*listing)) : errorReply(400, listing.error());
+    });
 }
 
 Reply Site::media(const Call& call) {
-    const auto id = number(call.argument, kMostId);
+    const auto id = wholeNumber(call.argument);
     const auto file = id ? catalogue.mediaFile(*id) : std::nullopt;
     const Mode* const mode = file ? findMode(file->modeId) : nullptr;
     const FileKind* const kind = mode == nullptr ? nullptr : fileKind(*mode, file->path);
     if (kind == nullptr) {
         return errorReply(404, "There is no such file.");
     }
-    return fileReply(call.request, openFileBeneath(file->libraryPath, file->path),
-                     kind->contentType);
+    return onWorker([request = call.request, file = *file, kind] {
+        return fileReply(request, openFileBeneath(file.libraryPath, file.path), kind->contentType);
+    });
 }
 
 Reply Site::art(const Call& call) {
     if (settings.artworkPath.empty() || !Artwork::isPictureName(call.argument)) {
         return errorReply(404, "There is no such picture.");
     }
-    return fileReply(call.request, openFileBeneath(settings.artworkPath, call.argument),
-                     "image/jpeg");
+    return onWorker(
+        [request = call.request, folder = settings.artworkPath, name = std::string(call.argument)] {
+            return fileReply(request, openFileBeneath(folder, name), "image/jpeg");
+        });
 }
 
 } // namespace ostrad

@@ -4,10 +4,12 @@
 #include "ostrad/Catalogue.h"
 #include "ostrad/DeviceLinks.h"
 #include "ostrad/Http.h"
+#include "ostrad/Modes.h"
 #include "ostrad/Options.h"
 #include "ostrad/Scanner.h"
 #include "ostrad/WriteTurn.h"
 
+#include <functional>
 #include <optional>
 #include <span>
 #include <string>
@@ -17,8 +19,9 @@ namespace ostrad {
 
 // Answers requests: the gate every request passes, then the routes of the web interface (/), of the
 // API (/api/...) and of files (/media/ID, /art/NAME). Every reply of the API is JSON; a refusal is
-// {"error": a sentence}. Confined to the server's thread; references outlive it. A failing database
-// becomes a reply with status 500, never an exception.
+// {"error": a sentence}. Confined to the server's thread, except for what a reply puts off to a
+// worker: that reads files and folders and nothing of this object. References outlive it. A failing
+// database becomes a reply with status 500, never an exception.
 class Site {
   public:
     struct Settings {
@@ -47,6 +50,8 @@ class Site {
     static std::span<const Route> routes();
 
     Reply dispatch(const Request& request);
+    // The reply, or status 500 when the database fails.
+    static Reply guarded(const std::function<Reply()>& answer);
     [[nodiscard]] std::string origin() const;
     [[nodiscard]] std::string linkUrl(std::string_view code) const;
     [[nodiscard]] std::string sessionCookieName() const;
@@ -56,6 +61,7 @@ class Site {
     Reply listModes(const Call& call);
     Reply listLibraries(const Call& call);
     Reply addLibrary(const Call& call);
+    Reply addResolvedLibrary(const Mode& mode, const std::string& name, const std::string& path);
     Reply removeLibrary(const Call& call);
     Reply rescanLibrary(const Call& call);
     Reply scanProgress(const Call& call);

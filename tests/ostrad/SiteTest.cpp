@@ -24,7 +24,7 @@ class SiteTest : public testing::Test {
         request.headers = std::move(headers);
         request.headers.emplace_back("host", "127.0.0.1:4280");
         request.body = std::move(body);
-        return site.handle(request);
+        return finished(site.handle(request));
     }
     Reply get(std::string_view target, Pairs headers = {}) {
         return ask(Method::get, target, std::move(headers));

@@ -1,0 +1,41 @@
+#include "ostrad/FileReader.h"
+
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+namespace ostrad {
+
+FileReader::FileReader(UniqueFd openFile, std::size_t pieceSize)
+    : file(std::move(openFile))
+    , piece(pieceSize) {}
+
+ssize_t FileReader::read(std::uint64_t offset, std::size_t size) {
+    ssize_t got = -1;
+    do {
+        got = ::pread(file.get(), piece.data(), std::min(size, piece.size()),
+                      static_cast<off_t>(offset));
+    } while (got < 0 && errno == EINTR);
+    return got;
+}
+
+std::optional<ssize_t> FileReader::readAtOnce(std::uint64_t offset, std::size_t size) {
+#ifdef RWF_NOWAIT
+    if (!mayTell) {
+        return std::nullopt;
+    }
+    const iovec where{.iov_base = piece.data(), .iov_len = std::min(size, piece.size())};
+    const ssize_t got = ::preadv2(file.get(), &where, 1, static_cast<off_t>(offset), RWF_NOWAIT);
+    mayTell = got >= 0 || errno != EOPNOTSUPP;
+    return got < 0 ? std::nullopt : std::optional(got);
+#else
+    static_cast<void>(offset);
+    static_cast<void>(size);
+    return std::nullopt;
+#endif
+}
+
+} // namespace ostrad

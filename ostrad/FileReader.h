@@ -1,0 +1,33 @@
+#pragma once
+
+#include "ostrad/UniqueFd.h"
+
+#include <sys/types.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace ostrad {
+
+// Reads pieces of an open file into a buffer of its own. One thread at a time.
+class FileReader {
+  public:
+    FileReader(UniqueFd openFile, std::size_t pieceSize);
+
+    // At most a whole piece. The number of bytes read: 0 at the end, negative when it failed.
+    ssize_t read(std::uint64_t offset, std::size_t size);
+    // The same without waiting for the disk: what is in memory already. Nothing when that is not
+    // enough to begin with, or the system cannot tell.
+    std::optional<ssize_t> readAtOnce(std::uint64_t offset, std::size_t size);
+
+    [[nodiscard]] const char* data() const { return piece.data(); }
+
+  private:
+    UniqueFd file;
+    std::vector<char> piece;
+    [[maybe_unused]] bool mayTell = true; // whether the file system knows what is in memory
+};
+
+} // namespace ostrad
