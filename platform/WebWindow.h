@@ -113,8 +113,9 @@ class WebWindow {
     // A page wants another window: a link with a blank target that the policy allowed, or a script.
     // None is ever made. The URL is empty when the request has none.
     std::function<void(const std::string& url)> onNewWindowRequest;
-    // The sandbox is required and the system has none: the window cannot be shown.
-    std::function<void()> onRefused;
+    // The sandbox is required and the system has none: the window cannot be shown. Says why, in one
+    // line.
+    std::function<void(const std::string& reason)> onRefused;
     // The main frame has loaded a page; `pageTitle` is empty when it has no title.
     std::function<void(const std::string& pageTitle)> onDidFinishNavigation;
 };

@@ -1,5 +1,7 @@
 #include "platform/linux/RemoteWebWindow.h"
 
+#include "platform/Utf8.h"
+
 #include <boost/json/parse.hpp>
 
 #include <algorithm>
@@ -16,6 +18,7 @@ constexpr unsigned saveDelayMilliseconds = 500;
 // What a hostile window program could say: nothing beyond this is believed.
 constexpr int largestSide = std::numeric_limits<short>::max();
 constexpr std::size_t longestText = 64 * 1024;
+constexpr std::size_t longestReason = 500;
 constexpr std::size_t longestBody = std::size_t{1} << 20;
 constexpr std::size_t deepestBody = 64;
 
@@ -319,10 +322,10 @@ RemoteWebWindow* RemoteWebWindows::find(Id id) {
 
 // Handlers are copied before they are called: each may destroy the window.
 
-void RemoteWebWindows::windowRefused(Id id) {
+void RemoteWebWindows::windowRefused(Id id, std::string reason) {
     if (RemoteWebWindow* const window = find(id)) {
         if (const auto refused = window->onRefused) {
-            refused();
+            refused(std::string(prefixOfWholeCharacters(reason, longestReason)));
         }
     }
 }

@@ -109,7 +109,7 @@ class RemoteWebWindows final : public WebWindowFactory, private WindowClient {
     [[nodiscard]] RemoteWebWindow* find(Id id);
     void provideStorage();
 
-    void windowRefused(Id id);
+    void windowRefused(Id id, std::string reason);
     void windowClosed(Id id, std::uint64_t turn);
     void windowResized(Id id, std::int32_t width, std::int32_t height, bool maximized);
     void decideNavigation(connection::Reply reply, Id id, std::string url, bool isLink);

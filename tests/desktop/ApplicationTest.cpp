@@ -5,7 +5,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <regex>
 
 namespace desktop {
@@ -94,13 +93,17 @@ bool ApplicationTest::nothingIsLeft() const {
     return eventually([this] { return session.processes().empty(); });
 }
 
+std::size_t ApplicationTest::logged(const std::string& text) const {
+    const std::string log = application->standardError();
+    std::size_t count = 0;
+    for (std::size_t at = log.find(text); at != std::string::npos; at = log.find(text, at + 1)) {
+        ++count;
+    }
+    return count;
+}
+
 std::vector<Process> ApplicationTest::processesNamed(const std::string& name) const {
-    std::vector<Process> processes = session.processes();
-    std::erase_if(processes, [&](const Process& process) {
-        const std::string program = process.command.substr(0, process.command.find(' '));
-        return std::filesystem::path(program).filename() != name;
-    });
-    return processes;
+    return session.processesNamed(name);
 }
 
 } // namespace desktop

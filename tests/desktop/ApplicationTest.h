@@ -39,6 +39,8 @@ class ApplicationTest : public ::testing::Test {
     // Whether the window comes to show something else than the starting page.
     [[nodiscard]] bool showsTheServersPage() const;
     [[nodiscard]] bool showsTheStartingPage() const;
+    // How often the application has written that.
+    [[nodiscard]] std::size_t logged(const std::string& text) const;
     [[nodiscard]] bool nothingIsLeft() const;
     [[nodiscard]] std::vector<Process> processesNamed(const std::string& name) const;
 

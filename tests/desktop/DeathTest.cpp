@@ -2,12 +2,10 @@
 // also while they are being born. The application and its server go on, and the window comes back.
 #include "tests/desktop/ApplicationTest.h"
 
-#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <csignal>
 #include <cstdlib>
-#include <fstream>
 #include <random>
 
 namespace desktop {
@@ -35,22 +33,6 @@ class DeathTest : public ApplicationTest {
     void askForTheWindow() {
         const auto second = launch();
         EXPECT_EQ(second->waitForExit(patience), 0) << second->standardError();
-    }
-    [[nodiscard]] std::size_t logged(const std::string& text) const {
-        const std::string log = application->standardError();
-        std::size_t count = 0;
-        for (std::size_t at = log.find(text); at != std::string::npos;
-             at = log.find(text, at + 1)) {
-            ++count;
-        }
-        return count;
-    }
-    void useInsteadOfBubblewrap(const std::string& script) {
-        const auto program = session.folder() / "bwrap";
-        std::ofstream(program) << script;
-        std::filesystem::permissions(program, std::filesystem::perms::owner_all);
-        session.environment["LD_PRELOAD"] = ZORVANE_FAKE_BWRAP;
-        session.environment["FAKE_BWRAP"] = program.string();
     }
 
   private:
@@ -140,8 +122,9 @@ TEST_F(DeathTest, ofTheApplicationTakesTheWindowAndItsPagesAlongAtOnce) {
 }
 
 TEST_F(DeathTest, bubblewrapThatMakesNoNamespacesMeansPagesWithoutASandbox) {
-    useInsteadOfBubblewrap("#!/bin/sh\necho 'bwrap: No permissions to create a new namespace' >&2\n"
-                           "exit 1\n");
+    session.useInsteadOfBubblewrap(
+        "#!/bin/sh\necho 'bwrap: No permissions to create a new namespace' >&2\n"
+        "exit 1\n");
     launchUntilReady();
     EXPECT_TRUE(showsTheServersPage()) << application->standardError();
     EXPECT_EQ(logged("pages run without a sandbox: bwrap: No permissions to create a new "
@@ -153,7 +136,8 @@ TEST_F(DeathTest, bubblewrapThatMakesNoNamespacesMeansPagesWithoutASandbox) {
 
 // It passes the question before the first view, and then never starts what it is asked to.
 TEST_F(DeathTest, bubblewrapThatHangsIsGivenUp) {
-    useInsteadOfBubblewrap("#!/bin/sh\n[ \"$1\" = --unshare-user ] && exit 0\nexec sleep 1000\n");
+    session.useInsteadOfBubblewrap(
+        "#!/bin/sh\n[ \"$1\" = --unshare-user ] && exit 0\nexec sleep 1000\n");
     application = launch();
     ASSERT_FALSE(serverLaunches(1).empty());
     const ServerLaunch server = serverLaunches(1).front();

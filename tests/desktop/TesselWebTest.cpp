@@ -19,6 +19,7 @@ namespace {
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::MatchesRegex;
+using ::testing::Not;
 
 constexpr const char* connectTitle = "Connect this window - Zorvane";
 
@@ -147,6 +148,49 @@ TEST_F(TesselWeb, saysThatThereIsNoDisplay) {
     EXPECT_EQ(tool->waitForExit(patience), 1);
     EXPECT_THAT(tool->standardError(), HasSubstr("tessel: no usable display"));
     EXPECT_THAT(tool->standardOutput(), IsEmpty());
+}
+
+class TesselWebWithoutNamespaces : public TesselWeb {
+  protected:
+    void SetUp() override {
+        TesselWeb::SetUp();
+        session.useInsteadOfBubblewrap("#!/bin/sh\necho 'bwrap: No permissions' >&2\nexit 1\n");
+    }
+};
+
+TEST_F(TesselWebWithoutNamespaces, showsPagesOfThisComputerAndSaysSo) {
+    const auto tool = open();
+    ASSERT_TRUE(shows(connectTitle)) << tool->standardError();
+    EXPECT_THAT(tool->standardError(),
+                MatchesRegex("[^\n]*pages run without a sandbox: bwrap: No permissions\n"));
+}
+
+TEST_F(TesselWebWithoutNamespaces, refusesPagesOfOtherComputersInOneSentence) {
+    writeConfig("http://media.invalid", "/");
+    const auto tool = open();
+    EXPECT_EQ(tool->waitForExit(patience), 1);
+    EXPECT_EQ(tool->standardError(),
+              "tessel: this system has no sandbox for pages of media.invalid (bwrap: No "
+              "permissions); --no-sandbox shows them without one\n");
+    EXPECT_THAT(tool->standardOutput(), IsEmpty());
+    EXPECT_TRUE(eventually([&] { return session.processesNamed("zorvane-window").empty(); }));
+}
+
+TEST_F(TesselWebWithoutNamespaces, showsThemAllWhenItIsToldTo) {
+    writeConfig("http://media.invalid", "/");
+    const auto tool = open({"--no-sandbox"});
+    EXPECT_TRUE(shows("Studio")) << tool->standardError();
+    EXPECT_TRUE(eventually([&] { return !session.processesNamed("WebKitWebProcess").empty(); }));
+    EXPECT_TRUE(tool->isRunning());
+    EXPECT_THAT(tool->standardError(), Not(HasSubstr("sandbox")));
+}
+
+TEST_F(TesselWeb, showsPagesOfOtherComputersInTheSandbox) {
+    writeConfig("http://media.invalid", "/");
+    const auto tool = open();
+    EXPECT_TRUE(shows("Studio")) << tool->standardError();
+    EXPECT_TRUE(eventually([&] { return !session.processesNamed("bwrap").empty(); }));
+    EXPECT_THAT(tool->standardError(), Not(HasSubstr("sandbox")));
 }
 
 // The desktop's handler for web pages is a script that keeps the address it is given.

@@ -22,6 +22,7 @@ namespace {
 struct Options {
     std::string file;
     bool reveal = false;
+    bool noSandbox = false;
 };
 
 using Script = std::string (*)(const tessel::WebAppConfig&);
@@ -68,10 +69,11 @@ void openWindow(const Options& options, Tool& tool) {
     }
     std::string path = program->native();
     std::string option = options.reveal ? "--reveal" : "--conceal";
+    std::string sandbox = options.noSandbox ? "--no-sandbox" : "--sandbox";
     std::string file = options.file;
     std::string toolkit = findToolkitProgram(executable);
-    const std::array<char*, 5> arguments{path.data(), option.data(), file.data(), toolkit.data(),
-                                         nullptr};
+    const std::array<char*, 6> arguments{path.data(), option.data(),  sandbox.data(),
+                                         file.data(), toolkit.data(), nullptr};
     ::execv(path.c_str(), arguments.data());
     tool.fail(fmt::format("cannot start {}: {}", path, platform::errnoText(errno)));
 }
@@ -121,6 +123,9 @@ A link to another host opens in the browser. Each token that a page mints is one
 line of JSON: {"event":"linked","origin":"..."}; with --reveal it has the token.
 Closing the window ends the command. An application that is open already is
 brought to the front instead. Its cookies and storage are kept between runs.
+On a Linux system that lets nobody make namespaces, pages have no sandbox: those of
+this computer (localhost, 127.0.0.1, ::1) are shown all the same, those of any other
+host only with --no-sandbox.
 The window is a program of its own, tessel-web, beside tessel or in
 )" TESSEL_PROGRAMS_FOLDER " from there.\n";
 
@@ -131,6 +136,8 @@ void addWeb(CLI::App& app, Tool& tool) {
         app.add_subcommand("web", "Show a web application in a window; print what it links");
     const auto options = addConfig(*web);
     web->add_flag("--reveal", options->reveal, "Print the tokens too");
+    web->add_flag("--no-sandbox", options->noSandbox,
+                  "Show its pages without the web engine's sandbox");
     web->footer(std::string(documentHelp) + "\n" +
                 examples({"tessel web studio.json", "tessel web --reveal studio.json"}));
     web->callback([options, &tool] { openWindow(*options, tool); });

@@ -1,18 +1,8 @@
 #include "mac/Tessel/Link/VerifyUrl.h"
 
-#include <algorithm>
-#include <array>
-#include <string>
+#include "mac/Tessel/Values/LoopbackHost.h"
 
 namespace tessel {
-namespace {
-
-bool isLoopback(const std::string& host) {
-    constexpr std::array<std::string_view, 3> names{"localhost", "127.0.0.1", "::1"};
-    return std::ranges::find(names, host) != names.end();
-}
-
-} // namespace
 
 std::optional<Url> validatedVerifyURL(std::string_view verifyUrl, const Url& serverOrigin) {
     auto url = parseUrl(verifyUrl);
@@ -21,7 +11,7 @@ std::optional<Url> validatedVerifyURL(std::string_view verifyUrl, const Url& ser
         return std::nullopt;
     }
     const auto scheme = urlScheme(*url);
-    if (scheme == "https" || (scheme == "http" && isLoopback(*host))) {
+    if (scheme == "https" || (scheme == "http" && isLoopbackHost(*host))) {
         return url;
     }
     return std::nullopt;

@@ -1,5 +1,6 @@
 #include "mac/Tessel/WebApp/WebAppRules.h"
 
+#include "mac/Tessel/Values/LoopbackHost.h"
 #include "mac/Tessel/Values/Url.h"
 
 #include <boost/json/value.hpp>
@@ -95,6 +96,18 @@ std::optional<platform::WebCookie> appCookie(const WebAppConfig& config, platfor
                                .path = "/",
                                .expires = now + cookieLifetime,
                                .secure = config.origin.scheme() == "https"};
+}
+
+std::optional<std::string> hostThatNeedsSandbox(const WebAppConfig& config) {
+    const auto own = hostOf(config.origin);
+    if (!own) {
+        return std::string(config.origin.buffer());
+    }
+    if (!isLoopbackHost(lowerCase(*own))) {
+        return own;
+    }
+    const auto stranger = std::ranges::find_if_not(config.authHosts, &isLoopbackHost);
+    return stranger == config.authHosts.end() ? std::nullopt : std::optional(*stranger);
 }
 
 const std::string& titleFor(const WebAppConfig& config, const std::string& pageTitle) {

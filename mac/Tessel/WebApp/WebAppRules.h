@@ -37,6 +37,11 @@ namespace tessel {
 [[nodiscard]] std::optional<platform::WebCookie> appCookie(const WebAppConfig& config,
                                                            platform::WallTime now);
 
+// The first host of the application that another computer can be: its pages are shown in the web
+// engine's sandbox or not at all. Nothing when every host is this computer. An origin without a
+// host counts as such a host, by its whole text.
+[[nodiscard]] std::optional<std::string> hostThatNeedsSandbox(const WebAppConfig& config);
+
 [[nodiscard]] const std::string& titleFor(const WebAppConfig& config, const std::string& pageTitle);
 
 // What a "linked" message carries.

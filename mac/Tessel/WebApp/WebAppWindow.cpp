@@ -14,10 +14,11 @@ using platform::NavigationPolicy;
 using platform::ScriptInjectionTime;
 
 std::shared_ptr<WebAppWindow> WebAppWindow::create(const Facilities& facilities, Config config,
-                                                   OnLinked onLinked) {
+                                                   OnLinked onLinked,
+                                                   const WebAppSandbox& sandbox) {
     const std::shared_ptr<WebAppWindow> created(
         new WebAppWindow(facilities, std::move(config), std::move(onLinked)));
-    created->makeWindow();
+    created->makeWindow(sandbox);
     created->connect();
     created->plantCookieThenLoad();
     return created;
@@ -33,7 +34,7 @@ void WebAppWindow::initFromCoder() {
     std::abort();
 }
 
-void WebAppWindow::makeWindow() {
+void WebAppWindow::makeWindow(const WebAppSandbox& sandbox) {
     window_ = facilities_.windows.makeWebWindow(
         {.title = config_.windowTitle,
          .contentWidth = 1100,
@@ -46,9 +47,13 @@ void WebAppWindow::makeWindow() {
          .tabbing = false,
          .backForwardGestures = true,
          .userAgent = config_.userAgent,
-         .userScripts = {
-             {.source = bootstrapScript(config_), .when = ScriptInjectionTime::documentStart},
-             {.source = mintScript(config_), .when = ScriptInjectionTime::documentEnd}}});
+         .userScripts = {{.source = bootstrapScript(config_),
+                          .when = ScriptInjectionTime::documentStart},
+                         {.source = mintScript(config_), .when = ScriptInjectionTime::documentEnd}},
+         .sandbox = sandbox.use.value_or(hostThatNeedsSandbox(config_)
+                                             ? platform::Sandbox::required
+                                             : platform::Sandbox::whereAvailable)});
+    window_->onRefused = sandbox.onRefused;
     window_->setFrameAutosaveName(config_.windowTitle + "MainWindow");
 }
 

@@ -15,10 +15,19 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
 namespace tessel {
+
+// What the embedder decides where a system may have no sandbox for pages.
+struct WebAppSandbox {
+    // Nothing: required where a host of the application needs it (hostThatNeedsSandbox).
+    std::optional<platform::Sandbox> use = {};
+    // It is required and missing: the window is never shown. Says why, in one line.
+    std::function<void(const std::string& reason)> onRefused = {};
+};
 
 class WebAppWindow final : public std::enable_shared_from_this<WebAppWindow> {
   public:
@@ -41,7 +50,8 @@ class WebAppWindow final : public std::enable_shared_from_this<WebAppWindow> {
 
     // Builds the window and begins to load the start page.
     [[nodiscard]] static std::shared_ptr<WebAppWindow> create(const Facilities& facilities,
-                                                              Config config, OnLinked onLinked);
+                                                              Config config, OnLinked onLinked,
+                                                              const WebAppSandbox& sandbox = {});
     // A window cannot be made from an archive: ends the process and says so.
     [[noreturn]] static void initFromCoder();
 
@@ -56,7 +66,7 @@ class WebAppWindow final : public std::enable_shared_from_this<WebAppWindow> {
   private:
     WebAppWindow(const Facilities& facilities, Config config, OnLinked onLinked);
 
-    void makeWindow();
+    void makeWindow(const WebAppSandbox& sandbox);
     void connect();
     void plantCookieThenLoad();
     void openExternally(const std::string& url);

@@ -25,6 +25,8 @@ constexpr int mostQuestions = 256;
 constexpr std::uint32_t sandboxRequired = 0;
 constexpr std::uint32_t sandboxOff = 2;
 
+constexpr const char* noAnswer = "bubblewrap does not answer";
+
 } // namespace
 
 WindowProgram::WindowProgram(posix::UniqueFd socket, SandboxCheck& sandbox, bool mayUseSandbox)
@@ -173,23 +175,28 @@ void WindowProgram::setStorage(std::string dataFolder, std::string cacheFolder,
     storage_.setPlaces(std::move(dataFolder), std::move(cacheFolder), std::move(cookieFile));
 }
 
-// The engine takes its choice from the environment, once, when it starts its first process.
-bool WindowProgram::prepareEngine(std::uint32_t sandbox) {
-    const auto& trouble = sandbox_.trouble();
-    const bool hasSandbox = mayUseSandbox_ && !trouble;
-    if (!hasSandbox && sandbox != sandboxOff) {
-        if (!engineUsed_ && trouble) {
+// The engine takes its choice from the environment, once, when it starts its first process. What is
+// wrong when there is no sandbox and it is required.
+std::optional<std::string> WindowProgram::prepareEngine(std::uint32_t sandbox) {
+    std::optional<std::string> trouble;
+    if (engine_ == Engine::open) {
+        trouble = "the web engine runs without one already";
+    } else if (sandbox != sandboxOff) {
+        trouble = mayUseSandbox_ ? sandbox_.trouble() : std::optional<std::string>(noAnswer);
+    }
+    if (trouble && sandbox == sandboxRequired) {
+        return trouble;
+    }
+    if (engine_ == Engine::none) {
+        engine_ = trouble || sandbox == sandboxOff ? Engine::open : Engine::sandboxed;
+        if (engine_ == Engine::open) {
+            g_setenv("WEBKIT_DISABLE_SANDBOX_THIS_IS_DANGEROUS", "1", TRUE);
+        }
+        if (trouble) {
             connection_->tell("SandboxMissing", *trouble);
         }
-        if (sandbox == sandboxRequired) {
-            return false;
-        }
     }
-    if (!engineUsed_ && (!hasSandbox || sandbox == sandboxOff)) {
-        g_setenv("WEBKIT_DISABLE_SANDBOX_THIS_IS_DANGEROUS", "1", TRUE);
-    }
-    engineUsed_ = true;
-    return true;
+    return std::nullopt;
 }
 
 void WindowProgram::makeWindow(Id id, std::string title, std::int32_t width, std::int32_t height,
@@ -197,8 +204,8 @@ void WindowProgram::makeWindow(Id id, std::string title, std::int32_t width, std
                                bool resizable, bool inspectable, bool gestures,
                                std::string userAgent, std::vector<Script> scripts,
                                std::uint32_t sandbox) {
-    if (!prepareEngine(sandbox)) {
-        connection_->tell("WindowRefused", id);
+    if (const auto trouble = prepareEngine(sandbox)) {
+        connection_->tell("WindowRefused", id, *trouble);
         return;
     }
     WebWindowOptions options{.title = std::move(title),

@@ -16,6 +16,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -47,7 +48,7 @@ class WindowProgram {
     WebViewWindow* find(Id id);
     [[nodiscard]] WindowEvents eventsOf(Id id);
     // Whether pages of such a window may be shown.
-    [[nodiscard]] bool prepareEngine(std::uint32_t sandbox);
+    [[nodiscard]] std::optional<std::string> prepareEngine(std::uint32_t sandbox);
     // The same for a message that a page can cause without end: dropped while too many are under
     // way.
     template <typename... Arguments>
@@ -95,7 +96,7 @@ class WindowProgram {
 
     SandboxCheck& sandbox_;
     bool mayUseSandbox_;
-    bool engineUsed_ = false;
+    enum class Engine { none, sandboxed, open } engine_ = Engine::none;
     Toplevels toplevels_;
     MenuBars menuBars_;
     AlertDialogs alerts_{toplevels_};

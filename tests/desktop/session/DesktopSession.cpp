@@ -133,6 +133,23 @@ std::vector<Process> DesktopSession::processes() const {
     return descendants(session);
 }
 
+std::vector<Process> DesktopSession::processesNamed(const std::string& name) const {
+    std::vector<Process> found = processes();
+    std::erase_if(found, [&](const Process& process) {
+        const std::string program = process.command.substr(0, process.command.find(' '));
+        return std::filesystem::path(program).filename() != name;
+    });
+    return found;
+}
+
+void DesktopSession::useInsteadOfBubblewrap(const std::string& script) {
+    const std::filesystem::path program = folder_ / "bwrap";
+    std::ofstream(program) << script;
+    std::filesystem::permissions(program, std::filesystem::perms::owner_all);
+    environment["LD_PRELOAD"] = ZORVANE_FAKE_BWRAP;
+    environment["FAKE_BWRAP"] = program.string();
+}
+
 std::string DesktopSession::ask(const std::vector<std::string>& command) const {
     const auto program = start(command, "question");
     (void)program->waitForExit(patience);

@@ -51,6 +51,10 @@ class DesktopSession {
     // What the programs under test have started and left: all descendants of this process but
     // the session itself.
     [[nodiscard]] std::vector<Process> processes() const;
+    // Those whose program has that name.
+    [[nodiscard]] std::vector<Process> processesNamed(const std::string& name) const;
+    // For programs started from now on, which know bubblewrap by its absolute path.
+    void useInsteadOfBubblewrap(const std::string& script);
 
     // The X ids of the windows that are on the screen and have this title.
     [[nodiscard]] std::vector<std::string> visibleWindows(const std::string& title) const;

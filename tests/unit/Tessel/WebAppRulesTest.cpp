@@ -6,6 +6,10 @@
 #include <boost/json/parse.hpp>
 #include <gtest/gtest.h>
 
+#include <optional>
+#include <set>
+#include <string>
+
 namespace tessel {
 namespace {
 
@@ -188,6 +192,31 @@ TEST(AppCookie, isMissingWithoutAHostOrAName) {
     config.appCookieName.clear();
     EXPECT_FALSE(appCookie(config, {}));
 }
+
+struct Needs {
+    std::string_view origin;
+    std::set<std::string> authHosts;
+    std::optional<std::string> host;
+};
+
+class SandboxNeed : public testing::TestWithParam<Needs> {};
+
+TEST_P(SandboxNeed, isThatOfHostsWhichOtherComputersCanBe) {
+    WebAppConfig config = sampleWebApp(GetParam().origin);
+    config.authHosts = GetParam().authHosts;
+    EXPECT_EQ(hostThatNeedsSandbox(config), GetParam().host) << GetParam().origin;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, SandboxNeed,
+    testing::Values(Needs{"http://127.0.0.1:8080", {}, std::nullopt},
+                    Needs{"http://LocalHost", {}, std::nullopt},
+                    Needs{"http://[::1]:80/", {"localhost"}, std::nullopt},
+                    Needs{"https://app.example.com", {}, "app.example.com"},
+                    Needs{"https://127.0.0.1.example.com", {}, "127.0.0.1.example.com"},
+                    Needs{"https://localhost.example.com", {}, "localhost.example.com"},
+                    Needs{"http://127.0.0.1", {"::1", "login.example.net"}, "login.example.net"},
+                    Needs{"app:/start", {}, "app:/start"}));
 
 TEST(WindowTitle, isThePagesUnlessThatIsEmpty) {
     EXPECT_EQ(titleFor(sampleWebApp(), "Shelves"), "Shelves");

@@ -33,14 +33,16 @@ class WebAppWindowTest : public testing::Test {
     platform::testing::FakeWebWindows windows{events};
     platform::testing::FakeWorkspace workspace{events};
     std::vector<std::string> links;
+    WebAppSandbox sandbox;
     std::shared_ptr<WebAppWindow> window;
 
     void open(const WebAppConfig& config = sampleWebApp()) {
-        window =
-            WebAppWindow::create({application, windows, workspace, scheduler.clock()}, config,
-                                 [this](const std::string& token, const Url& origin) {
-                                     links.push_back(token + " " + std::string(origin.buffer()));
-                                 });
+        window = WebAppWindow::create(
+            {application, windows, workspace, scheduler.clock()}, config,
+            [this](const std::string& token, const Url& origin) {
+                links.push_back(token + " " + std::string(origin.buffer()));
+            },
+            sandbox);
     }
 
     [[nodiscard]] NavigationPolicy navigate(const std::string& url, bool isLinkActivated) const {
@@ -70,6 +72,26 @@ TEST_F(WebAppWindowTest, asksForAWindowOfItsOwn) {
     EXPECT_FALSE(options.tabbing);
     EXPECT_FALSE(options.inspectable);
     EXPECT_EQ(options.userAgent, "Agent/1");
+}
+
+TEST_F(WebAppWindowTest, requiresASandboxForOtherComputersUnlessTheEmbedderDecides) {
+    open();
+    EXPECT_EQ(windows.options.sandbox, platform::Sandbox::required);
+    WebAppConfig config = sampleWebApp("http://localhost:8080");
+    config.authHosts.clear();
+    open(config);
+    EXPECT_EQ(windows.options.sandbox, platform::Sandbox::whereAvailable);
+    sandbox.use = platform::Sandbox::off;
+    open();
+    EXPECT_EQ(windows.options.sandbox, platform::Sandbox::off);
+}
+
+TEST_F(WebAppWindowTest, saysWhyItIsNotShownWithoutASandbox) {
+    std::string said;
+    sandbox.onRefused = [&](const std::string& reason) { said = reason; };
+    open();
+    windows.window->onRefused("no namespaces");
+    EXPECT_EQ(said, "no namespaces");
 }
 
 TEST_F(WebAppWindowTest, injectsTheBootstrapAtTheStartAndTheMintAtTheEnd) {

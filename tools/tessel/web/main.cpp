@@ -1,7 +1,9 @@
-// tessel-web (--reveal | --conceal) CONFIG WINDOW: the window of `tessel web`, which starts it.
-// WINDOW is the executable of the process that windows live in, where there is one.
+// tessel-web (--reveal | --conceal) (--sandbox | --no-sandbox) CONFIG WINDOW: the window of `tessel
+// web`, which starts it. WINDOW is the executable of the process that windows live in, where there
+// is one.
 #include "mac/Tessel/Application/MainMenu.h"
 #include "mac/Tessel/Json/JsonText.h"
+#include "mac/Tessel/WebApp/WebAppRules.h"
 #include "mac/Tessel/WebApp/WebAppWindow.h"
 #include "platform/NativePlatform.h"
 #include "platform/Sha256.h"
@@ -12,6 +14,7 @@
 
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -20,19 +23,29 @@ namespace {
 
 class WebProgram final : public platform::ApplicationDelegate {
   public:
-    WebProgram(platform::NativePlatform& native, tessel::WebAppConfig config, bool reveals)
+    struct Options {
+        bool reveals = false;
+        bool withoutSandbox = false;
+    };
+
+    WebProgram(platform::NativePlatform& native, tessel::WebAppConfig config, Options options)
         : native_(native)
         , config_(std::move(config))
-        , reveals_(reveals) {}
+        , options_(options) {}
+
+    [[nodiscard]] bool wasRefused() const { return refused_; }
 
     void applicationDidFinishLaunching() override {
         native_.application().setActivationPolicy(platform::ActivationPolicy::regular);
         native_.menuBar().setMainMenu(tessel::MainMenu::build(config_.windowTitle, {}));
         window_ = tessel::WebAppWindow::create(
             {native_.application(), native_.webWindows(), native_.workspace(), native_.clock()},
-            config_, [this](const std::string& token, const tessel::Url& origin) {
+            config_,
+            [this](const std::string& token, const tessel::Url& origin) {
                 printLinked(token, origin);
-            });
+            },
+            {.use = options_.withoutSandbox ? std::optional(platform::Sandbox::off) : std::nullopt,
+             .onRefused = [this](const std::string& reason) { refused(reason); }});
         window_->present();
     }
 
@@ -44,11 +57,20 @@ class WebProgram final : public platform::ApplicationDelegate {
     bool applicationShouldTerminateAfterLastWindowClosed() override { return true; }
 
   private:
+    void refused(const std::string& reason) {
+        refused_ = true;
+        fmt::print(stderr,
+                   "tessel: this system has no sandbox for pages of {} ({}); --no-sandbox shows "
+                   "them without one\n",
+                   tessel::hostThatNeedsSandbox(config_).value_or("other hosts"), reason);
+        native_.application().terminate();
+    }
+
     void printLinked(const std::string& token, const tessel::Url& origin) const {
         boost::json::object line{
             {"event", "linked"},
             {"origin", boost::json::string(origin.buffer().data(), origin.buffer().size())}};
-        if (reveals_) {
+        if (options_.reveals) {
             line["token"] = token;
         }
         if (const auto text = tessel::compactJsonText(line)) {
@@ -59,7 +81,8 @@ class WebProgram final : public platform::ApplicationDelegate {
 
     platform::NativePlatform& native_;
     tessel::WebAppConfig config_;
-    bool reveals_;
+    Options options_;
+    bool refused_ = false;
     std::shared_ptr<tessel::WebAppWindow> window_;
 };
 
@@ -83,21 +106,27 @@ int fail(std::string_view message) {
 } // namespace
 
 int main(int argc, char** argv) {
-    const std::string_view mode = argc == 4 ? argv[1] : "";
-    if (mode != "--reveal" && mode != "--conceal") {
-        fmt::print(stderr, "usage: tessel-web (--reveal | --conceal) CONFIG WINDOW\n");
+    const std::string_view mode = argc == 5 ? argv[1] : "";
+    const std::string_view sandbox = argc == 5 ? argv[2] : "";
+    if ((mode != "--reveal" && mode != "--conceal") ||
+        (sandbox != "--sandbox" && sandbox != "--no-sandbox")) {
+        fmt::print(stderr, "usage: tessel-web (--reveal | --conceal) (--sandbox | --no-sandbox) "
+                           "CONFIG WINDOW\n");
         return 2;
     }
-    auto config = tool::readWebAppFile(argv[2]);
+    auto config = tool::readWebAppFile(argv[3]);
     if (!config) {
         return fail(config.error());
     }
     const auto native = platform::makeNativePlatform({.applicationId = applicationId(*config),
                                                       .guardianExecutable = "none",
-                                                      .windowExecutable = argv[3]});
+                                                      .windowExecutable = argv[4]});
     if (!native) {
         return fail(native.error());
     }
-    WebProgram program(**native, *std::move(config), mode == "--reveal");
-    return (*native)->application().run(program);
+    WebProgram program(
+        **native, *std::move(config),
+        {.reveals = mode == "--reveal", .withoutSandbox = sandbox == "--no-sandbox"});
+    const int status = (*native)->application().run(program);
+    return program.wasRefused() ? 1 : status;
 }
