@@ -1,6 +1,9 @@
 # How every target of this project is made: one language level, one set of warnings, one place
 # that knows about sanitizers and the compiler cache.
 
+# A project that has this one in a folder may use a compiler whose warnings nobody here has seen.
+option(ZORVANE_WARNINGS_ARE_ERRORS "Stop at a compiler's warning" ${PROJECT_IS_TOP_LEVEL})
+
 set(CMAKE_CXX_STANDARD 23)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
@@ -10,6 +13,10 @@ set(THREADS_PREFER_PTHREAD_FLAG ON)
 set(ZORVANE_SANITIZE "" CACHE STRING "Sanitizers for -fsanitize=, comma separated")
 set(ZORVANE_OUTPUT_DIR "${CMAKE_BINARY_DIR}" CACHE PATH "Folder that receives Zorvane.app and bin/")
 
+include(GNUInstallDirs)
+# The headers of an installed Tessel, which include each other from here.
+set(ZORVANE_INCLUDE_DIR "${CMAKE_INSTALL_INCLUDEDIR}/tessel")
+
 find_program(ZORVANE_CCACHE ccache)
 if(ZORVANE_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   set(CMAKE_CXX_COMPILER_LAUNCHER "${ZORVANE_CCACHE}")
@@ -18,8 +25,9 @@ endif()
 
 add_library(zorvane_flags INTERFACE)
 target_compile_options(zorvane_flags INTERFACE
-  -Wall -Wextra -Wpedantic -Werror -Wshadow -Wconversion -Wsign-conversion
-  -Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast -Wimplicit-fallthrough)
+  -Wall -Wextra -Wpedantic $<$<BOOL:${ZORVANE_WARNINGS_ARE_ERRORS}>:-Werror> -Wshadow
+  -Wconversion -Wsign-conversion -Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast
+  -Wimplicit-fallthrough)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   # False alarms of g++ 12 about optionals and strings once it optimises; clang and the sanitizers
   # check the same code.
@@ -36,7 +44,7 @@ endif()
 # zorvane_common(target): what every target gets. Includes are written from the repository root
 # ("platform/Clock.h", "mac/OstraCore/Nonce.h").
 function(zorvane_common target)
-  target_link_libraries(${target} PRIVATE zorvane_flags)
+  target_link_libraries(${target} PRIVATE "$<BUILD_INTERFACE:zorvane_flags>")
   target_include_directories(${target} PRIVATE "${PROJECT_SOURCE_DIR}")
 endfunction()
 
@@ -47,6 +55,10 @@ function(zorvane_library name)
   add_library(${name} STATIC ${arg_SOURCES})
   zorvane_common(${name})
   target_link_libraries(${name} PUBLIC ${arg_DEPENDS} PRIVATE ${arg_PRIVATE_DEPENDS})
+  # For who links it from outside. The root of the includes is another one once it is installed.
+  target_compile_features(${name} PUBLIC cxx_std_23)
+  target_include_directories(${name} INTERFACE
+    "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>" "$<INSTALL_INTERFACE:${ZORVANE_INCLUDE_DIR}>")
 endfunction()
 
 # zorvane_test(name LABEL unit|integration|desktop SOURCES ... [DEPENDS ...] [RUN_SERIAL]):

@@ -1,5 +1,5 @@
 // What a program without a user interface takes from the system. Made once, outliving everything
-// that it lends; needs no display and no session. Linked through the target platform_headless. Its
+// that it lends; needs no display and no session. Linked through the target Tessel::system. Its
 // main queue is a RunLoop, which the program makes on its main thread.
 #pragma once
 
