@@ -82,6 +82,12 @@ json::object entityJson(const Entity& entity) {
     if (entity.durationMs) {
         object["durationMs"] = *entity.durationMs;
     }
+    if (entity.positionMs > 0) {
+        object["positionMs"] = entity.positionMs;
+    }
+    if (entity.watched) {
+        object["watched"] = true;
+    }
     if (!entity.art.empty()) {
         object["artUrl"] = text("/art/" + entity.art);
     }

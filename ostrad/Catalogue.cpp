@@ -17,10 +17,12 @@ SELECT e.id, e.library, e.type, e.title, e.parent, p.title, g.title, e.number, e
            (SELECT c.art FROM entities c WHERE c.parent = e.id AND c.art <> ''
             ORDER BY c.sort LIMIT 1),
            (SELECT d.art FROM entities c JOIN entities d ON d.parent = c.id
-            WHERE c.parent = e.id AND d.art <> '' ORDER BY d.sort LIMIT 1), '') END
+            WHERE c.parent = e.id AND d.art <> '' ORDER BY d.sort LIMIT 1), '') END,
+       coalesce(r.position_ms, 0), coalesce(r.watched, 0)
 FROM entities e
 LEFT JOIN entities p ON p.id = e.parent
 LEFT JOIN entities g ON g.id = p.parent
+LEFT JOIN progress r ON r.entity = e.id
 )sql";
 
 Entity readEntity(const Query& row) {
@@ -41,6 +43,8 @@ Entity readEntity(const Query& row) {
     entity.size = row.integer(11);
     entity.childCount = row.integer(12);
     entity.art = row.text(13);
+    entity.positionMs = row.integer(14);
+    entity.watched = row.integer(15) != 0;
     return entity;
 }
 
@@ -175,6 +179,30 @@ std::optional<MediaFile> Catalogue::mediaFile(std::int64_t entityId) {
         return std::nullopt;
     }
     return MediaFile{rows.text(0), rows.text(1), rows.text(2)};
+}
+
+bool Catalogue::setProgress(std::int64_t entityId, std::int64_t positionMs,
+                            std::optional<bool> watched) {
+    Transaction transaction(database);
+    Query item = database.query("SELECT e.duration_ms, coalesce(r.watched, 0) FROM entities e "
+                                "LEFT JOIN progress r ON r.entity = e.id "
+                                "WHERE e.id = ? AND e.path IS NOT NULL");
+    if (!item.bind(entityId).next()) {
+        return false;
+    }
+    // The last twentieth is the credits.
+    const std::int64_t duration = item.optionalInteger(0).value_or(0);
+    const bool atEnd = duration > 0 && positionMs > duration - duration / 20;
+    const bool isWatched = watched.value_or(atEnd || item.integer(1) != 0);
+    database
+        .query("INSERT INTO progress (entity, position_ms, watched, updated) "
+               "VALUES (?, ?, ?, unixepoch()) ON CONFLICT (entity) DO UPDATE SET "
+               "position_ms = excluded.position_ms, watched = excluded.watched, "
+               "updated = excluded.updated")
+        .bind(entityId, atEnd ? std::int64_t{0} : positionMs, isWatched ? 1 : 0)
+        .run();
+    transaction.commit();
+    return true;
 }
 
 std::optional<std::string> Catalogue::setting(std::string_view key) {

@@ -39,11 +39,13 @@ struct Entity {
     std::optional<std::string> path; // relative to the library; items only
     std::int64_t size = 0;
     std::int64_t childCount = 0;
-    std::string art; // file name in the artwork folder; empty without
+    std::string art;             // file name in the artwork folder; empty without
+    std::int64_t positionMs = 0; // where playing is to go on; 0: at the start
+    bool watched = false;        // or heard, or read
 };
 
 struct EntityQuery {
-    std::string type = {}; // required unless a parent is given
+    std::string type = {}; // empty: every type
     std::optional<std::int64_t> libraryId = {};
     std::optional<std::int64_t> parentId = {};
     std::string search = {}; // part of the title, ASCII case ignored
@@ -79,6 +81,10 @@ class Catalogue {
     EntityPage entities(const EntityQuery& wanted);
     std::optional<Entity> entity(std::int64_t id);
     std::optional<MediaFile> mediaFile(std::int64_t entityId);
+
+    // Of an item; close to its end the position counts as watched. False when there is no such
+    // item.
+    bool setProgress(std::int64_t entityId, std::int64_t positionMs, std::optional<bool> watched);
 
     std::optional<std::string> setting(std::string_view key);
     void setSetting(std::string_view key, std::string_view value);

@@ -1,5 +1,8 @@
 #include "ostrad/ScanStore.h"
 
+#include <map>
+#include <tuple>
+
 namespace ostrad {
 
 ScanStore::ScanStore(const std::string& databasePath, WriteTurn& writeTurn)
@@ -78,6 +81,77 @@ bool ScanStore::put(std::int64_t library, const std::vector<Placed>& files) {
     }
     transaction.commit();
     return true;
+}
+
+std::int64_t ScanStore::newestId() {
+    Query row = database.query("SELECT coalesce(max(id), 0) FROM entities");
+    return row.next() ? row.integer(0) : 0;
+}
+
+std::vector<std::int64_t> ScanStore::adoptMoved(std::int64_t library, std::int64_t newest,
+                                                const std::vector<std::int64_t>& missing) {
+    using Content = std::tuple<std::string, std::int64_t, std::int64_t, std::int64_t>;
+    std::map<Content, std::vector<std::int64_t>> added;
+    {
+        Query rows = database.query("SELECT id, type, inode, size, modified FROM entities "
+                                    "WHERE library = ? AND path IS NOT NULL AND id > ?");
+        rows.bind(library, newest);
+        while (rows.next()) {
+            added[{rows.text(1), rows.integer(2), rows.integer(3), rows.integer(4)}].push_back(
+                rows.integer(0));
+        }
+    }
+    if (added.empty()) {
+        return missing;
+    }
+    const WriteTurn::Batch batch(turn);
+    Transaction transaction(database);
+    std::vector<std::int64_t> others;
+    for (const std::int64_t id : missing) {
+        Query old = database.query("SELECT type, inode, size, modified FROM entities WHERE id = ?");
+        const auto found =
+            old.bind(id).next()
+                ? added.find({old.text(0), old.integer(1), old.integer(2), old.integer(3)})
+                : added.end();
+        if (found == added.end() || found->second.size() != 1) {
+            others.push_back(id);
+            continue;
+        }
+        const std::int64_t other = found->second.front();
+        added.erase(found);
+        struct {
+            std::optional<std::int64_t> parent;
+            std::string key;
+            std::string title;
+            std::string sort;
+            std::optional<std::int64_t> number;
+            std::optional<std::int64_t> year;
+            std::string path;
+        } item;
+        {
+            Query row = database.query("SELECT parent, key, title, sort, number, year, path "
+                                       "FROM entities WHERE id = ?");
+            row.bind(other).next();
+            item.parent = row.optionalInteger(0);
+            item.key = row.text(1);
+            item.title = row.text(2);
+            item.sort = row.text(3);
+            item.number = row.optionalInteger(4);
+            item.year = row.optionalInteger(5);
+            item.path = row.text(6);
+        }
+        // The new row makes room first: a library has one item of a key. Tags are read again, since
+        // they may place the item elsewhere than its new path does.
+        database.query("DELETE FROM entities WHERE id = ?").bind(other).run();
+        database
+            .query("UPDATE entities SET parent = ?, key = ?, title = ?, sort = ?, number = ?, "
+                   "year = ?, path = ?, probed = 0 WHERE id = ?")
+            .bind(item.parent, item.key, item.title, item.sort, item.number, item.year, item.path,
+                  id)
+            .run();
+    }
+    transaction.commit();
+    return others;
 }
 
 void ScanStore::remove(const std::vector<std::int64_t>& entities) {

@@ -46,6 +46,13 @@ class ScanStore {
 
     // Adds new files and updates changed ones; false when the library is gone.
     bool put(std::int64_t library, const std::vector<Placed>& files);
+    // The id that every item added from now on exceeds.
+    std::int64_t newestId();
+    // Files that were moved or renamed stay the items they were: each of these missing items that
+    // has the inode, size and time of exactly one item added after `newest` takes that item's
+    // place. Returns the others.
+    std::vector<std::int64_t> adoptMoved(std::int64_t library, std::int64_t newest,
+                                         const std::vector<std::int64_t>& missing);
     void remove(const std::vector<std::int64_t>& entities);
     void removeEmptyGroups(std::int64_t library);
     void finish(std::int64_t library, bool available);

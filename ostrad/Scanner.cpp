@@ -52,7 +52,8 @@ struct Scanner::LibraryScan {
     const Mode* mode = nullptr;
     std::unordered_map<std::string, ScanStore::Known> missing; // known, not met yet
     std::vector<ScanStore::Placed> batch;
-    bool gone = false; // the library was removed under the scan
+    bool gone = false;       // the library was removed under the scan
+    std::int64_t newest = 0; // what has a higher id was added by this scan
 };
 
 Scanner::Scanner(const std::string& databasePath, WriteTurn& turn, ScannerTools scannerTools)
@@ -160,6 +161,7 @@ void Scanner::scanLibrary(std::int64_t id) {
 }
 
 void Scanner::compareFiles(LibraryScan& scan) {
+    scan.newest = store.newestId();
     scan.missing = store.knownFiles(scan.id);
     const auto wanted = [&scan](std::string_view path) {
         return fileKind(*scan.mode, path.substr(path.rfind('/') + 1)) != nullptr;
@@ -217,6 +219,9 @@ void Scanner::removeMissing(LibraryScan& scan, const WalkOutcome& outcome) {
         if (!unseen) {
             gone.push_back(known.id);
         }
+    }
+    if (!gone.empty()) {
+        gone = store.adoptMoved(scan.id, scan.newest, gone);
     }
     for (std::size_t begin = 0; begin < gone.size() && !stopping; begin += kBatch) {
         const auto first = gone.begin() + static_cast<std::ptrdiff_t>(begin);

@@ -7,7 +7,7 @@ namespace ostrad {
 namespace {
 
 // migrations[n] leads from version n to version n + 1. Only ever append.
-constexpr std::array<const char*, 1> kMigrations{
+constexpr std::array<const char*, 2> kMigrations{
     R"sql(
 CREATE TABLE libraries (
     id         INTEGER PRIMARY KEY AUTOINCREMENT,
@@ -49,6 +49,14 @@ CREATE TABLE settings (
     key   TEXT PRIMARY KEY,
     value TEXT NOT NULL
 ) WITHOUT ROWID;
+)sql",
+    R"sql(
+CREATE TABLE progress (
+    entity      INTEGER PRIMARY KEY REFERENCES entities (id) ON DELETE CASCADE,
+    position_ms INTEGER NOT NULL,
+    watched     INTEGER NOT NULL,
+    updated     INTEGER NOT NULL
+);
 )sql",
 };
 

@@ -55,6 +55,43 @@ TEST_F(ScannerTest, findsWhatIsInAFolder) {
     EXPECT_EQ(titles("music.artist"), Titles{"The Quiet Hours"});
 }
 
+TEST_F(ScannerTest, knowsAFileAgainThatWasMovedOrRenamed) {
+    const auto library = addLibrary("tv", "shows");
+    temp.write("shows/A Show/Season 1/S01E01 - One.mkv", "one");
+    temp.write("shows/A Show/Season 1/S01E02 - Two.mkv", "two");
+    scan(library);
+    const auto before = catalogue.entities({.type = "tv.episode"}).entities;
+    ASSERT_EQ(before.size(), 2U);
+    ASSERT_TRUE(catalogue.setProgress(before[1].id, 77'000, std::nullopt));
+
+    temp.makeFolder("shows/Another Show/Season 3");
+    fs::rename(temp.path("shows/A Show/Season 1/S01E02 - Two.mkv"),
+               temp.path("shows/Another Show/Season 3/S03E07 - Zwei.mkv"));
+    scan(library);
+    const auto moved = catalogue.entity(before[1].id);
+    ASSERT_TRUE(moved) << "it is another item now";
+    EXPECT_EQ(moved->title, "Zwei");
+    EXPECT_EQ(moved->number, 7);
+    EXPECT_EQ(moved->grandparentTitle, "Another Show");
+    EXPECT_EQ(moved->positionMs, 77'000);
+    EXPECT_EQ(titles("tv.episode").size(), 2U);
+    EXPECT_EQ(catalogue.mediaFile(before[1].id)->path, "Another Show/Season 3/S03E07 - Zwei.mkv");
+}
+
+TEST_F(ScannerTest, takesNoOtherFileForAMovedOne) {
+    const auto library = addLibrary("movies", "films");
+    temp.write("films/A.mkv", "same size");
+    scan(library);
+    const auto before = catalogue.entities({.type = "movies.movie"}).entities.at(0).id;
+    temp.write("films/B.mkv", "same_size");
+    scan(library);
+    fs::create_hard_link(temp.path("films/B.mkv"), temp.path("films/C.mkv"));
+    temp.remove("films/A.mkv");
+    scan(library);
+    EXPECT_FALSE(catalogue.entity(before));
+    EXPECT_EQ(titles("movies.movie"), (Titles{"B", "C"}));
+}
+
 TEST_F(ScannerTest, picksUpWhatWasAddedChangedAndRemoved) {
     const auto library = addLibrary("movies", "films");
     temp.write("films/A.mkv");
