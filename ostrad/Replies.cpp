@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::string_view kPagePolicy =
     "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' data:; "
-    "media-src 'self'; connect-src 'self'; form-action 'none'; base-uri 'none'; "
+    "media-src 'self' blob:; connect-src 'self'; form-action 'none'; base-uri 'none'; "
     "frame-ancestors 'none'";
 
 void addCommon(Reply& reply, std::string_view contentType, std::string_view cacheControl) {

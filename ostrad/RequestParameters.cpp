@@ -61,8 +61,8 @@ entityQuery(const std::vector<std::pair<std::string, std::string>>& parameters) 
             query.search = validUtf8(value);
         }
     }
-    if (query.type.empty() && !query.parentId) {
-        return bad("type is required unless parentId is given.");
+    if (query.type.empty() && !query.parentId && query.search.empty()) {
+        return bad("type is required unless parentId or search is given.");
     }
     return query;
 }

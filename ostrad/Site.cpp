@@ -31,13 +31,14 @@ struct Page {
     std::string_view path;
     std::string_view file;
 };
-constexpr std::array<Page, 8> kPages{{
+constexpr std::array<Page, 9> kPages{{
     {"/", "index.html"},
     {"/account", "account.html"},
     {"/link", "link.html"},
     {"/connect", "connect.html"},
     {"/app.css", "app.css"},
     {"/app.js", "app.js"},
+    {"/stream.js", "stream.js"},
     {"/account.js", "account.js"},
     {"/icon.svg", "icon.svg"},
 }};
@@ -95,7 +96,7 @@ std::string_view methodName(Method method) {
 } // namespace
 
 std::span<const Site::Route> Site::routes() {
-    static constexpr std::array<Route, 22> kRoutes{{
+    static constexpr std::array<Route, 28> kRoutes{{
         {Method::get, "/api/health", "", &Site::health},
         {Method::get, "/api/modes", "", &Site::listModes},
         {Method::get, "/api/libraries", "", &Site::listLibraries},
@@ -105,6 +106,12 @@ std::span<const Site::Route> Site::routes() {
         {Method::get, "/api/scan", "", &Site::scanProgress},
         {Method::get, "/api/entities", "", &Site::listEntities},
         {Method::get, "/api/entities/", "", &Site::oneEntity},
+        {Method::get, "/api/entities/", "/tracks", &Site::tracks},
+        {Method::get, "/api/entities/", "/subtitles", &Site::subtitles},
+        {Method::post, "/api/entities/", "/stream", &Site::openStream},
+        {Method::post, "/api/entities/", "/progress", &Site::setProgress},
+        {Method::del, "/api/streams/", "", &Site::closeStream},
+        {Method::get, "/hls/", "", &Site::streamPart},
         {Method::get, "/api/folders", "", &Site::folders},
         {Method::get, "/api/account/link/status", "", &Site::linkStatus},
         {Method::get, "/api/account/link/start", "", &Site::linkStart},
@@ -135,7 +142,7 @@ Reply Site::handle(const Request& request) {
     if (!isOwnHost(request.header("host"), settings.address.port)) {
         return errorReply(403, "This server answers to its own loopback address only.");
     }
-    constexpr std::array<std::string_view, 3> files{"/api/", "/media/", "/art/"};
+    constexpr std::array<std::string_view, 4> files{"/api/", "/media/", "/art/", "/hls/"};
     const bool isFile = std::ranges::any_of(
         files, [&](std::string_view folder) { return request.path.starts_with(folder); });
     if (isForeign(request, settings.address.port) && (isFile || !isPageVisit(request))) {

@@ -7,6 +7,7 @@
 #include "ostrad/Modes.h"
 #include "ostrad/Options.h"
 #include "ostrad/Scanner.h"
+#include "ostrad/Streams.h"
 #include "ostrad/WriteTurn.h"
 
 #include <functional>
@@ -28,7 +29,9 @@ class Site {
         ListenAddress address;
         std::optional<std::string> healthNonce;
         std::string serverName;
-        std::string artworkPath; // empty: no pictures
+        std::string artworkPath = {}; // empty: no pictures
+        std::string ffmpeg = {};      // empty: files are played as they are
+        std::string ffprobe = {};
     };
 
     Site(Settings siteSettings, Catalogue& siteCatalogue, Scanner& siteScanner,
@@ -81,6 +84,15 @@ class Site {
     Reply mint(const Call& call);
     Reply media(const Call& call);
     Reply art(const Call& call);
+    Reply tracks(const Call& call);
+    Reply subtitles(const Call& call);
+    Reply openStream(const Call& call);
+    Reply closeStream(const Call& call);
+    Reply streamPart(const Call& call);
+    Reply setProgress(const Call& call);
+
+    // The file of the entity whose id the route matched; nothing when it is no audio or video.
+    [[nodiscard]] std::optional<MediaFile> playable(const Call& call);
 
     Settings settings;
     Catalogue& catalogue;
@@ -88,6 +100,7 @@ class Site {
     AccountLink& account;
     DeviceLinks& devices;
     WriteTurn& turn;
+    std::shared_ptr<Streams> streams = std::make_shared<Streams>();
 };
 
 } // namespace ostrad

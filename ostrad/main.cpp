@@ -78,11 +78,12 @@ int serve(const ostrad::Options& options) {
         ostrad::logLine("this system cannot keep tools from the network or from starting programs");
     }
     ostrad::WriteTurn turn;
-    const auto artwork = openArtwork(usableTool(options.ffmpegPath));
+    const std::string ffmpeg = usableTool(options.ffmpegPath);
+    const std::string ffprobe = usableTool(options.ffprobePath);
+    const auto artwork = openArtwork(ffmpeg);
     const bool draws = artwork && artwork->canDraw();
-    ostrad::Scanner scanner(
-        options.databasePath, turn,
-        {.ffprobe = usableTool(options.ffprobePath), .artwork = draws ? &*artwork : nullptr});
+    ostrad::Scanner scanner(options.databasePath, turn,
+                            {.ffprobe = ffprobe, .artwork = draws ? &*artwork : nullptr});
     ostrad::AccountLink account(
         catalogue, [] { return std::chrono::steady_clock::now(); }, ostrad::systemRandomBelow);
     ostrad::DeviceLinks devices([] { return std::chrono::steady_clock::now(); },
@@ -90,7 +91,9 @@ int serve(const ostrad::Options& options) {
     ostrad::Site site({.address = address,
                        .healthNonce = environmentValue("MEDIASERVER_HEALTH_NONCE"),
                        .serverName = hostName(),
-                       .artworkPath = artwork ? artwork->path() : std::string()},
+                       .artworkPath = artwork ? artwork->path() : std::string(),
+                       .ffmpeg = ffmpeg,
+                       .ffprobe = ffprobe},
                       catalogue, scanner, account, devices, turn);
     scanner.scanAll();
 

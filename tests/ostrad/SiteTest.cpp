@@ -300,7 +300,8 @@ TEST_F(SiteTest, servesItsPagesUnderAStrictPolicy) {
 }
 
 TEST_F(SiteTest, namesNoOtherHostInItsPages) {
-    for (const char* target : {"/", "/link", "/account", "/app.css", "/app.js", "/account.js"}) {
+    for (const char* target :
+         {"/", "/link", "/account", "/app.css", "/app.js", "/stream.js", "/account.js"}) {
         const std::string body = get(target).body;
         EXPECT_EQ(body.find("https://"), std::string::npos) << target;
         for (std::size_t at = body.find("http://"); at != std::string::npos;
@@ -354,6 +355,65 @@ TEST_F(SiteTest, refusesEveryForeignRequestButAVisit) {
     }
     EXPECT_EQ(get("/api/account/link/start", visit).status, 403);
     EXPECT_EQ(account.pendingCode(), std::nullopt);
+}
+
+TEST_F(SiteTest, keepsHowFarSomebodyHasCome) {
+    temp.write("films/A.mkv", "x");
+    ASSERT_EQ(post("/api/libraries", add("movies", temp.path("films"))).status, 201);
+    ASSERT_TRUE(settled());
+    const json::value film = json::parse(get("/api/entities?type=movies.movie").body).at(0);
+    const std::string address = "/api/entities/" + std::to_string(film.at("id").as_int64());
+    const auto now = [&] { return json::parse(get(address).body).as_object(); };
+    EXPECT_FALSE(now().contains("positionMs"));
+    EXPECT_FALSE(now().contains("watched"));
+    Database(temp.path("db")).execute("UPDATE entities SET duration_ms = 100000");
+
+    EXPECT_EQ(post(address + "/progress", R"({"positionMs":60000})").status, 200);
+    EXPECT_EQ(now().at("positionMs"), 60'000);
+    EXPECT_FALSE(now().contains("watched"));
+    EXPECT_EQ(post(address + "/progress", R"({"positionMs":96000})").status, 200);
+    EXPECT_FALSE(now().contains("positionMs")) << "the credits are the end";
+    EXPECT_EQ(now().at("watched"), true);
+    EXPECT_EQ(post(address + "/progress", R"({"positionMs":1000})").status, 200);
+    EXPECT_EQ(now().at("positionMs"), 1000);
+    EXPECT_EQ(now().at("watched"), true) << "seen once is seen";
+    EXPECT_EQ(post(address + "/progress", R"({"positionMs":0,"watched":false})").status, 200);
+    EXPECT_FALSE(now().contains("watched"));
+
+    for (const char* wrong : {"{}", R"({"positionMs":-1})", R"({"positionMs":"1"})",
+                              R"({"positionMs":1,"watched":1})", R"({"positionMs":1e30})"}) {
+        EXPECT_EQ(post(address + "/progress", wrong).status, 400) << wrong;
+    }
+    EXPECT_EQ(post("/api/entities/999/progress", R"({"positionMs":1})").status, 404);
+    scanner.scan(film.at("libraryId").as_int64());
+    ASSERT_TRUE(settled());
+    EXPECT_EQ(post(address + "/progress", R"({"positionMs":5})").status, 200) << "still the same";
+}
+
+TEST_F(SiteTest, searchesEverythingAtOnce) {
+    temp.write("films/Harbour.mkv", "x");
+    temp.write("music/A Band/Harbour Songs/01 - Low Tide.mp3", "x");
+    ASSERT_EQ(post("/api/libraries", add("movies", temp.path("films"))).status, 201);
+    ASSERT_EQ(post("/api/libraries", add("music", temp.path("music"))).status, 201);
+    ASSERT_TRUE(settled());
+    const Reply found = get("/api/entities?search=harbour");
+    EXPECT_EQ(header(found, "X-Total-Count"), "2");
+    EXPECT_EQ(get("/api/entities?search=").status, 400);
+    EXPECT_EQ(get("/api/entities").status, 400);
+}
+
+TEST_F(SiteTest, convertsNothingWithoutItsTools) {
+    temp.write("films/A.mkv", "x");
+    ASSERT_EQ(post("/api/libraries", add("movies", temp.path("films"))).status, 201);
+    ASSERT_TRUE(settled());
+    const json::value film = json::parse(get("/api/entities?type=movies.movie").body).at(0);
+    const std::string address = "/api/entities/" + std::to_string(film.at("id").as_int64());
+    EXPECT_EQ(get(address + "/tracks").status, 501);
+    EXPECT_EQ(get(address + "/subtitles?track=s0").status, 501);
+    EXPECT_EQ(post(address + "/stream", "{}").status, 501);
+    EXPECT_EQ(post("/api/entities/999/stream", "{}").status, 404);
+    EXPECT_EQ(get("/hls/0123-0.m4s").status, 404);
+    EXPECT_EQ(get("/hls/0123").status, 404);
 }
 
 } // namespace

@@ -1,0 +1,366 @@
+#include "ostrad/LiveStream.h"
+
+#include "ostrad/Fragments.h"
+#include "ostrad/MediaTracks.h"
+#include "ostrad/ToolProcess.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <condition_variable>
+#include <map>
+#include <thread>
+#include <utility>
+
+namespace ostrad {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Bytes = std::shared_ptr<const std::string>;
+
+constexpr std::int64_t kVideoPartMs = 4000;
+// A whole number of AAC frames at 48 kHz, so that parts without video do not drift either.
+constexpr std::int64_t kAudioPartMs = 4096;
+constexpr std::int64_t kLeastPartMs = 100; // what is left at the end belongs to the part before
+constexpr std::int64_t kPartsBehind = 2;
+constexpr std::chrono::seconds kPatience{4};
+constexpr std::chrono::milliseconds kLastMoment{500}; // to end by itself after its last output
+constexpr ToolBounds kBounds{.memory = std::size_t{2} << 30U};
+
+} // namespace
+
+// One ffmpeg, from its start to its end, and the thread that reads it.
+class LiveStream::Run {
+  public:
+    Run(ToolProcess process, std::int64_t first, std::shared_ptr<Places> allPlaces)
+        : places(std::move(allPlaces))
+        , next(first)
+        , position(first)
+        , tool(std::move(process))
+        , reader([this] { readAll(); }) {}
+    ~Run() {
+        stop();
+        reader.join();
+    }
+    Run(const Run&) = delete;
+    Run& operator=(const Run&) = delete;
+
+    void stop() {
+        {
+            const std::scoped_lock lock(mutex);
+            stopping = true;
+        }
+        changed.notify_all();
+    }
+
+    // Returns once ffmpeg is gone, so that its place is free.
+    void end() {
+        stop();
+        std::unique_lock lock(mutex);
+        changed.wait(lock, [this] { return hasEnded.load(); });
+    }
+
+    [[nodiscard]] bool ended() const { return hasEnded; }
+
+    // Whether that part is here, or will be soon.
+    bool reaches(std::int64_t number) {
+        const std::scoped_lock lock(mutex);
+        return parts.contains(number) ||
+               (number >= next && (hasEnded ? endedWell : number <= next + partsAhead));
+    }
+
+    Part wait(std::int64_t number) {
+        std::unique_lock lock(mutex);
+        position = number;
+        changed.notify_all();
+        changed.wait_for(lock, kPatience,
+                         [&] { return parts.contains(number) || hasEnded || stopping; });
+        const auto found = parts.find(number);
+        if (found != parts.end()) {
+            return {.bytes = found->second};
+        }
+        return {.bytes = {},
+                .trouble = hasEnded && !stopping ? Trouble::unreadable : Trouble::late};
+    }
+
+    Part waitForStart() {
+        std::unique_lock lock(mutex);
+        changed.wait_for(lock, kPatience, [&] { return start || hasEnded || stopping; });
+        return {.bytes = start,
+                .trouble = start                   ? Trouble::none
+                           : hasEnded && !stopping ? Trouble::unreadable
+                                                   : Trouble::late};
+    }
+
+  private:
+    void readAll() {
+        Fragments fragments([this](std::string bytes) { addStart(std::move(bytes)); },
+                            [this](std::string bytes) { addPart(std::move(bytes)); });
+        std::array<char, 64 * 1024> buffer{};
+        ssize_t got = 1;
+        while (got > 0 && mayGoOn()) {
+            got = tool.read(buffer, stopping);
+            if (got > 0 && !fragments.append({buffer.data(), static_cast<std::size_t>(got)})) {
+                got = -1;
+            }
+        }
+        const bool succeeded =
+            tool.finish(stopping, got == 0 ? Clock::now() + kLastMoment : Clock::time_point::min());
+        --places->taken;
+        {
+            const std::scoped_lock lock(mutex);
+            endedWell = succeeded;
+            hasEnded = true;
+        }
+        changed.notify_all();
+    }
+
+    // Rests while the viewer is far behind; false when it is time to end.
+    bool mayGoOn() {
+        std::unique_lock lock(mutex);
+        changed.wait(lock, [this] { return stopping || next <= position + partsAhead; });
+        return !stopping;
+    }
+
+    void addStart(std::string bytes) {
+        const std::scoped_lock lock(mutex);
+        start = std::make_shared<const std::string>(std::move(bytes));
+        changed.notify_all();
+    }
+
+    void addPart(std::string bytes) {
+        const std::scoped_lock lock(mutex);
+        parts.emplace(next, std::make_shared<const std::string>(std::move(bytes)));
+        ++next;
+        while (!parts.empty() && parts.begin()->first < position - kPartsBehind) {
+            parts.erase(parts.begin());
+        }
+        changed.notify_all();
+    }
+
+    const std::shared_ptr<Places> places;
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::map<std::int64_t, Bytes> parts;
+    Bytes start;
+    std::int64_t next;     // the part that comes next from ffmpeg
+    std::int64_t position; // the part that was asked for last
+    bool endedWell = false;
+    std::atomic<bool> hasEnded = false;
+    std::atomic<bool> stopping = false;
+    ToolProcess tool;
+    std::thread reader; // last: it uses all of the above
+};
+
+// Somebody who waits is a reader, however long it takes.
+class LiveStream::Asking {
+  public:
+    explicit Asking(LiveStream& asked)
+        : stream(asked) {
+        ++stream.waiting;
+        stream.read = Clock::now();
+    }
+    Asking(const Asking&) = delete;
+    Asking& operator=(const Asking&) = delete;
+    ~Asking() {
+        stream.read = Clock::now();
+        --stream.waiting;
+    }
+
+  private:
+    LiveStream& stream;
+};
+
+LiveStream::LiveStream(Source streamSource, std::shared_ptr<Places> allPlaces)
+    : source(std::move(streamSource))
+    , places(std::move(allPlaces))
+    , read(Clock::now()) {}
+
+LiveStream::~LiveStream() {
+    if (run) {
+        run->end();
+    }
+}
+
+std::int64_t LiveStream::partMs() const {
+    return source.hasVideo ? kVideoPartMs : kAudioPartMs;
+}
+
+std::int64_t LiveStream::parts() const {
+    return std::max<std::int64_t>(1, (source.durationMs - kLeastPartMs + partMs() - 1) / partMs());
+}
+
+std::string LiveStream::mediaType() const {
+    if (!source.hasVideo) {
+        return "audio/mp4; codecs=\"mp4a.40.2\"";
+    }
+    return source.audioTrack < 0 ? "video/mp4; codecs=\"avc1.4d4028\""
+                                 : "video/mp4; codecs=\"avc1.4d4028,mp4a.40.2\"";
+}
+
+std::string LiveStream::playlist(const std::string& name) const {
+    std::string list = fmt::format("#EXTM3U\n#EXT-X-VERSION:7\n#EXT-X-TARGETDURATION:{}\n"
+                                   "#EXT-X-PLAYLIST-TYPE:VOD\n#EXT-X-MAP:URI=\"{}-init.mp4\"\n",
+                                   (partMs() + 999) / 1000, name);
+    for (std::int64_t number = 0; number < parts(); ++number) {
+        const std::int64_t length =
+            number + 1 < parts() ? partMs()
+                                 : std::max<std::int64_t>(1, source.durationMs - number * partMs());
+        fmt::format_to(std::back_inserter(list), "#EXTINF:{}.{:03},\n{}-{}.m4s\n", length / 1000,
+                       length % 1000, name, number);
+    }
+    return list + "#EXT-X-ENDLIST\n";
+}
+
+std::vector<std::string> LiveStream::command(std::int64_t firstPart) const {
+    const std::int64_t startMs = firstPart * partMs();
+    const std::string at = fmt::format("{}.{:03}", startMs / 1000, startMs % 1000);
+    std::vector<std::string> words{source.ffmpeg,
+                                   "-v",
+                                   "quiet",
+                                   "-nostdin",
+                                   "-protocol_whitelist",
+                                   "file,pipe",
+                                   "-format_whitelist",
+                                   std::string(kMediaFormats),
+                                   "-ss",
+                                   at,
+                                   "-i",
+                                   "file:" + source.file,
+                                   "-map_metadata",
+                                   "-1",
+                                   "-map_chapters",
+                                   "-1",
+                                   "-sn",
+                                   "-dn"};
+    const auto add = [&words](std::initializer_list<std::string> more) {
+        words.insert(words.end(), more);
+    };
+    if (source.hasVideo) {
+        add({"-map",
+             "0:V:0",
+             "-c:v",
+             "libx264",
+             "-preset",
+             "veryfast",
+             "-profile:v",
+             "main",
+             "-level:v",
+             "4.0",
+             "-pix_fmt",
+             "yuv420p",
+             "-vf",
+             "scale='trunc(min(1920,iw)/2)*2':-2",
+             "-crf",
+             "23",
+             "-maxrate",
+             "8M",
+             "-bufsize",
+             "16M",
+             "-bf",
+             "0",
+             "-g",
+             "100000",
+             "-sc_threshold",
+             "0",
+             "-force_key_frames",
+             fmt::format("expr:gte(t,n_forced*{}.{:03})", partMs() / 1000, partMs() % 1000)});
+    }
+    if (source.audioTrack >= 0) {
+        add({"-map", fmt::format("0:a:{}", source.audioTrack), "-c:a", "aac", "-b:a", "192k", "-ac",
+             "2", "-ar", "48000"});
+    }
+    if (source.hasVideo) {
+        add({"-movflags", "frag_keyframe+empty_moov+default_base_moof+frag_discont"});
+    } else {
+        add({"-vn", "-frag_duration", std::to_string(partMs() * 1000), "-movflags",
+             "empty_moov+default_base_moof+frag_discont"});
+    }
+    // The times in the parts are those of the file, wherever ffmpeg began.
+    add({"-use_editlist", "0", "-avoid_negative_ts", "make_non_negative", "-output_ts_offset", at,
+         "-f", "mp4", "pipe:1"});
+    return words;
+}
+
+// Whichever there is; else one from the beginning.
+std::shared_ptr<LiveStream::Run> LiveStream::anyRun(Trouble& trouble) {
+    {
+        const std::scoped_lock lock(mutex);
+        if (run) {
+            return run;
+        }
+    }
+    return runFor(0, trouble);
+}
+
+std::shared_ptr<LiveStream::Run> LiveStream::runFor(std::int64_t number, Trouble& trouble) {
+    const std::scoped_lock lock(mutex);
+    if (run && run->reaches(number)) {
+        return run;
+    }
+    if (run) {
+        run->end(); // though others may still wait for it
+        run.reset();
+    }
+    if (++places->taken > places->most) {
+        --places->taken;
+        trouble = Trouble::busy;
+        return nullptr;
+    }
+    auto tool = ToolProcess::start(command(number), kBounds);
+    if (!tool) {
+        --places->taken;
+        trouble = Trouble::unreadable;
+        return nullptr;
+    }
+    run = std::make_shared<Run>(*std::move(tool), number, places);
+    return run;
+}
+
+LiveStream::Part LiveStream::initialization() {
+    {
+        const std::scoped_lock lock(mutex);
+        if (start) {
+            return {.bytes = start};
+        }
+    }
+    const Asking asking(*this);
+    Trouble trouble = Trouble::none;
+    const auto running = anyRun(trouble);
+    if (!running) {
+        return {.bytes = {}, .trouble = trouble};
+    }
+    const Part part = running->waitForStart();
+    const std::scoped_lock lock(mutex);
+    if (part.bytes) {
+        start = part.bytes;
+    }
+    return part;
+}
+
+LiveStream::Part LiveStream::part(std::int64_t number) {
+    Trouble trouble = Trouble::none;
+    if (number < 0 || number >= parts()) {
+        return {.bytes = {}, .trouble = Trouble::unreadable};
+    }
+    const Asking asking(*this);
+    const auto running = runFor(number, trouble);
+    return running ? running->wait(number) : Part{.bytes = {}, .trouble = trouble};
+}
+
+void LiveStream::restIfUnread(std::chrono::milliseconds quiet) {
+    const std::scoped_lock lock(mutex);
+    if (run && waiting == 0 && Clock::now() - read.load() >= quiet) {
+        run->end();
+        run.reset();
+    }
+}
+
+bool LiveStream::isRunning() {
+    const std::scoped_lock lock(mutex);
+    return run && !run->ended();
+}
+
+} // namespace ostrad

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace ostrad {
+
+// What can be chosen of a media file, and in which words a browser can be asked whether it plays it
+// as it is. Read with ffprobe; the file and the answer are untrusted and bounded (MediaProbe.h).
+
+struct AudioTrack {
+    std::string codec; // as ffmpeg calls it
+    std::string language;
+    std::string title;
+    std::int64_t channels = 0;
+};
+
+struct SubtitleTrack {
+    std::string codec;
+    std::string language;
+    std::string title;
+};
+
+struct Chapter {
+    std::int64_t startMs = 0;
+    std::string title;
+};
+
+struct MediaTracks {
+    std::int64_t durationMs = 0;
+    bool hasVideo = false;         // cover pictures are none
+    std::string directType;        // the media type with its codecs (RFC 6381); empty: ask nothing
+    std::vector<AudioTrack> audio; // in ffmpeg's order: 0:a:0, 0:a:1, ...
+    std::vector<SubtitleTrack> text; // those that are text; `textIndexes` are ffmpeg's
+    std::vector<std::int64_t> textIndexes;
+    std::vector<Chapter> chapters;
+};
+
+inline constexpr std::size_t kMostTracks = 64; // of a kind; a file with more is lying
+inline constexpr std::size_t kMostChapters = 500;
+
+// The demuxers that may be used, as ffmpeg's tools take them: those of media files, and none that
+// opens further files that the first one names.
+inline constexpr std::string_view kMediaFormats =
+    "matroska,webm,mov,mp4,m4a,3gp,3g2,mj2,avi,mpegts,mpegtsraw,mpeg,mpegvideo,m4v,h264,hevc,ogg,"
+    "mp3,flac,wav,w64,aiff,aac,ac3,eac3,dts,dtshd,truehd,asf,flv,ape,wv,tta,caf,au,amr,"
+    "jpeg_pipe,png_pipe,image2,webp_pipe,gif,srt,ass,webvtt";
+
+// Nothing when the file cannot be read as media.
+std::optional<MediaTracks> readTracks(const std::string& ffprobePath, const std::string& filePath,
+                                      const std::atomic<bool>& stop);
+
+// The JSON of ffprobe; pure. The name's extension tells WebM from other Matroska files.
+std::optional<MediaTracks> parseTracks(std::string_view text, std::string_view fileName);
+
+} // namespace ostrad

@@ -1,0 +1,262 @@
+// The routes of playing: what can be chosen of a file, streams for browsers that cannot play it as
+// it is, subtitles, and how far somebody has come.
+#include "ostrad/MediaTracks.h"
+#include "ostrad/Modes.h"
+#include "ostrad/Replies.h"
+#include "ostrad/RequestBody.h"
+#include "ostrad/RequestParameters.h"
+#include "ostrad/SafeFile.h"
+#include "ostrad/Site.h"
+#include "ostrad/Subtitles.h"
+
+#include <boost/json/array.hpp>
+#include <boost/json/object.hpp>
+#include <boost/json/serialize.hpp>
+#include <fmt/format.h>
+
+#include <atomic>
+
+namespace ostrad {
+
+namespace json = boost::json;
+
+namespace {
+
+constexpr std::int64_t kLongest = std::int64_t{1000} * 3'600'000; // of any media
+
+json::string text(std::string_view bytes) {
+    return json::string(bytes.data(), bytes.size());
+}
+
+Reply noSuchMedia() {
+    return errorReply(404, "There is no such audio or video.");
+}
+
+Reply plain(std::string_view contentType, std::string body, std::string_view cacheControl) {
+    Reply reply = jsonReply(200, std::move(body));
+    for (auto& [name, value] : reply.headers) {
+        if (name == "Content-Type") {
+            value = contentType;
+        } else if (name == "Cache-Control") {
+            value = cacheControl;
+        }
+    }
+    return reply;
+}
+
+const std::atomic<bool>& never() {
+    static const std::atomic<bool> stop = false;
+    return stop;
+}
+
+// The full path, if it is a regular file of the library.
+std::optional<std::string> checkedPath(const MediaFile& file) {
+    return openFileBeneath(file.libraryPath, file.path)
+               ? std::optional(file.libraryPath + '/' + file.path)
+               : std::nullopt;
+}
+
+json::object tracksJson(const MediaTracks& tracks, const std::vector<SubtitleFile>& beside) {
+    json::array audio;
+    for (const AudioTrack& track : tracks.audio) {
+        audio.push_back(json::object{{"codec", text(track.codec)},
+                                     {"language", text(track.language)},
+                                     {"title", text(track.title)},
+                                     {"channels", track.channels}});
+    }
+    json::array subtitles;
+    for (std::size_t index = 0; index < tracks.text.size(); ++index) {
+        subtitles.push_back(json::object{{"track", fmt::format("s{}", tracks.textIndexes[index])},
+                                         {"language", text(tracks.text[index].language)},
+                                         {"title", text(tracks.text[index].title)}});
+    }
+    for (std::size_t index = 0; index < beside.size(); ++index) {
+        subtitles.push_back(json::object{{"track", fmt::format("f{}", index)},
+                                         {"language", text(beside[index].language)},
+                                         {"title", ""}});
+    }
+    json::array chapters;
+    for (const Chapter& chapter : tracks.chapters) {
+        chapters.push_back(
+            json::object{{"startMs", chapter.startMs}, {"title", text(chapter.title)}});
+    }
+    return {{"durationMs", tracks.durationMs},       {"kind", tracks.hasVideo ? "video" : "audio"},
+            {"directType", text(tracks.directType)}, {"audio", std::move(audio)},
+            {"subtitles", std::move(subtitles)},     {"chapters", std::move(chapters)}};
+}
+
+Reply partReply(const LiveStream::Part& part, std::string_view contentType) {
+    switch (part.trouble) {
+    case LiveStream::Trouble::none:
+        return plain(contentType, *part.bytes, "private, no-store");
+    case LiveStream::Trouble::busy: {
+        Reply reply = errorReply(503, "Too many films are being converted at the moment.");
+        reply.headers.emplace_back("Retry-After", "3");
+        return reply;
+    }
+    case LiveStream::Trouble::late: {
+        Reply reply = errorReply(503, "This part takes longer than expected.");
+        reply.headers.emplace_back("Retry-After", "1");
+        return reply;
+    }
+    case LiveStream::Trouble::unreadable:
+        break;
+    }
+    return errorReply(404, "There is no such part.");
+}
+
+} // namespace
+
+std::optional<MediaFile> Site::playable(const Call& call) {
+    const auto id = wholeNumber(call.argument);
+    auto file = id ? catalogue.mediaFile(*id) : std::nullopt;
+    const Mode* const mode = file ? findMode(file->modeId) : nullptr;
+    const FileKind* const kind = mode == nullptr ? nullptr : fileKind(*mode, file->path);
+    const bool plays =
+        kind != nullptr && (kind->kind == MediaKind::audio || kind->kind == MediaKind::video);
+    return plays ? std::move(file) : std::nullopt;
+}
+
+Reply Site::tracks(const Call& call) {
+    const auto file = playable(call);
+    if (!file) {
+        return noSuchMedia();
+    }
+    if (settings.ffprobe.empty()) {
+        return errorReply(501, "Files cannot be examined: there is no ffprobe.");
+    }
+    return onWorker([file = *file, ffprobe = settings.ffprobe] {
+        const auto path = checkedPath(file);
+        const auto tracks = path ? readTracks(ffprobe, *path, never()) : std::nullopt;
+        return tracks ? jsonReply(200, json::serialize(tracksJson(
+                                           *tracks, subtitlesBeside(file.libraryPath, file.path))))
+                      : errorReply(422, "This file cannot be read as audio or video.");
+    });
+}
+
+Reply Site::subtitles(const Call& call) {
+    const auto file = playable(call);
+    const std::string_view track = call.request.parameter("track").value_or("");
+    const auto index = track.empty() ? std::nullopt : wholeNumber(track.substr(1), 1000);
+    if (!file || !index || (track.front() != 's' && track.front() != 'f')) {
+        return errorReply(404, "There are no such subtitles.");
+    }
+    if (settings.ffmpeg.empty()) {
+        return errorReply(501, "Subtitles cannot be converted: there is no ffmpeg.");
+    }
+    return onWorker(
+        [file = *file, ffmpeg = settings.ffmpeg, index = *index, isInside = track.front() == 's'] {
+            std::optional<std::string> text;
+            if (isInside) {
+                const auto path = checkedPath(file);
+                text = path ? extractSubtitles(ffmpeg, *path, index, never()) : std::nullopt;
+            } else if (const auto beside = subtitlesBeside(file.libraryPath, file.path);
+                       static_cast<std::size_t>(index) < beside.size()) {
+                const auto path = checkedPath({.libraryPath = file.libraryPath,
+                                               .path = beside[static_cast<std::size_t>(index)].path,
+                                               .modeId = file.modeId});
+                text = path ? convertSubtitleFile(ffmpeg, *path, never()) : std::nullopt;
+            }
+            return text ? plain("text/vtt; charset=utf-8", *std::move(text), "private, no-cache")
+                        : errorReply(404, "There are no such subtitles.");
+        });
+}
+
+Reply Site::openStream(const Call& call) {
+    const auto body = jsonBody(call.request);
+    if (!body) {
+        return errorReply(body.error().status, body.error().sentence);
+    }
+    const auto file = playable(call);
+    if (!file) {
+        return noSuchMedia();
+    }
+    if (settings.ffmpeg.empty() || settings.ffprobe.empty()) {
+        return errorReply(501, "Files cannot be converted: there is no ffmpeg.");
+    }
+    const json::value* const wanted = body->if_contains("audio");
+    const std::int64_t audio = wanted != nullptr && wanted->is_int64() ? wanted->get_int64() : 0;
+    return onWorker([file = *file, audio, ffmpeg = settings.ffmpeg, ffprobe = settings.ffprobe,
+                     streams = streams] {
+        const auto path = checkedPath(file);
+        const auto tracks = path ? readTracks(ffprobe, *path, never()) : std::nullopt;
+        if (!tracks || tracks->durationMs <= 0) {
+            return errorReply(422, "This file cannot be read as audio or video.");
+        }
+        const auto most = static_cast<std::int64_t>(tracks->audio.size());
+        if (audio < 0 || (most > 0 && audio >= most)) {
+            return errorReply(400, "There is no such audio track.");
+        }
+        const std::string name = streams->open({.ffmpeg = ffmpeg,
+                                                .file = *path,
+                                                .hasVideo = tracks->hasVideo,
+                                                .audioTrack = most > 0 ? audio : -1,
+                                                .durationMs = tracks->durationMs});
+        const auto stream = streams->find(name);
+        return jsonReply(201, json::serialize(json::object{
+                                  {"id", text(name)},
+                                  {"playlist", text(fmt::format("/hls/{}-index.m3u8", name))},
+                                  {"init", text(fmt::format("/hls/{}-init.mp4", name))},
+                                  {"part", text(fmt::format("/hls/{}-", name))},
+                                  {"mediaType", text(stream ? stream->mediaType() : "")},
+                                  {"partMs", stream ? stream->partMs() : 0},
+                                  {"parts", stream ? stream->parts() : 0},
+                                  {"durationMs", tracks->durationMs}}));
+    });
+}
+
+Reply Site::closeStream(const Call& call) {
+    // Ending ffmpeg takes a moment.
+    return onWorker([streams = streams, name = std::string(call.argument)] {
+        return streams->close(name) ? jsonReply(200, "{}")
+                                    : errorReply(404, "There is no such stream.");
+    });
+}
+
+Reply Site::streamPart(const Call& call) {
+    const std::size_t dash = call.argument.find('-');
+    const auto stream =
+        dash == std::string_view::npos ? nullptr : streams->find(call.argument.substr(0, dash));
+    if (!stream) {
+        return errorReply(404, "There is no such stream.");
+    }
+    std::string_view part = call.argument.substr(dash + 1);
+    if (part == "index.m3u8") {
+        return plain("application/vnd.apple.mpegurl",
+                     stream->playlist(std::string(call.argument.substr(0, dash))),
+                     "private, no-store");
+    }
+    if (part == "init.mp4") {
+        return onWorker([stream] { return partReply(stream->initialization(), "video/mp4"); });
+    }
+    const auto index = part.ends_with(".m4s")
+                           ? wholeNumber(part.substr(0, part.size() - 4), stream->parts() - 1)
+                           : std::nullopt;
+    if (!index) {
+        return errorReply(404, "There is no such part.");
+    }
+    return onWorker(
+        [stream, index = *index] { return partReply(stream->part(index), "video/iso.segment"); });
+}
+
+Reply Site::setProgress(const Call& call) {
+    const auto body = jsonBody(call.request);
+    if (!body) {
+        return errorReply(body.error().status, body.error().sentence);
+    }
+    const json::value* const position = body->if_contains("positionMs");
+    const json::value* const watched = body->if_contains("watched");
+    if (position == nullptr || !position->is_int64() || position->get_int64() < 0 ||
+        position->get_int64() > kLongest || (watched != nullptr && !watched->is_bool())) {
+        return errorReply(400, "positionMs must be a number from 0 up, watched true or false.");
+    }
+    const auto id = wholeNumber(call.argument);
+    const auto held = turn.request();
+    const bool done =
+        id && catalogue.setProgress(*id, position->get_int64(),
+                                    watched == nullptr ? std::nullopt
+                                                       : std::optional(watched->get_bool()));
+    return done ? jsonReply(200, "{}") : errorReply(404, "There is no such item.");
+}
+
+} // namespace ostrad

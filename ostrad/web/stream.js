@@ -1,0 +1,133 @@
+'use strict';
+
+// Feeds a media element with a stream that the server converts: part after part, a little ahead of
+// where the viewer is, from wherever the viewer seeks. Where Media Source Extensions are missing, the
+// element takes the play list itself.
+class LiveFeed {
+  static ahead = 30; // seconds
+  static behind = 60;
+  static tries = 20;
+
+  // onTrouble gets a sentence, or nothing once it is over.
+  constructor(media, stream, onTrouble) {
+    this.media = media;
+    this.stream = stream;
+    this.onTrouble = onTrouble;
+    this.part = stream.partMs / 1000;
+    this.closed = false;
+    this.abort = null;
+    this.wake = () => {};
+    this.listeners = [];
+  }
+
+  static canPlay(media, stream) {
+    return LiveFeed.hasSources(stream) || media.canPlayType('application/vnd.apple.mpegurl') !== '';
+  }
+
+  static hasSources(stream) {
+    return 'MediaSource' in window && MediaSource.isTypeSupported(stream.mediaType);
+  }
+
+  start() {
+    if (!LiveFeed.hasSources(this.stream)) {
+      this.media.src = this.stream.playlist;
+      return;
+    }
+    this.source = new MediaSource();
+    this.url = URL.createObjectURL(this.source);
+    this.listen(this.source, 'sourceopen', () => { if (!this.buffer) this.run(); });
+    this.listen(this.media, 'seeking', () => this.seek());
+    this.listen(this.media, 'timeupdate', () => this.wake());
+    this.media.src = this.url;
+  }
+
+  listen(target, event, handler) {
+    target.addEventListener(event, handler);
+    this.listeners.push(() => target.removeEventListener(event, handler));
+  }
+
+  close() {
+    this.closed = true;
+    for (const remove of this.listeners) remove();
+    if (this.abort) this.abort.abort();
+    this.wake();
+    if (this.url) URL.revokeObjectURL(this.url);
+    fetch(`/api/streams/${this.stream.id}`, { method: 'DELETE', keepalive: true }).catch(() => {});
+  }
+
+  // The end of what is there from this time on; the time itself when nothing is.
+  bufferedUntil(time) {
+    const ranges = this.buffer.buffered;
+    for (let index = 0; index < ranges.length; ++index) {
+      if (ranges.start(index) - 0.3 <= time && time < ranges.end(index)) return ranges.end(index);
+    }
+    return time;
+  }
+
+  seek() {
+    if (this.buffer && this.bufferedUntil(this.media.currentTime) === this.media.currentTime && this.abort) this.abort.abort();
+    this.wake();
+  }
+
+  async load(address) {
+    for (let attempt = 0; !this.closed; ++attempt) {
+      this.abort = new AbortController();
+      const reply = await fetch(address, { cache: 'no-store', signal: this.abort.signal });
+      if (reply.ok) {
+        this.onTrouble('');
+        return await reply.arrayBuffer();
+      }
+      if (reply.status !== 503 || attempt === LiveFeed.tries) return null;
+      this.onTrouble((await reply.json()).error);
+      await new Promise(resolve => setTimeout(resolve, 1000 * Number(reply.headers.get('Retry-After') || 1)));
+    }
+    return null;
+  }
+
+  change(action) {
+    return new Promise((resolve, reject) => {
+      this.buffer.addEventListener('updateend', resolve, { once: true });
+      this.buffer.addEventListener('error', () => reject(new Error('The stream cannot be decoded.')), { once: true });
+      action();
+    });
+  }
+
+  async append(bytes) {
+    const old = this.media.currentTime - LiveFeed.behind;
+    if (old > 0 && this.buffer.buffered.length && this.buffer.buffered.start(0) < old) await this.change(() => this.buffer.remove(0, old));
+    await this.change(() => this.buffer.appendBuffer(bytes));
+  }
+
+  async run() {
+    try {
+      this.buffer = this.source.addSourceBuffer(this.stream.mediaType);
+      this.source.duration = this.stream.durationMs / 1000;
+      const head = await this.load(this.stream.init);
+      if (!head) throw new Error('This file cannot be converted.');
+      await this.append(head);
+      while (!this.closed) await this.step();
+    } catch (error) {
+      if (!this.closed) this.onTrouble(error.message);
+    }
+  }
+
+  async step() {
+    const time = this.media.currentTime;
+    const until = this.bufferedUntil(time);
+    const number = Math.floor((until + 0.15) / this.part);
+    const ended = number >= this.stream.parts || this.missing === number;
+    if (ended && this.source.readyState === 'open') this.source.endOfStream();
+    if (ended || until - time > LiveFeed.ahead) {
+      await new Promise(resolve => { this.wake = resolve; });
+      return;
+    }
+    try {
+      const bytes = await this.load(`${this.stream.part}${number}.m4s`);
+      if (this.closed) return;
+      if (bytes) await this.append(bytes);
+      else this.missing = number; // shorter than it said
+    } catch (error) {
+      if (error.name !== 'AbortError') throw error; // else somebody seeked
+    }
+  }
+}

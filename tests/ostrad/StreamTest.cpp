@@ -1,0 +1,341 @@
+// Files that no browser plays, played: the real server with the real ffmpeg.
+#include "tests/ostrad/OstradFixture.h"
+
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <thread>
+
+namespace ostrad::test {
+namespace {
+
+using testing::HasSubstr;
+
+std::string findTool(const std::string& name) {
+    for (const char* const folder : {"/usr/bin/", "/usr/local/bin/", "/opt/homebrew/bin/"}) {
+        if (::access((folder + name).c_str(), X_OK) == 0) {
+            return folder + name;
+        }
+    }
+    return name;
+}
+
+std::string nameOf(pid_t process) {
+    std::ifstream file("/proc/" + std::to_string(process) + "/comm");
+    std::string name;
+    std::getline(file, name);
+    return name;
+}
+
+// The tools that process has started; what watches over them is none.
+std::set<pid_t> toolsOf(pid_t parent) {
+    std::set<pid_t> tools;
+    const std::string tasks = "/proc/" + std::to_string(parent) + "/task/";
+    std::error_code error;
+    // A child belongs to the thread that started it.
+    for (std::filesystem::directory_iterator task(tasks, error), end; !error && task != end;
+         task.increment(error)) {
+        std::ifstream children(task->path() / "children");
+        for (pid_t child = 0; children >> child;) {
+            if (nameOf(child) == "ffmpeg") {
+                tools.insert(child);
+            }
+        }
+    }
+    return tools;
+}
+
+class StreamTest : public OstradTest {
+  protected:
+    void SetUp() override {
+        start({"-ffmpeg", findTool("ffmpeg"), "-ffprobe", findTool("ffprobe")});
+    }
+
+    // A film of that many seconds, in the formats named by ffmpeg's options.
+    void makeFilm(const std::string& name, int seconds, const std::vector<std::string>& options) {
+        temp.makeFolder("films");
+        std::vector<std::string> words{
+            "-v",
+            "error",
+            "-y",
+            "-f",
+            "lavfi",
+            "-i",
+            "testsrc=size=64x36:rate=5:duration=" + std::to_string(seconds),
+            "-f",
+            "lavfi",
+            "-i",
+            "sine=frequency=440:sample_rate=48000:duration=" + std::to_string(seconds)};
+        words.insert(words.end(), options.begin(), options.end());
+        words.push_back(temp.path("films/" + name));
+        const Finished made = runToEnd(findTool("ffmpeg"), words);
+        ASSERT_EQ(made.status, 0) << made.output;
+    }
+    std::string addFilms() {
+        EXPECT_EQ(addLibrary("movies", temp.path("films")).status, 201);
+        EXPECT_TRUE(scanned());
+        return firstId("movies.movie");
+    }
+    boost::json::object open(const std::string& id, const std::string& body = "{}") {
+        const RawReply reply = postJson(port, "/api/entities/" + id + "/stream", body);
+        EXPECT_EQ(reply.status, 201) << reply.body;
+        return boost::json::parse(reply.body).as_object();
+    }
+    RawReply part(const boost::json::object& stream, int number) {
+        const std::string address =
+            std::string(stream.at("part").as_string()) + std::to_string(number) + ".m4s";
+        RawReply reply;
+        // A slow computer is late now and then, and says so.
+        eventually([&] {
+            reply = get(address);
+            return reply.status != 503 || reply.body.find("longer") == std::string::npos;
+        });
+        return reply;
+    }
+    std::string init(const boost::json::object& stream) {
+        return get(std::string(stream.at("init").as_string())).body;
+    }
+    // What a player would see of these bytes: "codec,first time" for each stream.
+    std::string decode(const std::string& bytes) {
+        temp.write("part.mp4", bytes);
+        return runToEnd(findTool("ffprobe"),
+                        {"-v", "error", "-show_entries", "stream=codec_name,start_time", "-of",
+                         "csv=p=0", temp.path("part.mp4")})
+            .output;
+    }
+};
+
+struct Format {
+    const char* name;
+    const char* file;
+    std::vector<std::string> options;
+};
+
+class AnyFormat : public StreamTest, public testing::WithParamInterface<Format> {};
+
+TEST_P(AnyFormat, becomesPartsOfH264AndAac) {
+    makeFilm(GetParam().file, 10, GetParam().options);
+    const std::string id = addFilms();
+    const auto stream = open(id);
+    EXPECT_EQ(stream.at("parts"), 3);
+    EXPECT_EQ(stream.at("mediaType"), "video/mp4; codecs=\"avc1.4d4028,mp4a.40.2\"");
+    const RawReply second = part(stream, 1);
+    ASSERT_EQ(second.status, 200) << second.body;
+    const std::string seen = decode(init(stream) + second.body);
+    EXPECT_THAT(seen, HasSubstr("h264,4.0")) << "its times are those of the film";
+    EXPECT_THAT(seen, HasSubstr("aac,"));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Formats, AnyFormat,
+    testing::Values(
+        Format{"hevcAc3",
+               "a.mkv",
+               {"-c:v", "libx265", "-preset", "ultrafast", "-x265-params", "log-level=none", "-c:a",
+                "ac3"}},
+        Format{"av1Opus",
+               "a.mkv",
+               {"-c:v", "libaom-av1", "-cpu-used", "8", "-crf", "60", "-c:a", "libopus"}},
+        Format{"vp9Flac",
+               "a.mkv",
+               {"-c:v", "libvpx-vp9", "-deadline", "realtime", "-cpu-used", "8", "-c:a", "flac"}},
+        Format{"h264PcmMov",
+               "a.mov",
+               {"-c:v", "libx264", "-preset", "ultrafast", "-c:a", "pcm_s16le"}},
+        Format{"mpeg4Mp3", "a.avi", {"-c:v", "mpeg4", "-c:a", "libmp3lame"}},
+        Format{"dtsInMkv", "a.mkv", {"-c:v", "mpeg4", "-strict", "-2", "-c:a", "dca"}},
+        Format{"mpeg2Ts", "a.ts", {"-c:v", "mpeg2video", "-c:a", "mp2"}}),
+    [](const auto& format) { return std::string(format.param.name); });
+
+TEST_F(StreamTest, seeksAtOnceAndEndsWhereTheFilmEnds) {
+    makeFilm("a.mkv", 120, {"-c:v", "mpeg4", "-c:a", "ac3"});
+    const auto stream = open(addFilms());
+    EXPECT_EQ(stream.at("parts"), 30);
+    const std::string head = init(stream);
+    EXPECT_THAT(decode(head + part(stream, 25).body), HasSubstr("h264,100.0"));
+    EXPECT_THAT(decode(head + part(stream, 3).body), HasSubstr("h264,12.0"));
+    EXPECT_EQ(part(stream, 29).status, 200);
+    EXPECT_EQ(part(stream, 30).status, 404);
+    const std::string list = get(std::string(stream.at("playlist").as_string())).body;
+    EXPECT_THAT(list, testing::StartsWith("#EXTM3U\n"));
+    EXPECT_THAT(list, HasSubstr("-29.m4s\n#EXT-X-ENDLIST"));
+}
+
+TEST_F(StreamTest, startsNoToolBeforeAPartIsWantedAndGoesOnOnlyALittle) {
+    makeFilm("a.mkv", 400, {"-c:v", "mpeg4", "-c:a", "ac3"});
+    const std::string id = addFilms();
+    const auto stream = open(id);
+    EXPECT_TRUE(toolsOf(server->pid()).empty());
+    EXPECT_EQ(part(stream, 0).status, 200);
+    // It would be through in a moment if it were let; a viewer that reads keeps it alive.
+    for (int look = 0; look < 10; ++look) {
+        EXPECT_EQ(part(stream, 0).status, 200);
+        ASSERT_EQ(toolsOf(server->pid()).size(), 1U);
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    EXPECT_EQ(
+        exchange(port, "DELETE", "/api/streams/" + std::string(stream.at("id").as_string())).status,
+        200);
+    EXPECT_TRUE(eventually([this] { return toolsOf(server->pid()).empty(); }));
+    EXPECT_EQ(part(stream, 1).status, 404);
+}
+
+TEST_F(StreamTest, endsTheToolOfAViewerThatStoppedReadingAndGoesOnLater) {
+    makeFilm("a.mkv", 400, {"-c:v", "mpeg4", "-c:a", "ac3"});
+    const auto stream = open(addFilms());
+    EXPECT_EQ(part(stream, 0).status, 200);
+    const auto stopped = std::chrono::steady_clock::now();
+    ASSERT_TRUE(eventually([this] { return toolsOf(server->pid()).empty(); }));
+    const auto rested = std::chrono::steady_clock::now() - stopped;
+    EXPECT_GE(rested, std::chrono::seconds(4));
+    EXPECT_LE(rested, std::chrono::seconds(10));
+    EXPECT_EQ(part(stream, 7).status, 200);
+}
+
+TEST_F(StreamTest, endsTheToolsWithTheServerHoweverItEnds) {
+    makeFilm("a.mkv", 400, {"-c:v", "mpeg4", "-c:a", "ac3"});
+    const std::string id = addFilms();
+    for (const int signal : {SIGTERM, SIGKILL}) {
+        const auto stream = open(id);
+        EXPECT_EQ(part(stream, 0).status, 200);
+        const auto tools = toolsOf(server->pid());
+        ASSERT_EQ(tools.size(), 1U);
+        server->signal(signal);
+        ASSERT_TRUE(server->wait());
+        EXPECT_TRUE(eventually([&] {
+            std::ifstream status("/proc/" + std::to_string(*tools.begin()) + "/stat");
+            std::string line;
+            std::getline(status, line);
+            return line.empty() || line.find(") Z ") != std::string::npos;
+        }));
+        SetUp();
+    }
+}
+
+TEST_F(StreamTest, refusesMoreViewersThanTheComputerCanServe) {
+    makeFilm("a.mkv", 400, {"-c:v", "mpeg4", "-c:a", "ac3"});
+    const std::string id = addFilms();
+    std::vector<boost::json::object> streams;
+    const unsigned places = std::max(2U, std::thread::hardware_concurrency() / 2);
+    for (unsigned viewer = 0; viewer < places; ++viewer) {
+        streams.push_back(open(id));
+        EXPECT_EQ(part(streams.back(), 0).status, 200);
+        // Those before go on reading.
+        for (const auto& stream : streams) {
+            EXPECT_EQ(part(stream, 0).status, 200);
+        }
+    }
+    const auto late = open(id);
+    const RawReply refused = part(late, 0);
+    EXPECT_EQ(refused.status, 503);
+    EXPECT_NE(refused.header("retry-after"), "");
+    exchange(port, "DELETE", "/api/streams/" + std::string(streams[0].at("id").as_string()));
+    EXPECT_EQ(part(late, 0).status, 200);
+}
+
+TEST_F(StreamTest, offersAudioTracksSubtitlesAndChapters) {
+    temp.write("a.srt", "1\n00:00:01,000 --> 00:00:02,000\nInside\n");
+    temp.write("meta.txt",
+               ";FFMETADATA1\n[CHAPTER]\nTIMEBASE=1/1000\nSTART=0\nEND=5000\ntitle=One\n"
+               "[CHAPTER]\nTIMEBASE=1/1000\nSTART=5000\nEND=10000\ntitle=Two\n");
+    makeFilm("a.mkv", 10,
+             {"-f",
+              "srt",
+              "-i",
+              temp.path("a.srt"),
+              "-i",
+              temp.path("meta.txt"),
+              "-map",
+              "0:v",
+              "-map",
+              "1:a",
+              "-map",
+              "1:a",
+              "-map",
+              "2:s",
+              "-map_metadata",
+              "3",
+              "-c:v",
+              "mpeg4",
+              "-c:a",
+              "ac3",
+              "-c:s",
+              "ass",
+              "-metadata:s:a:1",
+              "language=fra"});
+    temp.write("films/a.en.srt", "1\n00:00:03,000 --> 00:00:04,000\nBeside <b>it</b>\n");
+    temp.write("films/a.vtt", "WEBVTT\n\n00:01.000 --> 00:02.000\nPlain\n");
+    temp.write("films/another.srt", "1\n00:00:03,000 --> 00:00:04,000\nNot ours\n");
+    const std::string id = addFilms();
+    const auto tracks = json("/api/entities/" + id + "/tracks");
+    ASSERT_EQ(tracks.at("audio").as_array().size(), 2U);
+    EXPECT_EQ(tracks.at("audio").at(1).at("language"), "fra");
+    ASSERT_EQ(tracks.at("chapters").as_array().size(), 2U);
+    EXPECT_EQ(tracks.at("chapters").at(1).at("title"), "Two");
+    EXPECT_EQ(tracks.at("chapters").at(1).at("startMs"), 5000);
+    const auto& subtitles = tracks.at("subtitles").as_array();
+    ASSERT_EQ(subtitles.size(), 3U) << boost::json::serialize(tracks);
+    EXPECT_EQ(subtitles.at(1).at("language"), "en");
+    const auto text = [&](int index) {
+        return get(
+            "/api/entities/" + id + "/subtitles?track=" +
+            std::string(subtitles.at(static_cast<std::size_t>(index)).at("track").as_string()));
+    };
+    EXPECT_THAT(text(0).body, testing::AllOf(testing::StartsWith("WEBVTT"), HasSubstr("Inside")));
+    EXPECT_EQ(text(0).header("content-type"), "text/vtt; charset=utf-8");
+    EXPECT_THAT(text(1).body, HasSubstr("Beside <b>it</b>"));
+    EXPECT_THAT(text(2).body, HasSubstr("Plain"));
+    EXPECT_EQ(get("/api/entities/" + id + "/subtitles?track=f7").status, 404);
+    EXPECT_EQ(get("/api/entities/" + id + "/subtitles?track=x").status, 404);
+    const auto second = open(id, R"({"audio":1})");
+    EXPECT_EQ(part(second, 0).status, 200);
+    EXPECT_EQ(postJson(port, "/api/entities/" + id + "/stream", R"({"audio":2})").status, 400);
+}
+
+TEST_F(StreamTest, playsSoundWithoutPicturesWithoutDrift) {
+    temp.makeFolder("films");
+    ASSERT_EQ(runToEnd(findTool("ffmpeg"), {"-v", "error", "-f", "lavfi", "-i",
+                                            "sine=frequency=440:sample_rate=44100:duration=100",
+                                            "-c:a", "flac", temp.path("films/a.flac")})
+                  .status,
+              0);
+    EXPECT_EQ(addLibrary("music", temp.path("films")).status, 201);
+    ASSERT_TRUE(scanned());
+    const auto stream = open(firstId("music.track"));
+    EXPECT_EQ(stream.at("mediaType"), "audio/mp4; codecs=\"mp4a.40.2\"");
+    const std::string head = init(stream);
+    // One part after the other from the start, then one after a seek: the same times.
+    for (int number = 0; number < 20; ++number) {
+        ASSERT_EQ(part(stream, number).status, 200) << number;
+    }
+    const std::string played = decode(head + part(stream, 19).body);
+    EXPECT_THAT(played, HasSubstr("aac,77.8"));
+    part(stream, 0);
+    EXPECT_THAT(decode(head + part(stream, 19).body), HasSubstr("aac,77.8"));
+}
+
+TEST_F(StreamTest, readsNothingBesideTheFileItself) {
+    // A play list by another name, and a film that is none.
+    temp.write("secret.srt", "1\n00:00:01,000 --> 00:00:02,000\nSecret\n");
+    temp.write("films/list.mkv", "#EXTM3U\n#EXT-X-TARGETDURATION:10\n#EXTINF:10,\nfile:" +
+                                     temp.path("secret.srt") + "\n#EXT-X-ENDLIST\n");
+    temp.write("films/concat.mkv", "ffconcat version 1.0\nfile ../secret.srt\n");
+    temp.write("films/broken.mkv", std::string("\x1a\x45\xdf\xa3", 4) + std::string(5000, 'x'));
+    EXPECT_EQ(addLibrary("movies", temp.path("films")).status, 201);
+    ASSERT_TRUE(scanned());
+    const boost::json::value films = json("/api/entities?type=movies.movie");
+    ASSERT_EQ(films.as_array().size(), 3U);
+    for (const auto& film : films.as_array()) {
+        const std::string id = std::to_string(film.at("id").as_int64());
+        EXPECT_EQ(get("/api/entities/" + id + "/tracks").status, 422) << film.at("title");
+        EXPECT_EQ(postJson(port, "/api/entities/" + id + "/stream", "{}").status, 422);
+        EXPECT_EQ(get("/api/entities/" + id + "/subtitles?track=s0").status, 404);
+    }
+}
+
+} // namespace
+} // namespace ostrad::test
