@@ -17,7 +17,7 @@ ARGS ?=
 FORMATTED := '*.h' '*.cpp' '*.mm' ':!:platform/cocoa/interfaces' ':!:tests/platform/cocoa/declarations'
 
 .PHONY: build run test sanitize tsan soak storm mutants bench fuzz format lint screenshots macos \
-  test-cocoa package test-package test-debian13 clean
+  test-cocoa test-web package test-package test-debian13 clean
 
 build:
 	@tools/setup build
@@ -74,6 +74,13 @@ storm:
 mutants:
 	@tools/setup build run test
 	@tests/mutants/run '$(MUTANTS)'
+
+# The web interface of ostrad in headless Chromium, with axe-core from npm.
+test-web:
+	@tools/setup build run web
+	cmake --preset release -DBUILD_TESTING=OFF
+	cmake --build --preset release --parallel $(JOBS) --target ostrad
+	@tests/ostrad/browser/run build/Zorvane.app/Contents/MacOS/ostrad
 
 bench:
 	@tools/setup build run test bench

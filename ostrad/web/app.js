@@ -27,8 +27,8 @@ const iconPaths = {
   games: 'M7 8h10a4 4 0 0 1 4 4v2.500a2.500 2.500 0 0 1-4.600 1.300L15.500 15h-7l-.9.8A2.500 2.500 0 0 1 3 14.500V12a4 4 0 0 1 4-4zM8 10.200v3M6.500 11.700h3M15.500 11.700h.01M17.500 11h.01',
   folder: 'M3.500 6.500h6l2 2.500h9v9.500h-17z',
   up: 'M12 19V6M6 11.500L12 5.500l6 6',
-  play: 'M8 5.500v13l10.500-6.500z', pause: 'M8 5.500v13M16 5.500v13',
-  next: 'M6 6v12l9-6zM18 6v12', prev: 'M18 6v12l-9-6zM6 6v12', close: 'M6 6l12 12M18 6L6 18',
+  check: 'M5 12.500l4.500 4.500L19 7.500', play: 'M8 5.500v13l10.500-6.500z', pause: 'M8 5.500v13M16 5.500v13',
+  shuffle: 'M4 7h3l10 10h3M4 17h3l3-3M14 10l3-3h3M18 5l2 2-2 2M18 15l2 2-2 2', next: 'M6 6v12l9-6zM18 6v12', prev: 'M18 6v12l-9-6zM6 6v12', close: 'M6 6l12 12M18 6L6 18',
 };
 const filledIcons = new Set(['play', 'next', 'prev']);
 
@@ -120,6 +120,15 @@ function subtitle(entity) {
   return parts.filter(Boolean).join(' · ');
 }
 
+// How far somebody has come, or that it was seen.
+function progressMarks(entity) {
+  if (entity.watched) return [el('span', { class: 'seen', title: 'Watched' }, icon('check', 14), el('span', { class: 'sr' }, 'Watched'))];
+  if (!entity.positionMs || !entity.durationMs) return [];
+  const bar = el('span', { class: 'reached', title: `Resumes at ${clock(entity.positionMs)}` });
+  bar.style.width = `${Math.min(100, 100 * entity.positionMs / entity.durationMs)}%`;
+  return [bar];
+}
+
 function tile(entity, siblings) {
   const mode = modeOf(entity);
   const type = typeOf(mode, entity.type);
@@ -127,7 +136,7 @@ function tile(entity, siblings) {
   const playable = entity.media && (entity.media.kind === 'audio' || entity.media.kind === 'video');
   if (playable) {
     if (entity.durationMs) picture.append(el('span', { class: 'length' }, clock(entity.durationMs)));
-    picture.append(el('span', { class: 'badge' }, icon('play', 20)));
+    picture.append(el('span', { class: 'badge' }, icon('play', 20)), ...progressMarks(entity));
   }
   const inside = [picture, el('div', { class: 'tile-title', title: entity.title }, entity.title), el('div', { class: 'tile-sub' }, subtitle(entity))];
   const look = { class: 'tile' + (type && type.isPerson ? ' person' : ''), 'data-key': 'e' + entity.id };
@@ -146,7 +155,7 @@ function row(entity, siblings, { showParents }) {
     el('span', { class: 'no' }, current ? icon('play', 15) : entity.number ? String(entity.number) : icon('play', 15)),
     el('span', { class: 'name', title: entity.title }, entity.title),
     el('span', { class: 'by' }, showParents ? subtitle(entity) : entity.year ? String(entity.year) : ''),
-    el('span', { class: 'time' }, entity.durationMs ? clock(entity.durationMs) : ''),
+    el('span', { class: 'time' }, entity.watched ? el('span', { class: 'seen', title: 'Watched' }, icon('check', 14), el('span', { class: 'sr' }, 'Watched')) : null, entity.durationMs ? clock(entity.durationMs) : ''),
   ];
   const look = { class: 'row', 'data-key': 'e' + entity.id, 'aria-current': current ? 'true' : null };
   const node = entity.media && (entity.media.kind === 'audio' || entity.media.kind === 'video')
@@ -186,6 +195,7 @@ async function draw({ moved = false } = {}) {
   try {
     if (route.parts[0] === 'm') nodes = await modePage(route);
     else if (route.parts[0] === 'e') nodes = await entityPage(route);
+    else if (route.parts[0] === 's') nodes = await searchPage(route);
     else nodes = await homePage();
   } catch (error) {
     nodes = [el('p', { class: 'empty' }, state.online ? error.message : 'The server does not answer.')];
@@ -287,6 +297,32 @@ async function modePage({ parts, page, search }) {
     pager(path, page, Math.ceil(total / size), search)].filter(Boolean);
 }
 
+async function searchPage({ parts }) {
+  const wanted = parts[1] || '';
+  document.title = `${wanted} - Zorvane`;
+  const limit = 200;
+  const { body, total } = await api(`/api/entities?${new URLSearchParams({ search: wanted, limit })}`);
+  const kinds = state.modes.flatMap(mode => mode.entityTypes.map(type => ({ mode, type, found: body.filter(entity => entity.type === type.id) }))).filter(kind => kind.found.length);
+  const more = total > body.length ? `The first ${countText.format(body.length)} of ${countText.format(total)} results.` : total === 1 ? '1 result' : `${countText.format(total)} results`;
+  return [el('div', { class: 'head' }, el('div', { class: 'grow' }, el('h1', {}, `“${wanted}”`), el('p', { class: 'muted', role: 'status' }, total ? more : 'Nothing matches.'))),
+    ...kinds.map(({ mode, type, found }) => el('section', { class: 'section', 'aria-label': `${mode.name}: ${type.plural}` },
+      el('div', { class: 'section-head' }, el('h2', {}, type.plural), el('span', { class: 'muted' }, mode.name)), listing(found)))];
+}
+
+function setUpSearch() {
+  const field = byId('search');
+  let typing = 0;
+  field.addEventListener('input', () => {
+    clearTimeout(typing);
+    typing = setTimeout(() => {
+      const wanted = field.value.trim();
+      history.replaceState(null, '', wanted ? `#/s/${encodeURIComponent(wanted)}` : '#/');
+      draw();
+    }, 200);
+  });
+  field.form.addEventListener('submit', event => event.preventDefault());
+}
+
 async function entityPage({ parts, page }) {
   const { body: entity } = await api(`/api/entities/${encodeURIComponent(parts[1])}`);
   const size = 200;
@@ -316,23 +352,129 @@ async function entityPage({ parts, page }) {
 // ---------------------------------------------------------------- playing
 
 const audio = byId('audio');
-const player = { entity: null, queue: [], seeking: false };
+const player = { entity: null, queue: [], seeking: false, shuffled: false, feed: null };
+const resumes = entity => entity.type !== 'music.track';
+
+// Which item a player's position belongs to; nothing between two items.
+const inPlayer = new Map();
+function take(media, entity) {
+  if (inPlayer.get(media)) report(media, true);
+  inPlayer.set(media, entity);
+}
+
+// Plays a file as it is where the browser can, and as a stream that the server converts elsewhere.
+// Returns what the server knows about the file, if it does.
+async function load(media, entity, { audioTrack = 0, from = 0, convert = false, onTrouble, isCurrent }) {
+  let tracks = null;
+  try {
+    tracks = (await api(`/api/entities/${entity.id}/tracks`)).body;
+  } catch {
+    // Without ffprobe the file itself is all there is.
+  }
+  if (!isCurrent()) return { tracks, feed: null };
+  const type = tracks ? tracks.directType : entity.media.contentType;
+  let feed = null;
+  if (!convert && audioTrack === 0 && (!tracks || (type && media.canPlayType(type) !== ''))) {
+    take(media, entity);
+    media.src = entity.media.url;
+  } else {
+    const stream = (await post(`/api/entities/${entity.id}/stream`, { audio: audioTrack })).body;
+    feed = new LiveFeed(media, stream, onTrouble);
+    if (!isCurrent()) { feed.close(); return { tracks, feed: null }; }
+    if (!LiveFeed.canPlay(media, stream)) { feed.close(); throw new Error('This browser plays neither the file nor a converted stream.'); }
+    take(media, entity);
+    feed.start();
+  }
+  if (from > 0) media.addEventListener('loadedmetadata', () => { media.currentTime = from; }, { once: true });
+  media.play().catch(() => {});
+  return { tracks, feed };
+}
+
+// Where somebody is in a file, told to the server now and then.
+const reported = { id: 0, at: 0 };
+function report(media, now) {
+  const entity = inPlayer.get(media);
+  const position = Math.round(media.currentTime * 1000);
+  if (!entity || !resumes(entity) || !position || (!now && reported.id === entity.id && Math.abs(position - reported.at) < 10000)) return;
+  Object.assign(reported, { id: entity.id, at: position });
+  entity.positionMs = position;
+  fetch(`/api/entities/${entity.id}/progress`, { method: 'POST', keepalive: true, headers: { 'Content-Type': 'application/json' }, body: JSON.stringify({ positionMs: position }) }).catch(() => {});
+}
+
+// Close to the end there is nothing to go on with.
+const resumeAt = entity => (resumes(entity) && entity.positionMs > 15000 ? entity.positionMs / 1000 : 0);
+
+function tellSystem(entity, media, { previous, next }) {
+  if (!('mediaSession' in navigator)) return;
+  navigator.mediaSession.metadata = new MediaMetadata({ title: entity.title, artist: entity.grandparentTitle || entity.parentTitle || '', album: entity.parentTitle || '', artwork: entity.artUrl ? [{ src: entity.artUrl }] : [] });
+  const seek = to => { media.currentTime = Math.max(0, Math.min(to, media.duration || to)); };
+  const actions = { play: () => media.play(), pause: () => media.pause(), previoustrack: previous, nexttrack: next, seekbackward: () => seek(media.currentTime - 10), seekforward: () => seek(media.currentTime + 10), seekto: details => seek(details.seekTime) };
+  for (const [name, action] of Object.entries(actions)) {
+    try { navigator.mediaSession.setActionHandler(name, action || null); } catch { /* not known here */ }
+  }
+}
+
+function closeFeed(owner) {
+  if (owner.feed) owner.feed.close();
+  owner.feed = null;
+}
 
 function play(entity, siblings) {
   if (entity.media.kind === 'video') {
-    openVideo(entity);
+    openVideo(entity, siblings);
     return;
   }
-  player.queue = siblings.filter(other => other.media && other.media.kind === 'audio');
+  if (siblings !== player.queue) {
+    player.queue = siblings.filter(other => other.media && other.media.kind === 'audio');
+    if (player.shuffled) shuffle(entity);
+  }
+  playAudio(entity, false);
+}
+
+async function playAudio(entity, convert) {
+  take(audio, null);
+  closeFeed(player);
   player.entity = entity;
-  audio.src = entity.media.url;
-  audio.play().catch(() => {});
+  player.converted = convert;
   byId('player').hidden = false;
   byId('player-title').textContent = entity.title;
   byId('player-sub').textContent = subtitle(entity);
   byId('player-art').replaceWith(Object.assign(art(entity), { id: 'player-art' }));
   drawPlayer();
   markPlaying();
+  const step = by => (neighbour(by) ? () => play(neighbour(by), player.queue) : null);
+  tellSystem(entity, audio, { previous: step(-1), next: step(1) });
+  const isCurrent = () => player.entity === entity;
+  if (!convert && audio.canPlayType(entity.media.contentType) !== '') {
+    take(audio, entity);
+    audio.src = entity.media.url;
+    const from = resumeAt(entity);
+    if (from) audio.addEventListener('loadedmetadata', () => { audio.currentTime = from; }, { once: true });
+    audio.play().catch(() => {});
+    return;
+  }
+  try {
+    player.feed = (await load(audio, entity, { from: resumeAt(entity), convert, isCurrent, onTrouble: text => { byId('player-sub').textContent = text || subtitle(entity); } })).feed;
+  } catch (error) {
+    if (isCurrent()) byId('player-sub').textContent = error.message;
+  }
+}
+
+function shuffle(first) {
+  const rest = player.queue.filter(other => other.id !== first.id);
+  for (let index = rest.length - 1; index > 0; --index) {
+    const other = Math.floor(Math.random() * (index + 1));
+    [rest[index], rest[other]] = [rest[other], rest[index]];
+  }
+  player.queue = [first, ...rest];
+}
+
+function toggleShuffle() {
+  player.shuffled = !player.shuffled;
+  byId('player-shuffle').setAttribute('aria-pressed', String(player.shuffled));
+  if (player.shuffled) { player.ordered = player.queue; shuffle(player.entity); }
+  else if (player.ordered) player.queue = player.ordered;
+  drawPlayer();
 }
 
 function markPlaying() {
@@ -362,34 +504,143 @@ function setUpPlayer() {
   byId('player-prev').append(icon('prev', 18));
   byId('player-next').append(icon('next', 18));
   byId('player-close').append(icon('close', 18));
+  byId('player-shuffle').append(icon('shuffle', 18));
   for (const event of ['play', 'pause', 'timeupdate', 'durationchange']) audio.addEventListener(event, drawPlayer);
+  audio.addEventListener('timeupdate', () => report(audio, false));
+  audio.addEventListener('pause', () => report(audio, true));
   audio.addEventListener('ended', () => { const next = neighbour(1); if (next) play(next, player.queue); });
-  audio.addEventListener('error', () => { if (player.entity) byId('player-sub').textContent = 'This file cannot be played here.'; });
+  audio.addEventListener('error', () => {
+    if (!player.entity || !audio.getAttribute('src')) return;
+    if (!player.feed && !player.converted) playAudio(player.entity, true);
+    else byId('player-sub').textContent = 'This file cannot be played here.';
+  });
+  byId('player-shuffle').addEventListener('click', toggleShuffle);
   byId('player-play').addEventListener('click', () => { if (audio.paused) audio.play().catch(() => {}); else audio.pause(); });
   byId('player-next').addEventListener('click', () => play(neighbour(1), player.queue));
   byId('player-prev').addEventListener('click', () => { if (audio.currentTime > 3 || !neighbour(-1)) audio.currentTime = 0; else play(neighbour(-1), player.queue); });
-  byId('player-close').addEventListener('click', () => { audio.pause(); audio.removeAttribute('src'); audio.load(); player.entity = null; byId('player').hidden = true; markPlaying(); });
+  byId('player-close').addEventListener('click', () => { take(audio, null); audio.pause(); closeFeed(player); player.entity = null; audio.removeAttribute('src'); audio.load(); byId('player').hidden = true; markPlaying(); });
   byId('player-bar').addEventListener('input', () => { player.seeking = true; });
   byId('player-bar').addEventListener('change', () => { player.seeking = false; audio.currentTime = lengthMs() * Number(byId('player-bar').value) / 1e6; });
   byId('player-volume').addEventListener('input', () => { audio.volume = Number(byId('player-volume').value) / 100; });
 }
 
-function openVideo(entity) {
+const theatre = { entity: null, queue: [], feed: null, opening: 0, tracks: null };
+const theatreNeighbour = step => theatre.queue[theatre.queue.findIndex(other => other.id === theatre.entity.id) + step];
+
+function openVideo(entity, siblings) {
   audio.pause();
   const video = byId('video');
+  take(video, null);
+  video.pause();
+  theatre.entity = entity;
+  theatre.queue = siblings.filter(other => other.media && other.media.kind === 'video');
   byId('video-title').textContent = [entity.grandparentTitle, entity.title].filter(Boolean).join(' · ');
-  byId('video-error').textContent = '';
-  video.src = entity.media.url;
-  byId('video-dialog').showModal();
-  video.play().catch(() => {});
+  byId('video-next').hidden = !theatreNeighbour(1);
+  if (!byId('video-dialog').open) byId('video-dialog').showModal();
+  const step = by => (theatreNeighbour(by) ? () => openVideo(theatreNeighbour(by), theatre.queue) : null);
+  tellSystem(entity, video, { previous: step(-1), next: step(1) });
+  showVideo({ from: resumeAt(entity) });
+}
+
+async function showVideo({ audioTrack = 0, from = 0, convert = false }) {
+  const video = byId('video');
+  const { entity } = theatre;
+  const opening = ++theatre.opening;
+  const isCurrent = () => opening === theatre.opening;
+  closeFeed(theatre);
+  Object.assign(theatre, { converted: convert || audioTrack > 0, audioTrack });
+  const onTrouble = text => { if (isCurrent()) byId('video-error').textContent = text; };
+  onTrouble('');
+  video.replaceChildren();
+  try {
+    const { tracks, feed } = await load(video, entity, { audioTrack, from, convert, onTrouble, isCurrent });
+    if (!isCurrent()) { if (feed) feed.close(); return; }
+    Object.assign(theatre, { tracks, feed });
+    drawChoices(tracks);
+  } catch (error) {
+    onTrouble(error.message);
+  }
+}
+
+const languageName = code => {
+  try { return new Intl.DisplayNames([navigator.language], { type: 'language' }).of(code) || code; } catch { return code; }
+};
+const trackName = (track, index) => [track.language && track.language !== 'und' ? languageName(track.language) : '', track.title].filter(Boolean).join(' · ') || `Track ${index + 1}`;
+
+function drawChoices(tracks) {
+  const fill = (id, entries, current) => {
+    byId(id).replaceChildren(...entries.map(([value, name]) => el('option', { value, selected: value === current }, name)));
+    byId(id).parentElement.hidden = entries.length < 2;
+  };
+  fill('video-audio', tracks ? tracks.audio.map((track, index) => [String(index), trackName(track, index)]) : [], String(theatre.audioTrack));
+  fill('video-text', [['', 'Off'], ...(tracks ? tracks.subtitles.map((track, index) => [track.track, trackName(track, index)]) : [])], '');
+  fill('video-chapter', tracks && tracks.chapters.length ? [['', 'Choose…'], ...tracks.chapters.map((chapter, index) => [String(chapter.startMs), `${clock(chapter.startMs)} ${chapter.title || `Chapter ${index + 1}`}`])] : [], '');
+}
+
+function showSubtitles(track) {
+  const video = byId('video');
+  video.replaceChildren();
+  if (!track) return;
+  const node = el('track', { kind: 'subtitles', src: `/api/entities/${theatre.entity.id}/subtitles?${new URLSearchParams({ track })}`, default: true });
+  node.addEventListener('error', () => { byId('video-error').textContent = 'These subtitles cannot be read.'; });
+  video.append(node);
+  node.track.mode = 'showing';
 }
 
 function setUpVideo() {
   const video = byId('video');
   byId('video-close').append(icon('close', 20));
   byId('video-close').addEventListener('click', () => byId('video-dialog').close());
-  byId('video-dialog').addEventListener('close', () => { video.pause(); video.removeAttribute('src'); video.load(); });
-  video.addEventListener('error', () => { if (video.getAttribute('src')) byId('video-error').textContent = 'This file cannot be played here: its format is not supported.'; });
+  byId('video-dialog').addEventListener('close', () => {
+    take(video, null);
+    ++theatre.opening;
+    closeFeed(theatre);
+    theatre.entity = null;
+    video.pause();
+    video.replaceChildren();
+    video.removeAttribute('src');
+    video.load();
+  });
+  byId('video-next').addEventListener('click', () => { if (theatreNeighbour(1)) openVideo(theatreNeighbour(1), theatre.queue); });
+  byId('video-audio').addEventListener('change', () => showVideo({ audioTrack: Number(byId('video-audio').value), from: video.currentTime, convert: theatre.converted }));
+  byId('video-text').addEventListener('change', () => showSubtitles(byId('video-text').value));
+  byId('video-chapter').addEventListener('change', () => { if (byId('video-chapter').value) video.currentTime = Number(byId('video-chapter').value) / 1000; });
+  video.addEventListener('timeupdate', () => report(video, false));
+  video.addEventListener('pause', () => report(video, true));
+  video.addEventListener('ended', () => { if (theatre.entity && theatre.entity.type === 'tv.episode' && theatreNeighbour(1)) openVideo(theatreNeighbour(1), theatre.queue); });
+  video.addEventListener('error', () => {
+    if (!theatre.entity || !video.getAttribute('src')) return;
+    if (!theatre.feed && !theatre.converted) showVideo({ from: video.currentTime || resumeAt(theatre.entity), convert: true });
+    else byId('video-error').textContent = 'This file cannot be played here: its format is not supported.';
+  });
+}
+
+// The keys of players everywhere. Fields and buttons keep their own.
+function onKey(event) {
+  const inTheatre = byId('video-dialog').open;
+  const media = inTheatre ? byId('video') : audio;
+  if (event.ctrlKey || event.altKey || event.metaKey || event.target.closest('input, select, textarea')) return;
+  if (!inTheatre && (!player.entity || document.querySelector('dialog[open]'))) return;
+  const seek = by => { media.currentTime = Math.max(0, media.currentTime + by); };
+  const louder = by => { media.volume = Math.max(0, Math.min(1, media.volume + by)); };
+  const onButton = event.target.closest('button, a');
+  const keys = {
+    ' ': onButton ? null : () => (media.paused ? media.play().catch(() => {}) : media.pause()),
+    k: () => (media.paused ? media.play().catch(() => {}) : media.pause()),
+    ArrowLeft: () => seek(-10), ArrowRight: () => seek(10), j: () => seek(-10), l: () => seek(10),
+    ArrowUp: inTheatre ? () => louder(0.1) : null, ArrowDown: inTheatre ? () => louder(-0.1) : null,
+    m: () => { media.muted = !media.muted; },
+    f: inTheatre ? () => (document.fullscreenElement ? document.exitFullscreen() : media.requestFullscreen()) : null,
+    n: () => { if (inTheatre) byId('video-next').click(); else if (neighbour(1)) play(neighbour(1), player.queue); },
+    p: inTheatre ? null : () => { if (neighbour(-1)) play(neighbour(-1), player.queue); },
+    c: inTheatre ? () => { const list = byId('video-text'); list.selectedIndex = (list.selectedIndex + 1) % list.options.length; showSubtitles(list.value); } : null,
+    s: inTheatre ? null : toggleShuffle,
+  };
+  const action = keys[event.key];
+  // The video's own controls know some of these keys when it has the focus.
+  if (!action || event.defaultPrevented) return;
+  event.preventDefault();
+  action();
 }
 
 // ---------------------------------------------------------------- dialogs
@@ -555,6 +806,8 @@ async function start() {
   setUpVideo();
   setUpAdd();
   setUpRemove();
+  setUpSearch();
+  document.addEventListener('keydown', onKey, true);
   window.addEventListener('hashchange', () => draw({ moved: true }));
   document.addEventListener('visibilitychange', () => { if (!document.hidden) { poll(); drawAccount(); } });
   state.modes = await untilListed(async () => (await api('/api/modes')).body, () => {
