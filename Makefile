@@ -16,7 +16,7 @@ ARGS ?=
 # The framework declarations keep the layout of the headers they stand in for.
 FORMATTED := '*.h' '*.cpp' '*.mm' ':!:platform/cocoa/interfaces' ':!:tests/platform/cocoa/declarations'
 
-.PHONY: build run test sanitize tsan soak storm mutants bench fuzz format lint screenshots macos \
+.PHONY: build run test sanitize tsan soak storm mutants bench fuzz format lint docs screenshots macos \
   test-cocoa test-web package test-package test-debian13 clean
 
 build:
@@ -109,6 +109,14 @@ test-cocoa:
 	cmake --preset cocoa-host
 	cmake --build --preset cocoa-host --parallel $(JOBS)
 	ctest --test-dir build/cocoa-host --output-on-failure --parallel $(JOBS) -L cocoa-host -R '$(TESTS)'
+
+# The reference of Tessel's public interface: build/docs/index.html. A comment that is missing, or that
+# Doxygen cannot follow, is an error.
+docs:
+	@tools/setup docs
+	@rm -rf build/docs
+	@mkdir -p build/docs
+	doxygen docs/api/Doxyfile
 
 screenshots:
 	@tools/setup build run test

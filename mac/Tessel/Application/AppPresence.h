@@ -21,22 +21,30 @@ class AppPresence {
     // What the status item shows: a text, or a symbol of the system with a text for systems that
     // do not have it.
     struct TextGlyph {
+        // Shown as it is.
         std::string text;
     };
+    // A symbol of the system.
     struct SymbolGlyph {
+        // The system's name for it, and what is shown where it has none.
         std::string name;
         std::string fallback;
     };
+    // One of the two.
     using Glyph = std::variant<TextGlyph, SymbolGlyph>;
 
+    // What outlives the presence.
     struct Facilities {
+        // Dock icon and activation, status items, and the main menu.
         platform::Application& application;
         platform::StatusBar& statusBar;
         platform::MenuBar& menuBar;
     };
 
+    // Shows nothing before install().
     AppPresence(std::string appName, const Facilities& facilities);
 
+    // As given.
     [[nodiscard]] const std::string& appName() const { return appName_; }
 
     // Called when the user opens the application again and no window is visible, or activates the
@@ -49,6 +57,7 @@ class AppPresence {
     // main menu, and with a status item whose tool tip is the application's name.
     void install(const Glyph& glyph, bool dockIcon, const platform::Menu& appMenuExtras);
 
+    // With it the application menu comes and goes.
     void setDockIconVisible(bool visible);
     // These four do nothing before install().
     void setStatusGlyph(const Glyph& glyph);

@@ -17,6 +17,7 @@
 namespace tessel {
 
 struct LoginItem {
+    // By the system's own state, which the user may have changed elsewhere.
     [[nodiscard]] static bool isEnabled(const platform::LoginService& service);
 
     // Registers the application, or unregisters it when it is enabled. The new state, or the

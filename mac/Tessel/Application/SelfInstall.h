@@ -26,6 +26,7 @@ namespace tessel {
 struct SelfInstall {
     // What outlives the process's main loop; `terminate` may be called after the call returned.
     struct Facilities {
+        // The system, facility by facility.
         platform::Application& application;
         platform::Alerts& alerts;
         platform::Bundle& bundle;
@@ -39,10 +40,13 @@ struct SelfInstall {
         std::function<void()> terminate;
     };
 
+    // Who asks, and how.
     struct Request {
+        // In the alerts' texts.
         std::string appName;
         // An environment variable by which a developer's run, with the value "1", skips the offer.
         std::optional<std::string> devSkipEnvironmentKey = {};
+        // This process's own.
         platform::Environment environment = {};
         bool interactive = false; // the user asked for it: the variable does not count
     };

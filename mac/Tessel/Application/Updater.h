@@ -32,6 +32,7 @@ class Updater final : public platform::UpdateDelegate {
     // The owner is no longer busy: an update that was held back is offered, once.
     void busyDidEnd();
 
+    // Asked by the framework: while the owner is busy, a scheduled update is held back.
     [[nodiscard]] bool supportsGentleScheduledUpdateReminders() const override { return true; }
     [[nodiscard]] bool shouldHandleShowingScheduledUpdate(bool inImmediateFocus) override;
     void willHandleShowingUpdate(bool handledByFramework) override;

@@ -19,6 +19,7 @@ class Bundle;
 namespace tessel {
 
 struct AppBuildAttestation {
+    // What schemaVersion is in a valid receipt.
     static constexpr std::string_view currentSchemaVersion = "build-attestation@1";
 
     AppBuildAttestation() = default;
@@ -34,6 +35,7 @@ struct AppBuildAttestation {
                                                     std::string resourceName,
                                                     std::optional<std::string> visibleSourceCommit);
 
+    // Identifiers and a timestamp in the form of a report's, all judged by AppHealthValidator.
     std::string schemaVersion;
     std::string app;
     std::string version;
@@ -45,8 +47,10 @@ struct AppBuildAttestation {
     bool operator==(const AppBuildAttestation&) const = default;
 };
 
+// A receipt, and which gates its build has passed.
 struct AppHealthAttestationEnvelope {
     bool gatesVerified = false; // anything but true is invalid in a report
+    // 1 to 32 identifiers, and the receipt itself.
     std::vector<std::string> verifiedSuites = {};
     AppBuildAttestation receipt = {};
 
@@ -55,9 +59,11 @@ struct AppHealthAttestationEnvelope {
 
 // One of the two; written as the one it holds, without a tag.
 struct AppHealthAttestation {
+    // With the one or the other in it. Nothing is judged here.
     [[nodiscard]] static AppHealthAttestation receipt(AppBuildAttestation receipt);
     [[nodiscard]] static AppHealthAttestation wrapper(AppHealthAttestationEnvelope envelope);
 
+    // Which of the two it is, and that one.
     std::variant<AppBuildAttestation, AppHealthAttestationEnvelope> content;
 
     bool operator==(const AppHealthAttestation&) const = default;

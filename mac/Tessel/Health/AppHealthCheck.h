@@ -18,6 +18,7 @@ namespace tessel {
 using AppHealthMetrics = boost::container::flat_map<std::string, double>;
 
 struct AppHealthCheck {
+    // What a check finds: its status and its numbers.
     using Outcome = std::pair<AppHealthStatus, AppHealthMetrics>;
     // May throw anything; its runner counts that as a failed check, but for AppHealthRunAborted.
     using Operation = std::function<Outcome()>;
@@ -25,16 +26,20 @@ struct AppHealthCheck {
     // An identifier that is none is a bug of the caller's: the process is ended.
     AppHealthCheck(std::string id, AppHealthCategory category, Operation operation);
 
+    // As given.
     std::string id;
     AppHealthCategory category;
     Operation operation;
 };
 
+// What became of one check.
 struct AppHealthCheckResult {
+    // The check's own, and what it found.
     std::string id;
     AppHealthCategory category = AppHealthCategory::unit;
     AppHealthStatus status = AppHealthStatus::pass;
     std::int64_t durationMs = 0; // milliseconds, never negative
+    // At most 32 numbers from -1e12 to 1e12.
     AppHealthMetrics metrics = {};
 
     bool operator==(const AppHealthCheckResult&) const = default;

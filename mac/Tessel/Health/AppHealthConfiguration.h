@@ -19,13 +19,16 @@ struct AppHealthConfiguration {
                            std::optional<std::int64_t> bundleBytes = std::nullopt,
                            std::optional<AppHealthAttestation> attestation = std::nullopt);
 
+    // As given, and valid.
     std::string app;
     AppHealthChannel channel;
     std::string version;
     std::string build;
     std::string sourceCommit; // may be empty
+    // What kind of program this is.
     AppHealthArtifact artifact;
     double periodicInterval; // seconds between periodic runs; 0 makes every run due
+    // The bundle's size in bytes, and a receipt for every report; absent when not known.
     std::optional<std::int64_t> bundleBytes;
     std::optional<AppHealthAttestation> attestation;
 };

@@ -11,6 +11,7 @@
 
 namespace tessel {
 
+// The words of a report. In JSON each is its raw value.
 enum class AppHealthStatus : std::uint8_t { pass, warning, fail, skip };
 enum class AppHealthCategory : std::uint8_t { unit, smoke, reliability, eval };
 enum class AppHealthChannel : std::uint8_t { release, beta, dev };
@@ -46,11 +47,13 @@ inline constexpr std::array<std::string_view, 6> appHealthRawValues<AppHealthTri
 template <class Enumeration>
 concept AppHealthEnumeration = !appHealthRawValues<Enumeration>.empty();
 
+// As JSON has it.
 template <AppHealthEnumeration Enumeration>
 [[nodiscard]] constexpr std::string_view rawValue(Enumeration value) {
     return appHealthRawValues<Enumeration>[static_cast<std::size_t>(value)];
 }
 
+// Absent when no case has that raw value.
 template <AppHealthEnumeration Enumeration>
 [[nodiscard]] constexpr std::optional<Enumeration> fromRawValue(std::string_view text) {
     for (std::size_t index = 0; index < appHealthRawValues<Enumeration>.size(); ++index) {

@@ -21,18 +21,22 @@
 namespace tessel {
 
 struct AppHealthReport {
+    // What schemaVersion is in a valid report.
     static constexpr std::string_view currentSchemaVersion = "health-report@1";
 
     // What a report is made from; the rest follows.
     struct Input {
+        // Identity of the build, as in the report.
         std::string app;
         AppHealthChannel channel = AppHealthChannel::release;
         std::string version;
         std::string build;
         std::string sourceCommit; // may be empty
+        // What was built, what made the report, and what was found.
         AppHealthArtifact artifact = AppHealthArtifact::macApp;
         AppHealthTrigger trigger = AppHealthTrigger::manual;
         std::variant<Timestamp, std::string> generatedAt = Timestamp{}; // a date, or its text
+        // In the order they ran; the rest is absent when not known.
         std::vector<AppHealthCheckResult> checks = {};
         std::optional<std::int64_t> bundleBytes = {};
         std::optional<AppHealthAttestation> attestation = {};
@@ -50,6 +54,7 @@ struct AppHealthReport {
     [[nodiscard]] static AppHealthMetrics summary(std::span<const AppHealthCheckResult> checks,
                                                   std::optional<std::int64_t> bundleBytes);
 
+    // The members of the document, by their keys there.
     std::string schemaVersion{currentSchemaVersion};
     std::string app;
     AppHealthChannel channel = AppHealthChannel::release;
@@ -61,6 +66,7 @@ struct AppHealthReport {
     std::string generatedAt;
     AppHealthStatus status = AppHealthStatus::pass;
     std::vector<AppHealthCheckResult> checks; // in the order they ran
+    // The summary of the checks; the rest is absent when not known.
     AppHealthMetrics metrics;
     std::optional<AppHealthAttestation> attestation;
     std::optional<std::string> logKey;

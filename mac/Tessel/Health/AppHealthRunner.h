@@ -26,15 +26,18 @@ namespace tessel {
 // throws it on.
 class AppHealthRunAborted : public std::exception {
   public:
+    // A fixed text.
     [[nodiscard]] const char* what() const noexcept override { return "the run was aborted"; }
 };
 
 class AppHealthRunner {
   public:
+    // As many as a report may hold.
     static constexpr std::size_t mostChecks = 256;
 
     // Takes the report, or leaves it pending: false, or anything thrown.
     using Submit = std::function<bool(const AppHealthReport&)>;
+    // Asked for every time a report says.
     using WallClock = std::function<platform::WallTime()>;
 
     // Throws AppHealthValidationError for too many checks, and for two of the same id. Without a

@@ -10,6 +10,7 @@
 namespace tessel {
 
 struct AppHealthState {
+    // Absent before the first run.
     std::optional<std::string> lastVersionBuild; // "VERSION:BUILD" of the last run
     std::optional<Timestamp> lastRunAt;
 

@@ -24,13 +24,16 @@
 
 namespace tessel {
 
+// A report and where it lies.
 struct StoredAppHealthReport {
+    // The file's name is the report's key and ".json".
     std::filesystem::path file;
     AppHealthReport report;
 };
 
 class AppHealthStore {
   public:
+    // How many reports are kept, and how many of them for submission.
     static constexpr int defaultHistoryLimit = 30;
     static constexpr int defaultPendingLimit = 10;
 
@@ -51,6 +54,7 @@ class AppHealthStore {
     // before anything is touched.
     std::string record(const AppHealthReport& report);
 
+    // Absent when there is none that can be read.
     [[nodiscard]] std::optional<AppHealthReport> latestReport() const;
     // Oldest first.
     [[nodiscard]] std::vector<AppHealthReport> historyReports() const;
@@ -70,6 +74,7 @@ class AppHealthStore {
     // An empty state when there is none that can be read.
     [[nodiscard]] AppHealthState loadState() const;
 
+    // As given.
     [[nodiscard]] const std::filesystem::path& root() const { return root_; }
 
   private:

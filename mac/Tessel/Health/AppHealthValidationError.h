@@ -9,10 +9,12 @@
 namespace tessel {
 
 struct AppHealthValidationResult {
+    // Valid exactly when there is no message.
     explicit AppHealthValidationResult(std::vector<std::string> found)
         : ok(found.empty())
         , errors(std::move(found)) {}
 
+    // The messages in the order they were found.
     bool ok;
     std::vector<std::string> errors;
 };
@@ -21,8 +23,10 @@ struct AppHealthValidationResult {
 // what() is "health-report validation failed: " and the messages, separated by "; ".
 class AppHealthValidationError : public std::runtime_error {
   public:
+    // With at least one message, each as the validator words it.
     explicit AppHealthValidationError(std::vector<std::string> errors);
 
+    // As given.
     [[nodiscard]] const std::vector<std::string>& errors() const { return errors_; }
 
   private:

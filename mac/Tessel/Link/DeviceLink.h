@@ -39,28 +39,37 @@ class Generation;
 
 class DeviceLink : public std::enable_shared_from_this<DeviceLink> {
   public:
+    // A code waits for the user's approval.
     struct Waiting {
+        // What to confirm, until when, and where.
         std::string code;
         Timestamp expiry = {};
         Url verifyUrl;
         bool operator==(const Waiting&) const = default;
     };
+    // The last attempt ended without a link.
     struct Failed {
         std::string message; // fit for a user
         bool operator==(const Failed&) const = default;
     };
+    // No attempt: before the first one, after a success, and after cancel().
     struct Idle {
         bool operator==(const Idle&) const = default;
     };
+    // The service was asked for a code.
     struct Starting {
         bool operator==(const Starting&) const = default;
     };
+    // Idle at first.
     using State = std::variant<Waiting, Failed, Idle, Starting>;
 
+    // Called once for each attempt, and once for each page, on the main thread.
     using MakeTransport = std::function<std::shared_ptr<DeviceLinkTransport>(const Url& origin)>;
     using OpenURL = std::function<void(const Url&)>;
 
+    // What outlives the link.
     struct Facilities {
+        // Where callbacks run, where requests run, and what else is asked.
         platform::MainQueue& mainQueue;
         platform::BackgroundQueues& backgroundQueues;
         platform::Clock& clock;
@@ -86,6 +95,7 @@ class DeviceLink : public std::enable_shared_from_this<DeviceLink> {
     // One line for a status display.
     std::function<void(const std::string&)> onActivity;
 
+    // Where the attempt is; linking means that it has begun and not ended.
     [[nodiscard]] const State& state() const { return state_; }
     [[nodiscard]] bool isLinking() const;
 
@@ -96,6 +106,7 @@ class DeviceLink : public std::enable_shared_from_this<DeviceLink> {
     // Opens the approval page again while a code waits for it.
     void reopenApproval();
 
+    // The same as the function of that name: absent when the page must not be opened.
     [[nodiscard]] static std::optional<Url> validatedVerifyURL(std::string_view verifyUrl,
                                                                const Url& serverOrigin);
 

@@ -21,8 +21,10 @@ struct DeviceLinkStartResponse {
     bool operator==(const DeviceLinkStartResponse&) const = default;
 };
 
+// What became of an attempt.
 struct DeviceLinkPollResponse {
     std::string status; // "pending", "approved" or the end of the attempt
+    // Of an approval: the issued token and its name for people.
     std::optional<std::string> token = {};
     std::optional<std::string> tokenName = {};
 
@@ -34,12 +36,16 @@ struct DeviceLinkPollResponse {
 [[nodiscard]] std::optional<DeviceLinkStartResponse> decodeStartResponse(std::string_view text);
 [[nodiscard]] std::optional<DeviceLinkPollResponse> decodePollResponse(std::string_view text);
 
+// Why there is no answer.
 struct DeviceLinkFailure {
+    // No answer, an answer with a status that says no, an answer that cannot be read.
     enum class Kind { network, http, badResponse };
     Kind kind = Kind::network;
     int statusCode = 0; // of an http failure
+    // Fit for a user.
     std::string message;
 
+    // One of each kind.
     [[nodiscard]] static DeviceLinkFailure network(std::string message);
     [[nodiscard]] static DeviceLinkFailure http(int statusCode, std::string message);
     [[nodiscard]] static DeviceLinkFailure badResponse(std::string message);
@@ -50,10 +56,12 @@ struct DeviceLinkFailure {
     bool operator==(const DeviceLinkFailure&) const = default;
 };
 
+// Asks an account service the two questions of a link.
 class DeviceLinkTransport {
   public:
     virtual ~DeviceLinkTransport() = default;
 
+    // Each blocks until the exchange is over.
     [[nodiscard]] virtual std::expected<DeviceLinkStartResponse, DeviceLinkFailure>
     startLink(const std::string& name) = 0;
     [[nodiscard]] virtual std::expected<DeviceLinkPollResponse, DeviceLinkFailure>

@@ -31,7 +31,9 @@ namespace tessel {
 
 class HTTPDeviceLinkTransport final : public DeviceLinkTransport {
   public:
+    // When an exchange is given up.
     struct Limits {
+        // In which no byte moves, in all, and the largest reply.
         std::chrono::milliseconds withoutProgress = std::chrono::seconds(30);
         std::chrono::milliseconds inAll = std::chrono::seconds(120);
         std::size_t replyBytes = std::size_t{1} << 20;
@@ -43,8 +45,10 @@ class HTTPDeviceLinkTransport final : public DeviceLinkTransport {
     HTTPDeviceLinkTransport(Url origin, std::optional<std::string> userAgent,
                             platform::HttpClient& http);
 
+    // As given.
     [[nodiscard]] const Url& origin() const { return origin_; }
 
+    // As DeviceLinkTransport says.
     [[nodiscard]] std::expected<DeviceLinkStartResponse, DeviceLinkFailure>
     startLink(const std::string& name) override;
     [[nodiscard]] std::expected<DeviceLinkPollResponse, DeviceLinkFailure>

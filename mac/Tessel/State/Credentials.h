@@ -13,9 +13,11 @@
 namespace tessel {
 
 struct Credentials {
+    // The secret itself: never to be logged.
     std::string token;
     std::string serverOrigin; // as the origin's URL is written
     std::string tokenName;    // for people
+    // When the approval was received, by this computer's clock.
     Timestamp linkedAt = {};
 
     bool operator==(const Credentials&) const = default;

@@ -25,7 +25,9 @@ namespace tessel {
 
 class StateStore {
   public:
+    // What outlives the store.
     struct Facilities {
+        // Folders, files, the user's home, and the time of the trash.
         platform::FileSystem& fileSystem;
         platform::PrivateFiles& privateFiles;
         platform::Host& host;
@@ -59,16 +61,19 @@ class StateStore {
         return setUpFailure_;
     }
 
+    // The folder, and the places in it. Nothing is looked up on the disk.
     [[nodiscard]] const std::filesystem::path& baseDir() const { return baseDir_; }
     [[nodiscard]] std::filesystem::path trashDir() const;
     [[nodiscard]] std::filesystem::path credentialsURL() const;
     // The name is used as it is: nothing is appended, nothing is cleaned.
     [[nodiscard]] std::filesystem::path cacheURL(std::string_view name) const;
 
+    // In credentials.json. Absent when there are none that can be read.
     void saveCredentials(const Credentials& credentials) const;
     [[nodiscard]] std::optional<Credentials> loadCredentials() const;
     void deleteCredentials() const;
 
+    // A file of that name. Absent when it cannot be read, for any reason.
     void saveCache(std::string_view data, std::string_view name) const;
     [[nodiscard]] std::optional<std::string> loadCache(std::string_view name) const;
     void removeCache(std::string_view name) const;
@@ -79,6 +84,7 @@ class StateStore {
     [[nodiscard]] std::optional<std::filesystem::path>
     moveToTrash(const std::filesystem::path& path) const;
 
+    // Nothing, or the operation, the path and errno.
     using Result = std::expected<void, platform::FileError>;
     // Success means that the change is on the disk. Removing what is not there is success.
     [[nodiscard]] Result trySaveCredentials(const Credentials& credentials) const;

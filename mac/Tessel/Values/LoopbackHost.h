@@ -8,6 +8,7 @@
 
 namespace tessel {
 
+// Whether it is one of the three names there are.
 [[nodiscard]] constexpr bool isLoopbackHost(std::string_view host) {
     constexpr std::array<std::string_view, 3> names{"localhost", "127.0.0.1", "::1"};
     return std::ranges::find(names, host) != names.end();

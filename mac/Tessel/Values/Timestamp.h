@@ -12,13 +12,16 @@
 
 namespace tessel {
 
+// A point in time in UTC.
 using Timestamp = std::chrono::sys_time<std::chrono::milliseconds>;
 
 // The fields of a point in time in UTC.
 struct CalendarTime {
+    // By the Gregorian calendar, without leap seconds.
     std::int64_t year = 0;
     unsigned month = 1; // 1 to 12
     unsigned day = 1;   // 1 to 31
+    // From 0.
     unsigned hour = 0;
     unsigned minute = 0;
     unsigned second = 0;
@@ -27,6 +30,7 @@ struct CalendarTime {
     bool operator==(const CalendarTime&) const = default;
 };
 
+// Of any moment.
 [[nodiscard]] CalendarTime calendarTime(Timestamp time);
 
 // YYYY-MM-DDTHH:MM:SS.sssZ. A year outside 0000 to 9999 is written with a sign and all its digits,

@@ -11,6 +11,7 @@
 
 namespace tessel {
 
+// A URL (RFC 3986); make one with parseUrl().
 using Url = boost::urls::url;
 
 // A URL with a scheme, or a relative reference.

@@ -42,10 +42,12 @@ namespace tessel {
 // host counts as such a host, by its whole text.
 [[nodiscard]] std::optional<std::string> hostThatNeedsSandbox(const WebAppConfig& config);
 
+// The page's own title, or the window's when that is empty.
 [[nodiscard]] const std::string& titleFor(const WebAppConfig& config, const std::string& pageTitle);
 
 // What a "linked" message carries.
 struct LinkedMessage {
+    // As the page said it; nothing is judged.
     std::string token;
     Url origin; // absolute
 

@@ -31,11 +31,14 @@ struct WebAppSandbox {
 
 class WebAppWindow final : public std::enable_shared_from_this<WebAppWindow> {
   public:
+    // What the embedder decides.
     using Config = WebAppConfig;
     // The token and the URL of the server that gave it, as the page said them.
     using OnLinked = std::function<void(const std::string& token, const Url& origin)>;
 
+    // What outlives the window.
     struct Facilities {
+        // Activation, windows, the user's browser, and the time of the cookie.
         platform::Application& application;
         platform::WebWindowFactory& windows;
         platform::Workspace& workspace;
@@ -46,6 +49,7 @@ class WebAppWindow final : public std::enable_shared_from_this<WebAppWindow> {
     static constexpr std::string_view defaultUserAgent =
         "Mozilla/5.0 (Macintosh; Intel Mac OS X 10_15_7) AppleWebKit/605.1.15 (KHTML, like Gecko) "
         "Version/17.0 Safari/605.1.15";
+    // Of every load that begins here.
     static constexpr std::chrono::seconds loadTimeout{60};
 
     // Builds the window and begins to load the start page.
