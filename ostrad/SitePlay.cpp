@@ -176,40 +176,40 @@ Reply Site::openStream(const Call& call) {
     }
     const json::value* const wanted = body->if_contains("audio");
     const std::int64_t audio = wanted != nullptr && wanted->is_int64() ? wanted->get_int64() : 0;
-    return onWorker([file = *file, audio, ffmpeg = settings.ffmpeg, ffprobe = settings.ffprobe,
-                     streams = streams] {
-        const auto path = checkedPath(file);
-        const auto tracks = path ? readTracks(ffprobe, *path, never()) : std::nullopt;
-        if (!tracks || tracks->durationMs <= 0) {
-            return errorReply(422, "This file cannot be read as audio or video.");
-        }
-        const auto most = static_cast<std::int64_t>(tracks->audio.size());
-        if (audio < 0 || (most > 0 && audio >= most)) {
-            return errorReply(400, "There is no such audio track.");
-        }
-        const std::string name = streams->open({.ffmpeg = ffmpeg,
+    return onWorker(
+        [file = *file, audio, ffmpeg = settings.ffmpeg, ffprobe = settings.ffprobe, all = streams] {
+            const auto path = checkedPath(file);
+            const auto tracks = path ? readTracks(ffprobe, *path, never()) : std::nullopt;
+            if (!tracks || tracks->durationMs <= 0) {
+                return errorReply(422, "This file cannot be read as audio or video.");
+            }
+            const auto most = static_cast<std::int64_t>(tracks->audio.size());
+            if (audio < 0 || (most > 0 && audio >= most)) {
+                return errorReply(400, "There is no such audio track.");
+            }
+            const std::string name = all->open({.ffmpeg = ffmpeg,
                                                 .file = *path,
                                                 .hasVideo = tracks->hasVideo,
                                                 .audioTrack = most > 0 ? audio : -1,
                                                 .durationMs = tracks->durationMs});
-        const auto stream = streams->find(name);
-        return jsonReply(201, json::serialize(json::object{
-                                  {"id", text(name)},
-                                  {"playlist", text(fmt::format("/hls/{}-index.m3u8", name))},
-                                  {"init", text(fmt::format("/hls/{}-init.mp4", name))},
-                                  {"part", text(fmt::format("/hls/{}-", name))},
-                                  {"mediaType", text(stream ? stream->mediaType() : "")},
-                                  {"partMs", stream ? stream->partMs() : 0},
-                                  {"parts", stream ? stream->parts() : 0},
-                                  {"durationMs", tracks->durationMs}}));
-    });
+            const auto stream = all->find(name);
+            return jsonReply(201, json::serialize(json::object{
+                                      {"id", text(name)},
+                                      {"playlist", text(fmt::format("/hls/{}-index.m3u8", name))},
+                                      {"init", text(fmt::format("/hls/{}-init.mp4", name))},
+                                      {"part", text(fmt::format("/hls/{}-", name))},
+                                      {"mediaType", text(stream ? stream->mediaType() : "")},
+                                      {"partMs", stream ? stream->partMs() : 0},
+                                      {"parts", stream ? stream->parts() : 0},
+                                      {"durationMs", tracks->durationMs}}));
+        });
 }
 
 Reply Site::closeStream(const Call& call) {
     // Ending ffmpeg takes a moment.
-    return onWorker([streams = streams, name = std::string(call.argument)] {
-        return streams->close(name) ? jsonReply(200, "{}")
-                                    : errorReply(404, "There is no such stream.");
+    return onWorker([all = streams, name = std::string(call.argument)] {
+        return all->close(name) ? jsonReply(200, "{}")
+                                : errorReply(404, "There is no such stream.");
     });
 }
 
