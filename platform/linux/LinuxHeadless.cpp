@@ -22,6 +22,10 @@ class LinuxHeadless final : public HeadlessPlatform {
     explicit LinuxHeadless(const Environment& environment)
         : fileSystem_(xdgFolders(environment, homeFolder(environment)).dataHome)
         , host_(environment) {}
+    // Waits for the background tasks that are running: they use everything else.
+    ~LinuxHeadless() override { backgroundQueues_.finish(); }
+    LinuxHeadless(const LinuxHeadless&) = delete;
+    LinuxHeadless& operator=(const LinuxHeadless&) = delete;
 
     BackgroundQueues& backgroundQueues() override { return backgroundQueues_; }
     Clock& clock() override { return clock_; }

@@ -10,6 +10,7 @@
 
 #include <clocale>
 #include <stdexcept>
+#include <system_error>
 
 namespace platform {
 namespace desktop {
@@ -135,12 +136,18 @@ makeNativePlatform(const NativeOptions& options) {
     }
     std::setlocale(LC_ALL, "");
     std::setlocale(LC_NUMERIC, "C");
-    auto platform =
-        std::make_unique<desktop::LinuxPlatform>(options, environment, std::move(predecessor));
-    if (platform->trouble()) {
-        return std::unexpected(*platform->trouble());
+    try {
+        auto platform =
+            std::make_unique<desktop::LinuxPlatform>(options, environment, std::move(predecessor));
+        if (platform->trouble()) {
+            return std::unexpected(*platform->trouble());
+        }
+        return platform;
+    } catch (const std::system_error&) {
+        return std::unexpected(posix::noMoreThreads); // somebody else took them meanwhile
+    } catch (const std::runtime_error& error) {
+        return std::unexpected(error.what());
     }
-    return platform;
 }
 
 } // namespace platform

@@ -40,6 +40,8 @@ class LinuxPlatform final : public NativePlatform {
   public:
     LinuxPlatform(const NativeOptions& options, const Environment& environment,
                   appcast::Predecessor predecessor);
+    // Waits for the background tasks that are running: they use everything else.
+    ~LinuxPlatform() override { backgroundQueues_.finish(); }
     LinuxPlatform(const LinuxPlatform&) = delete;
     LinuxPlatform& operator=(const LinuxPlatform&) = delete;
 

@@ -1,20 +1,21 @@
 #include "platform/linux/ThreadPool.h"
 
-#include "platform/posix/QuietThread.h"
-
 #include <algorithm>
 #include <system_error>
+#include <utility>
 
 namespace platform {
 namespace {
 
 constexpr std::size_t mostWorkers = 16;
 constexpr std::size_t mostOfOneClass = 12;
+constexpr std::chrono::milliseconds beforeTryingAgain{250};
 
 } // namespace
 
-ThreadPool::ThreadPool(std::chrono::milliseconds idleLife)
-    : idleLife_(idleLife) {}
+ThreadPool::ThreadPool(std::chrono::milliseconds idleLife, posix::StartThread startThread)
+    : idleLife_(idleLife)
+    , startThread_(std::move(startThread)) {}
 
 ThreadPool::~ThreadPool() {
     stop();
@@ -34,6 +35,9 @@ void ThreadPool::add(QualityOfService qos, Task task) {
         classes_[static_cast<std::size_t>(qos)].waiting.push_back(std::move(task));
         left.swap(left_);
         startWorkerIfNeeded();
+        if (!timers_.empty()) {
+            startTimerThreadIfNeeded();
+        }
     }
     workArrived_.notify_one();
     for (auto& worker : left) {
@@ -52,13 +56,27 @@ void ThreadPool::startWorkerIfNeeded() {
     }
     const auto self = workers_.emplace(workers_.end());
     try {
-        *self = posix::startQuietThread("worker", [this, self] { work(self); });
+        *self = startThread_("worker", [this, self] { work(self); });
     } catch (const std::system_error&) {
         workers_.erase(self);
         if (workers_.empty()) {
-            throw; // nobody would ever run the task
+            tryAgainLater(); // nobody else would ever run the task
         }
     }
+}
+
+void ThreadPool::tryAgainLater() {
+    if (std::exchange(isTryingAgain_, true)) {
+        startTimerThreadIfNeeded();
+        return;
+    }
+    schedule(std::chrono::steady_clock::now() + beforeTryingAgain, [this] {
+        const std::scoped_lock lock(mutex_);
+        isTryingAgain_ = false;
+        if (!stopped_) {
+            startWorkerIfNeeded();
+        }
+    });
 }
 
 ThreadPool::Class* ThreadPool::nextClass() {
@@ -95,12 +113,25 @@ void ThreadPool::addTimer(SteadyTime due, Task whenDue) {
     if (stopped_) {
         return;
     }
-    if (!timerThread_.joinable()) {
-        timerThread_ = posix::startQuietThread("timers", [this] { runTimers(); });
-    }
+    schedule(due, std::move(whenDue));
+}
+
+void ThreadPool::schedule(SteadyTime due, Task whenDue) {
     const auto added = timers_.emplace(std::pair(due, ++timersAdded_), std::move(whenDue)).first;
     if (added == timers_.begin()) {
         timersChanged_.notify_one();
+    }
+    startTimerThreadIfNeeded();
+}
+
+// Without one, the next task or timer asks again.
+void ThreadPool::startTimerThreadIfNeeded() {
+    if (timerThread_.joinable()) {
+        return;
+    }
+    try {
+        timerThread_ = startThread_("timers", [this] { runTimers(); });
+    } catch (const std::system_error&) {
     }
 }
 

@@ -2,12 +2,14 @@
 // started when a task finds none free and leave after some idle seconds, so an idle pool has
 // neither threads that wake nor timers that tick. Tasks may block: each class leaves some of the
 // threads to the other, so neither can lock the other out. When the pool stops, tasks that have
-// not started are destroyed unrun, and so is what is added later. Any thread, except that stop()
-// must not be called from a task.
+// not started are destroyed unrun, and so is what is added later. Where the system has no thread to
+// give, tasks and timers wait until it has. Any thread, except that stop() must not be called from
+// a task.
 #pragma once
 
 #include "platform/Clock.h"
 #include "platform/Queues.h"
+#include "platform/posix/QuietThread.h"
 
 #include <array>
 #include <chrono>
@@ -25,7 +27,8 @@ namespace platform {
 
 class ThreadPool {
   public:
-    explicit ThreadPool(std::chrono::milliseconds idleLife);
+    explicit ThreadPool(std::chrono::milliseconds idleLife,
+                        posix::StartThread startThread = &posix::startQuietThread);
     ThreadPool(const ThreadPool&) = delete;
     ThreadPool& operator=(const ThreadPool&) = delete;
     ~ThreadPool();
@@ -51,18 +54,23 @@ class ThreadPool {
     [[nodiscard]] Class* nextClass();
     [[nodiscard]] std::size_t idleWorkers() const;
     void startWorkerIfNeeded();
+    void startTimerThreadIfNeeded();
+    void schedule(SteadyTime due, Task whenDue);
+    void tryAgainLater();
     void work(Workers::iterator self);
     [[nodiscard]] bool waitForWork(std::unique_lock<std::mutex>& lock);
     void runTimers();
 
     const std::chrono::milliseconds idleLife_;
+    const posix::StartThread startThread_;
     mutable std::mutex mutex_;
     bool stopped_ = false;
 
     std::array<Class, 2> classes_; // by QualityOfService
     std::condition_variable workArrived_;
     Workers workers_;
-    Workers left_; // have returned or are about to; not joined yet
+    Workers left_;               // have returned or are about to; not joined yet
+    bool isTryingAgain_ = false; // a timer will ask for a worker
 
     std::map<std::pair<SteadyTime, std::uint64_t>, Task> timers_; // equal times: first come first
     std::uint64_t timersAdded_ = 0;

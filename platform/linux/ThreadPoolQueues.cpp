@@ -130,9 +130,16 @@ ThreadPoolQueues::ThreadPoolQueues(std::chrono::milliseconds idleLife)
     , utility_(std::make_unique<Global>(pool_, QualityOfService::utility)) {}
 
 ThreadPoolQueues::~ThreadPoolQueues() {
-    for (const auto& serial : serials_) {
-        if (const auto tasks = serial.lock()) {
-            tasks->close();
+    finish();
+}
+
+void ThreadPoolQueues::finish() {
+    {
+        const std::scoped_lock lock(serialsMutex_);
+        for (const auto& serial : serials_) {
+            if (const auto tasks = serial.lock()) {
+                tasks->close();
+            }
         }
     }
     pool_->stop();

@@ -4,9 +4,9 @@
 // User-initiated work starts first. Idle queues cost nothing: workers leave after `idleLife`
 // without work.
 //
-// The destructor waits for the tasks that are running; those that have not started are destroyed
-// unrun, delayed ones included, and what is posted later to a serial queue that outlives this
-// object is destroyed at once. It must not run on one of its own threads.
+// The destructor finishes: it waits for the tasks that are running; those that have not started are
+// destroyed unrun, delayed ones included, and what is posted later, to a serial queue that outlives
+// this object too, is destroyed at once. Not on one of its own threads.
 #pragma once
 
 #include "platform/Queues.h"
@@ -32,6 +32,9 @@ class ThreadPoolQueues final : public BackgroundQueues {
     // `label` names the worker while it runs the queue's tasks; its first 15 bytes count.
     [[nodiscard]] std::unique_ptr<Queue> makeSerial(const std::string& label,
                                                     QualityOfService qos) override;
+
+    // What the destructor does, for an owner of more that tasks use.
+    void finish();
 
     // Workers alive right now.
     [[nodiscard]] std::size_t workerCount() const;

@@ -2,7 +2,6 @@
 
 #include "platform/posix/CurlTransfer.h"
 #include "platform/posix/ProgramStart.h"
-#include "platform/posix/QuietThread.h"
 
 #include <curl/curl.h>
 
@@ -15,6 +14,7 @@
 #include <map>
 #include <mutex>
 #include <stdexcept>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -65,6 +65,7 @@ class CurlHttpClient::Engine {
   public:
     explicit Engine(const CurlHttpOptions& options)
         : settings_{.noProxy = hostsWithoutProxy(), .authorities = options.authorities.native()}
+        , startThread_(options.startThread)
         , multi_(::curl_multi_init()) {
         if (!multi_) {
             throw std::runtime_error("libcurl cannot be initialised");
@@ -87,18 +88,32 @@ class CurlHttpClient::Engine {
     }
 
     void send(std::unique_ptr<posix::CurlTransfer> transfer) {
+        if (!isServed()) {
+            transfer->complete(std::unexpected(transfer->error(HttpError::Kind::cannotConnect,
+                                                               "the system has no thread for it")));
+            return;
+        }
         {
             const std::scoped_lock lock(mutex_);
             inbox_.push_back(std::move(transfer));
-            if (!thread_.joinable()) {
-                thread_ = posix::startQuietThread("http", [this] { run(); });
-            }
         }
         wake();
     }
 
   private:
     using Transfers = std::vector<std::unique_ptr<posix::CurlTransfer>>;
+
+    bool isServed() {
+        const std::scoped_lock lock(mutex_);
+        if (!thread_.joinable()) {
+            try {
+                thread_ = startThread_("http", [this] { run(); });
+            } catch (const std::system_error&) {
+                return false;
+            }
+        }
+        return true;
+    }
 
     void wake() {
         arrived_.notify_one();
@@ -239,6 +254,7 @@ class CurlHttpClient::Engine {
     }
 
     const posix::CurlSettings settings_;
+    const posix::StartThread startThread_;
     const std::size_t mostAtOnce_ = exchangesWithin(posix::descriptorLimit());
     const std::unique_ptr<CURLM, MultiCleanup> multi_;
     // Both for the internal thread only. Those that wait for their turn stand in the order of

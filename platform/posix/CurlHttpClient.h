@@ -13,11 +13,13 @@
 // method or field name that is no token; a field value with line breaks; a Content-Length or
 // Transfer-Encoding of the caller's own. Messages name method, scheme, host and port only.
 //
-// Completions run on the internal thread, which must not destroy the client. One that answers
-// `cancelled` by sending again would be asked forever.
+// Completions run on the internal thread, which must not destroy the client; in send() where the
+// system has no thread to give, with `cannotConnect`. One that answers `cancelled` by sending again
+// would be asked forever.
 #pragma once
 
 #include "platform/HttpClient.h"
+#include "platform/posix/QuietThread.h"
 
 #include <filesystem>
 #include <memory>
@@ -27,6 +29,7 @@ namespace platform {
 struct CurlHttpOptions {
     // A PEM file with the certificate authorities to trust in the place of the system's.
     std::filesystem::path authorities = {};
+    posix::StartThread startThread = &posix::startQuietThread;
 };
 
 class CurlHttpClient final : public HttpClient {

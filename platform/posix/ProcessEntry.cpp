@@ -78,7 +78,7 @@ void requireThreads() {
         }
     }
     if (!enough) {
-        throw std::runtime_error("the system lets this user start no more threads or processes");
+        throw std::runtime_error(noMoreThreads);
     }
 }
 

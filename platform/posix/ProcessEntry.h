@@ -6,11 +6,14 @@ namespace platform::posix {
 
 // Signals that are ignored get their default disposition (but SIGHUP, which nohup lets a program
 // ignore), none stays blocked, and as many descriptors are allowed as the system grants without
-// asking anybody. SIGPIPE and SIGXFSZ are
-// ignored: a reader that is gone and a file that may not grow are error codes.
+// asking anybody. SIGPIPE and SIGXFSZ are ignored: a reader that is gone and a file that may not
+// grow are error codes.
 void putInheritanceRight() noexcept;
 
-// Throws std::runtime_error with one sentence when the system does not let this user start as many
+inline constexpr const char* noMoreThreads =
+    "the system lets this user start no more threads or processes";
+
+// Throws std::runtime_error with that sentence when the system does not let this user start as many
 // threads as the application needs.
 void requireThreads();
 

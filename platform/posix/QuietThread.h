@@ -12,4 +12,6 @@ namespace platform::posix {
 // std::system_error when the system has no thread to give.
 [[nodiscard]] std::thread startQuietThread(const char* name, std::function<void()> body);
 
+using StartThread = std::function<std::thread(const char* name, std::function<void()> body)>;
+
 } // namespace platform::posix

@@ -7,6 +7,10 @@
 
 #include <sys/resource.h>
 
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
 namespace {
 
 using platform::CurlHttpClient;
@@ -128,6 +132,21 @@ TEST(CurlHttpClient, startsItsThreadWithTheFirstRequestAndSleepsAfterTheLast) {
     const auto switches = contextSwitches(*http);
     std::this_thread::sleep_for(std::chrono::milliseconds(300)); // nothing to wait for: that is it
     EXPECT_EQ(contextSwitches(*http), switches);
+}
+
+TEST(CurlHttpClient, answersWithAnErrorWhileTheSystemHasNoThreadForIt) {
+    LoopbackServer server;
+    CurlHttpClient client(
+        {.startThread = [refused = false](const char* name, std::function<void()> body) mutable {
+            if (!std::exchange(refused, true)) {
+                throw std::system_error(EAGAIN, std::generic_category());
+            }
+            return platform::posix::startQuietThread(name, std::move(body));
+        }});
+    const auto first = fetch(client, server.url());
+    ASSERT_FALSE(first);
+    EXPECT_EQ(first.error().kind, platform::HttpError::Kind::cannotConnect);
+    EXPECT_TRUE(fetch(client, server.url()));
 }
 
 TEST(CurlHttpClient, runs128ExchangesAtOnceAndLetsOthersTimeOutAsTheyWait) {

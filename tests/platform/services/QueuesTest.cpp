@@ -1,5 +1,6 @@
 // The queues under their contracts, and what is the thread pool's own.
 #include "platform/linux/GlibMainQueue.h"
+#include "platform/linux/ThreadPool.h"
 #include "platform/linux/ThreadPoolQueues.h"
 #include "platform/posix/QuietThread.h"
 #include "platform/testing/ManualScheduler.h"
@@ -9,7 +10,11 @@
 #include <glib.h>
 
 #include <array>
+#include <cerrno>
 #include <csignal>
+#include <future>
+#include <string_view>
+#include <system_error>
 
 namespace {
 
@@ -241,6 +246,75 @@ TEST(ThreadPoolQueues, aTaskThatThrowsEndsTheProcess) {
             never.get_future().get();
         },
         "oops");
+}
+
+TEST(ThreadPoolQueues, runNothingMoreOnceTheyHaveFinished) {
+    ThreadPoolQueues queues;
+    const auto serial = queues.makeSerial("serial", QualityOfService::utility);
+    std::promise<void> started;
+    std::atomic<bool> ended = false;
+    queues.global(QualityOfService::utility).post([&] {
+        started.set_value();
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        ended = true;
+    });
+    started.get_future().get();
+    queues.finish();
+    EXPECT_TRUE(ended);
+    const auto unused = std::make_shared<int>(1);
+    for (platform::Queue* queue : {&queues.global(QualityOfService::userInitiated), serial.get()}) {
+        queue->post([unused] { ADD_FAILURE() << *unused; });
+        queue->postAfter(std::chrono::milliseconds(1), [unused] { ADD_FAILURE() << *unused; });
+    }
+    EXPECT_EQ(unused.use_count(), 1) << "destroyed at once";
+    EXPECT_EQ(queues.workerCount(), 0U);
+}
+
+// Gives a thread after so many refusals, whatever it is for.
+platform::posix::StartThread refusing(int times) {
+    return [left = std::make_shared<std::atomic<int>>(times)](const char* name,
+                                                              std::function<void()> body) {
+        if ((*left)-- > 0) {
+            throw std::system_error(EAGAIN, std::generic_category());
+        }
+        return platform::posix::startQuietThread(name, std::move(body));
+    };
+}
+
+// Bounded, since nothing would ever fulfil a promise whose task is lost.
+bool isFulfilled(std::future<void> future) {
+    return future.wait_for(std::chrono::seconds(30)) == std::future_status::ready;
+}
+
+TEST(ThreadPool, triesAgainForATaskThatNoThreadCouldBeHadFor) {
+    platform::ThreadPool pool(std::chrono::seconds(5),
+                              [refused = 0](const char* name, std::function<void()> body) mutable {
+                                  // The timers' thread comes at once, the first two workers do not.
+                                  if (std::string_view(name) == "worker" && refused++ < 2) {
+                                      throw std::system_error(EAGAIN, std::generic_category());
+                                  }
+                                  return platform::posix::startQuietThread(name, std::move(body));
+                              });
+    std::promise<void> ran;
+    pool.add(QualityOfService::utility, [&ran] { ran.set_value(); });
+    EXPECT_TRUE(isFulfilled(ran.get_future()));
+}
+
+TEST(ThreadPool, keepsTasksAndTimersWhileThereIsNoThreadAtAll) {
+    platform::ThreadPool pool(std::chrono::seconds(5), refusing(5));
+    std::promise<void> task;
+    std::promise<void> timer;
+    std::promise<void> later;
+    pool.add(QualityOfService::utility, [&task] { task.set_value(); });
+    pool.addTimer(std::chrono::steady_clock::now(), [&timer] { timer.set_value(); });
+    EXPECT_EQ(pool.workerCount(), 0U);
+    for (int i = 0; i < 2; ++i) {
+        pool.add(QualityOfService::utility, [] {});
+    }
+    pool.add(QualityOfService::utility, [&later] { later.set_value(); });
+    EXPECT_TRUE(isFulfilled(task.get_future()));
+    EXPECT_TRUE(isFulfilled(timer.get_future()));
+    EXPECT_TRUE(isFulfilled(later.get_future()));
 }
 
 TEST(QuietThread, leavesSignalsToOthersAndTheCallersMaskAlone) {
