@@ -2,6 +2,7 @@
 
 #include "platform/Utf8.h"
 
+#include <algorithm>
 #include <cstring>
 #include <utility>
 
@@ -10,20 +11,41 @@ namespace ostra {
 using platform::isValidUtf8;
 using platform::prefixOfWholeCharacters;
 
+namespace {
+
+// Up to the first line feed, or everything. The first few bytes without a call, which for lines as
+// short as that would cost more than they do.
+std::size_t lineLength(std::string_view text) {
+    constexpr std::size_t few = 8;
+    for (std::size_t at = 0; at < std::min(few, text.size()); ++at) {
+        if (text[at] == '\n') {
+            return at;
+        }
+    }
+    const void* found = std::memchr(text.data(), '\n', text.size());
+    return found == nullptr
+               ? text.size()
+               : static_cast<std::size_t>(static_cast<const char*>(found) - text.data());
+}
+
+} // namespace
+
 OutputLines::OutputLines(Sink sink)
     : sink_(std::move(sink)) {}
 
 void OutputLines::append(std::string_view piece) {
+    // Its whole lines are looked at together, as they may be as short as a byte.
+    const bool isText = isValidUtf8(piece.substr(0, piece.rfind('\n') + 1));
     while (!piece.empty()) {
-        const void* found = std::memchr(piece.data(), '\n', piece.size());
-        if (found == nullptr) {
+        const std::size_t length = lineLength(piece);
+        if (length == piece.size()) {
             break;
         }
-        const auto length =
-            static_cast<std::size_t>(static_cast<const char*>(found) - piece.data());
         const std::string_view line = piece.substr(0, length);
         if (pending_.empty() && line.size() <= maxLineBytes) {
-            addLine(line);
+            if (!line.empty() && (isText || isValidUtf8(line))) {
+                batch_.push_back(line);
+            }
         } else {
             keep(line);
             completePending();
@@ -56,16 +78,12 @@ void OutputLines::keep(std::string_view part) {
 
 void OutputLines::completePending() {
     flush();
-    addLine(pending_);
+    if (!pending_.empty() && isValidUtf8(pending_)) {
+        batch_.emplace_back(pending_);
+    }
     flush();
     pending_.clear();
     cut_ = false;
-}
-
-void OutputLines::addLine(std::string_view line) {
-    if (!line.empty() && isValidUtf8(line)) {
-        batch_.push_back(line);
-    }
 }
 
 void OutputLines::flush() {

@@ -30,7 +30,6 @@ class OutputLines {
   private:
     void keep(std::string_view part);
     void completePending();
-    void addLine(std::string_view line);
     void flush();
 
     Sink sink_;

@@ -260,13 +260,13 @@ void ServerSupervisor::handleTermination(std::int64_t generation, platform::Exit
     setState(Failed{fmt::format("server exited (status {}); restarting", status.code)});
     using Duration = platform::SteadyTime::duration;
     using Seconds = std::chrono::duration<double>;
-    const Duration least =
-        mayHaveBeenTerminated(status) ? Duration(momentAfterTermination) : Duration{0};
     const Duration delay =
-        std::max<Duration>(restartThrottle - (facilities_.clock.now() - lastStart_), least);
+        std::max<Duration>(restartThrottle - (facilities_.clock.now() - lastStart_), Duration{0});
     facilities_.log.write(fmt::format("ostrad exited (status {}); restarting in {:.1f}s",
                                       status.code, Seconds(delay).count()));
-    facilities_.mainQueue.postAfter(delay, [weak = weak_from_this(), generation] {
+    const Duration least =
+        mayHaveBeenTerminated(status) ? Duration(momentAfterTermination) : Duration{0};
+    facilities_.mainQueue.postAfter(std::max(delay, least), [weak = weak_from_this(), generation] {
         const auto self = weak.lock();
         if (self && self->generation_ == generation && !self->stopping_) {
             self->start();

@@ -66,8 +66,9 @@ class ServerSupervisor : public std::enable_shared_from_this<ServerSupervisor> {
 
     static constexpr std::chrono::seconds restartThrottle{10}; // between launches after an exit
     // Whoever ends everything at once ends the server a moment before us: an exit that may be the
-    // answer to a SIGTERM is not followed by a new server before our own can have arrived.
-    static constexpr std::chrono::seconds momentAfterTermination{1};
+    // answer to a SIGTERM is not followed by a new server before our own can have arrived. Within
+    // the throttle this costs nothing.
+    static constexpr std::chrono::milliseconds momentAfterTermination{250};
     static constexpr int healthTries = 40; // per launch
     static constexpr std::chrono::milliseconds healthInterval{500};
     static constexpr std::chrono::seconds stopGrace{6}; // between SIGTERM and SIGKILL

@@ -19,11 +19,12 @@ std::string droppedLinesNote(std::string_view linePrefix, std::uint64_t count) {
     return fmt::format("{}{} log lines dropped\n", linePrefix, count);
 }
 
-void LogBuffer::Bytes::reserve(std::size_t wanted) {
+void LogBuffer::Bytes::reserve(std::size_t wanted, std::size_t most) {
     if (wanted <= capacity) {
         return;
     }
-    const std::size_t larger = std::max({wanted, 2 * capacity, smallestAllocation});
+    const std::size_t larger =
+        std::max(wanted, std::min(std::max(2 * capacity, smallestAllocation), most));
     auto moved = std::make_unique_for_overwrite<char[]>(larger);
     std::copy_n(data.get(), size, moved.get());
     data = std::move(moved);
@@ -57,8 +58,10 @@ void LogBuffer::append(std::string_view prefix, std::span<const std::string_view
             return;
         }
         wake = !isWaiting();
-        for (const auto line : lines) {
-            appendLine(head, line);
+        if (!appendAll(head, lines)) {
+            for (const auto line : lines) {
+                appendLine(head, line);
+            }
         }
     }
     if (wake) {
@@ -66,9 +69,35 @@ void LogBuffer::append(std::string_view prefix, std::span<const std::string_view
     }
 }
 
+std::size_t LogBuffer::left() const {
+    return capacity_ - std::min(pending_.size + taken_.size, capacity_);
+}
+
+// The short way of many lines at once, when all of them fit whatever they hold.
+bool LogBuffer::appendAll(std::string_view head, std::span<const std::string_view> lines) {
+    constexpr std::size_t block = 16; // a head is copied as one, and what is too much overwritten
+    std::size_t most = block;
+    for (const auto line : lines) {
+        most += head.size() + longestEscape * line.size() + 1;
+    }
+    if (dropped_ > 0 || head.size() > block || most > left()) {
+        return false;
+    }
+    char heads[block] = {};
+    std::copy_n(head.data(), head.size(), heads);
+    pending_.reserve(pending_.size + most, capacity_);
+    char* out = pending_.data.get() + pending_.size;
+    for (const auto line : lines) {
+        std::memcpy(out, heads, block);
+        out = appendEscaped(out + head.size(), line);
+        *out++ = '\n';
+    }
+    pending_.size = static_cast<std::size_t>(out - pending_.data.get());
+    return true;
+}
+
 void LogBuffer::appendLine(std::string_view head, std::string_view line) {
-    const std::size_t used = pending_.size + taken_.size;
-    const std::size_t left = capacity_ - std::min(used, capacity_);
+    const std::size_t left = this->left();
     if (head.size() + line.size() >= left) {
         ++dropped_;
         return;
@@ -83,7 +112,7 @@ void LogBuffer::appendLine(std::string_view head, std::string_view line) {
         ++dropped_;
         return;
     }
-    pending_.reserve(pending_.size + needed);
+    pending_.reserve(pending_.size + needed, capacity_);
     pending_.add(note);
     dropped_ = 0;
     pending_.add(head);
@@ -103,7 +132,7 @@ std::optional<std::string_view> LogBuffer::take() {
     }
     if (dropped_ > 0) {
         const auto note = droppedLinesNote(linePrefix_, std::exchange(dropped_, 0));
-        pending_.reserve(pending_.size + note.size());
+        pending_.reserve(pending_.size + note.size(), capacity_);
         pending_.add(note);
     }
     std::swap(pending_, taken_);

@@ -42,11 +42,14 @@ class LogBuffer {
         std::size_t size = 0;
         std::size_t capacity = 0;
 
-        void reserve(std::size_t wanted);
+        // In growing steps, but beyond `most` no more than is wanted.
+        void reserve(std::size_t wanted, std::size_t most);
         void add(std::string_view text);
         void addEscaped(std::string_view text);
     };
 
+    [[nodiscard]] std::size_t left() const;
+    [[nodiscard]] bool appendAll(std::string_view head, std::span<const std::string_view> lines);
     void appendLine(std::string_view head, std::string_view line);
     [[nodiscard]] bool isWaiting() const { return pending_.size > 0 || dropped_ > 0; }
 

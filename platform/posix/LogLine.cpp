@@ -80,6 +80,14 @@ char* appendHex(char* out, char byte) {
 } // namespace
 
 char* appendEscaped(char* out, std::string_view text) {
+    if (text.size() < sizeof(std::uint64_t)) {
+        // Most of what is as short as this passes, and a call would cost more than the bytes.
+        std::size_t at = 0;
+        while (at < text.size() && isPrintable(text[at])) {
+            *out++ = text[at++];
+        }
+        text.remove_prefix(at);
+    }
     while (!text.empty()) {
         const Piece piece = nextPiece(text);
         if (piece.passes) {

@@ -15,7 +15,8 @@
 namespace platform {
 namespace {
 
-constexpr std::size_t bufferBytes = std::size_t{4} << 20;
+// Twice that in memory at most: what is written and what comes meanwhile.
+constexpr std::size_t bufferBytes = std::size_t{2} << 20;
 constexpr std::chrono::seconds longestFlush{1};
 constexpr std::chrono::milliseconds longestGivingUp{200};
 

@@ -363,10 +363,10 @@ TEST_F(ServerSupervisorTest, waitsAMomentAfterAnExitThatMayBeTheAnswerToASigterm
         scheduler.advance(1h);
         const auto launches = launcher.launches();
         launcher.last()->exit(status);
-        scheduler.advance(1s - 1ns);
+        scheduler.advance(250ms - 1ns);
         EXPECT_EQ(launcher.launches(), launches);
         EXPECT_EQ(log.lines.back(),
-                  "ostrad exited (status " + std::to_string(status.code) + "); restarting in 1.0s");
+                  "ostrad exited (status " + std::to_string(status.code) + "); restarting in 0.0s");
         scheduler.advance(1ns);
         EXPECT_EQ(launcher.launches(), launches + 1);
         supervisor->stop();
@@ -374,11 +374,35 @@ TEST_F(ServerSupervisorTest, waitsAMomentAfterAnExitThatMayBeTheAnswerToASigterm
     }
 }
 
+TEST_F(ServerSupervisorTest, addsNoMomentToTheThrottle) {
+    startRunning();
+    scheduler.advance(2s);
+    launcher.last()->exit({.signalled = true, .code = SIGTERM});
+    scheduler.advance(8s - 1ns);
+    EXPECT_EQ(launcher.launches(), 1U);
+    scheduler.advance(1ns);
+    EXPECT_EQ(launcher.launches(), 2U);
+}
+
+TEST_F(ServerSupervisorTest, waitsNoMomentAfterAnyOtherExit) {
+    startRunning();
+    for (const ExitStatus status :
+         {ExitStatus{.signalled = true, .code = SIGKILL}, ExitStatus{.signalled = true, .code = 0},
+          ExitStatus{.signalled = false, .code = SIGTERM},
+          ExitStatus{.signalled = false, .code = 137}}) {
+        scheduler.advance(10s);
+        const auto launches = launcher.launches();
+        launcher.last()->exit(status);
+        scheduler.runReady();
+        EXPECT_EQ(launcher.launches(), launches + 1) << status.signalled << status.code;
+    }
+}
+
 TEST_F(ServerSupervisorTest, startsNoSecondServerWhenItsOwnEndFollowsTheServersAtOnce) {
     startRunning();
     scheduler.advance(1h);
     launcher.last()->exit({.signalled = true, .code = SIGTERM});
-    scheduler.advance(300ms);
+    scheduler.advance(249ms);
     supervisor->stopSync();
     scheduler.advance(1h);
     EXPECT_EQ(launcher.launches(), 1U);
