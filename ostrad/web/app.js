@@ -198,7 +198,8 @@ async function draw({ moved = false } = {}) {
     else if (route.parts[0] === 's') nodes = await searchPage(route);
     else nodes = await homePage();
   } catch (error) {
-    nodes = [el('p', { class: 'empty' }, state.online ? error.message : 'The server does not answer.')];
+    nodes = [el('div', { class: 'empty', role: 'alert' }, el('p', {}, state.online ? error.message : 'The server does not answer. This page goes on by itself as soon as it does.'),
+      el('p', {}, el('button', { type: 'button', class: 'button', 'data-key': 'again', onclick: () => { poll(); draw(); } }, 'Try again'), ' ', el('a', { class: 'button', href: '#/' }, 'Home')))];
   }
   if (ticket !== drawing) return; // a newer page is on its way
   const page = byId('page');
@@ -250,7 +251,7 @@ function welcome() {
 function librarySection() {
   const rows = state.libraries.map(library => {
     const mode = state.modes.find(candidate => candidate.id === library.modeId);
-    const status = library.scanning ? 'Scanning…' : !library.available ? 'Folder not available' : counted(typeOf(mode, mode.itemType), library.itemCount);
+    const status = library.scanning ? 'Scanning…' : !library.available ? 'Not available: connect its disk, then choose Rescan' : counted(typeOf(mode, mode.itemType), library.itemCount);
     return el('li', {}, icon(library.modeId, 22),
       el('div', { class: 'sr-wrap' }, el('div', { class: 'name' }, library.name), el('div', { class: 'where', title: library.path }, library.path)),
       el('div', { class: 'what' + (library.available || library.scanning ? '' : ' bad') }, status),
@@ -291,7 +292,7 @@ async function modePage({ parts, page, search }) {
     typing = setTimeout(() => { history.replaceState(null, '', hrefWith(path, 1, field.value.trim())); draw(); }, 180);
   });
   const scanning = modeLibraries(mode).some(library => library.scanning);
-  const nothing = search ? `Nothing matches “${search}”.` : scanning ? 'Looking through your folders…' : `No ${type.plural.toLowerCase()} here yet.`;
+  const nothing = search ? `Nothing matches “${search}”. Try fewer letters.` : scanning ? 'Looking through your folders. What is found appears here by itself.' : `No ${type.plural.toLowerCase()} here yet. Put some into a folder of yours and choose Rescan on the first page, or add another folder.`;
   return [el('div', { class: 'head' }, el('div', { class: 'grow' }, el('h1', {}, mode.name), el('p', { class: 'muted' }, counted(type, total))), tabs, el('div', { class: 'search' }, field)),
     body.length ? listing(body) : el('p', { class: 'empty' }, nothing),
     pager(path, page, Math.ceil(total / size), search)].filter(Boolean);
@@ -304,7 +305,7 @@ async function searchPage({ parts }) {
   const { body, total } = await api(`/api/entities?${new URLSearchParams({ search: wanted, limit })}`);
   const kinds = state.modes.flatMap(mode => mode.entityTypes.map(type => ({ mode, type, found: body.filter(entity => entity.type === type.id) }))).filter(kind => kind.found.length);
   const more = total > body.length ? `The first ${countText.format(body.length)} of ${countText.format(total)} results.` : total === 1 ? '1 result' : `${countText.format(total)} results`;
-  return [el('div', { class: 'head' }, el('div', { class: 'grow' }, el('h1', {}, `“${wanted}”`), el('p', { class: 'muted', role: 'status' }, total ? more : 'Nothing matches.'))),
+  return [el('div', { class: 'head' }, el('div', { class: 'grow' }, el('h1', {}, `“${wanted}”`), el('p', { class: 'muted', role: 'status' }, total ? more : 'Nothing matches. Try fewer letters.'))),
     ...kinds.map(({ mode, type, found }) => el('section', { class: 'section', 'aria-label': `${mode.name}: ${type.plural}` },
       el('div', { class: 'section-head' }, el('h2', {}, type.plural), el('span', { class: 'muted' }, mode.name)), listing(found)))];
 }
@@ -535,6 +536,7 @@ function openVideo(entity, siblings) {
   theatre.entity = entity;
   theatre.queue = siblings.filter(other => other.media && other.media.kind === 'video');
   byId('video-title').textContent = [entity.grandparentTitle, entity.title].filter(Boolean).join(' · ');
+  byId('video-summary').textContent = entity.summary || '';
   byId('video-next').hidden = !theatreNeighbour(1);
   if (!byId('video-dialog').open) byId('video-dialog').showModal();
   const step = by => (theatreNeighbour(by) ? () => openVideo(theatreNeighbour(by), theatre.queue) : null);
@@ -741,22 +743,41 @@ async function rescan(library) {
 
 // ---------------------------------------------------------------- staying current
 
-function showNotice(text, bad = false, busy = false) {
+function showNotice(text, bad = false, busy = false, progress = null) {
   const notice = byId('notice');
   notice.hidden = !text;
   notice.classList.toggle('bad', bad);
+  const bar = notice.querySelector('progress');
+  if (bar && progress && !bad) {
+    setBar(bar, progress);
+    notice.querySelector('.doing').textContent = text;
+    return;
+  }
   const key = text + bad + busy;
   if (notice.dataset.shown !== key) {
     notice.dataset.shown = key;
-    notice.replaceChildren(...(text ? [busy ? el('span', { class: 'spinner' }) : null, text].filter(Boolean) : []));
+    const shown = progress ? setBar(el('progress', { 'aria-label': 'Scan' }), progress) : busy ? el('span', { class: 'spinner' }) : null;
+    notice.replaceChildren(...(text ? [shown, el('span', { class: 'doing' }, text)].filter(Boolean) : []));
   }
+}
+
+// Without a total it shows that something is going on, and no more.
+function setBar(bar, { done, total }) {
+  if (total > 0) {
+    bar.max = total;
+    bar.value = Math.min(done, total);
+  } else {
+    bar.removeAttribute('value');
+  }
+  return bar;
 }
 
 function scanText(scan) {
   const library = state.libraries.find(one => one.id === scan.libraryId);
   const name = library ? `“${library.name}”` : 'your folders';
-  if (scan.phase === 'tags') return `Reading details of ${name}…`;
-  if (scan.phase === 'artwork') return `Drawing covers for ${name}…`;
+  const share = scan.total ? `: ${countText.format(scan.done)} of ${countText.format(scan.total)}` : '…';
+  if (scan.phase === 'tags') return `Reading details of ${name}${share}`;
+  if (scan.phase === 'artwork') return `Drawing covers for ${name}${share}`;
   return `Scanning ${name}: ${countText.format(scan.filesSeen)} files so far…`;
 }
 
@@ -769,7 +790,7 @@ async function poll() {
     state.revision = scan.revision;
     state.online = true;
     if (changed) await loadLibraries();
-    showNotice(scan.scanning ? scanText(scan) : '', false, true);
+    showNotice(scan.scanning ? scanText(scan) : '', false, true, scan.scanning ? scan : null);
     if (changed) await draw();
   } catch {
     state.online = false;

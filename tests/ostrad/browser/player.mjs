@@ -117,6 +117,26 @@ const steps = {
     }
   },
 
+  async 'says what to do where there is nothing, and when something is wrong'(page) {
+    for (const [place, text] of [['#/m/tv?q=zzz', /Try fewer letters/], ['#/s/zzz', /Try fewer letters/], ['#/e/999999', /There is no such entity/], ['#/m/nothing', /no such kind/]]) {
+      await page.evaluate(hash => { location.hash = hash; }, place);
+      await page.locator('#page').getByText(text).waitFor();
+    }
+    await page.getByRole('button', { name: 'Try again' }).press('Enter');
+    await page.getByRole('link', { name: 'Home' }).last().press('Enter');
+    await page.getByRole('heading', { name: 'Home' }).waitFor();
+  },
+
+  async 'shows how far a scan is'(page) {
+    await page.route('**/api/scan', route => route.fulfill({ json: { scanning: true, phase: 'tags', filesSeen: 9, changes: 9, done: 3, total: 12, revision: 1, queued: [], libraryId: 1 } }));
+    const bar = page.getByRole('progressbar', { name: 'Scan' });
+    await bar.waitFor();
+    assert.equal(await bar.evaluate(one => one.value / one.max), 0.25);
+    await page.getByText('Reading details of “shows”: 3 of 12').waitFor();
+    await page.unroute('**/api/scan');
+    await bar.waitFor({ state: 'detached' });
+  },
+
   async 'says so when the server is gone'(page) {
     server.kill('SIGKILL');
     await page.getByText('The server does not answer').first().waitFor();
@@ -131,7 +151,7 @@ try {
   writeFileSync(join(folder, 'shows/A Show/Season 1/S01E01 - One.en.srt'), '1\n00:00:01,000 --> 00:01:59,000\nHello\n');
   const root = await startServer();
   browser = await chromium.launch({ executablePath: browserPath, args: ['--no-sandbox', '--autoplay-policy=no-user-gesture-required', '--disable-gpu'] });
-  const context = await browser.newContext({ locale: 'en-GB', bypassCSP: false });
+  const context = await browser.newContext({ locale: 'en-GB', deviceScaleFactor: 2 });
   const page = await context.newPage();
   page.setDefaultTimeout(patience);
   const troubles = [];
