@@ -11,6 +11,7 @@ JOBS ?= $(shell nproc 2>/dev/null || sysctl -n hw.ncpu)
 TESTS ?= .
 SOAK_SECONDS ?= 600
 STORM_KILLS ?= 100
+STORM_PARTS ?=
 MUTANTS ?= .
 ARGS ?=
 # The framework declarations keep the layout of the headers they stand in for.
@@ -62,12 +63,13 @@ soak:
 	  --gtest_filter='Every/DeathOf.*'
 
 # The real application and its guardian killed STORM_KILLS times at random moments with each kind of
-# server, beside port stealers and under limits; nothing may be left and no stranger asked.
+# server, beside port stealers, flooded with output, and under limits; nothing may be left and no
+# stranger asked. STORM_PARTS names the parts to run; none means all.
 storm:
 	@tools/setup build run test
 	cmake --preset release -DBUILD_TESTING=ON
 	cmake --build --preset release --parallel $(JOBS) --target storm
-	@build/release/tests/storm/storm $(STORM_KILLS)
+	@build/release/tests/storm/storm $(STORM_KILLS) $(if $(STORM_PARTS),$$RANDOM $(STORM_PARTS))
 
 # Takes one rule after the other out of the code and demands that its test notices; those whose file
 # or test matches MUTANTS (all). Takes long, so no other target runs it.

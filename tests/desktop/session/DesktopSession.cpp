@@ -276,6 +276,13 @@ void DesktopSession::killBus() {
     (void)bus_->waitForExit(patience);
 }
 
+void DesktopSession::restartBus() {
+    const std::string address = environment.at("DBUS_SESSION_BUS_ADDRESS");
+    std::filesystem::remove(folder_ / "bus");
+    startBus();
+    environment["DBUS_SESSION_BUS_ADDRESS"] = address;
+}
+
 // The number stays taken, so that no other test's display comes in the place of the one that died.
 void DesktopSession::killDisplay() {
     display_->signal(SIGKILL);

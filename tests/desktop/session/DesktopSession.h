@@ -86,6 +86,9 @@ class DesktopSession {
     // After killDisplay(): another X server on the same display, with a window manager.
     void restartDisplay();
     void killBus();
+    // After killBus(): another one at the same place, which an address without a GUID leads to.
+    void restartBus();
+    [[nodiscard]] std::string busPlace() const { return "unix:path=" + (folder_ / "bus").string(); }
 
   private:
     // The standard output of a program that ends by itself.

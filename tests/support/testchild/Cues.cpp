@@ -174,6 +174,10 @@ bool performOutput(const Cue& cue) {
     } else if (cue.name == "flood" || cue.name == "flood-error") {
         const auto bytes = cue.first() == "endless" ? 0 : cue.number(cue.first());
         flood(cue.name == "flood" ? STDOUT_FILENO : STDERR_FILENO, bytes, cue.number(cue.second()));
+    } else if (cue.name == "flood-lines") {
+        floodLines(STDOUT_FILENO, cue.number(cue.first()), cue.number(cue.second()));
+    } else if (cue.name == "account") {
+        writeAccount(cue.value);
     } else {
         return false;
     }

@@ -10,6 +10,9 @@
 //                            signals  mask  group  umask  directory  arguments  environment
 // Raw output:                print-hex=HEX  trickle=TEXT (byte by byte)
 //                            flood=BYTES:BLOCK  flood-error=BYTES:BLOCK  (BYTES may be "endless")
+//                            flood-lines=BYTES:LENGTH  (lines of so many bytes)
+//                            account=FILE  (the longest write of the floods so far and all their
+//                            time, in milliseconds)
 // Ends:                      exit=CODE  signal=NUMBER  hang
 //                            exit-after=MS:CODE  signal-after=MS:NUMBER  (the cues go on meanwhile)
 // SIGTERM:                   ignore-term  on-term=MS:CODE (exits that much later)
