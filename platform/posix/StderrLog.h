@@ -3,7 +3,7 @@
 // prefix "<6>", informational; otherwise they are plain. Lines carry no time: the journal adds
 // one, and so does whoever collects standard error. Text is made harmless first (see LogLine.h).
 //
-// Callers only copy into a buffer of at most 4 MiB; one thread writes. A reader that is too slow,
+// Callers only copy into a buffer of at most 2 MiB; one thread writes. A reader that is too slow,
 // a full disk or a closed pipe costs lines, never a wait: their number is logged in their place
 // once writing works again. The destructor gives the writer at most one second to empty the
 // buffer. The descriptor is not owned and its flags are never changed.

@@ -34,7 +34,7 @@ struct Flood {
 };
 
 const std::vector<Flood> floods{
-    {"no line feed at all", "flood={}:64", false},
+    {"lines of a megabyte", "flood-lines={}:1000000", false},
     {"lines of one byte", "flood-lines={}:1", true},
     {"empty lines", "flood-lines={}:0", false},
     {"lines of 100 bytes", "flood={}:65536", false},

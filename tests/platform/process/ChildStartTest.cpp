@@ -44,6 +44,8 @@ TEST_F(ChildTest, seesOnlyItsStandardDescriptorsThoughTheParentHasHundredsOpen) 
     for (int index = 0; index < 500; ++index) {
         open.emplace_back(::open("/dev/null", O_RDONLY)); // inheritable on purpose
     }
+    // Above whatever the launch itself opens.
+    open.emplace_back(::fcntl(open.front().get(), F_DUPFD, 900));
     EXPECT_EQ(outputOf(testChild({"descriptors"})), "descriptors 0 1 2\n");
 }
 

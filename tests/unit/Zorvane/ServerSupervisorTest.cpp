@@ -500,6 +500,35 @@ TEST_F(ServerSupervisorTest, completesAStopOnlyWhenTheKilledChildHasExited) {
     EXPECT_TRUE(completed);
 }
 
+TEST_F(ServerSupervisorTest, completesAStopOnlyWhenEveryChildIsGone) {
+    launcher.exitsAfterTerminate = 4s;
+    startRunning();
+    supervisor->stop();
+    launcher.exitsAfterTerminate = 1s;
+    supervisor->start();
+    bool completed = false;
+    supervisor->stop([&] { completed = true; });
+    scheduler.advance(3s);
+    EXPECT_EQ(launcher.running(), 1);
+    EXPECT_FALSE(completed);
+    scheduler.advance(1s);
+    EXPECT_EQ(launcher.running(), 0);
+    EXPECT_TRUE(completed);
+}
+
+TEST_F(ServerSupervisorTest, forgetsWhoWaitedForAStopWhenTheApplicationEnds) {
+    launcher.exitsAfterTerminate = 1s;
+    startRunning();
+    bool completed = false;
+    supervisor->stop([&] { completed = true; });
+    supervisor->stopSync();
+    supervisor->start();
+    supervisor->stop();
+    scheduler.advance(10s);
+    EXPECT_EQ(launcher.running(), 0);
+    EXPECT_FALSE(completed);
+}
+
 TEST_F(ServerSupervisorTest, restartsOnTheSamePortOnlyWhenTheKilledChildIsGone) {
     launcher.exitsAfterTerminate.reset();
     launcher.exitsAfterKill = 700ms;
