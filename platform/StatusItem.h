@@ -34,9 +34,11 @@ class StatusItem {
     // Called when the user activates the item itself, where a tray does that instead of opening the
     // menu.
     std::function<void()> onActivate;
-    // What an opening would show now. Where a tray keeps a copy of the menu, the copy is brought
-    // up to date in place, as far as that moves nothing that the user may be pointing at; a system
-    // that always asks before it opens the menu ignores this.
+    // Whether a copy of the menu is kept, which then has to hear of every change. A system that
+    // always asks before it opens the menu keeps none.
+    [[nodiscard]] virtual bool keepsMenu() const = 0;
+    // What an opening would show now; the copy, if there is one, is brought up to date in place, as
+    // far as that moves nothing that the user may be pointing at.
     virtual void menuChanged(const Menu& menu) = 0;
 };
 

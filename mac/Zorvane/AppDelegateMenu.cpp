@@ -60,7 +60,9 @@ void AppDelegate::showStatus() {
     }
     const StatusMenuContents contents = menuContents();
     presence_->setStatusToolTip(statusToolTip(contents, facilities_.numbers));
-    presence_->statusMenuChanged(drawn(statusMenu(contents, facilities_.numbers)));
+    if (presence_->statusMenuIsKept()) {
+        presence_->statusMenuChanged(drawn(statusMenu(contents, facilities_.numbers)));
+    }
 }
 
 void AppDelegate::serverStateChanged(const ServerSupervisor::State& state) {

@@ -24,6 +24,7 @@ class CocoaStatusItem final : public StatusItem {
     void clearImage() override;
     void setTitle(std::string_view title) override;
     void setToolTip(std::optional<std::string_view> toolTip) override;
+    [[nodiscard]] bool keepsMenu() const override { return false; }
     void menuChanged(const Menu& menu) override;
 
   private:

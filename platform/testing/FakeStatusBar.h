@@ -23,6 +23,7 @@ class FakeStatusItem final : public StatusItem {
     void clearImage() override;
     void setTitle(std::string_view text) override { title = text; }
     void setToolTip(std::optional<std::string_view> text) override;
+    [[nodiscard]] bool keepsMenu() const override { return keepsCopy; }
     void menuChanged(const Menu& menu) override;
 
     // What the user sees on opening the menu.
@@ -33,6 +34,7 @@ class FakeStatusItem final : public StatusItem {
     std::string description;
     std::string title;
     std::optional<std::string> toolTip;
+    bool keepsCopy = true;
     std::vector<Menu> published; // by menuChanged, in order
 
   private:

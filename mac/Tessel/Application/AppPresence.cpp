@@ -77,6 +77,10 @@ void AppPresence::setStatusToolTip(std::optional<std::string_view> toolTip) {
     }
 }
 
+bool AppPresence::statusMenuIsKept() const {
+    return statusItem_ && statusItem_->keepsMenu();
+}
+
 void AppPresence::statusMenuChanged(const platform::Menu& menu) {
     if (statusItem_) {
         statusItem_->menuChanged(menu);

@@ -65,6 +65,9 @@ class AppPresence {
     void setStatusText(std::string_view text, std::optional<std::string_view> toolTip);
     // An absent tool tip removes the one that is there.
     void setStatusToolTip(std::optional<std::string_view> toolTip);
+    // Whether the system keeps a copy of the status menu; where it does not, a change of the menu
+    // is nobody's concern until it is opened.
+    [[nodiscard]] bool statusMenuIsKept() const;
     // Tells trays that keep a copy of the menu what an opening would show now.
     void statusMenuChanged(const platform::Menu& menu);
 

@@ -53,6 +53,7 @@ class TrayStatusItem final : public StatusItem {
     void clearImage() override;
     void setTitle(std::string_view title) override;
     void setToolTip(std::optional<std::string_view> toolTip) override;
+    [[nodiscard]] bool keepsMenu() const override { return true; }
     void menuChanged(const Menu& menu) override;
 
     [[nodiscard]] Place place() const { return place_; }

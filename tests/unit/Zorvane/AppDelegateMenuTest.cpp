@@ -70,6 +70,15 @@ class StatusMenuTest : public testing::Test, public FakeShell {
     }
 };
 
+TEST_F(StatusMenuTest, isNotMadeBeforeItsOpeningWhereNobodyKeepsACopy) {
+    launch();
+    statusBar.item->keepsCopy = false;
+    statusBar.item->published.clear();
+    becomeHealthy();
+    EXPECT_THAT(statusBar.item->published, IsEmpty());
+    EXPECT_THAT(openedLines(), Contains("Server: Online"));
+}
+
 TEST_F(StatusMenuTest, isInstalledWithSymbolAndToolTip) {
     launch();
     EXPECT_EQ(statusBar.item->symbol, "antenna.radiowaves.left.and.right");
