@@ -33,6 +33,13 @@ struct UserScript {
 // Whether pages run in the web engine's sandbox, where a system may be unable to provide it.
 enum class Sandbox { required, whereAvailable, off };
 
+// The two buttons of a page's confirm(). A system whose web view shows that dialog itself has its
+// own titles.
+struct ConfirmTitles {
+    std::string accept;
+    std::string refuse;
+};
+
 struct WebWindowOptions {
     std::string title;
     int contentWidth = 0;  // points
@@ -48,6 +55,7 @@ struct WebWindowOptions {
     std::string userAgent = {}; // empty: the view's own
     std::vector<UserScript> userScripts = {};
     Sandbox sandbox = Sandbox::whereAvailable;
+    ConfirmTitles confirmTitles = {};
 };
 
 enum class NavigationPolicy { allow, cancel };

@@ -1,5 +1,7 @@
 #include "mac/Zorvane/MainWindow.h"
 
+#include "mac/Tessel/WebApp/PageDialogs.h"
+
 #include <string>
 #include <utility>
 #include <vector>
@@ -29,7 +31,8 @@ void MainWindowController::makeWindow() {
                                       .closable = true,
                                       .miniaturizable = true,
                                       .resizable = true,
-                                      .inspectable = true});
+                                      .inspectable = true,
+                                      .confirmTitles = tessel::pageConfirmTitles()});
     // In this order on purpose: the name restores a saved size, and centring then puts the window
     // in the middle of the screen every time it is made.
     window_->setFrameAutosaveName("OstraMainWindow");

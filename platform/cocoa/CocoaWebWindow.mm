@@ -76,6 +76,7 @@ CocoaWebWindow::CocoaWebWindow(const WebWindowOptions& options)
         window_.contentView = view_;
         observer_.owner = this;
         observer_.window = window_;
+        [observer_ setConfirmTitles:options.confirmTitles];
         window_.delegate = observer_;
     }
 }
@@ -93,9 +94,12 @@ void CocoaWebWindow::makeView(const WebWindowOptions& options) {
         view_.customUserAgent = toFoundation(options.userAgent);
     }
     view_.allowsBackForwardNavigationGestures = options.backForwardGestures;
-    // Before this release, every view of a development build could be inspected, and none else.
     if (@available(macOS 13.3, *)) {
         view_.inspectable = options.inspectable;
+    } else {
+        // What came before that property is this preference, by its name only.
+        [configuration.preferences setValue:@(options.inspectable)
+                                     forKey:@"developerExtrasEnabled"];
     }
     view_.navigationDelegate = observer_;
     view_.UIDelegate = observer_;
@@ -107,11 +111,10 @@ CocoaWebWindow::~CocoaWebWindow() {
         [view_.configuration.userContentController
             removeScriptMessageHandlerForName:toFoundation(name)];
     }
-    // A page's panel that is still up has to be answered: WebKit raises an exception for a
-    // completion handler that goes uncalled.
     if (NSWindow* const sheet = window_.attachedSheet; sheet != nil) {
         [window_ endSheet:sheet];
     }
+    [observer_ dismissPanels];
     window_.delegate = nil;
     [window_ close];
 }
@@ -155,7 +158,8 @@ void CocoaWebWindow::loadHtml(std::string_view html) {
 }
 
 void CocoaWebWindow::loadUrl(const std::string& url, std::chrono::seconds timeout) {
-    NSURL* const address = [NSURL URLWithString:toFoundation(url)];
+    // Some releases make a URL of an empty text as well.
+    NSURL* const address = url.empty() ? nil : [NSURL URLWithString:toFoundation(url)];
     if (address == nil) {
         return;
     }

@@ -2,7 +2,9 @@
 
 #include "platform/cocoa/Text.h"
 
+#include <map>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -19,7 +21,37 @@ void letQuit(NSWindow* sheet) { sheet.preventsApplicationTerminationWhenModal = 
 
 } // namespace
 
-@implementation ZorvaneWebWindowDelegate
+@implementation ZorvaneWebWindowDelegate {
+    platform::ConfirmTitles _confirmTitles;
+    // What is still to be answered, by the number of its question.
+    std::map<unsigned, std::function<void(NSModalResponse)>> _questions;
+    unsigned _asked;
+}
+
+- (void)setConfirmTitles:(const platform::ConfirmTitles&)titles {
+    _confirmTitles = titles;
+}
+
+// The handler of a sheet that asks for this answer; what it says after dismissPanels is not heard.
+- (void (^)(NSModalResponse))handlerFor:(std::function<void(NSModalResponse)>)answer {
+    const unsigned number = ++_asked;
+    _questions.emplace(number, std::move(answer));
+    return ^(NSModalResponse response) {
+      [self answer:number with:response];
+    };
+}
+
+- (void)answer:(unsigned)number with:(NSModalResponse)response {
+    if (const auto question = _questions.extract(number)) {
+        question.mapped()(response);
+    }
+}
+
+- (void)dismissPanels {
+    while (!_questions.empty()) {
+        [self answer:_questions.begin()->first with:NSModalResponseCancel];
+    }
+}
 
 - (void)windowWillClose:(NSNotification*)__unused notification {
     callIfSet(self.owner, &platform::WebWindow::onWillClose);
@@ -84,9 +116,9 @@ void letQuit(NSWindow* sheet) { sheet.preventsApplicationTerminationWhenModal = 
     alert.messageText = message;
     letQuit(alert.window);
     [alert beginSheetModalForWindow:window
-                  completionHandler:^(NSModalResponse) {
-                    completionHandler();
-                  }];
+                  completionHandler:[self handlerFor:[completionHandler](NSModalResponse) {
+                      completionHandler();
+                  }]];
 }
 
 - (void)webView:(WKWebView*)__unused webView
@@ -100,13 +132,13 @@ void letQuit(NSWindow* sheet) { sheet.preventsApplicationTerminationWhenModal = 
     }
     NSAlert* const alert = [[NSAlert alloc] init];
     alert.messageText = message;
-    [alert addButtonWithTitle:@"OK"];
-    [alert addButtonWithTitle:@"Cancel"];
+    [alert addButtonWithTitle:platform::cocoa::toFoundation(_confirmTitles.accept)];
+    [alert addButtonWithTitle:platform::cocoa::toFoundation(_confirmTitles.refuse)];
     letQuit(alert.window);
     [alert beginSheetModalForWindow:window
-                  completionHandler:^(NSModalResponse answer) {
-                    completionHandler(answer == NSAlertFirstButtonReturn);
-                  }];
+                  completionHandler:[self handlerFor:[completionHandler](NSModalResponse answer) {
+                      completionHandler(answer == NSAlertFirstButtonReturn);
+                  }]];
 }
 
 - (void)webView:(WKWebView*)__unused webView
@@ -124,9 +156,10 @@ void letQuit(NSWindow* sheet) { sheet.preventsApplicationTerminationWhenModal = 
     panel.allowsMultipleSelection = parameters.allowsMultipleSelection;
     letQuit(panel);
     [panel beginSheetModalForWindow:window
-                  completionHandler:^(NSModalResponse answer) {
-                    completionHandler(answer == NSModalResponseOK ? panel.URLs : nil);
-                  }];
+                  completionHandler:[self handlerFor:[completionHandler,
+                                                      panel](NSModalResponse answer) {
+                      completionHandler(answer == NSModalResponseOK ? panel.URLs : nil);
+                  }]];
 }
 
 @end

@@ -1,5 +1,6 @@
 #include "mac/Tessel/WebApp/WebAppWindow.h"
 
+#include "mac/Tessel/WebApp/PageDialogs.h"
 #include "mac/Tessel/WebApp/WeakScriptHandler.h"
 #include "mac/Tessel/WebApp/WebAppRules.h"
 #include "mac/Tessel/WebApp/WebAppScripts.h"
@@ -52,7 +53,8 @@ void WebAppWindow::makeWindow(const WebAppSandbox& sandbox) {
                          {.source = mintScript(config_), .when = ScriptInjectionTime::documentEnd}},
          .sandbox = sandbox.use.value_or(hostThatNeedsSandbox(config_)
                                              ? platform::Sandbox::required
-                                             : platform::Sandbox::whereAvailable)});
+                                             : platform::Sandbox::whereAvailable),
+         .confirmTitles = pageConfirmTitles()});
     window_->onRefused = sandbox.onRefused;
     window_->setFrameAutosaveName(config_.windowTitle + "MainWindow");
 }

@@ -72,6 +72,8 @@ TEST_F(WebAppWindowTest, asksForAWindowOfItsOwn) {
     EXPECT_FALSE(options.tabbing);
     EXPECT_FALSE(options.inspectable);
     EXPECT_EQ(options.userAgent, "Agent/1");
+    EXPECT_EQ(options.confirmTitles.accept, "OK");
+    EXPECT_EQ(options.confirmTitles.refuse, "Cancel");
 }
 
 TEST_F(WebAppWindowTest, requiresASandboxForOtherComputersUnlessTheEmbedderDecides) {

@@ -54,6 +54,8 @@ TEST_F(MainWindowTest, asksForAPlainInspectableWindow) {
     EXPECT_EQ(windows.options.contentHeight, 800);
     EXPECT_TRUE(windows.options.closable && windows.options.miniaturizable &&
                 windows.options.resizable && windows.options.inspectable);
+    EXPECT_EQ(windows.options.confirmTitles.accept, "OK");
+    EXPECT_EQ(windows.options.confirmTitles.refuse, "Cancel");
 }
 
 TEST_F(MainWindowTest, showsExactlyTheStartingPage) {

@@ -73,10 +73,15 @@ enum : NSStringEncoding {
 - (NSUInteger)lengthOfBytesUsingEncoding:(NSStringEncoding)enc;
 @end
 
+@interface NSObject (NSKeyValueCoding)
+- (void)setValue:(nullable id)value forKey:(NSString*)key;
+@end
+
 @interface NSValue : NSObject <NSCopying>
 @end
 
 @interface NSNumber : NSValue
++ (NSNumber*)numberWithBool:(BOOL)value;
 @property(readonly) double doubleValue;
 @property(readonly) BOOL boolValue;
 @end
@@ -238,6 +243,7 @@ typedef FourCharCode AEEventID;
 typedef FourCharCode AEKeyword;
 
 @interface NSAppleEventDescriptor : NSObject <NSCopying>
+@property(readonly) OSType typeCodeValue;
 @property(readonly) OSType enumCodeValue;
 @property(readonly) AEEventClass eventClass;
 @property(readonly) AEEventID eventID;

@@ -93,7 +93,12 @@ API_AVAILABLE(macos(10.10))
 @end
 
 API_AVAILABLE(macos(10.10))
+@interface WKPreferences : NSObject
+@end
+
+API_AVAILABLE(macos(10.10))
 @interface WKWebViewConfiguration : NSObject <NSCopying>
+@property(nonatomic, strong) WKPreferences* preferences;
 @property(nonatomic, strong) WKUserContentController* userContentController;
 @property(nonatomic, strong) WKWebsiteDataStore* websiteDataStore API_AVAILABLE(macos(10.11));
 @end
