@@ -13,13 +13,17 @@ namespace platform::cocoa {
 // What of a dictionary is an Info dictionary; nil gives an empty one. Needs an autorelease pool.
 [[nodiscard]] InfoDictionary infoDictionaryOf(NSDictionary<NSString*, id>* dictionary);
 
+// The main bundle of an executable that may have been started by way of a symbolic link, beside
+// which the system then looks for the bundle. Needs an autorelease pool.
+[[nodiscard]] NSBundle* mainBundleWithoutLinks();
+
 class CocoaBundle final : public Bundle {
   public:
     explicit CocoaBundle(NSBundle* bundle);
 
     [[nodiscard]] std::optional<std::filesystem::path> bundlePath() const override;
     [[nodiscard]] std::optional<std::filesystem::path> resourcesPath() const override;
-    // Empty when the system cannot tell.
+    // The file itself where it is a symbolic link. Empty when the system cannot tell.
     [[nodiscard]] std::filesystem::path executablePath() const override;
     // A regular file (after symbolic links) that NSBundle knows, or that is beside the executable.
     [[nodiscard]] std::optional<std::filesystem::path>

@@ -18,7 +18,35 @@ bool isFileName(std::string_view name) {
            name.find_first_of(std::string_view("/\0", 2)) == std::string_view::npos;
 }
 
+// Where a path leads in the end; the path itself when it leads nowhere.
+std::filesystem::path behindLinks(const std::filesystem::path& path) {
+    std::error_code failed;
+    auto real = std::filesystem::canonical(path, failed);
+    return failed ? path : real;
+}
+
+bool isLink(const std::filesystem::path& path) {
+    std::error_code failed;
+    return std::filesystem::is_symlink(path, failed);
+}
+
 } // namespace
+
+NSBundle* mainBundleWithoutLinks() {
+    NSBundle* const main = NSBundle.mainBundle;
+    const auto folder =
+        behindLinks(pathOf(main.executableURL).value_or(std::filesystem::path())).parent_path();
+    const auto application = folder.parent_path().parent_path();
+    if ([main.bundleURL.pathExtension isEqualToString:@"app"] || folder.filename() != "MacOS" ||
+        application.extension() != ".app") {
+        return main;
+    }
+    NSURL* const url = [NSURL fileURLWithFileSystemRepresentation:application.c_str()
+                                                      isDirectory:YES
+                                                    relativeToURL:nil];
+    NSBundle* const found = [NSBundle bundleWithURL:url];
+    return found != nil ? found : main;
+}
 
 InfoDictionary infoDictionaryOf(NSDictionary<NSString*, id>* dictionary) {
     InfoDictionary values;
@@ -53,7 +81,8 @@ std::optional<std::filesystem::path> CocoaBundle::resourcesPath() const {
 
 std::filesystem::path CocoaBundle::executablePath() const {
     @autoreleasepool {
-        return pathOf(bundle_.executableURL).value_or(std::filesystem::path());
+        auto path = pathOf(bundle_.executableURL).value_or(std::filesystem::path());
+        return isLink(path) ? behindLinks(path) : path;
     }
 }
 

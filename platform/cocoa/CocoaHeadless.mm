@@ -37,7 +37,7 @@ class CocoaHeadless final : public HeadlessPlatform {
     Workspace& workspace() override { return workspace_; }
 
     std::filesystem::path executablePath() override {
-        return CocoaBundle(NSBundle.mainBundle).executablePath();
+        return CocoaBundle(mainBundleWithoutLinks()).executablePath();
     }
     std::expected<InfoDictionary, std::string>
     readInfoFile(const std::filesystem::path& path) override {

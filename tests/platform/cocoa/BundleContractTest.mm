@@ -39,6 +39,22 @@ std::unique_ptr<BundleHarness> cocoaBundle() { return std::make_unique<CocoaBund
 
 INSTANTIATE_TEST_SUITE_P(Cocoa, BundleContract, testing::Values(cocoaBundle));
 
+TEST(CocoaBundle, namesItsExecutableByThePathBehindItsLinks) {
+    const test_support::TemporaryFolder root;
+    const auto contents = root / "Linked.app/Contents";
+    std::filesystem::create_directories(contents / "MacOS");
+    writeText(contents / "Info.plist",
+              "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
+              "<key>CFBundlePackageType</key><string>APPL</string>"
+              "<key>CFBundleExecutable</key><string>Linked</string></dict></plist>\n");
+    writeText(root / "elsewhere", "");
+    std::filesystem::permissions(root / "elsewhere", std::filesystem::perms::owner_all);
+    std::filesystem::create_symlink(root / "elsewhere", contents / "MacOS/Linked");
+    const platform::cocoa::CocoaBundle bundle(
+        [NSBundle bundleWithPath:platform::cocoa::toFoundation((root / "Linked.app").native())]);
+    EXPECT_EQ(bundle.executablePath(), std::filesystem::canonical(root / "elsewhere"));
+}
+
 TEST(CocoaBundle, isNoneForAnExecutableWithoutAnApplicationAroundIt) {
     const platform::cocoa::CocoaBundle bundle(NSBundle.mainBundle);
     EXPECT_EQ(bundle.bundlePath(), std::nullopt);
