@@ -11,18 +11,23 @@
 // even one that a task of the main queue shows. A quit that comes while the delegate thinks about
 // another one is cancelled.
 //
-// One instance a user is LaunchServices' rule for what is opened as a bundle: opening it again
-// reopens the running one. An executable that is started directly, by its path, is not held back.
-// Main thread only.
+// One instance a user: LaunchServices reopens the running one when the same bundle is opened again;
+// of two copies, or executables that are started by their path, the second finds the lock of the
+// first in the folder of private data, asks it to reopen, and run() returns. Main thread only.
 #pragma once
 
 #include "platform/Application.h"
+#include "platform/Log.h"
 #include "platform/cocoa/RequireArc.h"
+#include "platform/posix/InstanceLock.h"
+#include "platform/posix/InstanceWatch.h"
 
 #import <AppKit/AppKit.h>
 
 #include <dispatch/dispatch.h>
 
+#include <filesystem>
+#include <optional>
 #include <vector>
 
 @class ZorvaneApplicationDelegate;
@@ -31,7 +36,9 @@ namespace platform::cocoa {
 
 class CocoaApplication final : public Application {
   public:
+    // Without a folder of private data nothing keeps a second instance away.
     CocoaApplication();
+    CocoaApplication(const std::filesystem::path& privateFolder, Log& log);
     ~CocoaApplication() override;
     CocoaApplication(const CocoaApplication&) = delete;
     CocoaApplication& operator=(const CocoaApplication&) = delete;
@@ -48,6 +55,7 @@ class CocoaApplication final : public Application {
     void didFinishLaunching();
     void willTerminate();
     void signalArrived();
+    void reopenRequested();
     [[nodiscard]] bool shouldTerminate();
     [[nodiscard]] bool shouldHandleReopen(bool hasVisibleWindows);
     [[nodiscard]] bool shouldTerminateAfterLastWindowClosed();
@@ -55,6 +63,8 @@ class CocoaApplication final : public Application {
   private:
     enum class Stage { idle, running, ended };
 
+    // Nothing when this process is the instance, else what it has to exit with.
+    [[nodiscard]] std::optional<int> exitStatusOfASecondInstance();
     void watchSignals();
 
     NSApplication* toolkit_;
@@ -64,6 +74,9 @@ class CocoaApplication final : public Application {
     bool asking_ = false;
     std::optional<SystemEvent> signalEvent_;
     std::vector<dispatch_source_t> signalSources_;
+    Log* log_ = nullptr;
+    std::optional<posix::InstanceLock> instance_;
+    std::optional<posix::InstanceWatch> instanceWatch_;
 };
 
 } // namespace platform::cocoa

@@ -1,9 +1,12 @@
 #include "platform/cocoa/CocoaApplication.h"
 
+#include "platform/cocoa/CocoaWorkspace.h"
 #include "platform/cocoa/FourCharacters.h"
 
 #include <array>
+#include <chrono>
 #include <csignal>
+#include <cstdlib>
 
 @interface ZorvaneApplicationDelegate : NSObject <NSApplicationDelegate>
 // Not owned; null once the application object is gone.
@@ -49,6 +52,19 @@ namespace platform::cocoa {
 namespace {
 
 constexpr std::array terminationSignals = {SIGTERM, SIGINT, SIGHUP};
+// An instance on its way out may have to wait for what it runs.
+constexpr std::chrono::seconds handOverPatience{20};
+
+// From a thread that may not touch the application: by way of the run loop and not of the main
+// queue, which rests as long as one of its own tasks shows an alert.
+void onMainThread(ZorvaneApplicationDelegate* observer, void (CocoaApplication::*call)()) {
+    CFRunLoopPerformBlock(CFRunLoopGetMain(), kCFRunLoopCommonModes, ^{
+      if (observer.application != nullptr) {
+          (observer.application->*call)();
+      }
+    });
+    CFRunLoopWakeUp(CFRunLoopGetMain());
+}
 
 constexpr SystemEvent sessionQuit{.eventClass = fourCharacters("aevt"),
                                   .eventId = fourCharacters("quit"),
@@ -62,6 +78,12 @@ CocoaApplication::CocoaApplication()
     observer_.application = this;
 }
 
+CocoaApplication::CocoaApplication(const std::filesystem::path& privateFolder, Log& log)
+    : CocoaApplication() {
+    log_ = &log;
+    instance_.emplace(privateFolder);
+}
+
 CocoaApplication::~CocoaApplication() {
     for (const dispatch_source_t& source : signalSources_) {
         dispatch_source_cancel(source);
@@ -70,10 +92,44 @@ CocoaApplication::~CocoaApplication() {
 }
 
 int CocoaApplication::run(ApplicationDelegate& delegate) {
+    if (const auto status = exitStatusOfASecondInstance()) {
+        return *status;
+    }
     delegate_ = &delegate;
     toolkit_.delegate = observer_;
     [toolkit_ run];
     return 0;
+}
+
+std::optional<int> CocoaApplication::exitStatusOfASecondInstance() {
+    if (!instance_) {
+        return std::nullopt;
+    }
+    const bool followsAnother = std::getenv(newInstanceVariable) != nullptr;
+    ::unsetenv(newInstanceVariable);
+    if (followsAnother) {
+        instance_->waitForHolder(handOverPatience);
+    }
+    switch (instance_->claim("", handOverPatience)) {
+    case posix::InstanceLock::Outcome::handedOver:
+        return 0;
+    case posix::InstanceLock::Outcome::unreachable:
+        log_->write("another instance is running, but does not answer");
+        return 1;
+    case posix::InstanceLock::Outcome::unavailable:
+        break; // better two than none
+    case posix::InstanceLock::Outcome::held:
+        ZorvaneApplicationDelegate* const observer = observer_;
+        if (instance_->listen([observer](const std::string&) {
+                onMainThread(observer, &CocoaApplication::reopenRequested);
+            })) {
+            instanceWatch_.emplace(*instance_);
+        }
+    }
+    if (instance_->failure()) {
+        log_->write(*instance_->failure());
+    }
+    return std::nullopt;
 }
 
 void CocoaApplication::didFinishLaunching() {
@@ -85,8 +141,7 @@ void CocoaApplication::didFinishLaunching() {
 }
 
 // A signal is ignored only once its source is in place: until then it ends the process, which
-// would otherwise miss it. It comes by way of the run loop and not of the main queue, which rests
-// as long as one of its own tasks shows an alert.
+// would otherwise miss it.
 void CocoaApplication::watchSignals() {
     ZorvaneApplicationDelegate* const observer = observer_;
     for (const int number : terminationSignals) {
@@ -97,12 +152,7 @@ void CocoaApplication::watchSignals() {
           std::signal(number, SIG_IGN);
         });
         dispatch_source_set_event_handler(source, ^{
-          CFRunLoopPerformBlock(CFRunLoopGetMain(), kCFRunLoopCommonModes, ^{
-            if (observer.application != nullptr) {
-                observer.application->signalArrived();
-            }
-          });
-          CFRunLoopWakeUp(CFRunLoopGetMain());
+          onMainThread(observer, &CocoaApplication::signalArrived);
         });
         dispatch_activate(source);
         signalSources_.push_back(source);
@@ -137,7 +187,26 @@ bool CocoaApplication::shouldTerminate() {
 void CocoaApplication::willTerminate() {
     if (stage_ == Stage::running) {
         stage_ = Stage::ended;
+        // From here on a second instance waits until this one has gone.
+        instanceWatch_.reset();
+        if (instance_) {
+            instance_->stopListening();
+        }
         delegate_->applicationWillTerminate();
+    }
+}
+
+void CocoaApplication::reopenRequested() {
+    @autoreleasepool {
+        bool visible = false;
+        NSArray<NSWindow*>* const windows = toolkit_.windows;
+        for (NSUInteger index = 0; index < windows.count; ++index) {
+            // The status item has a window as well, which cannot be the main one.
+            visible = visible || (windows[index].visible && windows[index].canBecomeMainWindow);
+        }
+        if (shouldHandleReopen(visible)) {
+            activateIgnoringOtherApps();
+        }
     }
 }
 
@@ -170,7 +239,9 @@ std::optional<SystemEvent> CocoaApplication::currentEvent() const {
     NSAppleEventDescriptor* const why =
         [event attributeDescriptorForKeyword:fourCharacters("why?")];
     if (why != nil) {
-        described.why = why.enumCodeValue;
+        // Written as an enumeration by some senders and as a type by others; each reads as 0 when
+        // it is the other.
+        described.why = why.enumCodeValue != 0 ? why.enumCodeValue : why.typeCodeValue;
     }
     return described;
 }

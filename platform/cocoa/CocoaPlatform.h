@@ -35,7 +35,7 @@ namespace platform::cocoa {
 class CocoaPlatform final : public NativePlatform {
   public:
     CocoaPlatform(const NativeOptions& options, const Environment& environment,
-                  std::filesystem::path supportFolder);
+                  const std::filesystem::path& supportFolder);
     ~CocoaPlatform() override;
     CocoaPlatform(const CocoaPlatform&) = delete;
     CocoaPlatform& operator=(const CocoaPlatform&) = delete;
@@ -92,7 +92,7 @@ class CocoaPlatform final : public NativePlatform {
     CurlHttpClient httpClient_;
     CocoaApplication application_;
     CocoaAlerts alerts_;
-    SparkleUpdateFramework updateFramework_{NSBundle.mainBundle, log_};
+    SparkleUpdateFramework updateFramework_{mainBundleWithoutLinks(), log_};
     CocoaWebWindowFactory webWindows_;
     CocoaStatusBar statusBar_;
     CocoaMenuBar menuBar_;

@@ -25,14 +25,15 @@ ApplicationFolders findApplicationFolders() {
 } // namespace
 
 CocoaPlatform::CocoaPlatform(const NativeOptions& options, const Environment& environment,
-                             std::filesystem::path supportFolder)
+                             const std::filesystem::path& supportFolder)
     : activity_(beginWorkingWithoutWindows()), log_(options.applicationId, "application"),
-      notificationCenter_(mainQueue_), fileSystem_(std::move(supportFolder)),
+      notificationCenter_(mainQueue_), fileSystem_(supportFolder),
       applicationFolders_(findApplicationFolders()),
-      userDefaults_(NSUserDefaults.standardUserDefaults), bundle_(NSBundle.mainBundle),
+      userDefaults_(NSUserDefaults.standardUserDefaults), bundle_(mainBundleWithoutLinks()),
       commandRunner_(environment),
       childLauncher_(bundle_.executablePath().parent_path() / options.guardianExecutable,
-                     [this](std::string_view trouble) { log_.write(trouble); }) {}
+                     [this](std::string_view trouble) { log_.write(trouble); }),
+      application_(supportFolder / options.applicationId, log_) {}
 
 CocoaPlatform::~CocoaPlatform() { [NSProcessInfo.processInfo endActivity:activity_]; }
 
@@ -51,8 +52,7 @@ makeNativePlatform(const NativeOptions& options) {
         if (!folder) {
             return std::unexpected(std::move(folder.error()));
         }
-        return std::make_unique<cocoa::CocoaPlatform>(options, currentEnvironment(),
-                                                      *std::move(folder));
+        return std::make_unique<cocoa::CocoaPlatform>(options, currentEnvironment(), *folder);
     }
 }
 

@@ -7,6 +7,10 @@
 
 namespace platform::cocoa {
 
+// Set for an instance that was started to follow this one: it waits until this one has gone, and
+// does not ask it to reopen.
+inline constexpr const char* newInstanceVariable = "APPLICATION_WAITS_FOR_PREVIOUS_INSTANCE";
+
 class CocoaWorkspace final : public Workspace {
   public:
     explicit CocoaWorkspace(Log& log)

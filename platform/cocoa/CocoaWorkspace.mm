@@ -23,6 +23,10 @@ void CocoaWorkspace::openNewInstance(const std::filesystem::path& bundle,
         NSWorkspaceOpenConfiguration* const configuration =
             [NSWorkspaceOpenConfiguration configuration];
         configuration.createsNewApplicationInstance = YES;
+        NSMutableDictionary<NSString*, NSString*>* const environment =
+            [NSMutableDictionary dictionary];
+        environment[toFoundation(newInstanceVariable)] = @"1";
+        configuration.environment = environment;
         NSURL* const application = [NSURL fileURLWithFileSystemRepresentation:bundle.c_str()
                                                                   isDirectory:YES
                                                                 relativeToURL:nil];

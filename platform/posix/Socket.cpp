@@ -64,4 +64,20 @@ bool sendAll(int socket, const void* bytes, std::size_t size) {
     return true;
 }
 
+int acceptClosedOnExec(int listening) {
+#ifdef SOCK_CLOEXEC
+    const int fd = ::accept4(listening, nullptr, nullptr, SOCK_CLOEXEC);
+#else
+    const int fd = ::accept(listening, nullptr, nullptr);
+#endif
+    if (fd >= 0) {
+        prepare(fd);
+    }
+    return fd;
+}
+
+ssize_t sendQuietly(int socket, const void* bytes, std::size_t size, int flags) {
+    return ::send(socket, bytes, size, flags | withoutSignal);
+}
+
 } // namespace platform::posix

@@ -2,6 +2,8 @@
 // system can do that, else right afterwards.
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstddef>
 
 namespace platform::posix {
@@ -15,5 +17,12 @@ namespace platform::posix {
 // All of it, or false with errno; a peer that is gone is EPIPE and never SIGPIPE. For sockets that
 // were made by makeStreamSocketPair().
 [[nodiscard]] bool sendAll(int socket, const void* bytes, std::size_t size);
+
+// accept(2): the descriptor, or -1 with errno.
+[[nodiscard]] int acceptClosedOnExec(int listening);
+
+// send(2) to a socket that was made here and whose other end may be gone: EPIPE then, and no
+// signal.
+[[nodiscard]] ssize_t sendQuietly(int socket, const void* bytes, std::size_t size, int flags = 0);
 
 } // namespace platform::posix

@@ -193,10 +193,10 @@ TEST_F(InstanceLockTest, isNotHeldUpByAStrangerThatConnectsAndSaysNothing) {
     const std::string path = (folder() / "instance.socket").string();
     ASSERT_LT(path.size(), sizeof address.sun_path);
     path.copy(address.sun_path, path.size());
-    const platform::posix::UniqueFd silent(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+    const platform::posix::UniqueFd silent(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     ASSERT_EQ(::connect(silent.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address),
               0);
-    const platform::posix::UniqueFd rude(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+    const platform::posix::UniqueFd rude(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     ASSERT_EQ(::connect(rude.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address),
               0);
     ASSERT_GT(::send(rude.get(), "nonsense", 8, MSG_NOSIGNAL), 0);

@@ -12,6 +12,7 @@ NS_ASSUME_NONNULL_BEGIN
 typedef NSInteger NSModalResponse;
 enum : NSModalResponse {
     NSModalResponseOK API_AVAILABLE(macos(10.13)) = 1,
+    NSModalResponseCancel API_AVAILABLE(macos(10.13)) = 0,
 };
 enum : NSModalResponse {
     NSAlertFirstButtonReturn = 1000,
@@ -35,6 +36,7 @@ typedef NS_ENUM(NSInteger, NSApplicationActivationPolicy){
 @property(nullable, weak) id<NSApplicationDelegate> delegate;
 @property(nullable, strong) NSMenu* mainMenu;
 @property(nullable, strong) NSMenu* windowsMenu;
+@property(readonly, copy) NSArray<NSWindow*>* windows;
 - (void)activateIgnoringOtherApps:(BOOL)ignoreOtherApps
     API_DEPRECATED("This method will be deprecated in a future release. Use NSApp.activate instead.",
                    macos(10.0, API_TO_BE_DEPRECATED));
@@ -86,6 +88,7 @@ typedef NSString* NSWindowFrameAutosaveName __attribute__((swift_newtype(struct)
 @property(nullable, weak) id<NSWindowDelegate> delegate;
 @property(getter=isReleasedWhenClosed) BOOL releasedWhenClosed;
 @property(getter=isVisible, readonly) BOOL visible;
+@property(readonly) BOOL canBecomeMainWindow;
 @property NSSize minSize;
 @property NSWindowTabbingMode tabbingMode API_AVAILABLE(macos(10.12));
 @property BOOL preventsApplicationTerminationWhenModal API_AVAILABLE(macos(10.6));
@@ -208,6 +211,7 @@ extern NSPasteboardType const NSPasteboardTypeString API_AVAILABLE(macos(10.6));
 @interface NSWorkspaceOpenConfiguration : NSObject <NSCopying>
 + (instancetype)configuration;
 @property BOOL createsNewApplicationInstance;
+@property(copy) NSDictionary<NSString*, NSString*>* environment API_AVAILABLE(macos(10.15));
 @end
 
 @interface NSWorkspace : NSObject
