@@ -1,5 +1,6 @@
 #include "mac/OstraCore/SidecarConfig.h"
 #include "mac/Zorvane/ServerSupervisor.h"
+#include "tests/support/processes/ProcessTable.h"
 #include "tests/support/realsystem/RealSystem.h"
 #include "tests/support/testchild/TestChild.h"
 
@@ -174,13 +175,7 @@ TEST_F(SupervisorIntegrationTest, killsAServerThatIgnoresTerminationWithItsGrand
     ASSERT_TRUE(time.runUntil([&] { return completed; }));
     EXPECT_GE(time.clock().now() - asked, 6s);
     EXPECT_TRUE(time.runUntil([&] { return !isAlive(pid); }));
-    EXPECT_TRUE(time.runUntil([&] {
-        // Reaped by whoever adopts orphans; a zombie until then.
-        std::ifstream status("/proc/" + std::to_string(grandchild) + "/stat");
-        std::string text;
-        std::getline(status, text);
-        return text.empty() || text.contains(") Z ");
-    }));
+    EXPECT_TRUE(time.runUntil([&] { return process_test::isGone(grandchild); }));
 }
 
 TEST_F(SupervisorIntegrationTest, endsAStoppedServer) {

@@ -1,5 +1,7 @@
 #include "tests/ostrad/RawClient.h"
 
+#include "platform/posix/Socket.h"
+
 #include <arpa/inet.h>
 #include <fmt/format.h>
 #include <netinet/in.h>
@@ -28,7 +30,7 @@ sockaddr_in loopback(std::uint16_t port) {
 } // namespace
 
 RawClient::RawClient(std::uint16_t port)
-    : fd(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    : fd(platform::posix::makeClosedOnExecSocket(AF_INET, SOCK_STREAM, 0)) {
     const timeval patience{.tv_sec = 10, .tv_usec = 0};
     ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
     const sockaddr_in address = loopback(port);
@@ -44,7 +46,7 @@ RawClient::~RawClient() {
 
 void RawClient::send(std::string_view bytes) {
     while (!bytes.empty()) {
-        const ssize_t sent = ::send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        const ssize_t sent = platform::posix::sendQuietly(fd, bytes.data(), bytes.size());
         if (sent <= 0) {
             return; // the server has closed; what it said is for the reader to find
         }
@@ -130,7 +132,7 @@ RawReply postJson(std::uint16_t port, std::string_view target, std::string_view 
 }
 
 bool canBindPlainly(std::uint16_t port) {
-    const int probe = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int probe = platform::posix::makeClosedOnExecSocket(AF_INET, SOCK_STREAM, 0);
     const sockaddr_in address = loopback(port);
     const bool bound =
         ::bind(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;

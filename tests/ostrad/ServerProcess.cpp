@@ -1,5 +1,7 @@
 #include "tests/ostrad/ServerProcess.h"
 
+#include "platform/posix/Pipe.h"
+
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
@@ -12,6 +14,8 @@
 #include <stdexcept>
 #include <string_view>
 #include <thread>
+
+extern char** environ; // NOLINT: POSIX leaves the declaration to the program
 
 namespace ostrad::test {
 
@@ -44,11 +48,11 @@ std::vector<std::string> environmentWith(const ServerProcess::Environment& added
 
 ServerProcess::ServerProcess(const std::string& program, const std::vector<std::string>& arguments,
                              const Environment& environment) {
-    std::array<int, 2> ends{};
-    if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
+    auto ends = platform::posix::makePipe();
+    if (!ends) {
         throw std::runtime_error("no pipe");
     }
-    output = ends[0];
+    output = ends->readEnd.release();
     std::vector<std::string> command{program};
     command.insert(command.end(), arguments.begin(), arguments.end());
     std::vector<std::string> variables = environmentWith(environment);
@@ -56,12 +60,12 @@ ServerProcess::ServerProcess(const std::string& program, const std::vector<std::
     posix_spawn_file_actions_t files;
     posix_spawn_file_actions_init(&files);
     posix_spawn_file_actions_addopen(&files, 0, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_adddup2(&files, ends[1], 1);
-    posix_spawn_file_actions_adddup2(&files, ends[1], 2);
+    posix_spawn_file_actions_adddup2(&files, ends->writeEnd.get(), 1);
+    posix_spawn_file_actions_adddup2(&files, ends->writeEnd.get(), 2);
     const int error = ::posix_spawn(&child, program.c_str(), &files, nullptr,
                                     pointers(command).data(), pointers(variables).data());
     posix_spawn_file_actions_destroy(&files);
-    ::close(ends[1]);
+    ends->writeEnd.reset();
     if (error != 0) {
         ::close(output);
         throw std::runtime_error("cannot start " + program);

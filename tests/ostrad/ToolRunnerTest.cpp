@@ -2,6 +2,7 @@
 
 #include "tests/ostrad/ServerProcess.h"
 #include "tests/ostrad/TempFolder.h"
+#include "tests/support/processes/ProcessTable.h"
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -17,12 +18,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using test::TempFolder;
-
-// Gone, or dead and waiting for the system's reaper.
-bool hasEnded(int pid) {
-    const std::string status = test::readFile("/proc/" + std::to_string(pid) + "/stat");
-    return ::kill(pid, 0) != 0 || status.find(") Z") != std::string::npos;
-}
 
 class ToolRunnerTest : public testing::Test {
   protected:
@@ -74,7 +69,7 @@ TEST_F(ToolRunnerTest, killsAToolThatTakesTooLongWithItsOwnChildren) {
     EXPECT_EQ(runFreely("sleep 600 & echo $! > '" + pidFile + "'; wait", 300ms), std::nullopt);
     EXPECT_LT(std::chrono::steady_clock::now() - begin, 5s);
     const int grandchild = std::stoi(test::readFile(pidFile));
-    EXPECT_TRUE(test::eventually([&] { return hasEnded(grandchild); }));
+    EXPECT_TRUE(test::eventually([&] { return process_test::isGone(grandchild); }));
 }
 
 // The tool and its own child, which the kernel would not tell.
@@ -95,7 +90,8 @@ TEST_F(ToolRunnerTest, leavesNoToolBehindWhenTheServerIsKilled) {
     int toolPid = 0;
     int grandchild = 0;
     ASSERT_TRUE(numbers >> toolPid >> grandchild);
-    EXPECT_TRUE(test::eventually([&] { return hasEnded(toolPid) && hasEnded(grandchild); }));
+    EXPECT_TRUE(test::eventually(
+        [&] { return process_test::isGone(toolPid) && process_test::isGone(grandchild); }));
 }
 
 TEST_F(ToolRunnerTest, killsTheToolWhenToldToStop) {

@@ -1,5 +1,6 @@
 // How the end of a child is seen: its status, its last output, and that nothing of it is left.
 #include "tests/platform/process/ChildFixture.h"
+#include "tests/support/threads/JoiningThread.h"
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -165,7 +166,7 @@ TEST_F(ChildTest, leavesNoDescriptorZombieOrThreadBehindAfterAThousandLaunches) 
 TEST_F(ChildTest, canBeLaunchedByManyThreadsAtOnce) {
     constexpr int perThread = 25;
     std::atomic<int> good = 0;
-    std::vector<std::jthread> workers;
+    std::vector<test_support::JoiningThread> workers;
     std::latch start(4);
     workers.reserve(4);
     for (int worker = 0; worker < 4; ++worker) {

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "platform/posix/PosixChildLauncher.h"
-#include "tests/platform/process/ProcessTable.h"
+#include "tests/support/processes/ProcessTable.h"
 #include "tests/support/temporary/TemporaryFolder.h"
 #include "tests/support/testchild/TestChild.h"
 

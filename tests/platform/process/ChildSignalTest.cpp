@@ -1,5 +1,6 @@
 // Stopping children: politely, by force, while they are stopped, and while they exit anyway.
 #include "tests/platform/process/ChildFixture.h"
+#include "tests/support/threads/JoiningThread.h"
 
 #include <unistd.h>
 
@@ -95,7 +96,7 @@ TEST_F(ChildTest, mayBeStoppedByManyThreadsWhileItExits) {
         const Recorder each;
         const auto child = launch(testChild({"exit=1"}, each));
         std::latch start(3);
-        std::vector<std::jthread> stoppers;
+        std::vector<test_support::JoiningThread> stoppers;
         stoppers.emplace_back([&] {
             start.arrive_and_wait();
             for (int call = 0; call < 50; ++call) {

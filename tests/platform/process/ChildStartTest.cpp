@@ -85,7 +85,9 @@ TEST_F(ChildTest, hasDefaultDispositionsAndAnEmptyMaskThoughTheParentIgnoresAndB
     sigemptyset(&blocked);
     sigaddset(&blocked, SIGTERM);
     sigaddset(&blocked, SIGCHLD);
+#ifdef SIGRTMIN
     sigaddset(&blocked, SIGRTMIN);
+#endif
     ::pthread_sigmask(SIG_BLOCK, &blocked, &maskBefore);
 
     const auto output = outputOf(testChild({"signals", "mask"}));

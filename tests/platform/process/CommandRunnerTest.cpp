@@ -1,7 +1,8 @@
 // Programs that are run to their end, in bounded time and memory, whatever they do.
 #include "platform/posix/PosixCommandRunner.h"
-#include "tests/platform/process/ProcessTable.h"
+#include "tests/support/processes/ProcessTable.h"
 #include "tests/support/testchild/TestChild.h"
+#include "tests/support/threads/JoiningThread.h"
 
 #include <gmock/gmock.h>
 #include <unistd.h>
@@ -199,7 +200,7 @@ TEST_F(CommandRunner, refusesAnArgumentThatCannotBePassedOn) {
 }
 
 TEST_F(CommandRunner, mayRunOnManyThreadsAtOnce) {
-    std::vector<std::jthread> workers;
+    std::vector<test_support::JoiningThread> workers;
     std::latch start(4);
     workers.reserve(4);
     for (int worker = 0; worker < 4; ++worker) {

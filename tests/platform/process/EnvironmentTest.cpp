@@ -1,8 +1,8 @@
 #include "platform/Environment.h"
 
-#include <unistd.h>
-
 #include <array>
+
+extern char** environ; // NOLINT: POSIX leaves the declaration to the program
 
 namespace process_test {
 namespace {

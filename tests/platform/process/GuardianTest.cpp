@@ -3,6 +3,7 @@
 #include "platform/posix/Reaping.h"
 #include "platform/posix/Spawn.h"
 #include "tests/platform/process/ChildFixture.h"
+#include "tests/support/threads/JoiningThread.h"
 
 #include <unistd.h>
 
@@ -28,13 +29,14 @@ class Application {
         processId = spawned->pid;
         EXPECT_EQ(spawned->awaitExec(), std::nullopt);
         pipe->writeEnd.reset();
-        reader = std::jthread([pass = recorder.onOutput(), end = std::move(pipe->readEnd)] {
-            char bytes[4096];
-            for (long count = 0;
-                 (count = platform::posix::readSome(end.get(), bytes, sizeof bytes)) > 0;) {
-                pass({bytes, static_cast<std::size_t>(count)});
-            }
-        });
+        reader = test_support::JoiningThread(
+            [pass = recorder.onOutput(), end = std::move(pipe->readEnd)] {
+                char bytes[4096];
+                for (long count = 0;
+                     (count = platform::posix::readSome(end.get(), bytes, sizeof bytes)) > 0;) {
+                    pass({bytes, static_cast<std::size_t>(count)});
+                }
+            });
     }
     Application(const Application&) = delete;
     Application& operator=(const Application&) = delete;
@@ -44,7 +46,7 @@ class Application {
 
   private:
     pid_t processId = -1;
-    std::jthread reader;
+    test_support::JoiningThread reader;
 };
 
 class GuardedServer : public ChildTest {

@@ -1,5 +1,7 @@
 #include "tests/support/loopback/Connection.h"
 
+#include "platform/posix/Socket.h"
+
 #include <poll.h>
 #include <sys/socket.h>
 
@@ -122,7 +124,7 @@ bool Connection::send(std::string_view bytes) {
             return false;
         }
         const ssize_t count =
-            ::send(socket_.get(), bytes.data(), bytes.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+            platform::posix::sendQuietly(socket_.get(), bytes.data(), bytes.size(), MSG_DONTWAIT);
         if (count < 0 && errno != EAGAIN && errno != EINTR) {
             return false;
         }

@@ -1,8 +1,10 @@
 #include "tests/support/loopback/LoopbackServer.h"
 
+#include "platform/posix/Socket.h"
 #include "tests/support/loopback/Connection.h"
 
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <strings.h>
@@ -24,6 +26,7 @@
 namespace test_support {
 namespace {
 
+namespace posix = platform::posix;
 using platform::posix::UniqueFd;
 using Misbehaviour = LoopbackServer::Misbehaviour;
 using Reply = LoopbackServer::Reply;
@@ -71,10 +74,10 @@ sockaddr genericAddress(std::uint16_t port) {
 }
 
 UniqueFd listenSomewhere() {
-    UniqueFd socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    UniqueFd socket(posix::makeClosedOnExecSocket(AF_INET, SOCK_STREAM, 0));
     const sockaddr address = genericAddress(0);
-    if (!socket || ::bind(socket.get(), &address, sizeof(address)) != 0 ||
-        ::listen(socket.get(), 128) != 0) {
+    if (!socket || ::fcntl(socket.get(), F_SETFL, O_NONBLOCK) != 0 ||
+        ::bind(socket.get(), &address, sizeof(address)) != 0 || ::listen(socket.get(), 128) != 0) {
         throwErrno("LoopbackServer");
     }
     return socket;
@@ -165,7 +168,7 @@ void LoopbackServer::State::acceptUntilStopped() {
         pollfd{.fd = listening.get(), .events = POLLIN, .revents = 0},
         pollfd{.fd = stopping.readEnd.get(), .events = POLLIN, .revents = 0}};
     while (::poll(watched.data(), watched.size(), -1) >= 0 && watched[1].revents == 0) {
-        UniqueFd socket(::accept4(listening.get(), nullptr, nullptr, SOCK_CLOEXEC));
+        UniqueFd socket(posix::acceptClosedOnExec(listening.get()));
         if (!socket) {
             continue;
         }

@@ -1,5 +1,6 @@
 #include "tests/support/tls/TlsFront.h"
 
+#include "platform/posix/Socket.h"
 #include "platform/posix/UniqueFd.h"
 
 #include <arpa/inet.h>
@@ -20,6 +21,9 @@
 namespace test_support {
 namespace {
 
+using platform::posix::acceptClosedOnExec;
+using platform::posix::makeClosedOnExecSocket;
+using platform::posix::sendQuietly;
 using platform::posix::UniqueFd;
 
 template <auto free>
@@ -42,7 +46,7 @@ sockaddr_in loopback(std::uint16_t port) {
 }
 
 UniqueFd makeSocket() {
-    UniqueFd socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    UniqueFd socket(makeClosedOnExecSocket(AF_INET, SOCK_STREAM, 0));
     if (!socket) {
         throw std::runtime_error("no socket");
     }
@@ -100,8 +104,7 @@ class Relay {
         if (count <= 0) {
             return SSL_get_error(session_.get(), count) == SSL_ERROR_WANT_READ;
         }
-        return ::send(server_, buffer_.data(), static_cast<std::size_t>(count), MSG_NOSIGNAL) ==
-               count;
+        return sendQuietly(server_, buffer_.data(), static_cast<std::size_t>(count)) == count;
     }
     bool passToClient() {
         const auto count = ::recv(server_, buffer_.data(), buffer_.size(), 0);
@@ -162,7 +165,7 @@ class TlsFront::Acceptor {
 
     void acceptAll() {
         while (true) {
-            UniqueFd client(::accept4(listening_.get(), nullptr, nullptr, SOCK_CLOEXEC));
+            UniqueFd client(acceptClosedOnExec(listening_.get()));
             if (!client) {
                 return;
             }

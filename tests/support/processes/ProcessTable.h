@@ -23,6 +23,9 @@ inline constexpr std::chrono::seconds patience(30);
 // The parent of a process that lives, or -1.
 [[nodiscard]] pid_t parentOf(pid_t pid);
 
+// Whether the process has ended; its parent may not have asked for its status yet.
+[[nodiscard]] bool isGone(pid_t pid);
+
 [[nodiscard]] std::size_t openDescriptors();
 // Waits for so many threads of a name, since one that was joined is listed for a moment longer.
 [[nodiscard]] bool threadsBecome(const std::string& name, std::size_t number);
