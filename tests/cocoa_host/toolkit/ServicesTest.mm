@@ -97,6 +97,8 @@ TEST_F(CocoaWorkspaceTest, startsAnApplicationAnew) {
     ASSERT_EQ(desktop().openedApplications.size(), 1U);
     EXPECT_EQ(desktop().openedApplications[0].path, "/Applications/Some where.app");
     EXPECT_TRUE(desktop().openedApplications[0].asNewInstance);
+    EXPECT_THAT(desktop().openedApplications[0].variables,
+                ElementsAre(platform::cocoa::newInstanceVariable));
 }
 
 TEST_F(CocoaWorkspaceTest, saysWhyAnApplicationDoesNotStart) {
@@ -166,6 +168,11 @@ TEST_F(CocoaApplicationObject, describesTheEventThatIsBeingHandled) {
         EXPECT_EQ(event->eventClass, fourCharacters("aevt"));
         EXPECT_EQ(event->eventId, fourCharacters("quit"));
         EXPECT_EQ(event->why, fourCharacters("rsdn"));
+    }
+    {
+        const CurrentAppleEvent quit(fourCharacters("aevt"), fourCharacters("quit"),
+                                     fourCharacters("logo"), CodeKind::type);
+        EXPECT_EQ(application.currentEvent()->why, fourCharacters("logo"));
     }
     {
         const CurrentAppleEvent withoutReason(fourCharacters("aevt"), fourCharacters("rapp"));

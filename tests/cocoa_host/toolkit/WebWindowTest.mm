@@ -244,6 +244,12 @@ TEST_F(CocoaWebWindowTest, reportsEveryLoadWithItsTitle) {
     EXPECT_EQ(textOf(view().hostPages[0]), "<p>text</p>");
 }
 
+TEST_F(CocoaWebWindowTest, loadsNothingWhereThereIsNoAddress) {
+    window->loadUrl("", std::chrono::seconds(7));
+    window->loadUrl("no address %%%", std::chrono::seconds(7));
+    EXPECT_EQ(view().hostRequests.count, NSUInteger{0});
+}
+
 TEST_F(CocoaWebWindowTest, takesATitleThatIsNoTextForNone) {
     std::vector<std::string> titles;
     window->onDidFinishNavigation = [&](const std::string& title) { titles.push_back(title); };
@@ -338,6 +344,7 @@ TEST_F(CocoaWebWindowTest, showsAPagesAlertAsASheetThatLetsTheApplicationQuit) {
 }
 
 TEST_F(CocoaWebWindowTest, asksForAPageAndPassesTheAnswerOn) {
+    make({.title = "Title", .confirmTitles = {.accept = "Yes", .refuse = "No"}});
     for (const int button : {0, 1}) {
         __block int answer = -1;
         [view() hostConfirm:@"sure?"
@@ -345,7 +352,10 @@ TEST_F(CocoaWebWindowTest, asksForAPageAndPassesTheAnswerOn) {
                        answer = agreed;
                      }];
         EXPECT_EQ(textOf([sheetOwner(native()) messageText]), "sure?");
-        EXPECT_EQ([[sheetOwner(native()) buttons] count], NSUInteger{2});
+        NSArray<NSButton*>* const buttons = [sheetOwner(native()) buttons];
+        ASSERT_EQ(buttons.count, NSUInteger{2});
+        EXPECT_EQ(textOf(buttons[0].title), "Yes");
+        EXPECT_EQ(textOf(buttons[1].title), "No");
         EXPECT_FALSE(native().attachedSheet.preventsApplicationTerminationWhenModal);
         endSheet(native(), NSAlertFirstButtonReturn + button);
         EXPECT_EQ(answer, button == 0 ? 1 : 0);
@@ -386,6 +396,25 @@ TEST_F(CocoaWebWindowTest, answersASheetThatIsStillUpWhenItEnds) {
         window.reset();
     }
     EXPECT_EQ(answers, 1);
+}
+
+// A window's second sheet waits for the first, and is forgotten with the window.
+TEST_F(CocoaWebWindowTest, answersTheSheetsThatWaitWhenItEnds) {
+    [view() hostAlert:@"first"];
+    __block int answers = 0;
+    [view() hostConfirm:@"second"
+                 answer:^(BOOL agreed) {
+                   answers += agreed ? 100 : 1;
+                 }];
+    [view() hostChooseFilesMultiple:NO
+                            folders:NO
+                             answer:^(NSArray<NSURL*>* urls) {
+                               answers += urls == nil ? 10 : 1000;
+                             }];
+    @autoreleasepool {
+        window.reset();
+    }
+    EXPECT_EQ(answers, 11);
 }
 
 TEST_F(CocoaWebWindowTest, answersPagesAtOnceWhenItIsGone) {

@@ -11,6 +11,7 @@ namespace cocoa_host {
 struct OpenedApplication {
     std::string path;
     bool asNewInstance = false;
+    std::vector<std::string> variables; // that it is given, by name
 };
 
 struct Desktop {

@@ -108,6 +108,7 @@ std::string descriptionOf(NSImage* image) {
 
 @implementation NSWorkspaceOpenConfiguration
 @synthesize createsNewApplicationInstance = _createsNewApplicationInstance;
+@synthesize environment = _environment;
 + (instancetype)configuration {
     return [[self alloc] init];
 }
@@ -127,8 +128,13 @@ std::string descriptionOf(NSImage* image) {
 - (void)openApplicationAtURL:(NSURL*)url
                configuration:(NSWorkspaceOpenConfiguration*)configuration
            completionHandler:(void (^)(NSRunningApplication*, NSError*))handler {
-    desktop().openedApplications.push_back(
-        {url.fileSystemRepresentation, configuration.createsNewApplicationInstance != NO});
+    std::vector<std::string> variables;
+    for (NSString* name in configuration.environment) {
+        variables.emplace_back(name.UTF8String);
+    }
+    desktop().openedApplications.push_back({url.fileSystemRepresentation,
+                                            configuration.createsNewApplicationInstance != NO,
+                                            std::move(variables)});
     NSError* const error =
         desktop().launchError.empty()
             ? nil
