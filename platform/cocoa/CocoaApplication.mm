@@ -112,6 +112,7 @@ std::optional<int> CocoaApplication::exitStatusOfASecondInstance() {
     }
     switch (instance_->claim("", handOverPatience)) {
     case posix::InstanceLock::Outcome::handedOver:
+        log_->write("another instance is running and has been asked to show itself");
         return 0;
     case posix::InstanceLock::Outcome::unreachable:
         log_->write("another instance is running, but does not answer");

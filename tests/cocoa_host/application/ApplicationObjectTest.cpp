@@ -18,6 +18,9 @@ using cocoa_host::DrivenProgram;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
+// What platform/cocoa/CocoaWorkspace.h gives an instance that is to follow this one.
+constexpr const char* newInstanceVariable = "APPLICATION_WAITS_FOR_PREVIOUS_INSTANCE";
+
 class CocoaApplicationTest : public testing::Test {
   protected:
     static std::unique_ptr<DrivenProgram> launch(std::vector<std::string> arguments = {}) {
@@ -114,11 +117,35 @@ TEST_F(CocoaApplicationTest, leavesAReopeningToTheDelegate) {
     EXPECT_THAT(program->ask("reopen"), ElementsAre("no"));
 }
 
+TEST_F(CocoaApplicationTest, isAskedToReopenByASecondInstanceWhichEnds) {
+    const auto first = launch({"--window", "Probe"});
+    DrivenProgram second({COCOA_HOST_PROBE});
+    EXPECT_EQ(second.waitForExit(), 0);
+    EXPECT_EQ(count(second, "launched"), 0);
+    EXPECT_TRUE(first->says("reopen, visible windows: true"));
+    EXPECT_THAT(first->ask("close"), IsEmpty());
+    DrivenProgram third({COCOA_HOST_PROBE});
+    EXPECT_EQ(third.waitForExit(), 0);
+    EXPECT_TRUE(first->says("reopen, visible windows: false"));
+    EXPECT_THAT(first->ask("windows"), ElementsAre("Probe"));
+}
+
+TEST_F(CocoaApplicationTest, waitsForTheInstanceThatItFollows) {
+    auto first = launch({"--stop-milliseconds", "300"});
+    settle(*first);
+    DrivenProgram next({COCOA_HOST_PROBE}, {{newInstanceVariable, "1"}});
+    first->signal(SIGTERM);
+    EXPECT_EQ(first->waitForExit(), 0);
+    EXPECT_EQ(count(*first, "reopen, visible windows: false"), 0);
+    EXPECT_TRUE(next.says("launched"));
+}
+
 TEST_F(CocoaApplicationTest, goesOnWithoutWindowsUnlessTheDelegateEndsIt) {
-    const auto stays = launch({"--window", "Probe"});
+    auto stays = launch({"--window", "Probe"});
     EXPECT_THAT(stays->ask("close"), IsEmpty());
     EXPECT_TRUE(stays->says("last window closed"));
     EXPECT_THAT(stays->ask("windows"), IsEmpty());
+    stays.reset();
     const auto ends = launch({"--window", "Probe", "--end-after-last-window"});
     ends->tell("close");
     EXPECT_EQ(ends->waitForExit(), 0);

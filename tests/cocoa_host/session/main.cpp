@@ -77,11 +77,16 @@ int runSession(char** command) {
     desktop::adoptOrphans();
     const test_support::TemporaryFolder folder;
     std::filesystem::create_directory(folder / "home");
+    std::filesystem::create_directory(folder / "temporary");
     Program display(
         {"Xvfb", "-displayfd", "1", "-screen", "0", "1280x800x24", "-nolisten", "tcp", "-noreset"},
         {{"PATH", std::getenv("PATH")}}, folder / "display");
     ::setenv("DISPLAY", displayOf(display).c_str(), 1);
     ::setenv("HOME", (folder / "home").c_str(), 1);
+    // GNUstep keeps locks there that all programs of a user share.
+    for (const char* variable : {"TMPDIR", "TMP", "TEMP"}) {
+        ::setenv(variable, (folder / "temporary").c_str(), 1);
+    }
     ::setenv("LOGNAME", "tester", 1);
     ::setenv("USER", "tester", 1);
     ::setenv("LANG", "C.UTF-8", 1);

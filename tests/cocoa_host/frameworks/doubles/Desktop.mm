@@ -106,9 +106,16 @@ std::string descriptionOf(NSImage* image) {
 }
 @end
 
-@implementation NSWorkspaceOpenConfiguration
+@implementation NSWorkspaceOpenConfiguration {
+    NSDictionary<NSString*, NSString*>* _environment;
+}
 @synthesize createsNewApplicationInstance = _createsNewApplicationInstance;
-@synthesize environment = _environment;
+- (NSDictionary<NSString*, NSString*>*)environment {
+    return _environment;
+}
+- (void)setEnvironment:(NSDictionary<NSString*, NSString*>*)environment {
+    _environment = [environment copy];
+}
 + (instancetype)configuration {
     return [[self alloc] init];
 }
@@ -129,9 +136,11 @@ std::string descriptionOf(NSImage* image) {
                configuration:(NSWorkspaceOpenConfiguration*)configuration
            completionHandler:(void (^)(NSRunningApplication*, NSError*))handler {
     std::vector<std::string> variables;
-    for (NSString* name in configuration.environment) {
-        variables.emplace_back(name.UTF8String);
-    }
+    std::vector<std::string>* const filled = &variables;
+    [configuration.environment
+        enumerateKeysAndObjectsUsingBlock:^(NSString* name, NSString*, BOOL*) {
+          filled->emplace_back(name.UTF8String);
+        }];
     desktop().openedApplications.push_back({url.fileSystemRepresentation,
                                             configuration.createsNewApplicationInstance != NO,
                                             std::move(variables)});
