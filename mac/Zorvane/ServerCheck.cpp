@@ -11,6 +11,7 @@
 #include "mac/Zorvane/ServerWitness.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <atomic>
