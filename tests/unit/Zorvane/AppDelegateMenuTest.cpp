@@ -74,9 +74,9 @@ TEST_F(StatusMenuTest, isNotMadeBeforeItsOpeningWhereNobodyKeepsACopy) {
     launch();
     statusBar.item->keepsCopy = false;
     statusBar.item->published.clear();
-    becomeHealthy();
+    scheduler.runReady();
     EXPECT_THAT(statusBar.item->published, IsEmpty());
-    EXPECT_THAT(openedLines(), Contains("Server: Online"));
+    EXPECT_THAT(openedLines(), Contains("[Server: Online]"));
 }
 
 TEST_F(StatusMenuTest, isInstalledWithSymbolAndToolTip) {
