@@ -1,6 +1,9 @@
 # What a library-only build installs (ZORVANE_TESSEL_ONLY): the libraries, their public headers, a
 # CMake package and pkg-config files, all from the lists below.
 include(CMakePackageConfigHelpers)
+if(ZORVANE_MACOS_CROSS)
+  return() # without a Mac, Boost is source code that is compiled along, and belongs to no package
+endif()
 
 # A static library stands before what it uses.
 set(libraries tessel_application tessel_webapp tessel_link tessel_health tessel_state tessel_json

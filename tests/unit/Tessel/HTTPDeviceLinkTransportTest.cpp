@@ -122,6 +122,14 @@ TEST_F(HTTPDeviceLinkTransportTest, doesNotSendANameThatIsNotUtf8) {
     EXPECT_TRUE(http.requests.empty());
 }
 
+TEST_F(HTTPDeviceLinkTransportTest, asksNothingOnceItIsAbandoned) {
+    answer(200, goodStart);
+    transport.abandon();
+    EXPECT_EQ(startFailure(), "network: no response");
+    EXPECT_EQ(pollFailure(), "network: no response");
+    EXPECT_TRUE(http.requests.empty()) << "the client may be gone";
+}
+
 TEST_F(HTTPDeviceLinkTransportTest, passesOnWhyTheExchangeFailed) {
     http.answer = std::unexpected(HttpError{HttpError::Kind::cannotConnect, "Connection refused"});
     EXPECT_EQ(startFailure(), "network: Connection refused");
