@@ -16,7 +16,7 @@ else()
   set(system platform_headless)
   set(interfaces "")
   if(ZORVANE_TESSEL_DESKTOP)
-    set(desktop platform_linux platform_notifications platform_tray
+    set(desktop platform_linux platform_notifications platform_tray platform_bus
       platform_connection platform_appcast)
     set_target_properties(platform_linux PROPERTIES EXPORT_NAME desktop)
   endif()

@@ -187,6 +187,8 @@ bool LinuxApplication::registerOnBus() {
         reopen();
     };
     if (bus_.claim(launchToken(environment_), busPatience) != SessionBus::Claim::handedOver) {
+        bus_.onEnded = [this] { session_.reset(); };
+        bus_.onReturned = [this] { joinSession(); };
         return true;
     }
     instance_.stopListening();

@@ -22,45 +22,9 @@ struct VariantUnref {
 };
 using VariantPtr = std::unique_ptr<GVariant, VariantUnref>;
 
-// A call whose answer is waited for by iterating the main context, and the connecting before it.
-// The state is shared with the callback, which may come when nobody waits any more.
-struct Outcome {
-    bool done = false;
-    gtk::GObjectPtr<GDBusConnection> connection;
-    VariantPtr value;
-    std::string error;
-};
-
-void take(Outcome& outcome, GError* error) {
-    outcome.done = true;
-    if (error != nullptr) {
-        const gtk::GErrorPtr failure(error);
-        outcome.error = failure->message;
-    }
-}
-
-using Shared = std::shared_ptr<Outcome>;
-
-void onConnected(GObject* /*source*/, GAsyncResult* result, gpointer data) {
-    const std::unique_ptr<Shared> outcome(static_cast<Shared*>(data));
-    GError* error = nullptr;
-    (*outcome)->connection.reset(g_bus_get_finish(result, &error));
-    if ((*outcome)->connection) {
-        g_dbus_connection_set_exit_on_close((*outcome)->connection.get(), FALSE);
-    }
-    take(**outcome, error);
-}
-
-void onReply(GObject* connection, GAsyncResult* result, gpointer data) {
-    const std::unique_ptr<Shared> outcome(static_cast<Shared*>(data));
-    GError* error = nullptr;
-    (*outcome)->value.reset(
-        g_dbus_connection_call_finish(G_DBUS_CONNECTION(connection), result, &error));
-    take(**outcome, error);
-}
-
-// False when the time was over first.
-bool await(const Outcome& outcome, std::chrono::milliseconds patience) {
+// Iterates the main context until the condition holds. False when the time was over first.
+template <typename Condition>
+bool await(Condition condition, std::chrono::milliseconds patience) {
     bool late = false;
     const guint timer = g_timeout_add(
         static_cast<guint>(std::max<std::chrono::milliseconds::rep>(patience.count(), 1)),
@@ -69,13 +33,30 @@ bool await(const Outcome& outcome, std::chrono::milliseconds patience) {
             return G_SOURCE_REMOVE;
         },
         &late);
-    while (!outcome.done && !late) {
+    while (!condition() && !late) {
         g_main_context_iteration(nullptr, TRUE);
     }
     if (!late) {
         g_source_remove(timer);
     }
-    return outcome.done;
+    return condition();
+}
+
+// What became of a call. Shared with the callback, which may come when nobody waits any more.
+struct Outcome {
+    bool done = false;
+    std::string error;
+};
+using Shared = std::shared_ptr<Outcome>;
+
+void onReply(GObject* connection, GAsyncResult* result, gpointer data) {
+    const std::unique_ptr<Shared> outcome(static_cast<Shared*>(data));
+    GError* error = nullptr;
+    const VariantPtr reply(
+        g_dbus_connection_call_finish(G_DBUS_CONNECTION(connection), result, &error));
+    const gtk::GErrorPtr failure(error);
+    (*outcome)->done = true;
+    (*outcome)->error = failure ? failure->message : "";
 }
 
 std::string tokenIn(GVariant* platformData) {
@@ -95,9 +76,7 @@ SessionBus::SessionBus(std::string applicationId, Log& log)
     , log_(log) {}
 
 SessionBus::~SessionBus() {
-    if (registration_ != 0) {
-        g_dbus_connection_unregister_object(connection_.get(), registration_);
-    }
+    letGo();
 }
 
 std::string SessionBus::objectPath() const {
@@ -108,34 +87,77 @@ std::string SessionBus::objectPath() const {
 }
 
 SessionBus::Claim SessionBus::claim(const std::string& token, std::chrono::milliseconds patience) {
-    const auto connecting = std::make_shared<Outcome>();
-    g_bus_get(G_BUS_TYPE_SESSION, nullptr, onConnected, new Shared(connecting));
-    if (!await(*connecting, patience)) {
-        log_.write("the session bus does not answer and is not used");
-        return Claim::noBus;
+    claiming_ = true;
+    follower_.emplace(
+        G_BUS_TYPE_SESSION,
+        BusFollower::Events{.came = [this](GDBusConnection* bus) { joined(bus); },
+                            .went = [this](const std::string& trouble) { left(trouble); }});
+    const bool known = await([this] { return name_ != Name::unknown; }, patience);
+    claiming_ = false;
+    if (!known) {
+        log_.write("the session bus does not answer");
+    } else if (name_ == Name::refused) {
+        log_.write(fmt::format("the session bus is not used: {}", trouble_));
+    } else if (name_ == Name::owned) {
+        return Claim::owned;
+    } else if (handOver(token, patience)) {
+        return Claim::handedOver;
     }
-    if (!connecting->connection) {
-        log_.write(fmt::format("the session bus is not used: {}", connecting->error));
-        return Claim::noBus;
-    }
-    connection_ = std::move(connecting->connection);
+    return Claim::noBus;
+}
+
+void SessionBus::joined(GDBusConnection* bus) {
+    connection_.reset(static_cast<GDBusConnection*>(g_object_ref(bus)));
+    asking_.reset(g_cancellable_new());
     offer();
-    const auto asking = std::make_shared<Outcome>();
+    askForName();
+    if (!claiming_ && onReturned) {
+        onReturned();
+    }
+}
+
+void SessionBus::left(const std::string& trouble) {
+    letGo();
+    name_ = Name::refused;
+    trouble_ = trouble.empty() ? "it has ended" : trouble;
+    if (!claiming_ && onEnded) {
+        onEnded();
+    }
+}
+
+void SessionBus::letGo() {
+    g_cancellable_cancel(asking_.get());
+    if (registration_ != 0) {
+        g_dbus_connection_unregister_object(connection_.get(), std::exchange(registration_, 0));
+    }
+    connection_.reset();
+}
+
+void SessionBus::askForName() {
+    name_ = Name::unknown;
     g_dbus_connection_call(
         connection_.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
         "RequestName", g_variant_new("(su)", applicationId_.c_str(), doNotQueue),
-        G_VARIANT_TYPE("(u)"), G_DBUS_CALL_FLAGS_NONE, -1, nullptr, onReply, new Shared(asking));
-    if (!await(*asking, patience) || !asking->value) {
-        log_.write(fmt::format("no name on the session bus: {}",
-                               asking->done ? asking->error : "it does not answer"));
-        return Claim::noBus;
+        G_VARIANT_TYPE("(u)"), G_DBUS_CALL_FLAGS_NONE, -1, asking_.get(), onNamed, this);
+}
+
+void SessionBus::onNamed(GObject* connection, GAsyncResult* result, gpointer data) {
+    GError* error = nullptr;
+    const VariantPtr reply(
+        g_dbus_connection_call_finish(G_DBUS_CONNECTION(connection), result, &error));
+    const gtk::GErrorPtr failure(error);
+    if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CANCELLED) != FALSE) {
+        return; // `data` may be gone
     }
-    guint32 reply = 0;
-    g_variant_get(asking->value.get(), "(u)", &reply);
-    if (reply == primaryOwner || reply == alreadyOwner) {
-        return Claim::owned;
+    auto* const self = static_cast<SessionBus*>(data);
+    if (!reply) {
+        self->name_ = Name::refused;
+        self->trouble_ = failure->message;
+        return;
     }
-    return handOver(token, patience) ? Claim::handedOver : Claim::noBus;
+    guint32 answer = 0;
+    g_variant_get(reply.get(), "(u)", &answer);
+    self->name_ = answer == primaryOwner || answer == alreadyOwner ? Name::owned : Name::taken;
 }
 
 bool SessionBus::handOver(const std::string& token, std::chrono::milliseconds patience) {
@@ -146,12 +168,15 @@ bool SessionBus::handOver(const std::string& token, std::chrono::milliseconds pa
             g_variant_builder_add(&data, "{sv}", key, g_variant_new_string(token.c_str()));
         }
     }
+    if (!connection_) {
+        return false;
+    }
     const auto asking = std::make_shared<Outcome>();
     g_dbus_connection_call(connection_.get(), applicationId_.c_str(), objectPath().c_str(),
                            "org.freedesktop.Application", "Activate",
                            g_variant_new("(a{sv})", &data), nullptr, G_DBUS_CALL_FLAGS_NONE, -1,
                            nullptr, onReply, new Shared(asking));
-    if (await(*asking, patience) && !asking->value) {
+    if (await([&] { return asking->done; }, patience) && !asking->error.empty()) {
         log_.write(fmt::format("cannot reach the running instance: {}", asking->error));
     }
     return true; // it is there, whether or not it has answered yet

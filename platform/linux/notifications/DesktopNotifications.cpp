@@ -34,7 +34,7 @@ struct DesktopNotifications::Shown : std::enable_shared_from_this<Shown> {
         , log(applicationLog) {}
     Shown(const Shown&) = delete;
     Shown& operator=(const Shown&) = delete;
-    ~Shown() { forget(); }
+    ~Shown() { leaveBus(); }
 
     using Holder = std::unique_ptr<std::shared_ptr<Shown>>;
     gpointer held() {
@@ -57,8 +57,23 @@ struct DesktopNotifications::Shown : std::enable_shared_from_this<Shown> {
         self->connection.reset(bus);
         // Its end is not ours.
         g_dbus_connection_set_exit_on_close(bus, FALSE);
+        self->closedHandler = g_signal_connect(bus, "closed", G_CALLBACK(onClosedBus), self.get());
         if (!self->withdrawn) {
             self->notify();
+        }
+    }
+
+    // Nobody would answer any more, and GLib needs the connection given back to make another.
+    static void onClosedBus(GDBusConnection* /*bus*/, gboolean /*remotePeerVanished*/,
+                            GError* /*error*/, gpointer data) {
+        static_cast<Shown*>(data)->leaveBus();
+    }
+
+    void leaveBus() {
+        forget();
+        if (connection) {
+            g_signal_handler_disconnect(connection.get(), std::exchange(closedHandler, 0));
+            connection.reset();
         }
     }
 
@@ -97,6 +112,9 @@ struct DesktopNotifications::Shown : std::enable_shared_from_this<Shown> {
         if (!reply) {
             self->fail(error);
             return;
+        }
+        if (!self->connection) {
+            return; // the bus has ended since
         }
         g_variant_get(reply.get(), "(u)", &self->id);
         if (self->withdrawn) {
@@ -184,6 +202,7 @@ struct DesktopNotifications::Shown : std::enable_shared_from_this<Shown> {
     std::function<void()> opened;
     std::function<void(const std::string&)> opening;
     gtk::GObjectPtr<GDBusConnection> connection;
+    gulong closedHandler = 0;
     std::array<guint, 3> subscriptions{};
     std::size_t subscribed = 0;
     std::uint32_t id = 0; // 0: not known yet, or not there any more

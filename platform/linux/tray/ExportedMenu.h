@@ -27,6 +27,8 @@ class ExportedMenu {
     // Offers the menu at that path of GLib's shared connection to the session bus, which must be
     // there.
     void exportAt(const char* objectPath);
+    // Nobody can reach it any more, and the connection is not held.
+    void withdraw() { server_.reset(); }
 
     // Shows the menu as it is.
     void update(const Menu& menu);

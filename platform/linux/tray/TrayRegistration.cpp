@@ -9,6 +9,11 @@ namespace {
 
 constexpr const char* watcherName = "org.kde.StatusNotifierWatcher";
 constexpr const char* watcherPath = "/StatusNotifierWatcher";
+constexpr const char* busService = "org.freedesktop.DBus";
+constexpr const char* busPath = "/org/freedesktop/DBus";
+// The flag DBUS_NAME_FLAG_DO_NOT_QUEUE of RequestName, and what it replies.
+constexpr guint32 doNotQueue = 4;
+constexpr guint32 primaryOwner = 1;
 constexpr int replyPatienceMilliseconds = 10000;
 
 bool wasCancelled(const gtk::GErrorPtr& error) {
@@ -38,9 +43,11 @@ TrayRegistration::TrayRegistration(GDBusConnection* connection, std::string busN
     , onChanged_(std::move(onChanged))
     , onNewHost_(std::move(onNewHost))
     , log_(log) {
-    nameId_ = g_bus_own_name_on_connection(connection, busName_.c_str(),
-                                           G_BUS_NAME_OWNER_FLAGS_DO_NOT_QUEUE, onNameAcquired,
-                                           onNameLost, this, nullptr);
+    // Not by g_bus_own_name(): giving that up waits for the bus, which may not answer.
+    g_dbus_connection_call(connection, busService, busPath, busService, "RequestName",
+                           g_variant_new("(su)", busName_.c_str(), doNotQueue),
+                           G_VARIANT_TYPE("(u)"), G_DBUS_CALL_FLAGS_NONE, -1, naming_.get(),
+                           onNamed, this);
     watchId_ =
         g_bus_watch_name_on_connection(connection, watcherName, G_BUS_NAME_WATCHER_FLAGS_NONE,
                                        onAppeared, onVanished, this, nullptr);
@@ -49,19 +56,24 @@ TrayRegistration::TrayRegistration(GDBusConnection* connection, std::string busN
 TrayRegistration::~TrayRegistration() {
     forgetWatcher();
     g_bus_unwatch_name(watchId_);
-    g_bus_unown_name(nameId_);
+    g_cancellable_cancel(naming_.get());
+    g_dbus_connection_call(connection_.get(), busService, busPath, busService, "ReleaseName",
+                           g_variant_new("(s)", busName_.c_str()), nullptr, G_DBUS_CALL_FLAGS_NONE,
+                           -1, nullptr, nullptr, nullptr);
 }
 
-void TrayRegistration::onNameAcquired(GDBusConnection* /*connection*/, const char* /*name*/,
-                                      gpointer self) {
+void TrayRegistration::onNamed(GObject* connection, GAsyncResult* result, gpointer self) {
+    const Reply reply = finish(connection, result);
+    if (wasCancelled(reply.error)) {
+        return; // `self` may be gone
+    }
+    guint32 answer = 0;
+    if (reply.value) {
+        g_variant_get(reply.value.get(), "(u)", &answer);
+    }
     auto* const registration = static_cast<TrayRegistration*>(self);
-    registration->nameOwned_ = true;
+    registration->nameOwned_ = answer == primaryOwner;
     registration->registerItem();
-}
-
-void TrayRegistration::onNameLost(GDBusConnection* /*connection*/, const char* /*name*/,
-                                  gpointer self) {
-    static_cast<TrayRegistration*>(self)->nameOwned_ = false;
 }
 
 // A watcher that is replaced vanishes first.

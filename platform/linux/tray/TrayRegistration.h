@@ -31,8 +31,7 @@ class TrayRegistration {
     TrayRegistration& operator=(const TrayRegistration&) = delete;
 
   private:
-    static void onNameAcquired(GDBusConnection* connection, const char* name, gpointer self);
-    static void onNameLost(GDBusConnection* connection, const char* name, gpointer self);
+    static void onNamed(GObject* connection, GAsyncResult* result, gpointer self);
     static void onAppeared(GDBusConnection* connection, const char* name, const char* owner,
                            gpointer self);
     static void onVanished(GDBusConnection* connection, const char* name, gpointer self);
@@ -58,7 +57,7 @@ class TrayRegistration {
     std::optional<bool> told_;
     gtk::GObjectPtr<GCancellable> calls_; // to the present watcher
     std::vector<guint> hostSignals_;
-    guint nameId_ = 0;
+    gtk::GObjectPtr<GCancellable> naming_{g_cancellable_new()};
     guint watchId_ = 0;
 };
 

@@ -33,8 +33,7 @@ TrayStatusItem::TrayStatusItem(std::string applicationId, std::filesystem::path 
     : applicationId_(std::move(applicationId))
     , symbolFolder_(std::move(symbolFolder))
     , observer_(observer)
-    , log_(log)
-    , connecting_(g_cancellable_new()) {
+    , log_(log) {
     takeTheOnlyPlace(this);
     menu_.onAboutToShow = [this] {
         hostAsks_ = true;
@@ -48,33 +47,22 @@ TrayStatusItem::TrayStatusItem(std::string applicationId, std::filesystem::path 
             item.action();
         }
     };
-    g_bus_get(G_BUS_TYPE_SESSION, connecting_.get(), onBus, this);
+    bus_.emplace(G_BUS_TYPE_SESSION,
+                 desktop::BusFollower::Events{
+                     .came = [this](GDBusConnection* connection) { joinBus(connection); },
+                     .went = [this](const std::string& /*trouble*/) { leaveBus(); }});
 }
 
 TrayStatusItem::~TrayStatusItem() {
-    g_cancellable_cancel(connecting_.get());
+    g_cancellable_cancel(joining_.get());
     livingItem = nullptr;
     if (observer_ != nullptr) {
         observer_->statusItemGone(*this);
     }
 }
 
-void TrayStatusItem::onBus(GObject* /*source*/, GAsyncResult* result, gpointer self) {
-    GError* error = nullptr;
-    const gtk::GObjectPtr<GDBusConnection> connection(g_bus_get_finish(result, &error));
-    const gtk::GErrorPtr failure(error);
-    if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CANCELLED) != FALSE) {
-        return; // `self` may be gone
-    }
-    auto* const item = static_cast<TrayStatusItem*>(self);
-    if (connection) {
-        item->joinBus(connection.get());
-    } else {
-        item->placeKnown(Place::nowhere);
-    }
-}
-
 void TrayStatusItem::joinBus(GDBusConnection* connection) {
+    joining_.reset(g_cancellable_new());
     try {
         object_.emplace(connection, objectPath, menuPath, content());
     } catch (const std::runtime_error& failure) {
@@ -93,13 +81,22 @@ void TrayStatusItem::joinBus(GDBusConnection* connection) {
     askForMenu(connection);
 }
 
+void TrayStatusItem::leaveBus() {
+    g_cancellable_cancel(joining_.get());
+    registration_.reset();
+    object_.reset();
+    menu_.withdraw();
+    hostAsks_ = false;
+    placeKnown(Place::nowhere);
+}
+
 // libdbusmenu puts the menu on the bus at a later moment and does not say when. A host that saw the
 // item before would find no menu, so the item registers once its own menu has answered.
 void TrayStatusItem::askForMenu(GDBusConnection* connection) {
     g_dbus_connection_call(connection, g_dbus_connection_get_unique_name(connection), menuPath,
                            "com.canonical.dbusmenu", "GetProperty",
                            g_variant_new("(is)", 0, "children-display"), nullptr,
-                           G_DBUS_CALL_FLAGS_NONE, -1, connecting_.get(), onMenuAnswered, this);
+                           G_DBUS_CALL_FLAGS_NONE, -1, joining_.get(), onMenuAnswered, this);
 }
 
 void TrayStatusItem::onMenuAnswered(GObject* source, GAsyncResult* result, gpointer self) {

@@ -1,13 +1,15 @@
 // A status item in the tray of a Linux desktop: a StatusNotifierItem named
 // org.kde.StatusNotifierItem-PID-N with its menu over com.canonical.dbusmenu, both on GLib's shared
-// connection to the session bus. It is offered to every tray that comes; while there is none, or
-// no bus, whoever observes the item shows the menu in another place. A process has at most one
-// item at a time (making a second one throws std::logic_error), because hosts look for it at one
-// fixed path. Main thread only, which iterates GLib's default main context.
+// connection to the session bus. It is offered to every tray that comes, and again on the bus that
+// follows one that has ended; while there is no tray, or no bus, whoever observes the item shows
+// the menu in another place. A process has at most one item at a time (making a second one throws
+// std::logic_error), because hosts look for it at one fixed path. Main thread only, which iterates
+// GLib's default main context.
 #pragma once
 
 #include "platform/Log.h"
 #include "platform/StatusItem.h"
+#include "platform/linux/bus/BusFollower.h"
 #include "platform/linux/tray/ExportedMenu.h"
 #include "platform/linux/tray/NotifierObject.h"
 #include "platform/linux/tray/TrayRegistration.h"
@@ -60,11 +62,10 @@ class TrayStatusItem final : public StatusItem {
     [[nodiscard]] const Looks& looks() const { return looks_; }
 
   private:
-    static void onBus(GObject* source, GAsyncResult* result, gpointer self);
-
     static void onMenuAnswered(GObject* source, GAsyncResult* result, gpointer self);
 
     void joinBus(GDBusConnection* connection);
+    void leaveBus();
     void metNewHost();
     void askForMenu(GDBusConnection* connection);
     void registerOn(GDBusConnection* connection);
@@ -76,7 +77,7 @@ class TrayStatusItem final : public StatusItem {
     std::filesystem::path symbolFolder_;
     StatusItemObserver* observer_;
     Log& log_;
-    gtk::GObjectPtr<GCancellable> connecting_;
+    gtk::GObjectPtr<GCancellable> joining_;
     Place place_ = Place::unknown;
     Looks looks_;
     std::filesystem::path symbolFile_;
@@ -87,6 +88,7 @@ class TrayStatusItem final : public StatusItem {
     bool hostAsks_ = false;
     std::optional<NotifierObject> object_;
     std::optional<TrayRegistration> registration_;
+    std::optional<desktop::BusFollower> bus_;
 };
 
 } // namespace platform::tray

@@ -85,6 +85,8 @@ class DesktopSession {
     void killDisplay();
     // After killDisplay(): another X server on the same display, with a window manager.
     void restartDisplay();
+    void signalDisplay(int number) const { display_->signal(number); }
+    void signalBus(int number) const { bus_->signal(number); }
     void killBus();
     // After killBus(): another one at the same place, which an address without a GUID leads to.
     void restartBus();

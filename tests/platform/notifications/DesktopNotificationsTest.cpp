@@ -242,6 +242,21 @@ TEST_F(Notifications, takeNothingForThemselvesThatIsAboutAnother) {
     EXPECT_THAT(opened, IsEmpty());
 }
 
+// GLib makes another one only then.
+TEST_F(Notifications, giveTheConnectionBackWhenItsBusHasEnded) {
+    appear();
+    show();
+    ASSERT_TRUE(isShown());
+    settle();
+    gpointer shared = g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr);
+    ASSERT_NE(shared, nullptr);
+    g_object_add_weak_pointer(G_OBJECT(shared), &shared);
+    g_dbus_connection_close_sync(G_DBUS_CONNECTION(shared), nullptr, nullptr);
+    g_object_unref(shared);
+    EXPECT_TRUE(eventually([&] { return shared == nullptr; }));
+    notifications->withdraw();
+}
+
 TEST_F(Notifications, areForgottenOnceTheUserClosesThem) {
     appear();
     show();
