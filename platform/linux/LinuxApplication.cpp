@@ -49,12 +49,16 @@ class EventScope {
     std::optional<SystemEvent>& current_;
 };
 
+std::string valueOf(const Environment& environment, const char* name) {
+    const auto entry = environment.find(name);
+    return entry == environment.end() ? std::string() : entry->second;
+}
+
 // The token by which the desktop lets this launch take the focus, or empty.
 std::string launchToken(const Environment& environment) {
     for (const char* name : {"XDG_ACTIVATION_TOKEN", "DESKTOP_STARTUP_ID"}) {
-        const auto entry = environment.find(name);
-        if (entry != environment.end() && !entry->second.empty()) {
-            return entry->second;
+        if (auto token = valueOf(environment, name); !token.empty()) {
+            return token;
         }
     }
     return {};
@@ -202,6 +206,9 @@ void LinuxApplication::watchSignals() {
 }
 
 void LinuxApplication::joinSession() {
+    if (!logind_) {
+        logind_.emplace(valueOf(environment_, "XDG_SESSION_ID"), [this] { sessionEnds(); });
+    }
     if (bus_.connection() != nullptr) {
         const auto startupId = environment_.find("DESKTOP_AUTOSTART_ID");
         session_.emplace(bus_.connection(), applicationId_,

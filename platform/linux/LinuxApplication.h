@@ -8,8 +8,8 @@
 //   the session manager asks whether it may end      applicationShouldTerminate with the same
 //                                                    event; `cancel` holds the session until
 //                                                    the delegate, asked again, agrees
-//   the session manager ends the session, or the     applicationWillTerminate with the same event
-//   display has gone for good
+//   the session manager or logind ends the session,  applicationWillTerminate with the same event
+//   or the display has gone for good
 //   the application's quit key (Control+Q)           terminate() without an event
 //   a second launch                                  applicationShouldHandleReopen; `true` brings
 //                                                    the window used last to the front
@@ -28,6 +28,7 @@
 #include "platform/Log.h"
 #include "platform/appcast/HandOver.h"
 #include "platform/linux/InstanceLock.h"
+#include "platform/linux/LogindClient.h"
 #include "platform/linux/SessionBus.h"
 #include "platform/linux/SessionManagerClient.h"
 #include "platform/linux/WindowHost.h"
@@ -112,6 +113,7 @@ class LinuxApplication final : public Application {
     InstanceLock instance_;
     SessionBus bus_;
     std::optional<SessionManagerClient> session_;
+    std::optional<LogindClient> logind_;
     ApplicationDelegate* delegate_ = nullptr;
     Stage stage_ = Stage::idle;
     int exitStatus_ = 0;

@@ -279,6 +279,7 @@ void DesktopSession::killBus() {
 void DesktopSession::restartBus() {
     const std::string address = environment.at("DBUS_SESSION_BUS_ADDRESS");
     std::filesystem::remove(folder_ / "bus");
+    std::filesystem::remove(folder_ / "bus.out"); // what the old one said
     startBus();
     environment["DBUS_SESSION_BUS_ADDRESS"] = address;
 }
