@@ -104,23 +104,6 @@ TEST_F(DeathTest, ofTheWindowProgramThreeTimesInAMinuteLeavesTheWindowClosedUnti
     EXPECT_EQ(logged("the window stays closed"), 1U);
 }
 
-TEST_F(DeathTest, ofTheApplicationTakesTheWindowAndItsPagesAlongAtOnce) {
-    launchUntilReady();
-    ASSERT_TRUE(showsTheServersPage());
-    application->signal(SIGKILL);
-    // At once, as far as a loaded machine can; the server has its grace.
-    EXPECT_TRUE(eventually(
-        [&] {
-            return processesNamed("zorvane-window").empty() &&
-                   processesNamed("WebKitWebProcess").empty() &&
-                   processesNamed("WebKitNetworkProcess").empty();
-        },
-        std::chrono::seconds(10)))
-        << describe(session.processes());
-    EXPECT_EQ(application->waitForExit(patience), -SIGKILL);
-    EXPECT_TRUE(nothingIsLeft()) << describe(session.processes());
-}
-
 TEST_F(DeathTest, bubblewrapThatMakesNoNamespacesMeansPagesWithoutASandbox) {
     session.useInsteadOfBubblewrap(
         "#!/bin/sh\necho 'bwrap: No permissions to create a new namespace' >&2\n"

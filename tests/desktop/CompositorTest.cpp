@@ -1,0 +1,71 @@
+// The application on Wayland: the compositor (weston, without a screen) dies, and another comes at
+// the same socket.
+#include "tests/desktop/ApplicationTest.h"
+#include "tests/desktop/session/PageServer.h"
+
+#include <algorithm>
+#include <csignal>
+
+namespace desktop {
+namespace {
+
+class Compositor : public ApplicationTest {
+  protected:
+    Compositor() {
+        session.environment["OSTRA_SIDECAR"] = server.program();
+        session.environment["WAYLAND_DISPLAY"] = "test-compositor";
+        session.environment["GDK_BACKEND"] = "wayland";
+        startCompositor();
+    }
+    ~Compositor() override { application.reset(); }
+
+    void startCompositor() {
+        compositor = session.start({"weston", "--backend=headless-backend.so", "--no-config",
+                                    "--idle-time=0", "--socket=test-compositor", "--debug"},
+                                   "weston");
+        EXPECT_TRUE(eventually([this] {
+            return sceneOf().find("background") != std::string::npos;
+        })) << compositor->standardError();
+    }
+    void killCompositor() {
+        compositor->signal(SIGKILL);
+        (void)compositor->waitForExit(patience);
+    }
+    // What it draws, in weston's words.
+    [[nodiscard]] std::string sceneOf() const {
+        const auto asking = session.start({"weston-debug", "scene-graph"}, "scene");
+        (void)asking->waitForExit(patience);
+        return asking->standardOutput();
+    }
+    [[nodiscard]] bool showsTheWindow() const {
+        return eventually(
+            [this] { return sceneOf().find("window 'Zorvane'") != std::string::npos; });
+    }
+    [[nodiscard]] auto timesAsked() const { return std::ranges::count(server.asked(), '/'); }
+
+    PageServer server{session.folder()};
+    std::unique_ptr<Program> compositor;
+};
+
+TEST_F(Compositor, thatDiesHurtsNobodyElseAndTheWindowComesBackWithTheNext) {
+    session.environment.erase("DISPLAY");
+    application = launch();
+    ASSERT_FALSE(serverLaunches(1).empty()) << application->standardError();
+    ASSERT_TRUE(showsTheWindow()) << application->standardError() << sceneOf();
+    ASSERT_TRUE(eventually([&] { return timesAsked() == 1; }));
+    const ServerLaunch first = serverLaunches(1).front();
+    killCompositor();
+    ASSERT_TRUE(eventually([&] { return processesNamed("zorvane-window").empty(); }));
+    EXPECT_TRUE(serverAnswers(first.port));
+    startCompositor();
+    EXPECT_TRUE(showsTheWindow()) << application->standardError() << sceneOf();
+    EXPECT_TRUE(eventually([&] { return timesAsked() == 2; }));
+    EXPECT_TRUE(application->isRunning());
+    EXPECT_EQ(::kill(first.pid, 0), 0);
+    EXPECT_EQ(serverLaunches(1).size(), 1U);
+    application->signal(SIGTERM);
+    EXPECT_EQ(application->waitForExit(patience), 0);
+}
+
+} // namespace
+} // namespace desktop
