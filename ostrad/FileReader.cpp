@@ -1,5 +1,8 @@
 #include "ostrad/FileReader.h"
 
+#ifdef __linux__
+#include <sys/sendfile.h>
+#endif
 #include <sys/uio.h>
 #include <unistd.h>
 
@@ -32,6 +35,30 @@ std::optional<ssize_t> FileReader::readAtOnce(std::uint64_t offset, std::size_t 
     mayTell = got >= 0 || errno != EOPNOTSUPP;
     return got < 0 ? std::nullopt : std::optional(got);
 #else
+    static_cast<void>(offset);
+    static_cast<void>(size);
+    return std::nullopt;
+#endif
+}
+
+std::optional<std::uint64_t> FileReader::sendTo(int socket, std::uint64_t offset,
+                                                std::uint64_t size) const {
+#ifdef __linux__
+    std::uint64_t sent = 0;
+    while (sent < size) {
+        auto from = static_cast<off_t>(offset + sent);
+        const ssize_t got = ::sendfile(socket, file.get(), &from, size - sent);
+        if (got > 0) {
+            sent += static_cast<std::uint64_t>(got);
+        } else if (got == 0 || errno == EAGAIN) {
+            return sent;
+        } else if (errno != EINTR) {
+            return std::nullopt; // whatever it is, the ordinary way finds out
+        }
+    }
+    return sent;
+#else
+    static_cast<void>(socket);
     static_cast<void>(offset);
     static_cast<void>(size);
     return std::nullopt;

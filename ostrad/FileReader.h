@@ -22,6 +22,12 @@ class FileReader {
     // enough to begin with, or the system cannot tell.
     std::optional<ssize_t> readAtOnce(std::uint64_t offset, std::size_t size);
 
+    // Hands bytes to a socket that does not block, until it takes no more, or all of `size` are
+    // gone, without taking them into this process. How many it took; nothing where the system
+    // cannot do so with this file. Waits for the disk.
+    [[nodiscard]] std::optional<std::uint64_t> sendTo(int socket, std::uint64_t offset,
+                                                      std::uint64_t size) const;
+
     [[nodiscard]] const char* data() const { return piece.data(); }
 
   private:

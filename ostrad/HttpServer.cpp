@@ -5,6 +5,7 @@
 #define BOOST_ASIO_DISABLE_FENCED_BLOCK 1 // NOLINT(cppcoreguidelines-macro-usage)
 
 #include "ostrad/FileReader.h"
+#include "ostrad/HttpMessage.h"
 #include "ostrad/Log.h"
 #include "ostrad/SocketTuning.h"
 #include "ostrad/Workers.h"
@@ -43,59 +44,11 @@ using tcp = asio::ip::tcp;
 namespace {
 
 constexpr std::size_t kStreamChunk = 256 * 1024;
+// So that a worker comes back now and then from a reader that is always ready.
+constexpr std::uint64_t kMostHandedOver = 16UL * 1024 * 1024;
 constexpr std::uint64_t kFarewellBytes = 1024 * 1024;
 constexpr std::chrono::milliseconds kAcceptPause{100};
 constexpr auto kAwait = asio::as_tuple(asio::use_awaitable);
-
-Method methodOf(http::verb verb) {
-    switch (verb) {
-    case http::verb::get:
-        return Method::get;
-    case http::verb::head:
-        return Method::head;
-    case http::verb::post:
-        return Method::post;
-    case http::verb::delete_:
-        return Method::del;
-    default:
-        return Method::other;
-    }
-}
-
-std::string lowerCase(std::string_view text) {
-    std::string lower(text);
-    std::ranges::transform(lower, lower.begin(), [](char c) {
-        return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
-    });
-    return lower;
-}
-
-std::string_view view(beast::string_view text) {
-    return {text.data(), text.size()};
-}
-
-// Nothing when the request cannot be understood: no usable target, or no single Host.
-std::optional<Request> translate(const http::request<http::string_body>& message) {
-    auto target = parseTarget(view(message.target()));
-    const std::size_t hosts = message.count(http::field::host);
-    if (!target || hosts > 1 || (hosts == 0 && message.version() >= 11)) {
-        return std::nullopt;
-    }
-    Request request;
-    request.method = methodOf(message.method());
-    request.path = std::move(target->path);
-    request.query = std::move(target->query);
-    for (const auto& field : message) {
-        request.headers.emplace_back(lowerCase(view(field.name_string())),
-                                     std::string(view(field.value())));
-    }
-    if (target->authority) {
-        std::erase_if(request.headers, [](const auto& field) { return field.first == "host"; });
-        request.headers.emplace_back("host", std::move(*target->authority));
-    }
-    request.body = message.body();
-    return request;
-}
 
 Reply plainReply(int status) {
     Reply reply;
@@ -186,7 +139,7 @@ class Connection {
             co_return false;
         }
         const bool isHead = parser.get().method() == http::verb::head;
-        auto request = translate(parser.get());
+        auto request = requestOf(parser.get());
         const bool keepAlive = request.has_value() && parser.get().keep_alive();
         Reply reply = request ? handler(*request) : plainReply(400);
         while (reply.onWorker || reply.onServer) {
@@ -283,6 +236,26 @@ class Connection {
         co_return std::move(*reply);
     }
 
+    // Lets a worker move bytes from the file to the socket.
+    asio::awaitable<std::optional<std::uint64_t>>
+    handOver(std::shared_ptr<FileReader> reader, std::uint64_t offset, std::uint64_t size) {
+        const auto taken = std::make_shared<std::optional<std::uint64_t>>();
+        const auto socket =
+            std::make_shared<UniqueFd>(secondDescriptor(stream.socket().native_handle()));
+        beast::error_code error;
+        stream.socket().native_non_blocking(true, error);
+        if (error || !*socket) {
+            co_return std::nullopt;
+        }
+        stream.expires_never();
+        std::function<void()> task = [reader, taken, socket, offset, size] {
+            *taken = reader->sendTo(socket->get(), offset, size);
+            socket->reset();
+        };
+        co_await work(std::move(task));
+        co_return *taken;
+    }
+
     // A file that turns out shorter than announced ends the connection: a reset is the one way left
     // to say so.
     asio::awaitable<bool> sendFile(FileSlice slice) {
@@ -290,7 +263,18 @@ class Connection {
             std::move(slice.file),
             static_cast<std::size_t>(std::min<std::uint64_t>(kStreamChunk, slice.length)));
         std::uint64_t sent = 0;
+        bool mayHandOver = slice.length > kStreamChunk;
         while (sent < slice.length) {
+            if (mayHandOver && slice.length - sent > kStreamChunk) {
+                const std::uint64_t rest = std::min(kMostHandedOver, slice.length - sent);
+                const auto taken = co_await handOver(reader, slice.offset + sent, rest);
+                mayHandOver = taken.has_value();
+                sent += taken.value_or(0);
+                if (sent == slice.length) {
+                    break;
+                }
+            }
+            // The socket is full, most likely: this waits for it.
             const auto wanted = static_cast<std::size_t>(
                 std::min<std::uint64_t>(kStreamChunk, slice.length - sent));
             const std::uint64_t offset = slice.offset + sent;

@@ -22,6 +22,10 @@ void finishOnClose(int socket) {
     setLinger(socket, false);
 }
 
+int secondDescriptor(int socket) {
+    return ::fcntl(socket, F_DUPFD_CLOEXEC, 0);
+}
+
 void keepFromChildren(int socket) {
     static_cast<void>(::fcntl(socket, F_SETFD, FD_CLOEXEC));
 }

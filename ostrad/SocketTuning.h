@@ -13,6 +13,10 @@ void resetOnClose(int socket);
 // peer's.
 void finishOnClose(int socket);
 
+// A second descriptor of the socket, for another thread: what is closed meanwhile cannot be
+// mistaken for it. Negative when there is none left.
+int secondDescriptor(int socket);
+
 // Keeps the socket from the helper programs this server starts: one that inherited it would hold
 // the port, or the connection, open.
 void keepFromChildren(int socket);

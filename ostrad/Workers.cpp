@@ -1,7 +1,10 @@
 #include "ostrad/Workers.h"
 
+#include <pthread.h>
+
 #include <chrono>
 #include <condition_variable>
+#include <csignal>
 #include <cstdint>
 #include <deque>
 #include <map>
@@ -78,6 +81,10 @@ void Workers::run(std::function<void()> task, std::function<void()> done) {
     ++shared->threads;
     lock.unlock();
     const auto work = [kept = shared] {
+        // No signal is anything to these threads, nor is that of a socket whose reader went away.
+        sigset_t all;
+        sigfillset(&all);
+        ::pthread_sigmask(SIG_BLOCK, &all, nullptr);
         std::unique_lock held(kept->mutex);
         for (;;) {
             ++kept->idle;

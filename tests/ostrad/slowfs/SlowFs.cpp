@@ -76,9 +76,24 @@ ssize_t readManyAt(int descriptor, const iovec* pieces, int count, off_t offset,
     return ::syscall(SYS_preadv2, descriptor, pieces, count, offset, 0L, flags);
 }
 
+ssize_t sendAll(int socket, int file, off_t* offset, std::size_t size) {
+    if (isOurs(file)) {
+        waitForTheDisk("read");
+    }
+    return ::syscall(SYS_sendfile, socket, file, offset, size);
+}
+
 } // namespace
 
 extern "C" {
+
+ssize_t sendfile(int socket, int file, off_t* offset, std::size_t size) {
+    return sendAll(socket, file, offset, size);
+}
+
+ssize_t sendfile64(int socket, int file, off_t* offset, std::size_t size) {
+    return sendAll(socket, file, offset, size);
+}
 
 int openat(int folder, const char* path, int flags, ...) {
     va_list arguments;
