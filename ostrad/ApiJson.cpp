@@ -88,6 +88,12 @@ json::object entityJson(const Entity& entity) {
     if (entity.watched) {
         object["watched"] = true;
     }
+    if (entity.added > 0) {
+        object["addedAt"] = entity.added;
+    }
+    if (!entity.summary.empty()) {
+        object["summary"] = text(entity.summary);
+    }
     if (!entity.art.empty()) {
         object["artUrl"] = text("/art/" + entity.art);
     }
@@ -110,6 +116,8 @@ json::object progressJson(const ScanProgress& scan) {
                         {"phase", text(phaseName(scan.phase))},
                         {"filesSeen", scan.filesSeen},
                         {"changes", scan.changes},
+                        {"done", scan.done},
+                        {"total", scan.total},
                         {"revision", scan.revision},
                         {"queued", std::move(queued)}};
     if (scan.libraryId != 0) {

@@ -9,6 +9,8 @@ namespace ostrad {
 
 namespace {
 
+constexpr std::size_t kMostCounted = 64;
+
 constexpr std::string_view kEntityColumns = R"sql(
 SELECT e.id, e.library, e.type, e.title, e.parent, p.title, g.title, e.number, e.year,
        e.duration_ms, e.path, e.size,
@@ -18,7 +20,8 @@ SELECT e.id, e.library, e.type, e.title, e.parent, p.title, g.title, e.number, e
             ORDER BY c.sort LIMIT 1),
            (SELECT d.art FROM entities c JOIN entities d ON d.parent = c.id
             WHERE c.parent = e.id AND d.art <> '' ORDER BY d.sort LIMIT 1), '') END,
-       coalesce(r.position_ms, 0), coalesce(r.watched, 0)
+       coalesce(r.position_ms, 0), coalesce(r.watched, 0),
+       e.added, e.summary
 FROM entities e
 LEFT JOIN entities p ON p.id = e.parent
 LEFT JOIN entities g ON g.id = p.parent
@@ -45,6 +48,8 @@ Entity readEntity(const Query& row) {
     entity.art = row.text(13);
     entity.positionMs = row.integer(14);
     entity.watched = row.integer(15) != 0;
+    entity.added = row.integer(16);
+    entity.summary = row.text(17);
     return entity;
 }
 
@@ -149,18 +154,37 @@ EntityPage Catalogue::entities(const EntityQuery& wanted) {
     const std::string pattern = likePattern(wanted.search);
 
     EntityPage page;
-    {
-        Query count = database.query("SELECT count(*) FROM entities e" + where);
-        count.bind(wanted.type, wanted.libraryId, wanted.parentId, pattern).next();
-        page.total = count.integer(0);
-    }
-    Query rows = database.query(std::string(kEntityColumns) + where +
-                                " ORDER BY e.sort, e.id LIMIT ?5 OFFSET ?6");
+    page.total = total(wanted, where, pattern);
+    // The rows of the page are chosen from an index first: passing over those before them would
+    // look up all that belongs to each.
+    Query rows =
+        database.query(std::string(kEntityColumns) + " WHERE e.id IN (SELECT e.id FROM entities e" +
+                       where + " ORDER BY e.sort, e.id LIMIT ?5 OFFSET ?6) ORDER BY e.sort, e.id");
     rows.bind(wanted.type, wanted.libraryId, wanted.parentId, pattern, wanted.limit, wanted.offset);
     while (rows.next()) {
         page.entities.push_back(readEntity(rows));
     }
     return page;
+}
+
+// Counting takes longer than reading a page, and pages are asked for one after the other.
+std::int64_t Catalogue::total(const EntityQuery& wanted, const std::string& where,
+                              const std::string& pattern) {
+    const auto version = database.version();
+    if (version != countedVersion) {
+        counted.clear();
+        countedVersion = version;
+    }
+    const auto key = std::tuple(wanted.type, wanted.libraryId, wanted.parentId, wanted.search);
+    if (const auto known = counted.find(key); known != counted.end()) {
+        return known->second;
+    }
+    Query count = database.query("SELECT count(*) FROM entities e" + where);
+    count.bind(wanted.type, wanted.libraryId, wanted.parentId, pattern).next();
+    if (counted.size() >= kMostCounted) {
+        counted.clear();
+    }
+    return counted[key] = count.integer(0);
 }
 
 std::optional<Entity> Catalogue::entity(std::int64_t id) {

@@ -4,9 +4,11 @@
 
 #include <cstdint>
 #include <expected>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <vector>
 
 namespace ostrad {
@@ -42,6 +44,8 @@ struct Entity {
     std::string art;             // file name in the artwork folder; empty without
     std::int64_t positionMs = 0; // where playing is to go on; 0: at the start
     bool watched = false;        // or heard, or read
+    std::int64_t added = 0;      // seconds since the epoch; 0 for groups, and when it is not known
+    std::string summary;
 };
 
 struct EntityQuery {
@@ -91,7 +95,15 @@ class Catalogue {
     void removeSetting(std::string_view key);
 
   private:
+    std::int64_t total(const EntityQuery& wanted, const std::string& where,
+                       const std::string& pattern);
+
     Database database;
+    Database::Version countedVersion; // of what was counted
+    std::map<std::tuple<std::string, std::optional<std::int64_t>, std::optional<std::int64_t>,
+                        std::string>,
+             std::int64_t>
+        counted;
 };
 
 } // namespace ostrad

@@ -158,6 +158,11 @@ std::int64_t Database::changes() const {
     return sqlite3_changes64(connection.get());
 }
 
+Database::Version Database::version() {
+    Query others = query("PRAGMA data_version");
+    return {others.next() ? others.integer(0) : 0, sqlite3_total_changes64(connection.get())};
+}
+
 void Database::interrupt() {
     sqlite3_interrupt(connection.get());
 }

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 
 struct sqlite3;
 struct sqlite3_stmt;
@@ -78,6 +79,10 @@ class Database {
     Query query(std::string_view sql);
     [[nodiscard]] std::int64_t lastInsertId() const;
     [[nodiscard]] std::int64_t changes() const;
+
+    // Another value after every change to the file, whichever connection made it.
+    using Version = std::pair<std::int64_t, std::int64_t>;
+    Version version();
 
     // Makes a running statement of this connection fail; the one call allowed from another thread.
     void interrupt();

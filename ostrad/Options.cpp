@@ -141,9 +141,9 @@ A small media server for this computer only.
                     port 0 takes a free one (default 127.0.0.1:4280)
   -db PATH          database file, created when missing
   -ffprobe PATH     reads durations and tags of media files with this ffprobe
-  -ffmpeg PATH      draws cover art and thumbnails with this ffmpeg
-  -plugins DIR      accepted; there are no plugins to load
-  -fpcalc PATH      accepted; no fingerprints are taken
+  -ffmpeg PATH      draws cover art and converts what a browser cannot play
+  -plugins DIR      asks the executables in DIR for titles and summaries
+  -fpcalc PATH      knows moved and retagged files again with this fpcalc
   -version          print the version and exit
   -help             print this text and exit
 

@@ -25,10 +25,10 @@ struct Options {
     Action action = Action::serve;
     ListenAddress address{.host = "127.0.0.1", .port = 4280};
     std::string databasePath;
-    std::string pluginsPath; // kept for the launcher's sake: this server loads no plugins
+    std::string pluginsPath;
     std::string ffmpegPath;
     std::string ffprobePath;
-    std::string fpcalcPath; // kept for the launcher's sake: no fingerprints are taken
+    std::string fpcalcPath;
 };
 
 std::expected<Options, std::string> parseOptions(std::span<const std::string_view> arguments);

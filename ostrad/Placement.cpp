@@ -255,4 +255,21 @@ std::optional<Placement> placeFile(const Mode& mode, std::string_view path, cons
     return placeGame(path, parts);
 }
 
+void correct(Placement& placement, const Correction& correction) {
+    Node& item = placement.item;
+    item.title = correction.title.value_or(item.title);
+    item.number = correction.number ? correction.number : item.number;
+    item.year = correction.year ? correction.year : item.year;
+    if (placement.groups.empty()) {
+        item.sort = sortKey(item.title);
+        return;
+    }
+    const std::string& parent = placement.groups.back().sort;
+    const std::string_view rest = std::string_view(item.sort).substr(parent.size() + 1);
+    const std::string position(rest.substr(0, rest.find('\x01')));
+    item.sort = fmt::format("{}\x01{}\x01{}", parent,
+                            correction.number ? fmt::format("{:08}", *correction.number) : position,
+                            sortKey(item.title));
+}
+
 } // namespace ostrad

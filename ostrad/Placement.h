@@ -43,4 +43,12 @@ struct MediaTags {
 std::optional<Placement> placeFile(const Mode& mode, std::string_view path,
                                    const MediaTags& tags = {});
 
+// What somebody knows better about the item itself than its path and its tags.
+struct Correction {
+    std::optional<std::string> title;
+    std::optional<int> number;
+    std::optional<int> year;
+};
+void correct(Placement& placement, const Correction& correction);
+
 } // namespace ostrad

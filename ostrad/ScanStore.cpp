@@ -1,7 +1,7 @@
 #include "ostrad/ScanStore.h"
 
+#include <algorithm>
 #include <map>
-#include <tuple>
 
 namespace ostrad {
 
@@ -69,12 +69,15 @@ bool ScanStore::put(std::int64_t library, const std::vector<Placed>& files) {
         const auto parent = groupId(library, placement.groups);
         const Node& item = placement.item;
         database
-            .query("INSERT INTO entities (library, parent, type, key, title, sort, number, year, "
-                   "path, size, modified, inode) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?) "
-                   "ON CONFLICT (library, type, key) DO UPDATE SET parent = excluded.parent, "
-                   "title = excluded.title, sort = excluded.sort, number = excluded.number, "
-                   "year = excluded.year, size = excluded.size, modified = excluded.modified, "
-                   "inode = excluded.inode, duration_ms = NULL, probed = 0, pictured = 0, art = ''")
+            .query(
+                "INSERT INTO entities (library, parent, type, key, title, sort, number, year, "
+                "path, size, modified, inode, added) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, "
+                "unixepoch()) "
+                "ON CONFLICT (library, type, key) DO UPDATE SET parent = excluded.parent, "
+                "title = excluded.title, sort = excluded.sort, number = excluded.number, "
+                "year = excluded.year, size = excluded.size, modified = excluded.modified, "
+                "inode = excluded.inode, duration_ms = NULL, probed = 0, pictured = 0, art = '', "
+                "fingerprint = '', summary = ''")
             .bind(library, parent, item.type, item.key, item.title, item.sort, item.number,
                   item.year, file.path, file.stamp.size, file.stamp.modified, file.stamp.inode)
             .run();
@@ -88,70 +91,74 @@ std::int64_t ScanStore::newestId() {
     return row.next() ? row.integer(0) : 0;
 }
 
+namespace {
+
+// What two items have in common when they are the same; empty when nothing can be said.
+constexpr std::string_view likenessOf(ScanStore::Likeness likeness) {
+    return likeness == ScanStore::Likeness::stamp
+               ? "type || '/' || inode || '/' || size || '/' || modified"
+               : "CASE WHEN fingerprint = '' THEN '' ELSE type || '/' || fingerprint END";
+}
+
+} // namespace
+
 std::vector<std::int64_t> ScanStore::adoptMoved(std::int64_t library, std::int64_t newest,
-                                                const std::vector<std::int64_t>& missing) {
-    using Content = std::tuple<std::string, std::int64_t, std::int64_t, std::int64_t>;
-    std::map<Content, std::vector<std::int64_t>> added;
+                                                const std::vector<std::int64_t>& missing,
+                                                Likeness likeness) {
+    struct Alike {
+        std::vector<std::int64_t> missing;
+        std::vector<std::int64_t> added;
+    };
+    std::map<std::string, Alike> all;
+    const std::string key(likenessOf(likeness));
     {
-        Query rows = database.query("SELECT id, type, inode, size, modified FROM entities "
-                                    "WHERE library = ? AND path IS NOT NULL AND id > ?");
+        Query rows = database.query("SELECT id, " + key +
+                                    " FROM entities WHERE library = ? AND path IS NOT NULL AND "
+                                    "id > ?");
         rows.bind(library, newest);
         while (rows.next()) {
-            added[{rows.text(1), rows.integer(2), rows.integer(3), rows.integer(4)}].push_back(
-                rows.integer(0));
+            all[rows.text(1)].added.push_back(rows.integer(0));
         }
     }
-    if (added.empty()) {
+    if (all.empty()) {
         return missing;
+    }
+    for (const std::int64_t id : missing) {
+        Query row = database.query("SELECT " + key + " FROM entities WHERE id = ?");
+        all[row.bind(id).next() ? row.text(0) : ""].missing.push_back(id);
     }
     const WriteTurn::Batch batch(turn);
     Transaction transaction(database);
     std::vector<std::int64_t> others;
-    for (const std::int64_t id : missing) {
-        Query old = database.query("SELECT type, inode, size, modified FROM entities WHERE id = ?");
-        const auto found =
-            old.bind(id).next()
-                ? added.find({old.text(0), old.integer(1), old.integer(2), old.integer(3)})
-                : added.end();
-        if (found == added.end() || found->second.size() != 1) {
-            others.push_back(id);
-            continue;
+    for (const auto& [same, items] : all) {
+        if (same.empty() || items.missing.size() != 1 || items.added.size() != 1) {
+            others.insert(others.end(), items.missing.begin(), items.missing.end());
+        } else {
+            takePlace(items.missing.front(), items.added.front());
         }
-        const std::int64_t other = found->second.front();
-        added.erase(found);
-        struct {
-            std::optional<std::int64_t> parent;
-            std::string key;
-            std::string title;
-            std::string sort;
-            std::optional<std::int64_t> number;
-            std::optional<std::int64_t> year;
-            std::string path;
-        } item;
-        {
-            Query row = database.query("SELECT parent, key, title, sort, number, year, path "
-                                       "FROM entities WHERE id = ?");
-            row.bind(other).next();
-            item.parent = row.optionalInteger(0);
-            item.key = row.text(1);
-            item.title = row.text(2);
-            item.sort = row.text(3);
-            item.number = row.optionalInteger(4);
-            item.year = row.optionalInteger(5);
-            item.path = row.text(6);
-        }
-        // The new row makes room first: a library has one item of a key. Tags are read again, since
-        // they may place the item elsewhere than its new path does.
-        database.query("DELETE FROM entities WHERE id = ?").bind(other).run();
-        database
-            .query("UPDATE entities SET parent = ?, key = ?, title = ?, sort = ?, number = ?, "
-                   "year = ?, path = ?, probed = 0 WHERE id = ?")
-            .bind(item.parent, item.key, item.title, item.sort, item.number, item.year, item.path,
-                  id)
-            .run();
     }
     transaction.commit();
     return others;
+}
+
+void ScanStore::takePlace(std::int64_t entity, std::int64_t other) {
+    // A library has one item of a type and key: the new row is of no type for a moment.
+    database.query("UPDATE entities SET type = '' WHERE id = ?").bind(other).run();
+    database
+        .query("UPDATE entities SET (parent, key, title, sort, number, year, duration_ms, path, "
+               "size, modified, inode, probed, fingerprint, summary) = (SELECT parent, key, title, "
+               "sort, number, year, duration_ms, path, size, modified, inode, probed, fingerprint, "
+               "summary FROM entities WHERE id = ?) WHERE id = ?")
+        .bind(other, entity)
+        .run();
+    database.query("DELETE FROM entities WHERE id = ?").bind(other).run();
+}
+
+bool ScanStore::anyFingerprint(const std::vector<std::int64_t>& entities) {
+    return std::ranges::any_of(entities, [this](std::int64_t id) {
+        Query row = database.query("SELECT 1 FROM entities WHERE id = ? AND fingerprint <> ''");
+        return row.bind(id).next();
+    });
 }
 
 void ScanStore::remove(const std::vector<std::int64_t>& entities) {
@@ -184,7 +191,19 @@ void ScanStore::finish(std::int64_t library, bool available) {
         .run();
 }
 
-std::vector<ScanStore::Unread> ScanStore::unprobed(std::int64_t library, std::int64_t limit) {
+std::int64_t ScanStore::countUnexamined(std::int64_t library) {
+    Query row = database.query(
+        "SELECT count(*) FROM entities WHERE library = ? AND path IS NOT NULL AND probed = 0");
+    return row.bind(library).next() ? row.integer(0) : 0;
+}
+
+std::int64_t ScanStore::countUnpictured(std::int64_t library) {
+    Query row = database.query(
+        "SELECT count(*) FROM entities WHERE library = ? AND path IS NOT NULL AND pictured = 0");
+    return row.bind(library).next() ? row.integer(0) : 0;
+}
+
+std::vector<ScanStore::Unread> ScanStore::unexamined(std::int64_t library, std::int64_t limit) {
     std::vector<Unread> items;
     Query rows =
         database.query("SELECT id, parent, path, duration_ms FROM entities WHERE library = "
@@ -196,20 +215,38 @@ std::vector<ScanStore::Unread> ScanStore::unprobed(std::int64_t library, std::in
     return items;
 }
 
-void ScanStore::setProbe(std::int64_t library, std::int64_t entity,
-                         std::optional<std::int64_t> durationMs,
-                         const std::optional<Placement>& placement) {
+void ScanStore::useTools(const std::string& tools) {
+    const WriteTurn::Batch batch(turn);
+    Transaction transaction(database);
+    {
+        Query known = database.query("SELECT value FROM settings WHERE key = 'tools'");
+        if (known.next() && known.text(0) == tools) {
+            return;
+        }
+    }
+    database.query("UPDATE entities SET probed = 0 WHERE path IS NOT NULL").run();
+    database
+        .query("INSERT INTO settings (key, value) VALUES ('tools', ?) "
+               "ON CONFLICT (key) DO UPDATE SET value = excluded.value")
+        .bind(tools)
+        .run();
+    transaction.commit();
+}
+
+void ScanStore::setExamined(std::int64_t library, std::int64_t entity, const Examined& examined) {
     const WriteTurn::Batch batch(turn);
     Transaction transaction(database);
     if (!root(library)) {
         return;
     }
-    database.query("UPDATE entities SET probed = 1, duration_ms = ? WHERE id = ?")
-        .bind(durationMs, entity)
+    database
+        .query("UPDATE entities SET probed = 1, duration_ms = ?, fingerprint = ?, summary = ? "
+               "WHERE id = ?")
+        .bind(examined.durationMs, examined.fingerprint, examined.summary, entity)
         .run();
-    if (placement) {
-        const auto parent = groupId(library, placement->groups);
-        const Node& item = placement->item;
+    if (examined.placement) {
+        const auto parent = groupId(library, examined.placement->groups);
+        const Node& item = examined.placement->item;
         database
             .query("UPDATE entities SET parent = ?, title = ?, sort = ?, number = ?, year = ? "
                    "WHERE id = ?")

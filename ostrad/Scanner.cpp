@@ -1,5 +1,6 @@
 #include "ostrad/Scanner.h"
 
+#include "ostrad/Fingerprint.h"
 #include "ostrad/Log.h"
 #include "ostrad/MediaProbe.h"
 
@@ -107,7 +108,21 @@ void Scanner::stop() {
     }
 }
 
+// Asking the plug-ins who they are takes a while, and so may marking what is to be examined again.
+void Scanner::begin() {
+    try {
+        plugins = Plugins(tools.plugins, stopping);
+        if (!stopping) {
+            store.useTools(fmt::format("{};{};{}", tools.ffprobe.empty() ? "" : "ffprobe",
+                                       tools.fpcalc.empty() ? "" : "fpcalc", plugins.identity()));
+        }
+    } catch (const std::exception& error) {
+        logLine(error.what());
+    }
+}
+
 void Scanner::run() {
+    begin();
     for (;;) {
         std::int64_t id = 0;
         {
@@ -149,8 +164,8 @@ void Scanner::scanLibrary(std::int64_t id) {
     }
     LibraryScan scan{.id = id, .path = root->path, .mode = mode, .missing = {}, .batch = {}};
     compareFiles(scan);
-    if (!stopping && !scan.gone && !tools.ffprobe.empty() && hasPlayableFiles(*mode)) {
-        readTags(scan);
+    if (!stopping && !scan.gone && examines(*mode)) {
+        examineFiles(scan);
     }
     if (!stopping && tools.artwork != nullptr) {
         if (!scan.gone && hasPlayableFiles(*mode)) {
@@ -163,6 +178,7 @@ void Scanner::scanLibrary(std::int64_t id) {
 void Scanner::compareFiles(LibraryScan& scan) {
     scan.newest = store.newestId();
     scan.missing = store.knownFiles(scan.id);
+    setPhase(ScanProgress::Phase::files, static_cast<std::int64_t>(scan.missing.size()));
     const auto wanted = [&scan](std::string_view path) {
         return fileKind(*scan.mode, path.substr(path.rfind('/') + 1)) != nullptr;
     };
@@ -170,6 +186,7 @@ void Scanner::compareFiles(LibraryScan& scan) {
         {
             const std::scoped_lock lock(mutex);
             ++current.filesSeen;
+            ++current.done;
         }
         const auto known = scan.missing.find(file.path);
         const bool unchanged = known != scan.missing.end() && known->second.stamp == file.stamp;
@@ -221,7 +238,16 @@ void Scanner::removeMissing(LibraryScan& scan, const WalkOutcome& outcome) {
         }
     }
     if (!gone.empty()) {
-        gone = store.adoptMoved(scan.id, scan.newest, gone);
+        gone = store.adoptMoved(scan.id, scan.newest, gone, ScanStore::Likeness::stamp);
+    }
+    // What is new has to be heard before it can be told that it is what is missing.
+    if (!tools.fpcalc.empty() && store.newestId() > scan.newest && store.anyFingerprint(gone)) {
+        examineFiles(scan);
+        if (stopping || scan.gone) {
+            return;
+        }
+        gone = store.adoptMoved(scan.id, scan.newest, gone, ScanStore::Likeness::fingerprint);
+        setPhase(ScanProgress::Phase::files, 0);
     }
     for (std::size_t begin = 0; begin < gone.size() && !stopping; begin += kBatch) {
         const auto first = gone.begin() + static_cast<std::ptrdiff_t>(begin);
@@ -233,24 +259,24 @@ void Scanner::removeMissing(LibraryScan& scan, const WalkOutcome& outcome) {
     store.removeEmptyGroups(scan.id);
 }
 
-void Scanner::readTags(LibraryScan& scan) {
-    setPhase(ScanProgress::Phase::tags);
+bool Scanner::examines(const Mode& mode) const {
+    return !plugins.empty() || (!tools.ffprobe.empty() && hasPlayableFiles(mode));
+}
+
+void Scanner::examineFiles(LibraryScan& scan) {
+    setPhase(ScanProgress::Phase::tags, store.countUnexamined(scan.id));
     for (;;) {
-        const auto items = store.unprobed(scan.id, static_cast<std::int64_t>(kBatch));
+        const auto items = store.unexamined(scan.id, static_cast<std::int64_t>(kBatch));
         if (items.empty()) {
             break;
         }
         for (const ScanStore::Unread& item : items) {
-            const auto facts = probeMedia(tools.ffprobe, scan.path + '/' + item.path, stopping);
+            const ScanStore::Examined examined = examine(scan, item);
             if (stopping) {
                 return;
             }
-            std::optional<Placement> placement;
-            if (facts && trustsTags(*scan.mode)) {
-                placement = placeFile(*scan.mode, item.path, facts->tags);
-            }
-            store.setProbe(scan.id, item.id, facts ? facts->durationMs : std::nullopt, placement);
-            noteChange(0);
+            store.setExamined(scan.id, item.id, examined);
+            noteDone();
         }
         if (!store.root(scan.id)) {
             scan.gone = true;
@@ -261,8 +287,43 @@ void Scanner::readTags(LibraryScan& scan) {
     noteChange(0);
 }
 
+ScanStore::Examined Scanner::examine(const LibraryScan& scan, const ScanStore::Unread& item) {
+    ScanStore::Examined examined;
+    const std::string file = scan.path + '/' + item.path;
+    const bool plays = hasPlayableFiles(*scan.mode);
+    std::optional<MediaFacts> facts;
+    if (plays && !tools.ffprobe.empty()) {
+        facts = probeMedia(tools.ffprobe, file, stopping);
+    }
+    if (facts) {
+        examined.durationMs = facts->durationMs;
+        if (!tools.fpcalc.empty()) {
+            examined.fingerprint = takeFingerprint(tools.fpcalc, file, stopping).value_or("");
+        }
+    }
+    if (plugins.empty() && !(facts && trustsTags(*scan.mode))) {
+        return examined;
+    }
+    examined.placement = placeFile(*scan.mode, item.path,
+                                   facts && trustsTags(*scan.mode) ? facts->tags : MediaTags{});
+    if (examined.placement && !stopping) {
+        const Node& node = examined.placement->item;
+        PluginFacts more = plugins.ask({.type = node.type,
+                                        .title = node.title,
+                                        .number = node.number,
+                                        .year = node.year,
+                                        .libraryPath = scan.path,
+                                        .path = item.path},
+                                       stopping);
+        examined.summary = std::move(more.summary).value_or("");
+        correct(*examined.placement,
+                {.title = std::move(more.title), .number = more.number, .year = more.year});
+    }
+    return examined;
+}
+
 void Scanner::drawPictures(LibraryScan& scan) {
-    setPhase(ScanProgress::Phase::artwork);
+    setPhase(ScanProgress::Phase::artwork, store.countUnpictured(scan.id));
     const bool isVideo = scan.mode->files.front().kind == MediaKind::video;
     for (;;) {
         const auto items = store.unpictured(scan.id, static_cast<std::int64_t>(kBatch));
@@ -283,14 +344,22 @@ void Scanner::drawPictures(LibraryScan& scan) {
                 return;
             }
             store.setArt(item.id, art.value_or(""));
-            noteChange(0);
+            noteDone();
         }
     }
 }
 
-void Scanner::setPhase(ScanProgress::Phase phase) {
+void Scanner::setPhase(ScanProgress::Phase phase, std::int64_t total) {
     const std::scoped_lock lock(mutex);
     current.phase = phase;
+    current.done = 0;
+    current.total = total;
+}
+
+void Scanner::noteDone() {
+    const std::scoped_lock lock(mutex);
+    ++current.done;
+    ++current.revision;
 }
 
 void Scanner::noteChange(std::int64_t count) {

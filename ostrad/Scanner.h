@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ostrad/Artwork.h"
+#include "ostrad/Plugins.h"
 #include "ostrad/ScanStore.h"
 
 #include <atomic>
@@ -29,6 +30,8 @@ struct ScanProgress {
     std::int64_t libraryId = 0;
     std::int64_t filesSeen = 0; // of this library in this scan
     std::int64_t changes = 0;   // added, updated or removed
+    std::int64_t done = 0;      // of this phase
+    std::int64_t total = 0;     // that this phase has before it; 0 when nobody knows
     std::int64_t revision = 0;  // grows with every change to the catalogue since the start
     std::vector<std::int64_t> queued;
 };
@@ -37,6 +40,8 @@ std::string_view phaseName(ScanProgress::Phase phase);
 
 struct ScannerTools {
     std::string ffprobe = {};         // empty: no tags are read
+    std::string fpcalc = {};          // empty: no fingerprints are taken; needs ffprobe
+    std::string plugins = {};         // the folder; empty: none
     const Artwork* artwork = nullptr; // null: no pictures are drawn
 };
 
@@ -60,17 +65,22 @@ class Scanner {
     struct LibraryScan;
 
     void run();
+    void begin();
     void scanLibrary(std::int64_t id);
     void compareFiles(LibraryScan& scan);
     void putBatch(LibraryScan& scan);
     void removeMissing(LibraryScan& scan, const WalkOutcome& outcome);
-    void readTags(LibraryScan& scan);
+    void examineFiles(LibraryScan& scan);
+    ScanStore::Examined examine(const LibraryScan& scan, const ScanStore::Unread& item);
+    [[nodiscard]] bool examines(const Mode& mode) const;
     void drawPictures(LibraryScan& scan);
-    void setPhase(ScanProgress::Phase phase);
+    void setPhase(ScanProgress::Phase phase, std::int64_t total);
+    void noteDone();
     void noteChange(std::int64_t count);
 
     ScanStore store;
     ScannerTools tools;
+    Plugins plugins; // the scanning thread's
     std::atomic<bool> stopping = false;
 
     mutable std::mutex mutex; // guards the two below

@@ -7,7 +7,7 @@ namespace ostrad {
 namespace {
 
 // migrations[n] leads from version n to version n + 1. Only ever append.
-constexpr std::array<const char*, 2> kMigrations{
+constexpr std::array<const char*, 3> kMigrations{
     R"sql(
 CREATE TABLE libraries (
     id         INTEGER PRIMARY KEY AUTOINCREMENT,
@@ -57,6 +57,11 @@ CREATE TABLE progress (
     watched     INTEGER NOT NULL,
     updated     INTEGER NOT NULL
 );
+)sql",
+    R"sql(
+ALTER TABLE entities ADD COLUMN added       INTEGER NOT NULL DEFAULT 0;
+ALTER TABLE entities ADD COLUMN fingerprint TEXT    NOT NULL DEFAULT '';
+ALTER TABLE entities ADD COLUMN summary     TEXT    NOT NULL DEFAULT '';
 )sql",
 };
 

@@ -16,6 +16,14 @@ struct SubtitleFile {
     std::string language; // what stands between the film's name and the extension; may be empty
 };
 
+// The language of a file of that name beside a film, empty when the name tells none; nothing when
+// it is no subtitle file of that film. Pure.
+std::optional<std::string> subtitleLanguage(std::string_view filmStem, std::string_view name);
+
+// WebVTT (https://www.w3.org/TR/webvtt1/) as a browser may get it: nothing when the text does not
+// begin like one. Pure.
+std::optional<std::string> checkedWebVtt(std::string_view text);
+
 // In the order of their names, at most 64.
 std::vector<SubtitleFile> subtitlesBeside(const std::string& libraryPath,
                                           std::string_view filmPath);

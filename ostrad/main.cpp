@@ -74,7 +74,9 @@ int serve(const ostrad::Options& options) {
     ostrad::HttpServer server(options.address);
     const ostrad::ListenAddress& address = server.address();
 
-    if (!options.ffmpegPath.empty() && !ostrad::canConfineTools()) {
+    const bool usesTools = !options.ffmpegPath.empty() || !options.ffprobePath.empty() ||
+                           !options.fpcalcPath.empty() || !options.pluginsPath.empty();
+    if (usesTools && !ostrad::canConfineTools()) {
         ostrad::logLine("this system cannot keep tools from the network or from starting programs");
     }
     ostrad::WriteTurn turn;
@@ -83,7 +85,10 @@ int serve(const ostrad::Options& options) {
     const auto artwork = openArtwork(ffmpeg);
     const bool draws = artwork && artwork->canDraw();
     ostrad::Scanner scanner(options.databasePath, turn,
-                            {.ffprobe = ffprobe, .artwork = draws ? &*artwork : nullptr});
+                            {.ffprobe = ffprobe,
+                             .fpcalc = usableTool(options.fpcalcPath),
+                             .plugins = options.pluginsPath,
+                             .artwork = draws ? &*artwork : nullptr});
     ostrad::AccountLink account(
         catalogue, [] { return std::chrono::steady_clock::now(); }, ostrad::systemRandomBelow);
     ostrad::DeviceLinks devices([] { return std::chrono::steady_clock::now(); },

@@ -118,11 +118,23 @@ TEST_F(CatalogueTest, searchesForTextAsItIs) {
     EXPECT_TRUE(search("%").size() == 1 && search("'").empty() && search("\\").empty());
 }
 
+TEST_F(CatalogueTest, countsAgainAfterEveryChangeWhoeverMadeIt) {
+    const auto library = catalogue.addLibrary("movies", "Films", "/f");
+    const auto total = [this] { return catalogue.entities({.type = "movies.movie"}).total; };
+    EXPECT_EQ(total(), 0);
+    put(library->id, "movies", {"a.mkv", "b.mkv"}); // over another connection
+    EXPECT_EQ(total(), 2);
+    EXPECT_EQ(total(), 2);
+    EXPECT_EQ(catalogue.entities({.type = "movies.movie", .search = "A"}).total, 1);
+    EXPECT_TRUE(catalogue.removeLibrary(library->id));
+    EXPECT_EQ(total(), 0);
+}
+
 TEST_F(CatalogueTest, keepsTheIdOfAFileThatChanged) {
     const auto library = catalogue.addLibrary("movies", "Films", "/f");
     put(library->id, "movies", {"a.mkv"});
     const auto before = catalogue.entities({.type = "movies.movie"}).entities.at(0);
-    store.setProbe(library->id, before.id, 5000, std::nullopt);
+    store.setExamined(library->id, before.id, {.durationMs = 5000, .placement = std::nullopt});
     EXPECT_EQ(catalogue.entity(before.id)->durationMs, 5000);
     put(library->id, "movies", {"a.mkv"});
     EXPECT_EQ(catalogue.entities({.type = "movies.movie"}).total, 1);

@@ -1,6 +1,7 @@
 #include "ostrad/Scanner.h"
 
 #include "ostrad/Catalogue.h"
+#include "ostrad/Database.h"
 #include "tests/ostrad/TempFolder.h"
 
 #include <gtest/gtest.h>
@@ -90,6 +91,85 @@ TEST_F(ScannerTest, takesNoOtherFileForAMovedOne) {
     scan(library);
     EXPECT_FALSE(catalogue.entity(before));
     EXPECT_EQ(titles("movies.movie"), (Titles{"B", "C"}));
+}
+
+TEST_F(ScannerTest, knowsARecordingAgainInAnotherFile) {
+    const auto library = addLibrary("music", "music");
+    scan(library); // so that the scanner without tools has begun
+    // Tools that take the first line of a file for what they are asked about.
+    const std::string probe = temp.writeProgram(
+        "probe",
+        "for last; do :; done; exec 3< \"${last#file:}\"; read -r line <&3; "
+        "case $line in *media*) echo '{\"format\":{\"duration\":\"61.5\"}}';; *) exit 1;; esac");
+    const std::string listen = temp.writeProgram(
+        "listen", "for last; do :; done; read -r line < \"$last\"; echo \"{\\\"duration\\\": 61, "
+                  "\\\"fingerprint\\\": \\\"AQADtMmybfGO8NCNEESLnzHyX${line%%-*}\\\"}\"");
+    Scanner listening{temp.path("db"), turn, {.ffprobe = probe, .fpcalc = listen}};
+    temp.write("music/A/B/01 - One.mp3", "one-media\nold tags");
+    temp.write("music/A/B/02 - Two.mp3", "two-media\nold tags");
+    temp.write("music/A/B/03 - Same.mp3", "same-media\nold");
+    temp.write("music/A/B/04 - Same again.mp3", "same-media\nold");
+    temp.write("music/A/B/05 - Text.mp3", "five-text");
+    listening.scan(library);
+    ASSERT_TRUE(settled(listening));
+    const auto before = catalogue.entities({.type = "music.track"}).entities;
+    ASSERT_EQ(before.size(), 5U);
+    EXPECT_GT(before[0].added, 1'600'000'000);
+    ASSERT_TRUE(catalogue.setProgress(before[0].id, 7000, std::nullopt));
+
+    // Other names, sizes and inodes, as from a program that writes tags, on another day.
+    Database(temp.path("db")).execute("UPDATE entities SET added = 5 WHERE path IS NOT NULL");
+    fs::remove_all(temp.path("music/A"));
+    temp.write("music/C/D/09 - Uno.mp3", "one-media\nnew tags of another length");
+    temp.write("music/C/D/10 - Due.mp3", "other-media\nnew tags of another length");
+    temp.write("music/C/D/11 - Lo stesso.mp3", "same-media\nnew tags of another length");
+    temp.write("music/C/D/12 - Testo.mp3", "five-text, and more");
+    listening.scan(library);
+    ASSERT_TRUE(settled(listening));
+    const auto again = catalogue.entity(before[0].id);
+    ASSERT_TRUE(again) << "it is another item now";
+    EXPECT_EQ(again->title, "Uno");
+    EXPECT_EQ(again->positionMs, 7000);
+    EXPECT_EQ(again->added, 5);
+    EXPECT_EQ(again->grandparentTitle, "C");
+    for (int other = 1; other < 5; ++other) {
+        EXPECT_FALSE(catalogue.entity(before[static_cast<std::size_t>(other)].id)) << other;
+    }
+    EXPECT_EQ(titles("music.track"), (Titles{"Uno", "Due", "Lo stesso", "Testo"}));
+    EXPECT_EQ(titles("music.artist"), Titles{"C"});
+}
+
+TEST_F(ScannerTest, asksPluginsAndAgainWhenOthersWouldAnswer) {
+    const auto library = addLibrary("movies", "films");
+    temp.write("films/A.mkv");
+    temp.write("films/B (1999).mkv");
+    scan(library); // so that the scanner without plug-ins has begun
+    const auto plugin = [&](const std::string& version, const std::string& answer) {
+        temp.writeProgram("plugins/one",
+                          "if [ $1 = describe ]; then echo '{\"plugin\":1,\"name\":"
+                          "\"N\",\"version\":\"" +
+                              version + "\",\"types\":[\"movies.movie\"]}'; else read -r item; " +
+                              "case $item in *A.mkv*) echo '" + answer +
+                              "';; *) echo '{}';; esac; fi");
+    };
+    const auto scanWith = [&](const std::string& folder) {
+        Scanner asking{temp.path("db"), turn, {.plugins = folder}};
+        asking.scan(library);
+        ASSERT_TRUE(settled(asking));
+    };
+    plugin("1", R"({"title":"Zoo","year":1987,"summary":"Animals."})");
+    scanWith(temp.path("plugins"));
+    EXPECT_EQ(titles("movies.movie"), (Titles{"B", "Zoo"}));
+    const auto film = catalogue.entities({.type = "movies.movie", .search = "Zoo"}).entities.at(0);
+    EXPECT_EQ(film.year, 1987);
+    EXPECT_EQ(film.summary, "Animals.");
+    plugin("1", R"({"title":"Unasked"})");
+    scanWith(temp.path("plugins"));
+    EXPECT_EQ(titles("movies.movie"), (Titles{"B", "Zoo"})) << "nothing changed, nobody is asked";
+    plugin("2", R"({"title":"Quay"})");
+    scanWith(temp.path("plugins"));
+    EXPECT_EQ(titles("movies.movie"), (Titles{"B", "Quay"}));
+    EXPECT_EQ(catalogue.entity(film.id)->summary, "");
 }
 
 TEST_F(ScannerTest, picksUpWhatWasAddedChangedAndRemoved) {
