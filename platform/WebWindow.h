@@ -2,7 +2,10 @@
 // hidden; closing it by the user hides it and keeps it. Website data is persistent and private to
 // the user. Main thread only; callbacks too. A back end shows what it is told and decides nothing:
 // failed loads are shown by the web view itself, and a web process that died is reported, not
-// reloaded. Where windows live in a process of their own and that one dies, the window comes back
+// reloaded. Pages may ask the user by dialogs, print, and offer files to be saved, none of which
+// holds up the end of the application; a page that does so too often is not heard
+// (QuestionLimit.h). A file is saved where the user says, one at a time, and is there whole or not
+// at all. Where windows live in a process of their own and that one dies, the window comes back
 // with its size and the page it showed; it is closed, as by the user, when that keeps happening.
 //
 // A page and the application talk as WebKit's user content controller has it: user scripts run in
@@ -60,9 +63,15 @@ struct WebWindowOptions {
 
 enum class NavigationPolicy { allow, cancel };
 
+// `unknown`: the system does not say before the page's server has answered; then it asks again,
+// with `main`, if that is what it is.
+enum class NavigationFrame { unknown, main, other };
+
 struct NavigationAction {
     std::string url = {};         // as the view writes it; empty when the action has none
     bool isLinkActivated = false; // a link was followed; form submissions and scripts are not
+    bool isUserGesture = false;   // something that the user did led to it, if only by a script
+    NavigationFrame frame = NavigationFrame::unknown;
 };
 
 // A cookie without the HttpOnly and SameSite attributes (RFC 6265). It is sent to `domain` alone,
@@ -120,7 +129,7 @@ class WebWindow {
     std::function<NavigationPolicy(const NavigationAction&)> decideNavigationPolicy;
     // A page wants another window: a link with a blank target that the policy allowed, or a script.
     // None is ever made. The URL is empty when the request has none.
-    std::function<void(const std::string& url)> onNewWindowRequest;
+    std::function<void(const NavigationAction&)> onNewWindowRequest;
     // The sandbox is required and the system has none: the window cannot be shown. Says why, in one
     // line.
     std::function<void(const std::string& reason)> onRefused;

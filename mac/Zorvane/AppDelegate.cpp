@@ -26,8 +26,8 @@ AppDelegate::AppDelegate(const Facilities& facilities, platform::Environment env
                                           .clock = facilities.supervisor.clock,
                                           .http = facilities.supervisor.http},
           [supervisor = supervisor_] { return serverUrl(supervisor->state()); }))
-    , mainWindow_(facilities.windows, facilities.application, facilities.supervisor.clock,
-                  facilities.supervisor.log) {}
+    , mainWindow_(facilities.windows, facilities.application, facilities.workspace,
+                  facilities.supervisor.clock, facilities.supervisor.log) {}
 
 void AppDelegate::applicationDidFinishLaunching() {
     if (steps_.moveToApplicationsIfNeeded &&

@@ -1,6 +1,8 @@
 #include "mac/Zorvane/MainWindow.h"
 
+#include "mac/Tessel/Values/LoopbackHost.h"
 #include "mac/Tessel/WebApp/PageDialogs.h"
+#include "mac/Tessel/WebApp/WebAppRules.h"
 
 #include <string>
 #include <utility>
@@ -14,15 +16,27 @@ bool isBuiltIn(std::string_view url) {
     return url.empty() || url.starts_with("about:");
 }
 
+// A frame inside a page may show other computers' pages, but no link leads there.
+bool belongsElsewhere(const platform::NavigationAction& action) {
+    if (!tessel::canBeShown(action.url)) {
+        return true;
+    }
+    const auto host = tessel::hostOf(action.url);
+    return host && !tessel::isLoopbackHost(*host) &&
+           (action.isLinkActivated || action.frame == platform::NavigationFrame::main);
+}
+
 } // namespace
 
 MainWindowController::MainWindowController(platform::WebWindowFactory& windows,
                                            platform::Application& application,
-                                           platform::Clock& clock, platform::Log& log)
+                                           platform::Workspace& workspace, platform::Clock& clock,
+                                           platform::Log& log)
     : windows_(windows)
     , application_(application)
     , clock_(clock)
-    , log_(log) {}
+    , log_(log)
+    , external_(workspace, clock, log) {}
 
 void MainWindowController::makeWindow() {
     window_ = windows_.makeWebWindow({.title = "Zorvane",
@@ -40,11 +54,34 @@ void MainWindowController::makeWindow() {
     window_->onWillClose = [this] { windowWillClose(); };
     window_->onWebProcessTerminated = [this] { webProcessTerminated(); };
     window_->decideNavigationPolicy = [this](const platform::NavigationAction& action) {
-        return serverAnswers_ || isBuiltIn(action.url) ? platform::NavigationPolicy::allow
-                                                       : platform::NavigationPolicy::cancel;
+        return decide(action);
+    };
+    window_->onNewWindowRequest = [this](const platform::NavigationAction& action) {
+        if (serverAnswers_) {
+            openElsewhere(action);
+        }
     };
     window_->setNetworkAllowed(serverAnswers_);
     showStartingPage();
+}
+
+platform::NavigationPolicy MainWindowController::decide(const platform::NavigationAction& action) {
+    if (isBuiltIn(action.url)) {
+        return platform::NavigationPolicy::allow;
+    }
+    if (serverAnswers_) {
+        if (!belongsElsewhere(action)) {
+            return platform::NavigationPolicy::allow;
+        }
+        openElsewhere(action);
+    }
+    return platform::NavigationPolicy::cancel;
+}
+
+void MainWindowController::openElsewhere(const platform::NavigationAction& action) {
+    if (tessel::mayBeHandedOver(action.url)) {
+        external_.open(action);
+    }
 }
 
 void MainWindowController::showStartingPage() {

@@ -4,14 +4,18 @@
 // whose web process died is loaded again; at the third death within a minute the window is closed,
 // and the next show() tries again. While no server of ours answers, the window is cut off from the
 // network: whoever else has taken the port gets neither a request nor a cookie, and the last page
-// stays displayed. Owned by the application delegate; main thread only; the facilities outlive it.
+// stays displayed. Pages of other computers open in the browser, and what no view can show in the
+// program that the user has for it. Owned by the application delegate; main thread only; the
+// facilities outlive it.
 #pragma once
 
 #include "mac/OstraCore/ServerUrl.h"
+#include "mac/Tessel/WebApp/ExternalAddresses.h"
 #include "platform/Application.h"
 #include "platform/Clock.h"
 #include "platform/Log.h"
 #include "platform/WebWindow.h"
+#include "platform/Workspace.h"
 
 #include <chrono>
 #include <functional>
@@ -36,7 +40,8 @@ class MainWindowController {
     static constexpr std::size_t deathsPerMinute = 3;
 
     MainWindowController(platform::WebWindowFactory& windows, platform::Application& application,
-                         platform::Clock& clock, platform::Log& log);
+                         platform::Workspace& workspace, platform::Clock& clock,
+                         platform::Log& log);
 
     // Called with true when the window is shown and with false when it is closed.
     std::function<void(bool)> onVisibilityChange;
@@ -54,6 +59,8 @@ class MainWindowController {
 
   private:
     void makeWindow();
+    [[nodiscard]] platform::NavigationPolicy decide(const platform::NavigationAction& action);
+    void openElsewhere(const platform::NavigationAction& action);
     void windowWillClose();
     void webProcessTerminated();
     void giveUp();
@@ -63,6 +70,7 @@ class MainWindowController {
     platform::Application& application_;
     platform::Clock& clock_;
     platform::Log& log_;
+    tessel::ExternalAddresses external_;
     std::unique_ptr<platform::WebWindow> window_;
     bool serverAnswers_ = false;
     std::optional<ostra::Url> loadedURL_; // nothing while the starting page is shown

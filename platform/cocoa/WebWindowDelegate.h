@@ -1,6 +1,6 @@
 // The object that a window and its web view report to. It passes on what the owner wants to know
-// and shows the panels that a page asks for, one after the other. The system keeps only weak
-// references to it.
+// and shows the panels that a page asks for, one after the other, unless it asks too often
+// (QuestionLimit.h). The system keeps only weak references to it.
 #pragma once
 
 #include "platform/WebWindow.h"

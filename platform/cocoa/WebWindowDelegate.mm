@@ -1,7 +1,10 @@
 #include "platform/cocoa/WebWindowDelegate.h"
 
+#include "platform/QuestionLimit.h"
+#include "platform/cocoa/PageDownload.h"
 #include "platform/cocoa/Text.h"
 
+#include <chrono>
 #include <map>
 #include <string>
 #include <utility>
@@ -16,8 +19,31 @@ void callIfSet(platform::WebWindow* owner, std::function<void()> platform::WebWi
     }
 }
 
+// WebKit says of a click, not of a key, that the user made it.
+platform::NavigationAction describe(WKNavigationAction* action) {
+    auto frame = platform::NavigationFrame::unknown; // of a window that there is not yet
+    if (WKFrameInfo* const target = action.targetFrame; target != nil) {
+        frame =
+            target.mainFrame ? platform::NavigationFrame::main : platform::NavigationFrame::other;
+    }
+    return {.url = textOf(action.request.URL.absoluteString),
+            .isLinkActivated = action.navigationType == WKNavigationTypeLinkActivated,
+            .isUserGesture = action.buttonNumber != 0,
+            .frame = frame};
+}
+
 // By itself a sheet forbids the application to quit, without asking the delegate.
 void letQuit(NSWindow* sheet) { sheet.preventsApplicationTerminationWhenModal = NO; }
+
+// RFC 6266: by its type alone; what is not "inline" is one.
+bool isAttachment(NSURLResponse* response) {
+    if (![response respondsToSelector:@selector(valueForHTTPHeaderField:)]) {
+        return false;
+    }
+    NSString* const disposition =
+        [static_cast<NSHTTPURLResponse*>(response) valueForHTTPHeaderField:@"Content-Disposition"];
+    return disposition.length > 0 && ![disposition.lowercaseString hasPrefix:@"inline"];
+}
 
 } // namespace
 
@@ -26,6 +52,7 @@ void letQuit(NSWindow* sheet) { sheet.preventsApplicationTerminationWhenModal = 
     // What is still to be answered, by the number of its question.
     std::map<unsigned, std::function<void(NSModalResponse)>> _questions;
     unsigned _asked;
+    platform::QuestionLimit _limit;
 }
 
 - (void)setConfirmTitles:(const platform::ConfirmTitles&)titles {
@@ -53,6 +80,10 @@ void letQuit(NSWindow* sheet) { sheet.preventsApplicationTerminationWhenModal = 
     }
 }
 
+- (bool)mayAsk {
+    return _limit.admits(std::chrono::steady_clock::now());
+}
+
 - (void)windowWillClose:(NSNotification*)__unused notification {
     callIfSet(self.owner, &platform::WebWindow::onWillClose);
 }
@@ -67,12 +98,38 @@ void letQuit(NSWindow* sheet) { sheet.preventsApplicationTerminationWhenModal = 
     const platform::WebWindow* const owner = self.owner;
     auto policy = platform::NavigationPolicy::allow;
     if (owner != nullptr && owner->decideNavigationPolicy) {
-        policy = owner->decideNavigationPolicy(
-            {.url = textOf(navigationAction.request.URL.absoluteString),
-             .isLinkActivated = navigationAction.navigationType == WKNavigationTypeLinkActivated});
+        policy = owner->decideNavigationPolicy(describe(navigationAction));
     }
-    decisionHandler(policy == platform::NavigationPolicy::allow ? WKNavigationActionPolicyAllow
-                                                                : WKNavigationActionPolicyCancel);
+    if (policy == platform::NavigationPolicy::cancel) {
+        decisionHandler(WKNavigationActionPolicyCancel);
+    } else {
+        decisionHandler(navigationAction.shouldPerformDownload ? WKNavigationActionPolicyDownload
+                                                               : WKNavigationActionPolicyAllow);
+    }
+}
+
+- (void)webView:(WKWebView*)__unused webView
+    decidePolicyForNavigationResponse:(WKNavigationResponse*)navigationResponse
+                      decisionHandler:(void (^)(WKNavigationResponsePolicy))decisionHandler {
+    const bool isFile = isAttachment(navigationResponse.response) ||
+                        (navigationResponse.forMainFrame && !navigationResponse.canShowMIMEType);
+    decisionHandler(isFile ? WKNavigationResponsePolicyDownload : WKNavigationResponsePolicyAllow);
+}
+
+- (void)webView:(WKWebView*)__unused webView
+     navigationAction:(WKNavigationAction*)__unused navigationAction
+    didBecomeDownload:(WKDownload*)download {
+    [self take:download];
+}
+
+- (void)webView:(WKWebView*)__unused webView
+    navigationResponse:(WKNavigationResponse*)__unused navigationResponse
+     didBecomeDownload:(WKDownload*)download {
+    [self take:download];
+}
+
+- (void)take:(WKDownload*)download {
+    [ZorvanePageDownload takeDownload:download inWindow:[self mayAsk] ? self.window : nil];
 }
 
 // The view learns a page's title from a task of the page that may run after the load is finished.
@@ -98,7 +155,7 @@ void letQuit(NSWindow* sheet) { sheet.preventsApplicationTerminationWhenModal = 
                     windowFeatures:(WKWindowFeatures*)__unused windowFeatures {
     const platform::WebWindow* const owner = self.owner;
     if (owner != nullptr && owner->onNewWindowRequest) {
-        owner->onNewWindowRequest(textOf(navigationAction.request.URL.absoluteString));
+        owner->onNewWindowRequest(describe(navigationAction));
     }
     return nil;
 }
@@ -108,7 +165,7 @@ void letQuit(NSWindow* sheet) { sheet.preventsApplicationTerminationWhenModal = 
                       initiatedByFrame:(WKFrameInfo*)__unused frame
                      completionHandler:(void (^)(void))completionHandler {
     NSWindow* const window = self.window;
-    if (window == nil) {
+    if (window == nil || ![self mayAsk]) {
         completionHandler();
         return;
     }
@@ -126,7 +183,7 @@ void letQuit(NSWindow* sheet) { sheet.preventsApplicationTerminationWhenModal = 
                         initiatedByFrame:(WKFrameInfo*)__unused frame
                        completionHandler:(void (^)(BOOL result))completionHandler {
     NSWindow* const window = self.window;
-    if (window == nil) {
+    if (window == nil || ![self mayAsk]) {
         completionHandler(NO);
         return;
     }
@@ -146,7 +203,7 @@ void letQuit(NSWindow* sheet) { sheet.preventsApplicationTerminationWhenModal = 
               initiatedByFrame:(WKFrameInfo*)__unused frame
              completionHandler:(void (^)(NSArray<NSURL*>* _Nullable URLs))completionHandler {
     NSWindow* const window = self.window;
-    if (window == nil) {
+    if (window == nil || ![self mayAsk]) {
         completionHandler(nil);
         return;
     }

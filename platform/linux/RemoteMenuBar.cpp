@@ -1,5 +1,7 @@
 #include "platform/linux/RemoteMenuBar.h"
 
+#include "platform/linux/tray/MenuContinuity.h"
+
 #include <utility>
 
 namespace platform::desktop {
@@ -37,7 +39,31 @@ void RemoteMenuBar::statusItemChanged(tray::TrayStatusItem& item) {
     homeless_ = item.place() == tray::TrayStatusItem::Place::nowhere ? &item : nullptr;
     if (wasShown || homeless_ != nullptr) {
         tellStatusItem();
+        tellStatusMenu();
     }
+}
+
+// Nothing moves under the pointer: rows keep their places, those that have gone are disabled, and
+// those that came have to wait for the next opening.
+void RemoteMenuBar::tellStatusMenu() {
+    if (homeless_ == nullptr || statusMenu_.edition == 0) {
+        return;
+    }
+    const Menu& latest = homeless_->latestMenu();
+    const auto continued = tray::continuedItems(statusMenu_.menu, latest);
+    Menu shown = statusMenu_.menu;
+    for (MenuItem& item : shown) {
+        item.enabled = false;
+    }
+    for (std::size_t index = 0; index < latest.size(); ++index) {
+        if (continued[index]) {
+            shown[*continued[index]] = latest[index];
+        }
+    }
+    if (connection::entriesOf(shown) != connection::entriesOf(statusMenu_.menu)) {
+        host_.tell("UpdateStatusMenu", statusMenu_.edition, connection::entriesOf(shown));
+    }
+    statusMenu_.menu = std::move(shown);
 }
 
 void RemoteMenuBar::statusItemGone(tray::TrayStatusItem& /*item*/) {

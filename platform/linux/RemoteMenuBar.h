@@ -47,6 +47,7 @@ class RemoteMenuBar final : public MenuBar,
     void sayAgain() override;
     void tellMainMenu();
     void tellStatusItem();
+    void tellStatusMenu();
     void commandChosen(std::int32_t command);
     void itemChosen(std::uint64_t edition, std::uint32_t item);
     void openStatusMenu(connection::Reply reply);

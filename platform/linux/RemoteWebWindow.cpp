@@ -348,12 +348,16 @@ void RemoteWebWindows::windowResized(Id id, std::int32_t width, std::int32_t hei
 }
 
 void RemoteWebWindows::decideNavigation(connection::Reply reply, Id id, std::string url,
-                                        bool isLink) {
+                                        bool isLink, bool byUser, bool inMainFrame) {
     bool allow = false;
     if (RemoteWebWindow* const window = find(id)) {
         if (const auto decide = window->decideNavigationPolicy) {
-            allow = decide({.url = std::move(url), .isLinkActivated = isLink}) ==
-                    NavigationPolicy::allow;
+            allow =
+                decide({.url = std::move(url),
+                        .isLinkActivated = isLink,
+                        .isUserGesture = byUser,
+                        .frame = inMainFrame ? NavigationFrame::main : NavigationFrame::unknown}) ==
+                NavigationPolicy::allow;
         } else {
             allow = true;
         }
@@ -362,10 +366,10 @@ void RemoteWebWindows::decideNavigation(connection::Reply reply, Id id, std::str
     host_.watch(); // the engine may start another process for it
 }
 
-void RemoteWebWindows::newWindowRequested(Id id, std::string url) {
+void RemoteWebWindows::newWindowRequested(Id id, std::string url, bool isLink, bool byUser) {
     if (RemoteWebWindow* const window = find(id); window != nullptr && url.size() <= longestText) {
         if (const auto requested = window->onNewWindowRequest) {
-            requested(url);
+            requested({.url = std::move(url), .isLinkActivated = isLink, .isUserGesture = byUser});
         }
     }
 }

@@ -112,8 +112,9 @@ class RemoteWebWindows final : public WebWindowFactory, private WindowClient {
     void windowRefused(Id id, std::string reason);
     void windowClosed(Id id, std::uint64_t turn);
     void windowResized(Id id, std::int32_t width, std::int32_t height, bool maximized);
-    void decideNavigation(connection::Reply reply, Id id, std::string url, bool isLink);
-    void newWindowRequested(Id id, std::string url);
+    void decideNavigation(connection::Reply reply, Id id, std::string url, bool isLink, bool byUser,
+                          bool inMainFrame);
+    void newWindowRequested(Id id, std::string url, bool isLink, bool byUser);
     void pageChanged(Id id, std::string url);
     void pageFinished(Id id, std::string title);
     void pageDied(Id id);

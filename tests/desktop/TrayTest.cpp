@@ -143,6 +143,16 @@ TEST_F(Tray, isInTheWindowsHeaderBarWithoutAPanel) {
     EXPECT_TRUE(chooses({"Return"}, "chosen: hello"));
 }
 
+TEST_F(Tray, showsInTheHeaderBarWhatChangesWhileTheMenuIsOpen) {
+    launch({"--window", "probe", "--change-open-menu"});
+    const std::string window = awaitWindow();
+    ASSERT_TRUE(opensByClicks([&] { clickStatusButton(window); }, 1));
+    ASSERT_TRUE(says("menu changed"));
+    // The row above it has gone, and is no longer the first that can be chosen.
+    EXPECT_TRUE(chooses({"Return"}, "chosen: never"));
+    EXPECT_EQ(count("chosen: hello"), 0);
+}
+
 TEST_F(Tray, isInTheWindowsHeaderBarWithoutABus) {
     session.environment["DBUS_SESSION_BUS_ADDRESS"] = "unix:path=/nonexistent";
     // Without a bus and as root, WebKit's sandbox leaves a file in the system's root folder, by

@@ -107,9 +107,11 @@ INSTANTIATE_TEST_SUITE_P(Every, BlankTargets, ::testing::Bool());
 
 TEST_F(WebAppNavigation, opensWhatAScriptWantsInANewWindowInTheBrowser) {
     serve({{"/",
-            {.body = page("start", fmt::format("<script>const first = window.open('{}');"
-                                               "window.open('mailto:a@b.org'); {}</script>",
-                                               appUrl("/popup"), report("String(first)")))}}});
+            {.body = page(
+                 "start",
+                 fmt::format("<script>const first = window.open('{}');"
+                             "setInterval(() => window.open('mailto:a@b.org'), 100); {}</script>",
+                             appUrl("/popup"), report("String(first)")))}}});
     launch({"--no-token"});
     EXPECT_TRUE(says("open " + appUrl("/popup")));
     EXPECT_TRUE(says("open mailto:a@b.org"));

@@ -28,7 +28,8 @@ std::shared_ptr<WebAppWindow> WebAppWindow::create(const Facilities& facilities,
 WebAppWindow::WebAppWindow(const Facilities& facilities, Config config, OnLinked onLinked)
     : facilities_(facilities)
     , config_(std::move(config))
-    , onLinked_(std::move(onLinked)) {}
+    , onLinked_(std::move(onLinked))
+    , external_(facilities.workspace, facilities.clock, facilities.log) {}
 
 void WebAppWindow::initFromCoder() {
     std::fputs("init(coder:) unavailable\n", stderr);
@@ -62,13 +63,11 @@ void WebAppWindow::makeWindow(const WebAppSandbox& sandbox) {
 void WebAppWindow::connect() {
     window_->addScriptMessageHandler(config_.bridgeName, WeakScriptHandler(weak_from_this()));
     window_->decideNavigationPolicy = [this](const platform::NavigationAction& action) {
-        if (leavesTheApp(config_, action)) {
-            openExternally(action.url);
-            return NavigationPolicy::cancel;
-        }
-        return NavigationPolicy::allow;
+        return decide(action);
     };
-    window_->onNewWindowRequest = [this](const std::string& url) { openExternally(url); };
+    window_->onNewWindowRequest = [this](const platform::NavigationAction& action) {
+        openExternally(action);
+    };
     window_->onDidFinishNavigation = [this](const std::string& pageTitle) {
         window_->setTitle(titleFor(config_, pageTitle));
     };
@@ -96,9 +95,17 @@ void WebAppWindow::load(std::string_view path) {
     window_->loadUrl(std::string(appUrl(config_, path).buffer()), loadTimeout);
 }
 
-void WebAppWindow::openExternally(const std::string& url) {
-    if (mayOpenExternally(url)) {
-        facilities_.workspace.openUrl(url);
+NavigationPolicy WebAppWindow::decide(const platform::NavigationAction& action) {
+    if (leavesTheApp(config_, action) || !canBeShown(action.url)) {
+        openExternally(action);
+        return NavigationPolicy::cancel;
+    }
+    return NavigationPolicy::allow;
+}
+
+void WebAppWindow::openExternally(const platform::NavigationAction& action) {
+    if (mayOpenExternally(action.url)) {
+        external_.open(action);
     }
 }
 

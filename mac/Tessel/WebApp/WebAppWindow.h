@@ -1,14 +1,17 @@
 // A window that hosts one web application. Pages of the application stay in it, a followed link to
-// anywhere else opens in the user's browser, and no page ever opens a second window. The
-// application cookie is planted before the first load, and a page that has linked this device hands
-// its token to the owner. The window is hidden at first and lives as long as this object; the
-// owner may let go of it at any time, also from within a callback. Website data persists. Main
-// thread only; the facilities outlive it.
+// anywhere else opens in the user's browser, and no page ever opens a second window. An address
+// that no view can show is never given to it: a mail address goes to the system, everything else is
+// dropped. The application cookie is planted before the first load, and a page that has linked this
+// device hands its token to the owner. The window is hidden at first and lives as long as this
+// object; the owner may let go of it at any time, also from within a callback. Website data
+// persists. Main thread only; the facilities outlive it.
 #pragma once
 
+#include "mac/Tessel/WebApp/ExternalAddresses.h"
 #include "mac/Tessel/WebApp/WebAppConfig.h"
 #include "platform/Application.h"
 #include "platform/Clock.h"
+#include "platform/Log.h"
 #include "platform/WebWindow.h"
 #include "platform/Workspace.h"
 
@@ -43,6 +46,7 @@ class WebAppWindow final : public std::enable_shared_from_this<WebAppWindow> {
         platform::WebWindowFactory& windows;
         platform::Workspace& workspace;
         platform::Clock& clock;
+        platform::Log& log;
     };
 
     // For embedders: what a desktop browser calls itself.
@@ -73,11 +77,13 @@ class WebAppWindow final : public std::enable_shared_from_this<WebAppWindow> {
     void makeWindow(const WebAppSandbox& sandbox);
     void connect();
     void plantCookieThenLoad();
-    void openExternally(const std::string& url);
+    [[nodiscard]] platform::NavigationPolicy decide(const platform::NavigationAction& action);
+    void openExternally(const platform::NavigationAction& action);
 
     Facilities facilities_;
     Config config_;
     OnLinked onLinked_;
+    ExternalAddresses external_;
     std::unique_ptr<platform::WebWindow> window_;
 };
 

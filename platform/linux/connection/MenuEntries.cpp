@@ -14,6 +14,7 @@ void append(const Menu& menu, std::uint32_t depth, std::vector<MenuEntry>& entri
                            // What does nothing cannot be chosen.
                            .enabled = item.enabled &&
                                       (item.action || item.standardAction || !item.submenu.empty()),
+                           .checkable = item.checkable,
                            .checked = item.checked,
                            .keyEquivalent = item.keyEquivalent,
                            .command = item.standardAction
@@ -28,6 +29,7 @@ MenuItem itemOf(const MenuEntry& entry, std::uint32_t place,
     MenuItem item{.title = entry.title,
                   .separator = entry.separator,
                   .enabled = entry.enabled,
+                  .checkable = entry.checkable,
                   .checked = entry.checked,
                   .keyEquivalent = entry.keyEquivalent,
                   .standardAction = standardActionOf(entry.command)};

@@ -18,14 +18,15 @@ struct MenuEntry {
     std::string title = {};
     bool separator = false;
     bool enabled = true;
+    bool checkable = false;
     bool checked = false;
     std::string keyEquivalent = {};
     std::int32_t command = -1;
 
     static constexpr auto members() {
         return std::tuple(&MenuEntry::depth, &MenuEntry::title, &MenuEntry::separator,
-                          &MenuEntry::enabled, &MenuEntry::checked, &MenuEntry::keyEquivalent,
-                          &MenuEntry::command);
+                          &MenuEntry::enabled, &MenuEntry::checkable, &MenuEntry::checked,
+                          &MenuEntry::keyEquivalent, &MenuEntry::command);
     }
     bool operator==(const MenuEntry&) const = default;
 };

@@ -60,6 +60,8 @@ class TrayStatusItem final : public StatusItem {
 
     [[nodiscard]] Place place() const { return place_; }
     [[nodiscard]] const Looks& looks() const { return looks_; }
+    // What an opening would show, as far as is known.
+    [[nodiscard]] const Menu& latestMenu() const { return latest_; }
 
   private:
     static void onMenuAnswered(GObject* source, GAsyncResult* result, gpointer self);
@@ -82,7 +84,7 @@ class TrayStatusItem final : public StatusItem {
     Looks looks_;
     std::filesystem::path symbolFile_;
     ExportedMenu menu_;
-    Menu latest_; // what an opening would show, as far as is known
+    Menu latest_;
     // Whether the present host says before it opens the menu (AboutToShow). Most do; one that does
     // not has to be given new rows at once.
     bool hostAsks_ = false;

@@ -46,8 +46,24 @@ void HeaderBar::showStatusItem(const StatusLooks& looks) {
     } else {
         statusButton_.set_label(looks.title);
     }
-    statusButton_.set_tooltip_text(looks.toolTip);
+    toolTip_ = looks.toolTip;
+    showToolTip();
     statusButton_.set_visible(true);
+}
+
+// It would lie over the open menu and say what that says.
+void HeaderBar::showToolTip() {
+    statusButton_.set_tooltip_text(menuIsOpen_ ? std::string() : toolTip_);
+}
+
+void HeaderBar::updateStatusMenu(const MenuModel& menu) {
+    auto* const popover = dynamic_cast<Gtk::PopoverMenu*>(statusButton_.get_popover());
+    if (popover != nullptr && popover->get_visible()) {
+        window_.insert_action_group("status", menu.actions);
+        popover->set_menu_model(menu.model);
+        // The item that had the keyboard has gone with the rest.
+        popover->child_focus(Gtk::DirectionType::TAB_FORWARD);
+    }
 }
 
 // The button is down already; the menu follows as soon as it is known.
@@ -60,6 +76,14 @@ void HeaderBar::openStatusMenu() {
         window_.insert_action_group("status", menu.actions);
         auto& popover = *Gtk::make_managed<Gtk::PopoverMenu>(menu.model);
         statusButton_.set_popover(popover);
+        popover.signal_closed().connect([this, alive] {
+            if (*alive) {
+                menuIsOpen_ = false;
+                showToolTip();
+            }
+        });
+        menuIsOpen_ = true;
+        showToolTip();
         popover.popup();
     });
 }

@@ -38,9 +38,12 @@ class HeaderBar {
 
     void showMainMenu(const MenuModel& menu, const Menu& value);
     void showStatusItem(const StatusLooks& looks);
+    // In the place of what the status item's menu shows, if that is open.
+    void updateStatusMenu(const MenuModel& menu);
 
   private:
     void openStatusMenu();
+    void showToolTip();
 
     Gtk::Window& window_;
     EditingCommands editing_;
@@ -48,6 +51,8 @@ class HeaderBar {
     // Owned by the window.
     Gtk::MenuButton& mainButton_;
     Gtk::MenuButton& statusButton_;
+    std::string toolTip_;
+    bool menuIsOpen_ = false;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };
 

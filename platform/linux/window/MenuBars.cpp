@@ -104,6 +104,12 @@ void MenuBars::setStatusItem(const StatusLooks& looks) {
     }
 }
 
+void MenuBars::updateStatusMenu(const Menu& menu) {
+    for (const auto& bar : bars_) {
+        bar->updateStatusMenu(makeMenuModel(menu, "status", actionName));
+    }
+}
+
 void MenuBars::showAbout() {
     if (!dialog_) {
         dialog_ = std::make_unique<Gtk::AboutDialog>();

@@ -39,6 +39,7 @@ class MenuBars {
 
     void setMainMenu(const Menu& menu);
     void setStatusItem(const StatusLooks& looks);
+    void updateStatusMenu(const Menu& menu);
     void showAbout();
 
   private:

@@ -58,8 +58,9 @@ class Builder {
             return standard;
         }
         const std::string name = fmt::format("item-{}", ++made_);
-        const auto action = item.checked ? Gio::SimpleAction::create_bool(name, true)
-                                         : Gio::SimpleAction::create(name);
+        const auto action = item.checkable || item.checked
+                                ? Gio::SimpleAction::create_bool(name, item.checked)
+                                : Gio::SimpleAction::create(name);
         action->set_enabled(item.enabled && item.action);
         action->signal_activate().connect(
             [chosen = item.action](const Glib::VariantBase& /*parameter*/) {

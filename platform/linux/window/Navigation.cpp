@@ -9,10 +9,27 @@ namespace {
 // Where the page's own scripts cannot change what is asked.
 constexpr const char* scriptWorld = "app";
 
-std::string urlOf(WebKitNavigationAction* action) {
+// Which frame it is in is not known before there is an answer.
+NavigationAction describe(WebKitNavigationAction* action) {
     WebKitURIRequest* const request = webkit_navigation_action_get_request(action);
     const char* const url = request == nullptr ? nullptr : webkit_uri_request_get_uri(request);
-    return url == nullptr ? std::string() : std::string(url);
+    return {.url = url == nullptr ? "" : url,
+            .isLinkActivated = webkit_navigation_action_get_navigation_type(action) ==
+                                   WEBKIT_NAVIGATION_TYPE_LINK_CLICKED &&
+                               webkit_navigation_action_is_redirect(action) == FALSE,
+            .isUserGesture = webkit_navigation_action_is_user_gesture(action) != FALSE};
+}
+
+// RFC 6266: by its type alone; what is neither "inline" nor known is one, too.
+bool isAttachment(WebKitURIResponse* response) {
+    SoupMessageHeaders* const headers = webkit_uri_response_get_http_headers(response);
+    char* raw = nullptr;
+    if (headers == nullptr ||
+        soup_message_headers_get_content_disposition(headers, &raw, nullptr) == FALSE) {
+        return false;
+    }
+    const GMemory<char> disposition(raw);
+    return raw != nullptr && *raw != '\0' && g_ascii_strcasecmp(raw, "inline") != 0;
 }
 
 } // namespace
@@ -38,29 +55,51 @@ Navigation::~Navigation() {
 gboolean Navigation::onDecidePolicy(WebKitWebView* /*view*/, WebKitPolicyDecision* decision,
                                     WebKitPolicyDecisionType type, gpointer data) {
     const auto* const self = static_cast<Navigation*>(data);
-    if (type == WEBKIT_POLICY_DECISION_TYPE_RESPONSE || !self->interests.decides) {
+    if (type == WEBKIT_POLICY_DECISION_TYPE_RESPONSE) {
+        return self->decideResponse(decision) ? TRUE : FALSE;
+    }
+    if (!self->interests.decides) {
         return FALSE; // the view goes on as it would
     }
-    WebKitNavigationAction* const action = webkit_navigation_policy_decision_get_navigation_action(
-        WEBKIT_NAVIGATION_POLICY_DECISION(decision));
-    const bool isLink = webkit_navigation_action_get_navigation_type(action) ==
-                            WEBKIT_NAVIGATION_TYPE_LINK_CLICKED &&
-                        webkit_navigation_action_is_redirect(action) == FALSE;
+    self->ask(decision, describe(webkit_navigation_policy_decision_get_navigation_action(
+                            WEBKIT_NAVIGATION_POLICY_DECISION(decision))));
+    return TRUE;
+}
+
+// False: the view goes on as it would.
+bool Navigation::decideResponse(WebKitPolicyDecision* decision) const {
+    auto* const answer = WEBKIT_RESPONSE_POLICY_DECISION(decision);
+    WebKitURIResponse* const response = webkit_response_policy_decision_get_response(answer);
+    const bool inMainFrame =
+        webkit_response_policy_decision_is_main_frame_main_resource(answer) != FALSE;
+    if (isAttachment(response) ||
+        (inMainFrame && webkit_response_policy_decision_is_mime_type_supported(answer) == FALSE)) {
+        webkit_policy_decision_download(decision);
+        return true;
+    }
+    if (!inMainFrame || !interests.decides) {
+        return false;
+    }
+    const char* const url = webkit_uri_response_get_uri(response);
+    ask(decision, {.url = url == nullptr ? "" : url, .frame = NavigationFrame::main});
+    return true;
+}
+
+void Navigation::ask(WebKitPolicyDecision* decision, const NavigationAction& action) const {
     const std::shared_ptr<WebKitPolicyDecision> held(WEBKIT_POLICY_DECISION(g_object_ref(decision)),
                                                      GObjectUnref());
-    self->events_.decideNavigation(urlOf(action), isLink, [held](bool allow) {
+    events_.decideNavigation(action, [held](bool allow) {
         if (allow) {
             webkit_policy_decision_use(held.get());
         } else {
             webkit_policy_decision_ignore(held.get());
         }
     });
-    return TRUE;
 }
 
 WebKitWebView* Navigation::onCreate(WebKitWebView* /*view*/, WebKitNavigationAction* action,
                                     gpointer self) {
-    static_cast<Navigation*>(self)->events_.newWindowRequested(urlOf(action));
+    static_cast<Navigation*>(self)->events_.newWindowRequested(describe(action));
     return nullptr;
 }
 

@@ -1,5 +1,6 @@
 // Asks about the navigations of a web view and tells of pages that were loaded. A load that failed,
-// or whose error page is shown, is not told. A server's redirect of a followed link counts as a
+// or whose error page is shown, is not told. What a server sends as an attachment, or what the view
+// has no way to show, becomes a download. A server's redirect of a followed link counts as a
 // navigation of its own, not as the link. Owned by the window, which outlives it; main thread only.
 #pragma once
 
@@ -23,6 +24,8 @@ class Navigation {
   private:
     static gboolean onDecidePolicy(WebKitWebView* view, WebKitPolicyDecision* decision,
                                    WebKitPolicyDecisionType type, gpointer self);
+    [[nodiscard]] bool decideResponse(WebKitPolicyDecision* decision) const;
+    void ask(WebKitPolicyDecision* decision, const NavigationAction& action) const;
     static WebKitWebView* onCreate(WebKitWebView* view, WebKitNavigationAction* action,
                                    gpointer self);
     static gboolean onLoadFailed(WebKitWebView* view, WebKitLoadEvent event, const char* url,

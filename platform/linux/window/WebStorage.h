@@ -16,12 +16,14 @@ class WebStorage {
     // kept.
     void setPlaces(std::string dataFolder, std::string cacheFolder, std::string cookieFile);
     [[nodiscard]] WebKitNetworkSession* session();
+    [[nodiscard]] WebKitWebContext* context();
 
   private:
     std::string dataFolder_;
     std::string cacheFolder_;
     std::string cookieFile_;
     GObjectPtr<WebKitNetworkSession> session_;
+    GObjectPtr<WebKitWebContext> context_;
 };
 
 } // namespace platform::gtk

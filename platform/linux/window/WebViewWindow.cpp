@@ -76,13 +76,16 @@ WebViewWindow::WebViewWindow(Toplevels& toplevels, WebStorage& storage,
 WebViewWindow::~WebViewWindow() {
     loadTimer_.disconnect();
     g_signal_handlers_disconnect_by_data(view_, this);
+    g_cancellable_cancel(asking_.get());
+    dialogs_.reset();
     navigation_.reset();
     toplevels_.remove(window_);
 }
 
 void WebViewWindow::makeView(WebStorage& storage, const WebWindowOptions& options) {
     events_.engineStarting();
-    view_ = WEBKIT_WEB_VIEW(g_object_new(WEBKIT_TYPE_WEB_VIEW, "network-session", storage.session(),
+    view_ = WEBKIT_WEB_VIEW(g_object_new(WEBKIT_TYPE_WEB_VIEW, "web-context", storage.context(),
+                                         "network-session", storage.session(),
                                          "user-content-manager", bridge_.manager(), nullptr));
     WebKitSettings* const settings = webkit_web_view_get_settings(view_);
     webkit_settings_set_enable_back_forward_navigation_gestures(
@@ -91,6 +94,7 @@ void WebViewWindow::makeView(WebStorage& storage, const WebWindowOptions& option
         webkit_settings_set_user_agent(settings, options.userAgent.c_str());
     }
     navigation_.emplace(events_, view_);
+    dialogs_.emplace(window_, view_);
     g_signal_connect(view_, "load-changed", G_CALLBACK(onLoadChanged), this);
     g_signal_connect(view_, "web-process-terminated", G_CALLBACK(onTerminated), this);
     window_.set_child(*Glib::wrap(GTK_WIDGET(view_)));
@@ -199,6 +203,22 @@ void WebViewWindow::onLoadChanged(WebKitWebView* view, WebKitLoadEvent event, gp
     } else if ((event == WEBKIT_LOAD_COMMITTED || event == WEBKIT_LOAD_FINISHED) &&
                window->load_ == Load::started) {
         window->loadSettled();
+    }
+}
+
+void WebViewWindow::askForLife() {
+    alive_ = false;
+    webkit_web_view_evaluate_javascript(view_, "0", -1, "app", nullptr, asking_.get(), onAlive,
+                                        this);
+}
+
+void WebViewWindow::onAlive(GObject* view, GAsyncResult* result, gpointer self) {
+    GError* raw = nullptr;
+    const GObjectPtr<JSCValue> value(
+        webkit_web_view_evaluate_javascript_finish(WEBKIT_WEB_VIEW(view), result, &raw));
+    const GErrorPtr error(raw);
+    if (g_error_matches(raw, G_IO_ERROR, G_IO_ERROR_CANCELLED) == FALSE) {
+        static_cast<WebViewWindow*>(self)->alive_ = true;
     }
 }
 

@@ -8,6 +8,7 @@
 
 #include "platform/WebWindow.h"
 #include "platform/linux/window/Navigation.h"
+#include "platform/linux/window/PageDialogs.h"
 #include "platform/linux/window/ScriptBridge.h"
 #include "platform/linux/window/Toplevels.h"
 #include "platform/linux/window/WebStorage.h"
@@ -45,6 +46,10 @@ class WebViewWindow {
     void loadHtml(const std::string& html);
     void loadUrl(const std::string& url, std::chrono::seconds timeout);
 
+    // Whether its page's process still does anything: asked, and answered a moment later.
+    void askForLife();
+    [[nodiscard]] bool isAlive() const { return alive_; }
+
   private:
     // What a load that has a time limit waits for.
     enum class Load { none, requested, started };
@@ -52,6 +57,8 @@ class WebViewWindow {
     static void onLoadChanged(WebKitWebView* view, WebKitLoadEvent event, gpointer self);
     static void onTerminated(WebKitWebView* view, WebKitWebProcessTerminationReason reason,
                              gpointer self);
+
+    static void onAlive(GObject* view, GAsyncResult* result, gpointer self);
 
     void makeView(WebStorage& storage, const WebWindowOptions& options);
     void allowInspector();
@@ -68,6 +75,9 @@ class WebViewWindow {
     ScriptBridge bridge_;
     WebKitWebView* view_ = nullptr; // owned by the window
     std::optional<Navigation> navigation_;
+    std::optional<PageDialogs> dialogs_;
+    bool alive_ = true;
+    GObjectPtr<GCancellable> asking_{g_cancellable_new()};
     sigc::connection loadTimer_;
     Load load_ = Load::none;
     std::string loadingUrl_;

@@ -2,6 +2,8 @@
 // lives; they are called on the main thread and do not destroy the window.
 #pragma once
 
+#include "platform/WebWindow.h"
+
 #include <functional>
 #include <string>
 
@@ -11,9 +13,9 @@ struct WindowEvents {
     std::function<void()> closed; // by the user; hidden
     std::function<void(int width, int height, bool maximized)> resized;
     // The answer may come at any time later, and more than once; the first counts.
-    std::function<void(const std::string& url, bool isLink, std::function<void(bool)> answer)>
+    std::function<void(const NavigationAction& action, std::function<void(bool)> answer)>
         decideNavigation;
-    std::function<void(const std::string& url)> newWindowRequested;
+    std::function<void(const NavigationAction& action)> newWindowRequested;
     std::function<void(const std::string& url)> pageChanged;
     std::function<void(const std::string& title)> pageFinished;
     std::function<void()> pageDied;

@@ -6,6 +6,8 @@
 #include <glib.h>
 
 #include <algorithm>
+#include <chrono>
+#include <filesystem>
 #include <utility>
 
 namespace platform::gtk {
@@ -20,6 +22,9 @@ constexpr std::size_t longestTitle = 4096;
 constexpr std::size_t longestUrl = 64 * 1024;
 constexpr std::size_t longestBody = std::size_t{1} << 20;
 constexpr int mostQuestions = 256;
+// For a page to say that it does not hang, once everything ends.
+constexpr std::chrono::milliseconds lifePatience{300};
+constexpr unsigned lifeTickMicroseconds = 5000;
 
 // As in the interface's description.
 constexpr std::uint32_t sandboxRequired = 0;
@@ -81,6 +86,7 @@ void WindowProgram::answerCalls() {
     calls_.on("SetClipboard", this, &WindowProgram::setClipboard);
     calls_.on("SetMainMenu", this, &WindowProgram::setMainMenu);
     calls_.on("SetStatusItem", this, &WindowProgram::setStatusItem);
+    calls_.on("UpdateStatusMenu", this, &WindowProgram::updateStatusMenu);
     calls_.on("Ping", this, &WindowProgram::ping);
     calls_.on("Finish", this, &WindowProgram::finish);
 }
@@ -91,6 +97,28 @@ void WindowProgram::run() {
     }
     toplevels_.hide();
     gdk_display_flush(gdk_display_get_default());
+    downloads_.end();
+    endPages();
+}
+
+// A page that hangs would go on for seconds without its window.
+void WindowProgram::endPages() {
+    for (const auto& [id, window] : windows_) {
+        window.view->askForLife();
+    }
+    const auto deadline = std::chrono::steady_clock::now() + lifePatience;
+    const auto isWaiting = [this] {
+        return std::ranges::any_of(windows_,
+                                   [](const auto& entry) { return !entry.second.view->isAlive(); });
+    };
+    while (isWaiting() && std::chrono::steady_clock::now() < deadline) {
+        if (g_main_context_iteration(nullptr, FALSE) == FALSE) {
+            g_usleep(lifeTickMicroseconds);
+        }
+    }
+    if (isWaiting()) {
+        killPages();
+    }
 }
 
 WebViewWindow* WindowProgram::find(Id id) {
@@ -116,13 +144,14 @@ WindowEvents WindowProgram::eventsOf(Id id) {
                                   maximized);
             },
         .decideNavigation =
-            [this, id](const std::string& url, bool isLink, std::function<void(bool)> answer) {
-                decideNavigation(id, url, isLink, std::move(answer));
+            [this, id](const NavigationAction& action, std::function<void(bool)> answer) {
+                decideNavigation(id, action, std::move(answer));
             },
         .newWindowRequested =
-            [this, id](const std::string& url) {
-                if (url.size() <= longestUrl) {
-                    tellUnlessFlooded("NewWindowRequested", id, url);
+            [this, id](const NavigationAction& action) {
+                if (action.url.size() <= longestUrl) {
+                    tellUnlessFlooded("NewWindowRequested", id, action.url, action.isLinkActivated,
+                                      action.isUserGesture);
                 }
             },
         .pageChanged =
@@ -147,9 +176,9 @@ WindowEvents WindowProgram::eventsOf(Id id) {
     };
 }
 
-void WindowProgram::decideNavigation(Id id, const std::string& url, bool isLink,
+void WindowProgram::decideNavigation(Id id, const NavigationAction& action,
                                      std::function<void(bool)> answer) {
-    if (url.size() > longestUrl || connection_->questions() >= mostQuestions) {
+    if (action.url.size() > longestUrl || connection_->questions() >= mostQuestions) {
         answer(false);
         return;
     }
@@ -158,7 +187,8 @@ void WindowProgram::decideNavigation(Id id, const std::string& url, bool isLink,
         [answer = std::move(answer)](std::optional<std::tuple<bool>> reply) {
             answer(reply && std::get<0>(*reply));
         },
-        id, url, isLink);
+        id, action.url, action.isLinkActivated, action.isUserGesture,
+        action.frame == NavigationFrame::main);
 }
 
 void WindowProgram::configure(std::string name, std::string version, std::string copyright,
@@ -172,6 +202,8 @@ void WindowProgram::configure(std::string name, std::string version, std::string
 
 void WindowProgram::setStorage(std::string dataFolder, std::string cacheFolder,
                                std::string cookieFile) {
+    downloads_.setFolder(cacheFolder.empty() ? std::filesystem::path()
+                                             : std::filesystem::path(cacheFolder) / "downloads");
     storage_.setPlaces(std::move(dataFolder), std::move(cacheFolder), std::move(cookieFile));
 }
 
@@ -225,6 +257,10 @@ void WindowProgram::makeWindow(Id id, std::string title, std::int32_t width, std
     }
     Window& window = windows_[id];
     window.view = std::make_unique<WebViewWindow>(toplevels_, storage_, options, eventsOf(id));
+    downloads_.watch(storage_.session());
+    if (!memory_) {
+        memory_.emplace();
+    }
     menuBars_.add(window.view->window());
 }
 
@@ -396,10 +432,19 @@ void WindowProgram::askForStatusMenu(std::function<void(const Menu&)> show) {
                 return;
             }
             const auto& [edition, entries] = *answer;
+            statusEdition_ = edition;
             show(connection::menuOf(entries, [this, edition](std::uint32_t item) {
                 connection_->tell("ItemChosen", edition, item);
             }));
         });
+}
+
+void WindowProgram::updateStatusMenu(std::uint64_t edition, Entries entries) {
+    if (edition == statusEdition_) {
+        menuBars_.updateStatusMenu(connection::menuOf(entries, [this, edition](std::uint32_t item) {
+            connection_->tell("ItemChosen", edition, item);
+        }));
+    }
 }
 
 void WindowProgram::ping() {}

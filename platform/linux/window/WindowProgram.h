@@ -6,7 +6,9 @@
 #include "platform/linux/connection/MenuEntries.h"
 #include "platform/linux/connection/PeerConnection.h"
 #include "platform/linux/window/AlertDialogs.h"
+#include "platform/linux/window/Downloads.h"
 #include "platform/linux/window/MenuBars.h"
+#include "platform/linux/window/PageMemory.h"
 #include "platform/linux/window/PanelWindow.h"
 #include "platform/linux/window/SandboxCheck.h"
 #include "platform/linux/window/Toplevels.h"
@@ -89,8 +91,9 @@ class WindowProgram {
     void ping();
     void finish();
 
-    void decideNavigation(Id id, const std::string& url, bool isLink,
-                          std::function<void(bool)> answer);
+    void decideNavigation(Id id, const NavigationAction& action, std::function<void(bool)> answer);
+    void updateStatusMenu(std::uint64_t edition, Entries entries);
+    void endPages();
     void askForStatusMenu(std::function<void(const Menu&)> show);
     static void onClipboardChanged(GdkClipboard* clipboard, gpointer self);
 
@@ -101,6 +104,9 @@ class WindowProgram {
     MenuBars menuBars_;
     AlertDialogs alerts_{toplevels_};
     WebStorage storage_;
+    Downloads downloads_{toplevels_};
+    std::optional<PageMemory> memory_; // once there are pages
+    std::uint64_t statusEdition_ = 0;  // of the menu that was opened last
     std::map<Id, Window> windows_;
     Id panelId_ = 0;
     std::unique_ptr<PanelWindow> panel_;

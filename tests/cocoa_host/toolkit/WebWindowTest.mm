@@ -217,7 +217,7 @@ TEST_F(CocoaWebWindowTest, allowsNavigationsOnceItIsGone) {
 TEST_F(CocoaWebWindowTest, reportsRequestsForOtherWindowsAndMakesNone) {
     [view() hostAskForWindow:@"https://b.example/"];
     std::string asked;
-    window->onNewWindowRequest = [&](const std::string& url) { asked = url; };
+    window->onNewWindowRequest = [&](const NavigationAction& action) { asked = action.url; };
     [view() hostAskForWindow:@"https://b.example/x"];
     EXPECT_EQ(asked, "https://b.example/x");
 }

@@ -188,6 +188,10 @@ void DesktopSession::pressKey(const std::string& key) const {
     ask({"xdotool", "key", "--clearmodifiers", key});
 }
 
+void DesktopSession::type(const std::string& text) const {
+    ask({"xdotool", "type", "--clearmodifiers", "--delay", "2", text});
+}
+
 void DesktopSession::click(int x, int y) const {
     ask({"xdotool", "mousemove", std::to_string(x), std::to_string(y), "click", "1"});
 }

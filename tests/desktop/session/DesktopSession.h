@@ -63,6 +63,7 @@ class DesktopSession {
     [[nodiscard]] WindowGeometry geometry(const std::string& window) const;
     // A key or a combination in xdotool's words ("ctrl+w"), sent to whatever has the focus.
     void pressKey(const std::string& key) const;
+    void type(const std::string& text) const;
     void click(int x, int y) const;
     void focus(const std::string& window) const;
     // A press and release of a mouse button (1 is the left one) at a place in the window.

@@ -49,8 +49,9 @@ class Probe final : public platform::ApplicationDelegate {
 
     void applicationDidFinishLaunching() override {
         window_ = tessel::WebAppWindow::create(
-            {native_.application(), native_.webWindows(), workspace_, native_.clock()}, config(),
-            [this](const std::string& token, const tessel::Url& origin) {
+            {native_.application(), native_.webWindows(), workspace_, native_.clock(),
+             native_.log()},
+            config(), [this](const std::string& token, const tessel::Url& origin) {
                 say("linked {} {}", token, std::string(origin.buffer()));
                 if (arguments_.contains("--let-go")) {
                     window_.reset();

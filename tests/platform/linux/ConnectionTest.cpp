@@ -33,7 +33,8 @@ struct Owner {
     void message(std::uint64_t /*window*/, std::string name, std::string body) {
         events.push_back(name + " " + body);
     }
-    void decide(Reply reply, std::uint64_t /*window*/, std::string url, bool isLink) {
+    void decide(Reply reply, std::uint64_t /*window*/, std::string url, bool isLink,
+                bool /*byUser*/, bool /*inMainFrame*/) {
         events.push_back(url + (isLink ? " by link" : ""));
         if (answers) {
             reply(true);
@@ -109,7 +110,7 @@ TEST_F(ConnectionTest, answersAQuestion) {
     std::optional<std::tuple<bool>> answer;
     theirs->ask<bool>(
         "DecideNavigation", PeerConnection::forEver, [&](auto reply) { answer = reply; },
-        std::uint64_t{1}, std::string("http://a/"), true);
+        std::uint64_t{1}, std::string("http://a/"), true, false, false);
     EXPECT_EQ(theirs->questions(), 1);
     EXPECT_TRUE(eventually([&] { return answer.has_value(); }));
     EXPECT_TRUE(std::get<0>(*answer));
@@ -122,7 +123,8 @@ TEST_F(ConnectionTest, tellsThatAQuestionWasNotAnswered) {
     int unanswered = 0;
     theirs->ask<bool>(
         "DecideNavigation", PeerConnection::forEver,
-        [&](auto reply) { unanswered += reply ? 0 : 1; }, std::uint64_t{1}, std::string(), false);
+        [&](auto reply) { unanswered += reply ? 0 : 1; }, std::uint64_t{1}, std::string(), false,
+        false, false);
     EXPECT_TRUE(eventually([&] { return unanswered == 1; }));
 }
 
@@ -131,7 +133,7 @@ TEST_F(ConnectionTest, tellsAnAskerThatNobodyIsThereAnyMore) {
     bool unanswered = false;
     theirs->ask<bool>(
         "DecideNavigation", PeerConnection::forEver, [&](auto reply) { unanswered = !reply; },
-        std::uint64_t{1}, std::string(), false);
+        std::uint64_t{1}, std::string(), false, false, false);
     theirs.reset();
     EXPECT_TRUE(eventually([&] { return unanswered && oursClosed; }));
 }
@@ -144,7 +146,7 @@ TEST_F(ConnectionTest, givesUpAnAnswerThatDoesNotComeInTime) {
     bool unanswered = false;
     theirs->ask<bool>(
         "DecideNavigation", std::chrono::milliseconds(50), [&](auto reply) { unanswered = !reply; },
-        std::uint64_t{1}, std::string(), false);
+        std::uint64_t{1}, std::string(), false, false, false);
     EXPECT_TRUE(eventually([&] { return unanswered; }));
 }
 
@@ -224,7 +226,7 @@ Menu sampleMenu(std::function<void()> action) {
                          {.separator = true},
                          {.title = "Deeper", .submenu = {{.title = "Own", .action = action}}}}},
             {.title = "Off", .enabled = false, .action = action},
-            {.title = "On", .checked = true, .action = action},
+            {.title = "On", .checkable = true, .checked = true, .action = action},
             {.title = "Does nothing"}};
 }
 

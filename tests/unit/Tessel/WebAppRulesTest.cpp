@@ -202,7 +202,8 @@ struct Needs {
 class SandboxNeed : public testing::TestWithParam<Needs> {};
 
 TEST_P(SandboxNeed, isThatOfHostsWhichOtherComputersCanBe) {
-    WebAppConfig config = sampleWebApp(GetParam().origin);
+    WebAppConfig config = sampleWebApp();
+    config.origin = parseUrl(GetParam().origin).value();
     config.authHosts = GetParam().authHosts;
     EXPECT_EQ(hostThatNeedsSandbox(config), GetParam().host) << GetParam().origin;
 }

@@ -4,6 +4,7 @@
 #include "mac/Tessel/WebApp/WebAppScripts.h"
 #include "platform/testing/FakeDesktop.h"
 #include "platform/testing/FakeDesktopServices.h"
+#include "platform/testing/InMemorySystem.h"
 #include "platform/testing/ManualScheduler.h"
 #include "tests/unit/Tessel/SampleWebApp.h"
 
@@ -32,13 +33,14 @@ class WebAppWindowTest : public testing::Test {
     platform::testing::FakeApplication application{events};
     platform::testing::FakeWebWindows windows{events};
     platform::testing::FakeWorkspace workspace{events};
+    platform::testing::RecordingLog log;
     std::vector<std::string> links;
     WebAppSandbox sandbox;
     std::shared_ptr<WebAppWindow> window;
 
     void open(const WebAppConfig& config = sampleWebApp()) {
         window = WebAppWindow::create(
-            {application, windows, workspace, scheduler.clock()}, config,
+            {application, windows, workspace, scheduler.clock(), log}, config,
             [this](const std::string& token, const Url& origin) {
                 links.push_back(token + " " + std::string(origin.buffer()));
             },
@@ -181,6 +183,25 @@ TEST_F(WebAppWindowTest, followsRedirectsFormsAndScriptsWhereverTheyLead) {
     EXPECT_THAT(workspace.opened, IsEmpty());
 }
 
+TEST_F(WebAppWindowTest, neverGivesTheViewWhatItCannotShow) {
+    open();
+    for (const auto* const url : {"mailto:ann@elsewhere.org", "x-app:go", "file:///etc/passwd",
+                                  "ftp://app.example.com/x"}) {
+        EXPECT_EQ(navigate(url, false), NavigationPolicy::cancel) << url;
+        scheduler.advance(1s);
+    }
+    EXPECT_THAT(workspace.opened, ElementsAre("mailto:ann@elsewhere.org"));
+}
+
+TEST_F(WebAppWindowTest, opensOneAddressASecondHoweverOftenAPageAsks) {
+    open();
+    for (int request = 0; request < 100; ++request) {
+        (void)navigate("mailto:ann@elsewhere.org", false);
+        windows.window->onNewWindowRequest({.url = "https://elsewhere.org/"});
+    }
+    EXPECT_THAT(workspace.opened, ElementsAre("mailto:ann@elsewhere.org"));
+}
+
 TEST_F(WebAppWindowTest, neitherFollowsNorOpensLinksOfOtherSchemes) {
     open();
     for (const auto* const url : {"ftp://elsewhere.org/x", "file:///etc/passwd", "x-app:go"}) {
@@ -191,11 +212,11 @@ TEST_F(WebAppWindowTest, neitherFollowsNorOpensLinksOfOtherSchemes) {
 
 TEST_F(WebAppWindowTest, opensWhatAsksForAnotherWindowInTheBrowser) {
     open();
-    windows.window->onNewWindowRequest("https://app.example.com/help");
-    windows.window->onNewWindowRequest("mailto:ann@elsewhere.org");
-    windows.window->onNewWindowRequest("about:blank");
-    windows.window->onNewWindowRequest("javascript:alert(1)");
-    windows.window->onNewWindowRequest("");
+    for (const auto* const url : {"https://app.example.com/help", "mailto:ann@elsewhere.org",
+                                  "about:blank", "javascript:alert(1)", ""}) {
+        windows.window->onNewWindowRequest({.url = url});
+        scheduler.advance(1s);
+    }
     EXPECT_THAT(workspace.opened,
                 ElementsAre("https://app.example.com/help", "mailto:ann@elsewhere.org"));
     EXPECT_EQ(windows.made, 1);
@@ -234,7 +255,7 @@ TEST_F(WebAppWindowTest, dropsAMessageThatComesAfterItIsGone) {
 
 TEST_F(WebAppWindowTest, mayBeLetGoOfByTheOwnerThatItTells) {
     int told = 0;
-    window = WebAppWindow::create({application, windows, workspace, scheduler.clock()},
+    window = WebAppWindow::create({application, windows, workspace, scheduler.clock(), log},
                                   sampleWebApp(), [&](const std::string& token, const Url&) {
                                       window.reset();
                                       EXPECT_EQ(token, "t1");
@@ -246,7 +267,7 @@ TEST_F(WebAppWindowTest, mayBeLetGoOfByTheOwnerThatItTells) {
 }
 
 TEST_F(WebAppWindowTest, managesWithoutAnOwnerWhoListens) {
-    window = WebAppWindow::create({application, windows, workspace, scheduler.clock()},
+    window = WebAppWindow::create({application, windows, workspace, scheduler.clock(), log},
                                   sampleWebApp(), nullptr);
     windows.window->postMessage("bridge", linked);
     EXPECT_THAT(links, IsEmpty());

@@ -1,6 +1,7 @@
 #include "mac/Zorvane/MainWindow.h"
 
 #include "platform/testing/FakeDesktop.h"
+#include "platform/testing/FakeDesktopServices.h"
 #include "platform/testing/InMemorySystem.h"
 #include "platform/testing/ManualScheduler.h"
 
@@ -20,8 +21,9 @@ class MainWindowTest : public testing::Test {
     platform::testing::Events events;
     platform::testing::FakeApplication application{events};
     platform::testing::FakeWebWindows windows{events};
+    platform::testing::FakeWorkspace workspace{events};
     platform::testing::RecordingLog log;
-    MainWindowController controller{windows, application, scheduler.clock(), log};
+    MainWindowController controller{windows, application, workspace, scheduler.clock(), log};
 
     void SetUp() override {
         controller.onVisibilityChange = [this](bool visible) {
@@ -218,6 +220,66 @@ TEST_F(MainWindowTest, showsTheStartingPageAgainWhenItsWebProcessDied) {
     windows.window->onWebProcessTerminated();
     EXPECT_THAT(events, ElementsAre("load html"));
     EXPECT_EQ(windows.window->html, MainWindowController::startingPage);
+}
+
+struct Leads {
+    platform::NavigationAction action;
+    bool allowed;
+    bool opened;
+};
+
+class WhereAPageLeads : public MainWindowTest, public testing::WithParamInterface<Leads> {};
+
+TEST_P(WhereAPageLeads, isShownOrOpenedElsewhereOrDropped) {
+    showServer();
+    const auto& [action, allowed, opened] = GetParam();
+    EXPECT_EQ(windows.window->decideNavigationPolicy(action),
+              allowed ? platform::NavigationPolicy::allow : platform::NavigationPolicy::cancel);
+    EXPECT_EQ(workspace.opened.size(), opened ? 1U : 0U);
+}
+
+using platform::NavigationFrame;
+INSTANTIATE_TEST_SUITE_P(
+    Table, WhereAPageLeads,
+    testing::Values(
+        Leads{{.url = "http://127.0.0.1:8080/x", .isLinkActivated = true}, true, false},
+        Leads{{.url = "http://localhost:9/x", .frame = NavigationFrame::main}, true, false},
+        Leads{{.url = "http://[::1]:9/x", .frame = NavigationFrame::main}, true, false},
+        Leads{{.url = "https://elsewhere.org/", .isLinkActivated = true}, false, true},
+        Leads{{.url = "https://elsewhere.org/", .frame = NavigationFrame::main}, false, true},
+        Leads{{.url = "https://elsewhere.org/"}, true, false},
+        Leads{{.url = "https://elsewhere.org/", .frame = NavigationFrame::other}, true, false},
+        Leads{{.url = "https://127.0.0.1.elsewhere.org/", .isLinkActivated = true}, false, true},
+        Leads{{.url = "data:text/html,x"}, true, false}, Leads{{.url = "about:blank"}, true, false},
+        Leads{{.url = "mailto:ann@elsewhere.org"}, false, true},
+        Leads{{.url = "x-app:go"}, false, true},
+        Leads{{.url = "file:///etc/passwd", .isLinkActivated = true}, false, false}));
+
+TEST_F(MainWindowTest, opensOneAddressASecondHoweverOftenAPageAsks) {
+    showServer();
+    for (int request = 0; request < 100; ++request) {
+        (void)windows.window->decideNavigationPolicy({.url = "mailto:ann@elsewhere.org"});
+        windows.window->onNewWindowRequest({.url = "https://elsewhere.org/"});
+    }
+    EXPECT_THAT(workspace.opened, ElementsAre("mailto:ann@elsewhere.org"));
+    EXPECT_EQ(log.lines.size(), 1U);
+}
+
+TEST_F(MainWindowTest, opensWhatAsksForAnotherWindowInTheBrowser) {
+    showServer();
+    windows.window->onNewWindowRequest({.url = "http://127.0.0.1:8080/help"});
+    windows.window->onNewWindowRequest({.url = "about:blank"});
+    EXPECT_THAT(workspace.opened, ElementsAre("http://127.0.0.1:8080/help"));
+    EXPECT_EQ(windows.made, 1);
+}
+
+TEST_F(MainWindowTest, opensNothingElsewhereWhileNoServerOfOursAnswers) {
+    showServer();
+    controller.setServerAnswers(false);
+    EXPECT_EQ(windows.window->decideNavigationPolicy({.url = "mailto:ann@elsewhere.org"}),
+              platform::NavigationPolicy::cancel);
+    windows.window->onNewWindowRequest({.url = "https://elsewhere.org/"});
+    EXPECT_THAT(workspace.opened, IsEmpty());
 }
 
 } // namespace

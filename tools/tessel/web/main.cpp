@@ -39,7 +39,8 @@ class WebProgram final : public platform::ApplicationDelegate {
         native_.application().setActivationPolicy(platform::ActivationPolicy::regular);
         native_.menuBar().setMainMenu(tessel::MainMenu::build(config_.windowTitle, {}));
         window_ = tessel::WebAppWindow::create(
-            {native_.application(), native_.webWindows(), native_.workspace(), native_.clock()},
+            {native_.application(), native_.webWindows(), native_.workspace(), native_.clock(),
+             native_.log()},
             config_,
             [this](const std::string& token, const tessel::Url& origin) {
                 printLinked(token, origin);

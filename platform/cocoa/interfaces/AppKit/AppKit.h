@@ -110,6 +110,10 @@ typedef NSString* NSWindowFrameAutosaveName __attribute__((swift_newtype(struct)
 @end
 
 @interface NSSavePanel : NSPanel
++ (NSSavePanel*)savePanel;
+@property(nullable, readonly, copy) NSURL* URL;
+@property(nullable, copy) NSURL* directoryURL API_AVAILABLE(macos(10.6));
+@property(copy) NSString* nameFieldStringValue API_AVAILABLE(macos(10.6));
 - (void)beginSheetModalForWindow:(NSWindow*)window
                completionHandler:(void (^)(NSModalResponse result))handler;
 @end
@@ -125,6 +129,13 @@ typedef NSString* NSWindowFrameAutosaveName __attribute__((swift_newtype(struct)
 @interface NSControl : NSView
 @end
 
+@interface NSProgressIndicator : NSView
+- (instancetype)initWithFrame:(NSRect)frameRect;
+@property(getter=isIndeterminate) BOOL indeterminate;
+@property double doubleValue;
+@property double maxValue;
+@end
+
 @interface NSButton : NSControl
 @property(copy) NSString* title;
 @property(nullable, strong) NSImage* image;
@@ -136,6 +147,7 @@ typedef NSString* NSWindowFrameAutosaveName __attribute__((swift_newtype(struct)
 @property(copy) NSString* informativeText;
 @property(readonly, copy) NSArray<NSButton*>* buttons;
 @property(readonly, strong) NSWindow* window;
+@property(nullable, strong) NSView* accessoryView API_AVAILABLE(macos(10.5));
 - (NSModalResponse)runModal;
 - (NSButton*)addButtonWithTitle:(NSString*)title;
 - (void)beginSheetModalForWindow:(NSWindow*)sheetWindow

@@ -71,6 +71,11 @@ enum : NSStringEncoding {
                               encoding:(NSStringEncoding)encoding;
 - (BOOL)isEqualToString:(NSString*)aString;
 - (NSUInteger)lengthOfBytesUsingEncoding:(NSStringEncoding)enc;
+@property(readonly) NSUInteger length;
+@property(readonly, copy) NSString* lowercaseString;
+@property(readonly, copy) NSString* lastPathComponent;
+- (BOOL)hasPrefix:(NSString*)str;
+- (NSString*)stringByAppendingString:(NSString*)aString;
 @end
 
 @interface NSObject (NSKeyValueCoding)
@@ -125,6 +130,10 @@ enum : NSStringEncoding {
 @property(readonly) const char* fileSystemRepresentation NS_RETURNS_INNER_POINTER
     API_AVAILABLE(macos(10.9));
 @property(nullable, readonly, copy) NSString* pathExtension API_AVAILABLE(macos(10.6));
+@property(nullable, readonly, copy) NSString* path;
+@property(nullable, readonly, copy) NSString* lastPathComponent API_AVAILABLE(macos(10.6));
+- (nullable NSURL*)URLByAppendingPathComponent:(NSString*)pathComponent
+    API_AVAILABLE(macos(10.6));
 - (nullable NSURL*)URLByAppendingPathComponent:(NSString*)pathComponent
                                    isDirectory:(BOOL)isDirectory API_AVAILABLE(macos(10.7));
 @end
@@ -138,6 +147,13 @@ typedef NS_ENUM(NSUInteger, NSURLRequestCachePolicy){
                    cachePolicy:(NSURLRequestCachePolicy)cachePolicy
                timeoutInterval:(NSTimeInterval)timeoutInterval;
 @property(nullable, readonly, copy) NSURL* URL;
+@end
+
+@interface NSURLResponse : NSObject <NSCopying>
+@end
+
+@interface NSHTTPURLResponse : NSURLResponse
+- (nullable NSString*)valueForHTTPHeaderField:(NSString*)field API_AVAILABLE(macos(10.15));
 @end
 
 typedef NSString* NSHTTPCookiePropertyKey __attribute__((swift_newtype(struct)));
@@ -180,6 +196,11 @@ API_AVAILABLE(macos(10.2))
 
 typedef NS_ENUM(NSUInteger, NSSearchPathDirectory){
     NSApplicationSupportDirectory = 14,
+    NSDownloadsDirectory API_AVAILABLE(macos(10.5)) = 15,
+    NSItemReplacementDirectory API_AVAILABLE(macos(10.6)) = 99,
+};
+typedef NS_OPTIONS(NSUInteger, NSFileManagerItemReplacementOptions){
+    NSFileManagerItemReplacementUsingNewMetadataOnly API_AVAILABLE(macos(10.6)) = 1UL << 0,
 };
 typedef NS_OPTIONS(NSUInteger, NSSearchPathDomainMask){
     NSUserDomainMask = 1,
@@ -197,6 +218,31 @@ FOUNDATION_EXPORT NSString* NSHomeDirectory(void);
                             create:(BOOL)shouldCreate
                              error:(NSError* _Nullable* _Nullable)error
     API_AVAILABLE(macos(10.6));
+- (BOOL)fileExistsAtPath:(NSString*)path;
+- (BOOL)moveItemAtURL:(NSURL*)srcURL
+                toURL:(NSURL*)dstURL
+                error:(NSError* _Nullable* _Nullable)error API_AVAILABLE(macos(10.6));
+- (BOOL)removeItemAtURL:(NSURL*)URL
+                  error:(NSError* _Nullable* _Nullable)error API_AVAILABLE(macos(10.6));
+- (BOOL)replaceItemAtURL:(NSURL*)originalItemURL
+           withItemAtURL:(NSURL*)newItemURL
+          backupItemName:(nullable NSString*)backupItemName
+                 options:(NSFileManagerItemReplacementOptions)options
+        resultingItemURL:(NSURL* _Nullable* _Nullable)resultingURL
+                   error:(NSError* _Nullable* _Nullable)error API_AVAILABLE(macos(10.6));
+@end
+
+API_AVAILABLE(macos(10.9))
+@interface NSProgress : NSObject
+@property(readonly) double fractionCompleted;
+@end
+
+@interface NSTimer : NSObject
++ (NSTimer*)scheduledTimerWithTimeInterval:(NSTimeInterval)interval
+                                   repeats:(BOOL)repeats
+                                     block:(void (^)(NSTimer* timer))block
+    API_AVAILABLE(macos(10.12));
+- (void)invalidate;
 @end
 
 @interface NSHost : NSObject

@@ -6,7 +6,7 @@
 
 NS_ASSUME_NONNULL_BEGIN
 
-@class WKFrameInfo, WKOpenPanelParameters, WKUserContentController, WKWebView, WKWindowFeatures;
+@class NSData, WKOpenPanelParameters, WKUserContentController, WKWebView, WKWindowFeatures;
 
 API_AVAILABLE(macos(10.10))
 @interface WKNavigation : NSObject
@@ -22,7 +22,15 @@ typedef NS_ENUM(NSInteger, WKNavigationType){
 } API_AVAILABLE(macos(10.10));
 
 API_AVAILABLE(macos(10.10))
+@interface WKFrameInfo : NSObject <NSCopying>
+@property(nonatomic, readonly, getter=isMainFrame) BOOL mainFrame;
+@end
+
+API_AVAILABLE(macos(10.10))
 @interface WKNavigationAction : NSObject
+@property(nullable, nonatomic, readonly, copy) WKFrameInfo* targetFrame;
+@property(nonatomic, readonly) NSInteger buttonNumber API_AVAILABLE(macos(10.12));
+@property(nonatomic, readonly) BOOL shouldPerformDownload API_AVAILABLE(macos(11.3));
 @property(nonatomic, readonly) WKNavigationType navigationType;
 @property(nonatomic, readonly, copy) NSURLRequest* request;
 @end
@@ -30,7 +38,44 @@ API_AVAILABLE(macos(10.10))
 typedef NS_ENUM(NSInteger, WKNavigationActionPolicy){
     WKNavigationActionPolicyCancel = 0,
     WKNavigationActionPolicyAllow = 1,
+    WKNavigationActionPolicyDownload API_AVAILABLE(macos(11.3)) = 2,
 } API_AVAILABLE(macos(10.10));
+
+API_AVAILABLE(macos(10.10))
+@interface WKNavigationResponse : NSObject
+@property(nonatomic, readonly, getter=isForMainFrame) BOOL forMainFrame;
+@property(nonatomic, readonly, copy) NSURLResponse* response;
+@property(nonatomic, readonly) BOOL canShowMIMEType;
+@end
+
+typedef NS_ENUM(NSInteger, WKNavigationResponsePolicy){
+    WKNavigationResponsePolicyCancel = 0,
+    WKNavigationResponsePolicyAllow = 1,
+    WKNavigationResponsePolicyDownload API_AVAILABLE(macos(11.3)) = 2,
+} API_AVAILABLE(macos(10.10));
+
+@protocol WKDownloadDelegate;
+
+API_AVAILABLE(macos(11.3))
+@interface WKDownload : NSObject
+@property(nullable, nonatomic, weak) id<WKDownloadDelegate> delegate;
+@property(readonly) NSProgress* progress;
+- (void)cancel:(nullable void (^)(NSData* _Nullable resumeData))completionHandler;
+@end
+
+API_AVAILABLE(macos(11.3))
+@protocol WKDownloadDelegate <NSObject>
+@required
+- (void)download:(WKDownload*)download
+    decideDestinationUsingResponse:(NSURLResponse*)response
+                 suggestedFilename:(NSString*)suggestedFilename
+                 completionHandler:(void (^)(NSURL* _Nullable destination))completionHandler;
+@optional
+- (void)downloadDidFinish:(WKDownload*)download;
+- (void)download:(WKDownload*)download
+    didFailWithError:(NSError*)error
+          resumeData:(nullable NSData*)resumeData;
+@end
 
 API_AVAILABLE(macos(10.13))
 @interface WKHTTPCookieStore : NSObject
@@ -114,6 +159,15 @@ API_AVAILABLE(macos(10.12))
 - (void)webView:(WKWebView*)webView
     decidePolicyForNavigationAction:(WKNavigationAction*)navigationAction
                     decisionHandler:(void (^)(WKNavigationActionPolicy))decisionHandler;
+- (void)webView:(WKWebView*)webView
+    decidePolicyForNavigationResponse:(WKNavigationResponse*)navigationResponse
+                      decisionHandler:(void (^)(WKNavigationResponsePolicy))decisionHandler;
+- (void)webView:(WKWebView*)webView
+     navigationAction:(WKNavigationAction*)navigationAction
+    didBecomeDownload:(WKDownload*)download API_AVAILABLE(macos(11.3));
+- (void)webView:(WKWebView*)webView
+    navigationResponse:(WKNavigationResponse*)navigationResponse
+     didBecomeDownload:(WKDownload*)download API_AVAILABLE(macos(11.3));
 - (void)webView:(WKWebView*)webView
     didFinishNavigation:(null_unspecified WKNavigation*)navigation;
 - (void)webViewWebContentProcessDidTerminate:(WKWebView*)webView API_AVAILABLE(macos(10.11));

@@ -1,0 +1,182 @@
+#include "platform/cocoa/PageDownload.h"
+
+#include "platform/DownloadName.h"
+#include "platform/cocoa/Text.h"
+
+namespace {
+
+constexpr NSTimeInterval progressInterval = 0.5; // seconds
+constexpr CGFloat barWidth = 260;
+constexpr CGFloat barHeight = 20;
+
+// The one that is under way, which nothing else keeps.
+ZorvanePageDownload* current = nil;
+
+} // namespace
+
+@implementation ZorvanePageDownload {
+    WKDownload* _download;
+    __weak NSWindow* _window;
+    NSURL* _folder; // the system's, for this download alone
+    NSURL* _part;
+    NSURL* _target;
+    NSAlert* _panel;
+    NSProgressIndicator* _bar;
+    NSTimer* _timer;
+    BOOL _cancelled;
+}
+
++ (void)takeDownload:(WKDownload*)download inWindow:(NSWindow*)window {
+    if (current != nil || window == nil) {
+        [download cancel:nil];
+        return;
+    }
+    current = [[ZorvanePageDownload alloc] init];
+    current->_download = download;
+    current->_window = window;
+    download.delegate = current;
+}
+
+- (void)download:(WKDownload*)__unused download
+    decideDestinationUsingResponse:(NSURLResponse*)__unused response
+                 suggestedFilename:(NSString*)suggestedFilename
+                 completionHandler:(void (^)(NSURL* destination))completionHandler {
+    NSWindow* const window = _window;
+    if (window == nil) {
+        completionHandler(nil);
+        [self end];
+        return;
+    }
+    NSSavePanel* const panel = [NSSavePanel savePanel];
+    const auto name = platform::cocoa::fromFoundation(suggestedFilename).value_or("");
+    panel.nameFieldStringValue = platform::cocoa::toFoundation(platform::downloadName(name));
+    panel.directoryURL = [[NSFileManager defaultManager] URLForDirectory:NSDownloadsDirectory
+                                                                inDomain:NSUserDomainMask
+                                                       appropriateForURL:nil
+                                                                  create:NO
+                                                                   error:nil];
+    panel.preventsApplicationTerminationWhenModal = NO;
+    [panel beginSheetModalForWindow:window
+                  completionHandler:^(NSModalResponse answer) {
+                    NSURL* const part = answer == NSModalResponseOK ? [self partOf:panel.URL] : nil;
+                    completionHandler(part);
+                    if (part == nil) {
+                        [self end];
+                    } else {
+                        [self showProgress];
+                    }
+                  }];
+}
+
+// On the volume of the file that it becomes; nil when there can be none.
+- (NSURL*)partOf:(NSURL*)target {
+    _target = target;
+    _folder = [[NSFileManager defaultManager] URLForDirectory:NSItemReplacementDirectory
+                                                     inDomain:NSUserDomainMask
+                                            appropriateForURL:target
+                                                       create:YES
+                                                        error:nil];
+    _part = [_folder URLByAppendingPathComponent:@"part"];
+    return _part;
+}
+
+- (void)showProgress {
+    NSWindow* const window = _window;
+    if (window == nil) {
+        return;
+    }
+    _panel = [[NSAlert alloc] init];
+    _panel.messageText = [@"Saving " stringByAppendingString:_target.lastPathComponent];
+    [_panel addButtonWithTitle:@"Cancel"];
+    _bar = [[NSProgressIndicator alloc] initWithFrame:NSMakeRect(0, 0, barWidth, barHeight)];
+    _bar.indeterminate = NO;
+    _bar.maxValue = 1;
+    _panel.accessoryView = _bar;
+    _panel.window.preventsApplicationTerminationWhenModal = NO;
+    __weak ZorvanePageDownload* const weakSelf = self;
+    _timer = [NSTimer scheduledTimerWithTimeInterval:progressInterval
+                                             repeats:YES
+                                               block:^(NSTimer*) {
+                                                 [weakSelf progressed];
+                                               }];
+    [_panel beginSheetModalForWindow:window
+                   completionHandler:^(NSModalResponse answer) {
+                     if (answer == NSAlertFirstButtonReturn) {
+                         [weakSelf cancel];
+                     }
+                   }];
+}
+
+- (void)progressed {
+    _bar.doubleValue = _download.progress.fractionCompleted;
+}
+
+- (void)cancel {
+    _cancelled = YES;
+    [_download cancel:^(NSData*) {
+      [self end];
+    }];
+}
+
+- (void)downloadDidFinish:(WKDownload*)__unused download {
+    NSFileManager* const files = [NSFileManager defaultManager];
+    NSError* error = nil;
+    // The panel has asked whether what is there may go.
+    const BOOL placed =
+        _cancelled || ([files fileExistsAtPath:_target.path] ? [files replaceItemAtURL:_target
+                                                                         withItemAtURL:_part
+                                                                        backupItemName:nil
+                                                                               options:0
+                                                                      resultingItemURL:nil
+                                                                                 error:&error]
+                                                             : [files moveItemAtURL:_part
+                                                                              toURL:_target
+                                                                              error:&error]);
+    [self end];
+    if (!placed) {
+        [self tell:error];
+    }
+}
+
+- (void)download:(WKDownload*)__unused download
+    didFailWithError:(NSError*)error
+          resumeData:(NSData*)__unused resumeData {
+    const BOOL tells = !_cancelled && _target != nil;
+    [self end];
+    if (tells) {
+        [self tell:error];
+    }
+}
+
+- (void)tell:(NSError*)error {
+    NSWindow* const window = _window;
+    if (window == nil) {
+        return;
+    }
+    NSAlert* const alert = [[NSAlert alloc] init];
+    alert.messageText = [_target.lastPathComponent stringByAppendingString:@" could not be saved."];
+    alert.informativeText = error.localizedDescription;
+    alert.window.preventsApplicationTerminationWhenModal = NO;
+    [alert beginSheetModalForWindow:window
+                  completionHandler:^(NSModalResponse){
+                  }];
+}
+
+// Nothing partial stays, whatever the end was.
+- (void)end {
+    [_timer invalidate];
+    if (_panel != nil) {
+        NSAlert* const panel = _panel;
+        _panel = nil;
+        [_window endSheet:panel.window];
+    }
+    if (_folder != nil) {
+        [[NSFileManager defaultManager] removeItemAtURL:_folder error:nil];
+        _folder = nil;
+    }
+    if (current == self) {
+        current = nil;
+    }
+}
+
+@end

@@ -1,0 +1,32 @@
+// Ends a page's process that takes too much memory. The engine's own limit is looked after by the
+// very thread that runs the page's scripts, so a script that never pauses is beyond it: every two
+// seconds this looks at the web processes below this program from outside. Main thread only.
+#pragma once
+
+#include <glib.h>
+#include <sys/types.h>
+
+namespace platform::gtk {
+
+inline constexpr guint pageMemoryLimit = 2048; // MiB
+
+// Every page's process below this program, at once.
+void killPages();
+
+// The engine's process that speaks over the network; 0: there is none.
+[[nodiscard]] pid_t networkProcess();
+
+class PageMemory {
+  public:
+    PageMemory();
+    ~PageMemory();
+    PageMemory(const PageMemory&) = delete;
+    PageMemory& operator=(const PageMemory&) = delete;
+
+  private:
+    static gboolean onLook(gpointer self);
+
+    guint timer_;
+};
+
+} // namespace platform::gtk

@@ -1,0 +1,133 @@
+// Pages that hang, take all memory, ask without end, or lead elsewhere without end: the
+// application's menu answers, it ends in time, and nothing is left.
+#include "tests/desktop/PageTest.h"
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <set>
+
+namespace desktop {
+namespace {
+
+class HostilePage : public PageTest {
+  protected:
+    // The script begins once the server knows that it does.
+    static std::string page(const std::string& script) {
+        return fmt::format("<body>hostile<script>onload = () => fetch('/report?begun')"
+                           ".then(() => {{ {} }});</script>",
+                           script);
+    }
+    // Whether addresses come to the handler one a second, however many the page leads to, and no
+    // process of the engine is made for them.
+    void leadsElsewhereOnceASecond() {
+        std::set<pid_t> engines;
+        const auto begin = std::chrono::steady_clock::now();
+        ASSERT_TRUE(eventually([&] {
+            for (const Process& process : processesNamed("WebKitWebProcess")) {
+                engines.insert(process.pid);
+            }
+            return handled().size() >= 3;
+        })) << application->standardError();
+        const auto passed = std::chrono::steady_clock::now() - begin;
+        EXPECT_LE(
+            handled().size(),
+            static_cast<std::size_t>(std::chrono::ceil<std::chrono::seconds>(passed).count()) + 2);
+        EXPECT_LE(engines.size(), 2U);
+        EXPECT_EQ(logged("leads elsewhere more than once a second"), 1U);
+    }
+};
+
+TEST_F(HostilePage, thatHangsHoldsUpNothing) {
+    launchWithPage(page("for (;;);"));
+    ASSERT_TRUE(reports("begun"));
+    EXPECT_TRUE(menuAnswersAtOnce());
+    quit();
+}
+
+TEST_F(HostilePage, thatTakesAllMemoryIsEnded) {
+    launchWithPage(page("const all = []; for (;;) {"
+                        " try { all.push(new Uint8Array(1 << 26).fill(1)); } catch (e) {}"
+                        " const until = performance.now() + 100; while (performance.now() < until);"
+                        "}"));
+    ASSERT_TRUE(reports("begun"));
+    const auto before = processesNamed("WebKitWebProcess");
+    ASSERT_FALSE(before.empty());
+    EXPECT_TRUE(menuAnswersAtOnce());
+    EXPECT_TRUE(eventually([&] {
+        const auto now = processesNamed("WebKitWebProcess");
+        return now.empty() || now.front().pid != before.front().pid;
+    }));
+    EXPECT_TRUE(menuAnswersAtOnce());
+    quit();
+}
+
+TEST_F(HostilePage, thatShowsAlertsWithoutEndIsNotHeardAnyMore) {
+    launchWithPage(page("for (let n = 0; n < 5000; ++n) alert(n);"
+                        "fetch('/report?silent').then(() => { for (;;) alert('again'); });"));
+    ASSERT_TRUE(reports("begun"));
+    EXPECT_TRUE(menuAnswersAtOnce());
+    EXPECT_TRUE(eventually([&] {
+        session.focus(window().value_or(""));
+        session.pressKey("Return");
+        return eventually([&] { return hasReported("silent"); }, std::chrono::milliseconds(100));
+    }));
+    EXPECT_TRUE(menuAnswersAtOnce());
+    quit();
+}
+
+TEST_F(HostilePage, thatOpensWindowsWithoutEndOpensOnePageASecond) {
+    handleScheme("http");
+    launchWithPage(page("setInterval(() => { for (let n = 0; n < 20; ++n)"
+                        " window.open('http://elsewhere.invalid/' + n); }, 10);"));
+    ASSERT_TRUE(reports("begun"));
+    EXPECT_TRUE(menuAnswersAtOnce());
+    leadsElsewhereOnceASecond();
+    quit();
+}
+
+class HostileScheme : public HostilePage, public ::testing::WithParamInterface<const char*> {};
+
+TEST_P(HostileScheme, withoutEndIsOpenedOnceASecond) {
+    handleScheme(GetParam());
+    launchWithPage(
+        page(fmt::format("setInterval(() => {{ location = '{}:someone'; }}, 5);", GetParam())));
+    ASSERT_TRUE(reports("begun"));
+    EXPECT_TRUE(menuAnswersAtOnce());
+    leadsElsewhereOnceASecond();
+    quit();
+}
+
+INSTANTIATE_TEST_SUITE_P(Every, HostileScheme, ::testing::Values("mailto", "x-unknown"),
+                         [](const auto& test) {
+                             std::string name = test.param;
+                             std::erase(name, '-');
+                             return name;
+                         });
+
+TEST_F(HostilePage, thatLeadsToAnotherHostGoesToTheBrowserAndTheWindowKeepsItsPage) {
+    handleScheme("http");
+    launchWithPage("<body><a href='http://elsewhere.invalid/link' "
+                   "style='position:fixed;inset:0'>go</a><script>fetch('/report?begun')</script>");
+    ASSERT_TRUE(reports("begun"));
+    const std::string shown = window().value_or("");
+    session.focus(shown);
+    const WindowGeometry area = session.geometry(shown);
+    EXPECT_TRUE(eventually([&] {
+        session.click(shown, area.width / 2, area.height / 2);
+        return eventually([&] { return !handled().empty(); }, std::chrono::seconds(2));
+    }));
+    EXPECT_THAT(handled(), ::testing::Contains("http://elsewhere.invalid/link"));
+    quit();
+}
+
+TEST_F(HostilePage, thatPrintsHoldsUpNoQuit) {
+    launchWithPage(page("print();"));
+    ASSERT_TRUE(eventually([&] { return session.visibleWindow("Print").has_value(); }));
+    EXPECT_TRUE(menuAnswersAtOnce());
+    quit();
+}
+
+} // namespace
+} // namespace desktop
