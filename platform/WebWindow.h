@@ -116,6 +116,8 @@ class WebWindow {
     virtual void loadHtml(std::string_view html) = 0;
     // The protocol's default cache policy; the load is given up after `timeout` without a reply.
     virtual void loadUrl(const std::string& url, std::chrono::seconds timeout) = 0;
+    // The page that is shown, once more; after the end of its web process, the one that was.
+    virtual void reload() = 0;
 
     // Whether pages may send anything over the network, until the next call; at first they may. The
     // page that is displayed stays as it is; what it asks for meanwhile fails, and so does a load.

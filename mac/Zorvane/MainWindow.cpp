@@ -139,7 +139,7 @@ void MainWindowController::webProcessTerminated() {
     if (deaths_.size() >= deathsPerMinute) {
         giveUp();
     } else if (loadedURL_ && serverAnswers_) {
-        load(ostra::Url(*loadedURL_));
+        window_->reload();
     } else {
         showStartingPage();
     }

@@ -35,6 +35,7 @@ class CocoaWebWindow final : public WebWindow {
     void loadHtml(std::string_view html) override;
     // Text that is no URL loads nothing.
     void loadUrl(const std::string& url, std::chrono::seconds timeout) override;
+    void reload() override;
     void setNetworkAllowed(bool allowed) override;
 
   private:
@@ -45,6 +46,7 @@ class CocoaWebWindow final : public WebWindow {
     NSWindow* window_;
     WKWebView* view_;
     ZorvaneWebWindowDelegate* observer_;
+    NSURLRequest* request_; // the last one; nil for a page given as text
     std::vector<std::string> handlerNames_;
     bool networkAllowed_ = true;
     bool compiling_ = false;

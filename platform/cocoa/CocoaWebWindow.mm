@@ -154,6 +154,7 @@ void CocoaWebWindow::setCookie(const WebCookie& cookie, std::function<void()> co
 }
 
 void CocoaWebWindow::loadHtml(std::string_view html) {
+    request_ = nil;
     [view_ loadHTMLString:toFoundation(html) baseURL:nil];
 }
 
@@ -163,9 +164,17 @@ void CocoaWebWindow::loadUrl(const std::string& url, std::chrono::seconds timeou
     if (address == nil) {
         return;
     }
-    [view_ loadRequest:[NSURLRequest requestWithURL:address
-                                        cachePolicy:NSURLRequestUseProtocolCachePolicy
-                                    timeoutInterval:static_cast<double>(timeout.count())]];
+    request_ = [NSURLRequest requestWithURL:address
+                                cachePolicy:NSURLRequestUseProtocolCachePolicy
+                            timeoutInterval:static_cast<double>(timeout.count())];
+    [view_ loadRequest:request_];
+}
+
+// A view whose first page never came has nothing to load again.
+void CocoaWebWindow::reload() {
+    if ([view_ reload] == nil && request_ != nil) {
+        [view_ loadRequest:request_];
+    }
 }
 
 void CocoaWebWindow::setNetworkAllowed(bool allowed) {

@@ -38,6 +38,7 @@ class RemoteWebWindow final : public WebWindow {
     void setCookie(const WebCookie& cookie, std::function<void()> completion) override;
     void loadHtml(std::string_view html) override;
     void loadUrl(const std::string& url, std::chrono::seconds timeout) override;
+    void reload() override { load(); }
     void setNetworkAllowed(bool allowed) override;
 
     // What the window program said.

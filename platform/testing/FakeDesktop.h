@@ -63,6 +63,7 @@ class FakeWebWindow final : public WebWindow {
     void setCookie(const WebCookie& given, std::function<void()> completion) override;
     void loadHtml(std::string_view html) override;
     void loadUrl(const std::string& url, std::chrono::seconds timeout) override;
+    void reload() override { events_.emplace_back("reload"); }
     void setNetworkAllowed(bool allowed) override { networkAllowed = allowed; }
 
     // The user clicks the close button.

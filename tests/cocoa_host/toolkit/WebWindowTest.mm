@@ -230,6 +230,19 @@ TEST_F(CocoaWebWindowTest, reportsTheEndOfItsWebProcess) {
     EXPECT_EQ(ends, 1);
 }
 
+TEST_F(CocoaWebWindowTest, loadsThePageAgainOrAsksForItAgainWhenNoneCame) {
+    int loads = 0;
+    window->onDidFinishNavigation = [&](const std::string& /*title*/) { ++loads; };
+    window->loadUrl("https://a.example/", std::chrono::seconds(7));
+    window->reload();
+    EXPECT_EQ(view().hostReloads, 0U);
+    EXPECT_EQ(view().hostRequests.count, 2U);
+    ASSERT_TRUE(turnUntil([&] { return loads == 2; }));
+    window->reload();
+    EXPECT_EQ(view().hostReloads, 1U);
+    EXPECT_EQ(view().hostRequests.count, 2U);
+}
+
 TEST_F(CocoaWebWindowTest, reportsEveryLoadWithItsTitle) {
     std::vector<std::string> titles;
     window->onDidFinishNavigation = [&](const std::string& title) { titles.push_back(title); };

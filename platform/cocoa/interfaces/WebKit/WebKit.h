@@ -211,6 +211,7 @@ API_AVAILABLE(macos(10.10))
     API_AVAILABLE(macos(11.0));
 @property(nonatomic, getter=isInspectable) BOOL inspectable API_AVAILABLE(macos(13.3));
 - (nullable WKNavigation*)loadRequest:(NSURLRequest*)request;
+- (nullable WKNavigation*)reload;
 - (nullable WKNavigation*)loadHTMLString:(NSString*)string baseURL:(nullable NSURL*)baseURL;
 @end
 

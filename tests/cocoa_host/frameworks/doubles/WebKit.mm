@@ -217,6 +217,8 @@ static __weak WKWebView* latestView;
     NSMutableArray<NSURLRequest*>* _requests;
     NSMutableArray<NSString*>* _pages;
     id _title;
+    NSString* _url; // of the page that came
+    NSUInteger _reloads;
 }
 @synthesize navigationDelegate = _navigationDelegate;
 @synthesize UIDelegate = _UIDelegate;
@@ -250,6 +252,7 @@ static __weak WKWebView* latestView;
     cocoa_host::postToMainQueue([weakSelf, url, title] {
         WKWebView* const view = weakSelf;
         if (view != nil && [view hostNavigateTo:url type:otherNavigation]) {
+            view->_url = url;
             [view hostFinishWithTitle:title];
         }
     });
@@ -258,6 +261,17 @@ static __weak WKWebView* latestView;
     [_requests addObject:request];
     [self load:request.URL.absoluteString title:@"a loaded page"];
     return [[WKNavigation alloc] init];
+}
+- (WKNavigation*)reload {
+    if (_url == nil) {
+        return nil;
+    }
+    ++_reloads;
+    [self load:_url title:@"a loaded page"];
+    return [[WKNavigation alloc] init];
+}
+- (NSUInteger)hostReloads {
+    return _reloads;
 }
 - (WKNavigation*)loadHTMLString:(NSString*)page baseURL:(NSURL*)__unused base {
     [_pages addObject:page];

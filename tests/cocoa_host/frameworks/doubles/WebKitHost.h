@@ -12,6 +12,7 @@
 @property (class, readonly, nullable) WKWebView* hostLatest;
 @property (nonatomic, readonly, nonnull) NSArray<NSURLRequest*>* hostRequests;
 @property (nonatomic, readonly, nonnull) NSArray<NSString*>* hostPages;
+@property (nonatomic, readonly) NSUInteger hostReloads;
 
 // Whether the delegate allowed it.
 - (BOOL)hostNavigateTo:(nullable NSString*)url type:(WKNavigationType)type;
