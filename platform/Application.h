@@ -37,9 +37,9 @@ class Application {
   public:
     virtual ~Application() = default;
 
-    // Runs the main loop until a termination was granted. Returns the process's exit status.
-    // The delegate is not owned and outlives the call. When another instance of this user is
-    // running already, that one is asked to reopen and the call returns 0 without any callback.
+    // Runs the main loop until a termination was granted; returns the exit status. The delegate is
+    // not owned and outlives the call. It is not called when another instance of this user runs
+    // already: that one is asked to reopen (0), or, where nobody here would see it, named (1).
     virtual int run(ApplicationDelegate& delegate) = 0;
     // For a launch that is to take the place of a running instance (an update's): tells that one
     // that everything is done which could go wrong, and blocks until it has ended. False: it stays,

@@ -114,6 +114,7 @@ std::optional<int> CocoaApplication::exitStatusOfASecondInstance() {
     case posix::InstanceLock::Outcome::handedOver:
         log_->write("another instance is running and has been asked to show itself");
         return 0;
+    case posix::InstanceLock::Outcome::elsewhere: // not said to an instance without a place
     case posix::InstanceLock::Outcome::unreachable:
         log_->write("another instance is running, but does not answer");
         return 1;

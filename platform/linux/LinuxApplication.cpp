@@ -80,7 +80,7 @@ LinuxApplication::LinuxApplication(std::string applicationId,
     , predecessor_(std::move(predecessor))
     , windows_(windows)
     , log_(log)
-    , instance_(privateFolder)
+    , instance_(privateFolder, here(environment))
     , bus_(applicationId_, log) {
     windows_.onDisplayGone = [this](bool isFirst) { displayGone(isFirst); };
     windows_.sessionIsOver = [this] { return bus_.isGone(); };
@@ -140,17 +140,28 @@ bool LinuxApplication::claimTheInstance(int& exitStatus) {
     switch (instance_.claim(launchToken(environment_), handOverPatience)) {
     case InstanceLock::Outcome::handedOver:
         return false;
+    case InstanceLock::Outcome::elsewhere:
+        log_.write(fmt::format("{} is running already ({}) and cannot show itself here ({})",
+                               applicationId_, describe(*instance_.holder()),
+                               describeDisplay(here(environment_))));
+        exitStatus = 1;
+        return false;
     case InstanceLock::Outcome::unreachable:
-        log_.write("another instance is running, but does not answer");
+        log_.write(fmt::format("{} is running already ({}), but does not answer", applicationId_,
+                               instance_.holder() ? describe(*instance_.holder())
+                                                  : std::string("it is not known where")));
         exitStatus = 1;
         return false;
     case InstanceLock::Outcome::unavailable:
         break; // the session bus still keeps a second instance away
     case InstanceLock::Outcome::held:
-        instance_.listen([this](std::string token) {
-            activationToken_ = looksLikeToken(token) ? std::move(token) : std::string();
-            reopen();
-        });
+        instance_.listen({.reopen =
+                              [this](std::string token) {
+                                  activationToken_ =
+                                      looksLikeToken(token) ? std::move(token) : std::string();
+                                  reopen();
+                              },
+                          .stays = [this] { return staysDisplaced(); }});
     }
     if (instance_.failure()) {
         log_.write(*instance_.failure());
@@ -210,9 +221,8 @@ void LinuxApplication::joinSession() {
         logind_.emplace(valueOf(environment_, "XDG_SESSION_ID"), [this] { sessionEnds(); });
     }
     if (bus_.connection() != nullptr) {
-        const auto startupId = environment_.find("DESKTOP_AUTOSTART_ID");
         session_.emplace(bus_.connection(), applicationId_,
-                         startupId == environment_.end() ? std::string() : startupId->second,
+                         valueOf(environment_, "DESKTOP_AUTOSTART_ID"),
                          SessionManagerClient::Answers{.mayEnd = [this] { return sessionMayEnd(); },
                                                        .ends = [this] { sessionEnds(); }});
     }
@@ -251,6 +261,20 @@ void LinuxApplication::displayGone(bool isFirst) {
         exitStatus_ = 1;
     }
     sessionEnds();
+}
+
+// A user whose display has gone starts the application on another one: it is no good to wait.
+bool LinuxApplication::staysDisplaced() {
+    if (!windows_.isAwaitingDisplay()) {
+        return true;
+    }
+    g_idle_add(onDisplaced, this);
+    return false;
+}
+
+gboolean LinuxApplication::onDisplaced(gpointer self) {
+    static_cast<LinuxApplication*>(self)->sessionEnds();
+    return G_SOURCE_REMOVE;
 }
 
 void LinuxApplication::reopen() {

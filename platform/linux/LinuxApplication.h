@@ -1,6 +1,7 @@
 // The application object on GLib's main loop. One instance per user: per folder of private data by
 // a lock (InstanceLock.h), and per session bus by a unique name (SessionBus.h); either way the
-// second launch asks the first one to reopen, hands over its activation token, and returns 0.
+// second launch asks the first one to reopen, hands over its activation token, and returns 0. One
+// in a session that does not see the first one's display says where that is, and returns 1.
 //
 // What the system says is told to the delegate in these terms:
 //   SIGTERM, SIGINT, SIGHUP                          terminate() with the event 'aevt' 'quit',
@@ -89,6 +90,7 @@ class LinuxApplication final : public Application {
     static gboolean onSignal(gpointer self);
     static gboolean onLaunch(gpointer self);
     static gboolean onModalsOver(gpointer self);
+    static gboolean onDisplaced(gpointer self);
 
     bool becomeTheInstance(int& exitStatus);
     bool claimTheInstance(int& exitStatus);
@@ -97,6 +99,7 @@ class LinuxApplication final : public Application {
     void watchSignals();
     void joinSession();
     void reopen();
+    [[nodiscard]] bool staysDisplaced();
     [[nodiscard]] bool sessionMayEnd();
     void sessionEnds();
     void displayGone(bool isFirst);

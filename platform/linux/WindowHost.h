@@ -95,6 +95,7 @@ class WindowHost {
     void watch();
 
     [[nodiscard]] bool showsAnything() const;
+    [[nodiscard]] bool isAwaitingDisplay() const { return displayTimer_ != 0; }
     void activate(const std::string& token) { tell("Activate", token); }
 
     // The display cannot be opened; `isFirst` when it never was.

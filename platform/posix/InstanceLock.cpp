@@ -28,7 +28,10 @@ using Steady = std::chrono::steady_clock;
 constexpr const char* lockName = "instance.lock";
 constexpr const char* socketName = "instance.socket";
 constexpr std::string_view requestPrefix = "reopen ";
+constexpr std::string_view displacedRequest = "displaced";
 constexpr std::string_view acceptedReply = "accepted";
+constexpr std::string_view staysReply = "stays";
+constexpr std::size_t maxPlaceBytes = 8192;
 constexpr std::size_t maxTokenBytes = 1024;
 constexpr mode_t ownerOnly = 0600;
 constexpr std::chrono::milliseconds retryInterval{50};
@@ -107,8 +110,9 @@ bool InstanceLock::isHeld(const std::filesystem::path& folder) {
     return lock && ::flock(lock.get(), LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
 }
 
-InstanceLock::InstanceLock(std::filesystem::path folder)
-    : folder_(std::move(folder)) {}
+InstanceLock::InstanceLock(std::filesystem::path folder, Place place)
+    : folder_(std::move(folder))
+    , place_(std::move(place)) {}
 
 InstanceLock::~InstanceLock() {
     stopListening();
@@ -143,6 +147,7 @@ InstanceLock::Outcome InstanceLock::claim(const std::string& token,
     const Steady::time_point deadline = Steady::now() + patience;
     for (;;) {
         if (::flock(lock_.get(), LOCK_EX | LOCK_NB) == 0) {
+            sayWhere();
             return Outcome::held;
         }
         if (errno != EWOULDBLOCK && errno != EINTR) {
@@ -153,9 +158,16 @@ InstanceLock::Outcome InstanceLock::claim(const std::string& token,
         if (left <= std::chrono::milliseconds::zero()) {
             return Outcome::unreachable;
         }
-        switch (ask(token, std::min(left, replyPatience))) {
+        findHolder();
+        const bool isSeen = !place_.sees || holder_.empty() || place_.sees(holder_);
+        const std::string request =
+            isSeen ? std::string(requestPrefix) + token.substr(0, maxTokenBytes)
+                   : std::string(displacedRequest);
+        switch (ask(request, std::min(left, replyPatience))) {
         case Reply::accepted:
             return Outcome::handedOver;
+        case Reply::stays:
+            return Outcome::elsewhere;
         case Reply::silent:
             return Outcome::unreachable;
         case Reply::goingAway:
@@ -175,11 +187,24 @@ void InstanceLock::waitForHolder(std::chrono::milliseconds patience) {
     lock_.reset(); // claim() decides anew
 }
 
-InstanceLock::Reply InstanceLock::ask(const std::string& token,
+// Others may read it while it is written, and then know nothing of this instance.
+void InstanceLock::sayWhere() const {
+    const std::string_view text = std::string_view(place_.text).substr(0, maxPlaceBytes);
+    if (::ftruncate(lock_.get(), 0) == 0) {
+        [[maybe_unused]] const auto size = ::pwrite(lock_.get(), text.data(), text.size(), 0);
+    }
+}
+
+void InstanceLock::findHolder() {
+    std::array<char, maxPlaceBytes> buffer{};
+    const ssize_t size = ::pread(lock_.get(), buffer.data(), buffer.size(), 0);
+    holder_.assign(buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
+}
+
+InstanceLock::Reply InstanceLock::ask(const std::string& request,
                                       std::chrono::milliseconds patience) {
     const UniqueFd connection = makeSocket();
     const auto address = localSocketAddress(folderDescriptor_.get(), folder_, socketName);
-    const std::string request = std::string(requestPrefix) + token.substr(0, maxTokenBytes);
     // EAGAIN, a full backlog, is a busy holder and not an absent one; asking again serves both.
     if (!connection || !address ||
         ::connect(connection.get(), generic(*address), sizeof *address) != 0 ||
@@ -189,11 +214,13 @@ InstanceLock::Reply InstanceLock::ask(const std::string& token,
     if (!waitReadable(connection.get(), patience)) {
         return Reply::silent;
     }
-    return receiveAll(connection.get(), replyPatience) == acceptedReply ? Reply::accepted
-                                                                        : Reply::goingAway;
+    const std::string reply = receiveAll(connection.get(), replyPatience);
+    return reply == acceptedReply ? Reply::accepted
+           : reply == staysReply  ? Reply::stays
+                                  : Reply::goingAway;
 }
 
-bool InstanceLock::listen(std::function<void(std::string)> onRequest) {
+bool InstanceLock::listen(std::function<void(std::string)> onRequest, std::function<bool()> stays) {
     // Whoever holds the lock owns the name; what is there now belonged to an instance before.
     ::unlinkat(folderDescriptor_.get(), socketName, 0);
     const auto address = localSocketAddress(folderDescriptor_.get(), folder_, socketName);
@@ -214,6 +241,7 @@ bool InstanceLock::listen(std::function<void(std::string)> onRequest) {
         return false;
     }
     onRequest_ = std::move(onRequest);
+    stays_ = std::move(stays);
     socket_ = std::move(listening);
     return true;
 }
@@ -231,7 +259,11 @@ void InstanceLock::answerOne() {
         return;
     }
     const std::string request = receiveAll(connection.get(), requestPatience);
-    if (request.starts_with(requestPrefix) && sayAll(connection.get(), acceptedReply)) {
+    if (request == displacedRequest) {
+        if (!stays_ || stays_()) {
+            sayAll(connection.get(), staysReply);
+        }
+    } else if (request.starts_with(requestPrefix) && sayAll(connection.get(), acceptedReply)) {
         // A copy: the request may end the application and with it this object.
         const auto handler = onRequest_;
         handler(request.substr(requestPrefix.size()));

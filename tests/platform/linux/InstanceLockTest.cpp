@@ -24,6 +24,7 @@
 namespace {
 
 using platform::desktop::InstanceLock;
+using platform::desktop::InstancePlace;
 using Outcome = InstanceLock::Outcome;
 using std::chrono::milliseconds;
 
@@ -40,11 +41,12 @@ class InstanceLockTest : public ::testing::Test {
     ~InstanceLockTest() override { std::filesystem::remove_all(root); }
 
     // What a second instance is told while the first one's main loop runs.
-    Outcome claimWhileTheHolderRuns(const std::string& token) {
+    Outcome claimWhileTheHolderRuns(const std::string& token, const InstancePlace& place = {}) {
         std::atomic<bool> done = false;
         auto claim = std::async(std::launch::async, [&] {
-            InstanceLock second(folder());
+            InstanceLock second(folder(), place);
             const Outcome outcome = second.claim(token, patience);
+            holder = second.holder();
             done = true;
             g_main_context_wakeup(nullptr);
             return outcome;
@@ -58,7 +60,12 @@ class InstanceLockTest : public ::testing::Test {
     [[nodiscard]] std::filesystem::path folder() const { return root / "home" / "app.id"; }
 
     std::filesystem::path root;
+    std::optional<InstancePlace> holder; // as the second instance knows it
 };
+
+InstancePlace placeAt(const std::string& display) {
+    return {.host = "mars", .process = 12, .x11 = display};
+}
 
 mode_t modeOf(const std::filesystem::path& path) {
     struct stat info{};
@@ -70,18 +77,68 @@ TEST_F(InstanceLockTest, isHeldByTheFirstAndHandedTheRequestOfTheSecond) {
     InstanceLock first(folder());
     ASSERT_EQ(first.claim("", patience), Outcome::held);
     std::vector<std::string> requests;
-    first.listen([&](std::string token) { requests.push_back(std::move(token)); });
+    first.listen({.reopen = [&](std::string token) { requests.push_back(std::move(token)); }});
 
     EXPECT_EQ(claimWhileTheHolderRuns("token-1"), Outcome::handedOver);
     EXPECT_EQ(claimWhileTheHolderRuns(""), Outcome::handedOver);
     EXPECT_EQ(requests, (std::vector<std::string>{"token-1", ""}));
 }
 
+TEST_F(InstanceLockTest, isNotAskedToShowItselfWhereNobodyHereWouldSeeIt) {
+    InstanceLock first(folder(), placeAt(":0"));
+    ASSERT_EQ(first.claim("", patience), Outcome::held);
+    int requests = 0;
+    first.listen({.reopen = [&](const std::string&) { ++requests; }});
+    EXPECT_EQ(claimWhileTheHolderRuns("", placeAt(":1")), Outcome::elsewhere);
+    EXPECT_EQ(holder, placeAt(":0"));
+    EXPECT_EQ(requests, 0);
+    EXPECT_EQ(claimWhileTheHolderRuns("", placeAt(":0")), Outcome::handedOver);
+    EXPECT_EQ(requests, 1);
+}
+
+TEST_F(InstanceLockTest, isWaitedForWhenItIsOfNoUseWhereItIs) {
+    auto first = std::make_unique<InstanceLock>(folder(), placeAt(":0"));
+    ASSERT_EQ(first->claim("", patience), Outcome::held);
+    first->listen({.reopen = [](const std::string&) { FAIL(); },
+                   .stays =
+                       [&] {
+                           g_idle_add(
+                               [](gpointer lock) -> gboolean {
+                                   static_cast<std::unique_ptr<InstanceLock>*>(lock)->reset();
+                                   return G_SOURCE_REMOVE;
+                               },
+                               &first);
+                           return false;
+                       }});
+    EXPECT_EQ(claimWhileTheHolderRuns("", placeAt(":1")), Outcome::held);
+    EXPECT_EQ(first, nullptr);
+}
+
+TEST_F(InstanceLockTest, isAskedWhenItDoesNotSayWhereItIs) {
+    InstanceLock first(folder());
+    ASSERT_EQ(first.claim("", patience), Outcome::held);
+    first.listen({.reopen = [](const std::string&) {}});
+    EXPECT_EQ(claimWhileTheHolderRuns("", placeAt(":1")), Outcome::handedOver);
+    EXPECT_EQ(holder, std::nullopt);
+}
+
+TEST_F(InstanceLockTest, saysNothingOfTheHolderBefore) {
+    {
+        InstanceLock before(folder(), {.host = std::string(300, 'm'), .process = 1, .x11 = ":9"});
+        ASSERT_EQ(before.claim("", patience), Outcome::held);
+    }
+    InstanceLock first(folder(), placeAt(":0"));
+    ASSERT_EQ(first.claim("", patience), Outcome::held);
+    first.listen({.reopen = [](const std::string&) {}});
+    EXPECT_EQ(claimWhileTheHolderRuns("", placeAt(":0")), Outcome::handedOver);
+    EXPECT_EQ(holder, placeAt(":0"));
+}
+
 TEST_F(InstanceLockTest, cutsATokenThatIsTooLong) {
     InstanceLock first(folder());
     ASSERT_EQ(first.claim("", patience), Outcome::held);
     std::string received;
-    first.listen([&](std::string token) { received = std::move(token); });
+    first.listen({.reopen = [&](std::string token) { received = std::move(token); }});
     EXPECT_EQ(claimWhileTheHolderRuns(std::string(1'000'000, 'x')), Outcome::handedOver);
     EXPECT_EQ(received, std::string(1024, 'x'));
 }
@@ -90,7 +147,7 @@ TEST_F(InstanceLockTest, makesItsFolderAndFilesPrivateWhateverTheMask) {
     const mode_t mask = ::umask(0);
     InstanceLock first(folder());
     EXPECT_EQ(first.claim("", patience), Outcome::held);
-    first.listen([](const std::string&) {});
+    first.listen({.reopen = [](const std::string&) {}});
     ::umask(mask);
     EXPECT_EQ(modeOf(folder().parent_path()), 0700U);
     EXPECT_EQ(modeOf(folder()), 0700U);
@@ -103,7 +160,7 @@ TEST_F(InstanceLockTest, isFreeAgainWhenItsHolderIsGone) {
     {
         InstanceLock first(folder());
         ASSERT_EQ(first.claim("", patience), Outcome::held);
-        first.listen([](const std::string&) {});
+        first.listen({.reopen = [](const std::string&) {}});
     }
     InstanceLock second(folder());
     EXPECT_EQ(second.claim("", patience), Outcome::held);
@@ -116,7 +173,7 @@ TEST_F(InstanceLockTest, isNotHinderedByWhatACrashLeft) {
     std::ofstream(folder() / "instance.socket") << "not even a socket";
     InstanceLock second(folder());
     ASSERT_EQ(second.claim("", patience), Outcome::held);
-    second.listen([](const std::string&) {});
+    second.listen({.reopen = [](const std::string&) {}});
     EXPECT_FALSE(second.failure());
     EXPECT_EQ(claimWhileTheHolderRuns(""), Outcome::handedOver);
 }
@@ -124,7 +181,7 @@ TEST_F(InstanceLockTest, isNotHinderedByWhatACrashLeft) {
 TEST_F(InstanceLockTest, waitsForAHolderOnItsWayOut) {
     auto first = std::make_unique<InstanceLock>(folder());
     ASSERT_EQ(first->claim("", patience), Outcome::held);
-    first->listen([](const std::string&) { FAIL(); });
+    first->listen({.reopen = [](const std::string&) { FAIL(); }});
     first->stopListening();
     auto claim = std::async(std::launch::async, [&] {
         InstanceLock second(folder());
@@ -138,7 +195,7 @@ TEST_F(InstanceLockTest, waitsForAHolderOnItsWayOut) {
 TEST_F(InstanceLockTest, waitsForAHolderThatStopsListeningWithARequestInItsBacklog) {
     auto first = std::make_unique<InstanceLock>(folder());
     ASSERT_EQ(first->claim("", patience), Outcome::held);
-    first->listen([](const std::string&) { FAIL(); });
+    first->listen({.reopen = [](const std::string&) { FAIL(); }});
     auto claim = std::async(std::launch::async, [&] {
         InstanceLock second(folder());
         return second.claim("", patience);
@@ -152,7 +209,7 @@ TEST_F(InstanceLockTest, waitsForAHolderThatStopsListeningWithARequestInItsBackl
 TEST_F(InstanceLockTest, givesUpOnAHolderThatDoesNotAnswer) {
     InstanceLock first(folder());
     ASSERT_EQ(first.claim("", patience), Outcome::held);
-    first.listen([](const std::string&) {}); // but its main loop does not run
+    first.listen({.reopen = [](const std::string&) {}}); // but its main loop does not run
     InstanceLock second(folder());
     EXPECT_EQ(second.claim("", milliseconds(50)), Outcome::unreachable);
 }
@@ -168,7 +225,7 @@ TEST_F(InstanceLockTest, worksInAFolderWhosePathIsLongerThanASocketsAddress) {
     root /= std::string(200, 'l');
     InstanceLock first(folder());
     ASSERT_EQ(first.claim("", patience), Outcome::held);
-    first.listen([](const std::string&) {});
+    first.listen({.reopen = [](const std::string&) {}});
     EXPECT_FALSE(first.failure());
     EXPECT_EQ(claimWhileTheHolderRuns(""), Outcome::handedOver);
     root = root.parent_path();
@@ -187,7 +244,7 @@ TEST_F(InstanceLockTest, isNotHeldUpByAStrangerThatConnectsAndSaysNothing) {
     InstanceLock first(folder());
     ASSERT_EQ(first.claim("", patience), Outcome::held);
     int requests = 0;
-    first.listen([&](const std::string&) { ++requests; });
+    first.listen({.reopen = [&](const std::string&) { ++requests; }});
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     const std::string path = (folder() / "instance.socket").string();
@@ -208,7 +265,7 @@ TEST_F(InstanceLockTest, isNotHeldUpByAStrangerThatConnectsAndSaysNothing) {
 TEST_F(InstanceLockTest, mayGoWhileItHandlesARequest) {
     auto first = std::make_unique<InstanceLock>(folder());
     ASSERT_EQ(first->claim("", patience), Outcome::held);
-    first->listen([&](const std::string&) { first.reset(); });
+    first->listen({.reopen = [&](const std::string&) { first.reset(); }});
     EXPECT_EQ(claimWhileTheHolderRuns(""), Outcome::handedOver);
     EXPECT_EQ(first, nullptr);
 }
