@@ -1,5 +1,7 @@
 #include "platform/linux/text/IcuNumberFormatter.h"
 
+#include "platform/linux/text/IcuDefault.h"
+
 #include <unicode/bytestream.h>
 #include <unicode/locid.h>
 #include <unicode/numberformatter.h>
@@ -11,6 +13,7 @@ namespace platform {
 namespace {
 
 icu::Locale icuLocale(const std::string& posixLocale) {
+    makeIcuUsable();
     const std::string name = posixLocale.substr(0, posixLocale.find_first_of(".@"));
     if (name.empty() || name == "C" || name == "POSIX") {
         return icu::Locale("en_US_POSIX");

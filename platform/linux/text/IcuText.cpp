@@ -1,5 +1,6 @@
 // ICU 72: https://unicode-org.github.io/icu-docs/
 #include "platform/TextTables.h"
+#include "platform/linux/text/IcuDefault.h"
 
 #include <unicode/brkiter.h>
 #include <unicode/bytestream.h>
@@ -32,6 +33,7 @@ icu::StringPiece piece(std::string_view text) {
 // Finding the rules in ICU's data takes far longer than copying an iterator.
 std::unique_ptr<icu::BreakIterator> makeCharacterIterator() {
     static const std::unique_ptr<const icu::BreakIterator> original = [] {
+        makeIcuUsable();
         UErrorCode code = U_ZERO_ERROR;
         std::unique_ptr<const icu::BreakIterator> made(
             icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), code));

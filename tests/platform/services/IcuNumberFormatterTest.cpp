@@ -1,9 +1,11 @@
 #include "platform/linux/text/IcuNumberFormatter.h"
 
+#include "platform/linux/text/IcuDefault.h"
 #include "platform/testing/InMemorySystem.h"
 #include "tests/platform/services/NumberFormatterContract.h"
 
 #include <atomic>
+#include <cstdlib>
 #include <thread>
 
 namespace {
@@ -20,6 +22,28 @@ std::unique_ptr<platform::NumberFormatter> fake() {
 
 INSTANTIATE_TEST_SUITE_P(Icu, NumberFormatterContract, testing::Values(english));
 INSTANTIATE_TEST_SUITE_P(Fake, NumberFormatterContract, testing::Values(fake));
+
+TEST(IcuNumberFormatter, worksUnderALocaleThatIsNone) {
+    for (const char* const variable : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
+        EXPECT_EXIT(
+            {
+                ::unsetenv("LC_ALL");
+                ::unsetenv("LC_MESSAGES");
+                ::setenv(variable, "no such locale at all", 1);
+                const IcuNumberFormatter formatter("no such locale at all");
+                std::exit(formatter.decimal(1234) == "1234" ? 0 : 1);
+            },
+            testing::ExitedWithCode(0), "")
+            << variable;
+    }
+}
+
+TEST(IcuNumberFormatter, leavesLocalesThatHaveAFormAlone) {
+    for (const char* const locale :
+         {"", "C", "C.UTF-8", "POSIX", "de_DE.UTF-8@euro", "xx_XX.KOI-8"}) {
+        EXPECT_TRUE(platform::icuAccepts(locale)) << locale;
+    }
+}
 
 TEST(IcuNumberFormatter, writesDigitsAndGroupingAsTheLocaleDoes) {
     struct Case {
