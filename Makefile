@@ -101,6 +101,7 @@ fuzz:
 # Zorvane.app for macOS, built and examined without a Mac: build/macos/Zorvane.app.
 macos:
 	@tools/setup-macos
+	@tools/check-scripts
 	cmake --preset macos
 	cmake --build --preset macos --parallel $(JOBS)
 	@tools/macos-check build/macos/Zorvane.app

@@ -39,8 +39,13 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 list(PREPEND CMAKE_MODULE_PATH "${zorvane_zig}")
 
+# The compiler package switches off libc++'s marks of what the oldest macOS lacks; a Mac's compiler
+# refuses what is newer, and so does this.
+set(zorvane_availability
+  "-U_LIBCPP_DISABLE_AVAILABILITY -U_LIBCPP_HAS_NO_VENDOR_AVAILABILITY_ANNOTATIONS")
+
 # No path of this machine reaches the result.
-set(CMAKE_CXX_FLAGS_INIT "-ffile-prefix-map=${zorvane_source}/=")
+set(CMAKE_CXX_FLAGS_INIT "${zorvane_availability} -ffile-prefix-map=${zorvane_source}/=")
 string(APPEND CMAKE_CXX_FLAGS_INIT " -ffile-prefix-map=${CMAKE_BINARY_DIR}/sdk/include/=")
 set(CMAKE_OBJCXX_FLAGS_INIT "${CMAKE_CXX_FLAGS_INIT}")
 set(CMAKE_EXE_LINKER_FLAGS_INIT "-Wl,-dead_strip -s")

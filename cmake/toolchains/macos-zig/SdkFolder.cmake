@@ -19,7 +19,8 @@ endfunction()
 # Stubs are found by the flags that a Mac uses, too: -lNAME and -framework NAME.
 file(REMOVE_RECURSE "${zorvane_sdk}/lib" "${zorvane_sdk}/Frameworks")
 file(MAKE_DIRECTORY "${zorvane_sdk}/lib" "${zorvane_sdk}/Frameworks")
-file(GLOB_RECURSE stubs CONFIGURE_DEPENDS "${zorvane_interfaces}/*.tbd")
+file(GLOB_RECURSE stubs CONFIGURE_DEPENDS "${zorvane_interfaces}/*.tbd"
+  "${PROJECT_SOURCE_DIR}/tests/platform/cocoa/declarations/*.tbd")
 foreach(stub IN LISTS stubs)
   get_filename_component(name "${stub}" NAME_WE)
   if(name MATCHES "^lib")

@@ -21,6 +21,7 @@ FOUNDATION_EXPORT NSString* NSUserName(void);
 @interface NSString (Tests)
 @property(readonly) NSUInteger length;
 + (instancetype)stringWithCharacters:(const unichar*)characters length:(NSUInteger)length;
++ (nullable instancetype)stringWithUTF8String:(const char*)nullTerminatedCString;
 - (NSString*)stringByAppendingString:(NSString*)aString;
 @end
 
