@@ -1,0 +1,123 @@
+#include "platform/linux/Launcher.h"
+
+#include "platform/ErrnoText.h"
+#include "platform/linux/ExecLine.h"
+#include "platform/linux/GObjectPtr.h"
+#include "platform/posix/ReadFile.h"
+#include "platform/posix/ReplaceFile.h"
+
+#include <fmt/format.h>
+#include <glib.h>
+
+#include <cerrno>
+#include <memory>
+#include <optional>
+#include <system_error>
+
+namespace platform {
+namespace {
+
+constexpr const char* group = "Desktop Entry";
+constexpr std::size_t largestEntry = std::size_t{64} << 10;
+
+using Result = std::expected<void, std::string>;
+
+struct KeyFileFree {
+    void operator()(GKeyFile* file) const { ::g_key_file_free(file); }
+};
+using KeyFile = std::unique_ptr<GKeyFile, KeyFileFree>;
+
+KeyFile parse(const std::string& content) {
+    KeyFile file(::g_key_file_new());
+    const auto flags =
+        static_cast<GKeyFileFlags>(G_KEY_FILE_KEEP_COMMENTS | G_KEY_FILE_KEEP_TRANSLATIONS);
+    if (content.empty() || ::g_key_file_load_from_data(file.get(), content.data(), content.size(),
+                                                       flags, nullptr) == FALSE) {
+        return nullptr;
+    }
+    return file;
+}
+
+bool starts(const std::string& content, const std::filesystem::path& executable) {
+    const KeyFile file = parse(content);
+    if (!file) {
+        return false;
+    }
+    const gtk::GMemory<char> line(::g_key_file_get_string(file.get(), group, "Exec", nullptr));
+    const auto command = line ? argumentsOfExec(line.get()) : std::nullopt;
+    return command && command->front() == executable.native();
+}
+
+std::optional<std::string> entryFor(const std::string& content,
+                                    const std::filesystem::path& executable) {
+    const KeyFile file = parse(content);
+    if (!file) {
+        return std::nullopt;
+    }
+    ::g_key_file_set_string(file.get(), group, "Exec", quotedForExec(executable.native()).c_str());
+    ::g_key_file_set_string(file.get(), group, "TryExec", executable.c_str());
+    const gtk::GMemory<char> text(::g_key_file_to_data(file.get(), nullptr, nullptr));
+    return std::string(text.get());
+}
+
+Result makeFolderOf(const std::filesystem::path& file, FileSystem& files) {
+    constexpr mode_t everyoneMayRead = 0755;
+    const auto made = files.createFolders(file.parent_path(), everyoneMayRead);
+    return made ? Result{} : std::unexpected(made.error().description());
+}
+
+Result keepEntry(const Launcher& launcher, const std::filesystem::path& place, FileSystem& files) {
+    if (const auto present = posix::readFile(place, largestEntry);
+        present && starts(*present, launcher.executable)) {
+        return {};
+    }
+    const auto own = posix::readFile(launcher.entry, largestEntry);
+    const auto entry = own ? entryFor(*own, launcher.executable) : std::nullopt;
+    if (!entry) {
+        return std::unexpected(fmt::format("cannot use {}", launcher.entry.native()));
+    }
+    if (auto made = makeFolderOf(place, files); !made) {
+        return made;
+    }
+    if (const auto written = posix::replaceFile(place, *entry); !written) {
+        return std::unexpected(
+            fmt::format("cannot write {}: {}", place.native(), errnoText(written.error())));
+    }
+    return {};
+}
+
+// Only a link is ours to replace.
+Result keepIcon(const Launcher& launcher, const std::filesystem::path& place, FileSystem& files) {
+    std::error_code failed;
+    const auto status = std::filesystem::symlink_status(place, failed);
+    if (std::filesystem::is_symlink(status)) {
+        if (std::filesystem::read_symlink(place, failed) == launcher.icon) {
+            return {};
+        }
+        std::filesystem::remove(place, failed);
+    } else if (std::filesystem::exists(status)) {
+        return {};
+    }
+    if (auto made = makeFolderOf(place, files); !made) {
+        return made;
+    }
+    std::filesystem::create_symlink(launcher.icon, place, failed);
+    return failed ? std::unexpected(
+                        fmt::format("cannot write {}: {}", place.native(), failed.message()))
+                  : Result{};
+}
+
+} // namespace
+
+Result keepLauncher(const Launcher& launcher, const std::filesystem::path& dataHome,
+                    FileSystem& files) {
+    auto kept = keepEntry(launcher,
+                          dataHome / "applications" / (launcher.applicationId + ".desktop"), files);
+    return kept ? keepIcon(launcher,
+                           dataHome / "icons/hicolor/scalable/apps" /
+                               (launcher.applicationId + ".svg"),
+                           files)
+                : kept;
+}
+
+} // namespace platform

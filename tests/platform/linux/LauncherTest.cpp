@@ -1,0 +1,105 @@
+// The launcher of an application in an Applications folder, read as a desktop reads it.
+#include "platform/linux/Launcher.h"
+
+#include "platform/posix/PosixFileSystem.h"
+#include "tests/support/temporary/TemporaryFolder.h"
+
+#include <gio/gdesktopappinfo.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <string>
+
+namespace platform {
+namespace {
+
+using std::filesystem::path;
+
+class LauncherTest : public ::testing::Test {
+  protected:
+    LauncherTest() { place("Zor \"$ vane.app"); }
+
+    void place(const std::string& name) {
+        const path contents = path(folder.path()) / name / "Contents";
+        launcher.executable = contents / "MacOS/Zorvane";
+        launcher.entry = contents / "Resources/app.zorvane.desktop";
+        launcher.icon = contents / "Resources/app.zorvane.svg";
+        std::filesystem::create_directories(launcher.executable.parent_path());
+        std::filesystem::create_directories(launcher.icon.parent_path());
+        std::ofstream(launcher.executable) << "#!/bin/sh\n";
+        std::filesystem::permissions(launcher.executable, std::filesystem::perms::owner_all);
+        std::filesystem::copy_file(ZORVANE_DESKTOP_ENTRY, launcher.entry);
+        std::ofstream(launcher.icon) << "<svg/>";
+    }
+
+    [[nodiscard]] bool keep() {
+        const auto kept = keepLauncher(launcher, dataHome, files);
+        EXPECT_TRUE(kept) << (kept ? "" : kept.error());
+        return kept.has_value();
+    }
+
+    // What a desktop makes of the entry; nothing when it is not to be shown.
+    [[nodiscard]] std::unique_ptr<GDesktopAppInfo, decltype(&g_object_unref)> read() const {
+        return {g_desktop_app_info_new_from_filename(entry.c_str()), &g_object_unref};
+    }
+
+    test_support::TemporaryFolder folder;
+    path dataHome = path(folder.path()) / "share";
+    path entry = dataHome / "applications/app.zorvane.desktop";
+    path icon = dataHome / "icons/hicolor/scalable/apps/app.zorvane.svg";
+    PosixFileSystem files{dataHome};
+    Launcher launcher{.applicationId = "app.zorvane"};
+};
+
+TEST_F(LauncherTest, startsTheExecutableUnderTheNameAndIconOfTheApplication) {
+    ASSERT_TRUE(keep());
+    const auto info = read();
+    ASSERT_TRUE(info);
+    EXPECT_STREQ(g_app_info_get_name(G_APP_INFO(info.get())), "Zorvane");
+    EXPECT_EQ(g_app_info_get_executable(G_APP_INFO(info.get())), launcher.executable.native());
+    EXPECT_STREQ(g_desktop_app_info_get_startup_wm_class(info.get()), "app.zorvane");
+    EXPECT_EQ(std::filesystem::canonical(icon), std::filesystem::canonical(launcher.icon));
+}
+
+TEST_F(LauncherTest, goesWithTheBundle) {
+    ASSERT_TRUE(keep());
+    std::filesystem::remove_all(launcher.executable.parent_path().parent_path());
+    EXPECT_FALSE(read());
+    EXPECT_FALSE(std::filesystem::exists(icon));
+}
+
+TEST_F(LauncherTest, followsABundleThatLiesElsewhereNow) {
+    ASSERT_TRUE(keep());
+    place("Elsewhere.app");
+    ASSERT_TRUE(keep());
+    const auto info = read();
+    ASSERT_TRUE(info);
+    EXPECT_EQ(g_app_info_get_executable(G_APP_INFO(info.get())), launcher.executable.native());
+    EXPECT_EQ(std::filesystem::read_symlink(icon), launcher.icon);
+}
+
+TEST_F(LauncherTest, leavesWhatTheUserMadeOfIt) {
+    ASSERT_TRUE(keep());
+    std::ofstream(entry, std::ios::app) << "X-Mine=yes\n";
+    std::filesystem::remove(icon);
+    std::ofstream(icon) << "<svg id='mine'/>";
+    ASSERT_TRUE(keep());
+    const auto info = read();
+    const std::unique_ptr<char, decltype(&g_free)> mine(
+        g_desktop_app_info_get_string(info.get(), "X-Mine"), &g_free);
+    EXPECT_STREQ(mine.get(), "yes");
+    EXPECT_FALSE(std::filesystem::is_symlink(icon));
+}
+
+TEST_F(LauncherTest, saysWhatItCannotUse) {
+    std::filesystem::remove(launcher.entry);
+    const auto kept = keepLauncher(launcher, dataHome, files);
+    ASSERT_FALSE(kept);
+    EXPECT_EQ(kept.error(), "cannot use " + launcher.entry.native());
+    EXPECT_FALSE(std::filesystem::exists(entry));
+}
+
+} // namespace
+} // namespace platform
