@@ -9,7 +9,6 @@
 #include <xcb/xcb.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <csignal>
 #include <cstddef>
 #include <cstdlib>
@@ -19,92 +18,33 @@
 #include <sstream>
 #include <stdexcept>
 #include <string_view>
-#include <system_error>
 
 namespace desktop {
-namespace {
 
-std::filesystem::path makeTemporaryFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "zorvane-desktop-XXXXXX").string();
-    if (::mkdtemp(name.data()) == nullptr) {
-        throw std::system_error(errno, std::generic_category(), "cannot make " + name);
-    }
-    return name;
-}
-
-// The first line that the program prints, without its line feed.
-std::string awaitLine(const Program& program, const std::string& what) {
-    std::string output;
-    const bool printed = eventually([&] {
-        output = program.standardOutput();
-        return output.find('\n') != std::string::npos;
-    });
-    if (!printed) {
-        throw std::runtime_error(what + " did not start: " + program.standardError());
-    }
-    return output.substr(0, output.find('\n'));
-}
-
-} // namespace
-
-DesktopSession::DesktopSession()
-    : folder_(makeTemporaryFolder()) {
-    adoptOrphans();
-    const char* const path = std::getenv("PATH");
-    environment = {
-        {"PATH", path == nullptr ? "/usr/bin:/bin" : path},
-        {"HOME", (folder_ / "home").string()},
-        {"XDG_DATA_HOME", dataHome().string()},
-        {"XDG_CACHE_HOME", cacheHome().string()},
-        {"XDG_CONFIG_HOME", configHome().string()},
-        {"XDG_RUNTIME_DIR", (folder_ / "runtime").string()},
-        {"LANG", "C.UTF-8"},
-        {"GSK_RENDERER", "cairo"},
-        {"WEBKIT_DISABLE_DMABUF_RENDERER", "1"},
-        {"GTK_A11Y", "none"},
-        {"OSTRA_DEV_NO_MOVE", "1"},
-    };
-    for (const char* name : {"home", "runtime"}) {
-        std::filesystem::create_directory(folder_ / name);
-        std::filesystem::permissions(folder_ / name, std::filesystem::perms::owner_all);
-    }
+DesktopSession::DesktopSession(ScreenSize screen)
+    : screen_(screen) {
+    parts_ = {&display_, &windowManager_};
     startDisplay();
-    startBus();
     startWindowManager();
 }
 
 DesktopSession::~DesktopSession() {
-    // Whatever a failed test left; it would not survive the display for long, but may write.
-    for (const Process& process : processes()) {
-        ::kill(process.pid, SIGKILL);
-    }
-    (void)eventually([this] { return processes().empty(); });
+    endProcesses();
+    parts_.clear();
     windowManager_.reset();
-    bus_.reset();
     display_.reset();
-    std::error_code ignored;
-    std::filesystem::remove_all(folder_, ignored);
+}
+
+std::string DesktopSession::startServer(std::vector<std::string> command) {
+    const std::string screen = fmt::format("{}x{}x24", screen_.width, screen_.height);
+    command.insert(command.end(),
+                   {"-displayfd", "1", "-screen", "0", screen, "-nolisten", "tcp", "-noreset"});
+    display_ = start(command, "display");
+    return awaitLine(*display_, "Xvfb");
 }
 
 void DesktopSession::startDisplay() {
-    display_ = start(
-        {"Xvfb", "-displayfd", "1", "-screen", "0", "1600x1000x24", "-nolisten", "tcp", "-noreset"},
-        "display");
-    environment["DISPLAY"] = ":" + awaitLine(*display_, "Xvfb");
-}
-
-// The configuration names no folder of services, so nothing of the machine is started on demand.
-void DesktopSession::startBus() {
-    const std::filesystem::path configuration = folder_ / "bus.conf";
-    std::ofstream(configuration)
-        << "<busconfig><type>session</type><listen>unix:path=" << (folder_ / "bus").string()
-        << "</listen><policy context=\"default\"><allow send_destination=\"*\" eavesdrop=\"true\"/>"
-           "<allow eavesdrop=\"true\"/>"
-           "<allow own=\"*\"/></policy></busconfig>";
-    bus_ = start({"dbus-daemon", "--config-file=" + configuration.string(), "--nofork",
-                  "--nopidfile", "--nosyslog", "--print-address"},
-                 "bus");
-    environment["DBUS_SESSION_BUS_ADDRESS"] = awaitLine(*bus_, "dbus-daemon");
+    environment["DISPLAY"] = ":" + startServer({"Xvfb"});
 }
 
 void DesktopSession::startWindowManager() {
@@ -116,44 +56,6 @@ void DesktopSession::startWindowManager() {
     if (!ready) {
         throw std::runtime_error("openbox did not start: " + windowManager_->standardError());
     }
-}
-
-std::unique_ptr<Program> DesktopSession::start(const std::vector<std::string>& command,
-                                               const std::string& name) const {
-    return std::make_unique<Program>(command, environment, folder_ / name);
-}
-
-std::vector<Process> DesktopSession::processes() const {
-    std::vector<pid_t> session;
-    for (const auto* program : {&display_, &bus_, &windowManager_}) {
-        if (*program) {
-            session.push_back((*program)->pid());
-        }
-    }
-    return descendants(session);
-}
-
-std::vector<Process> DesktopSession::processesNamed(const std::string& name) const {
-    std::vector<Process> found = processes();
-    std::erase_if(found, [&](const Process& process) {
-        const std::string program = process.command.substr(0, process.command.find(' '));
-        return std::filesystem::path(program).filename() != name;
-    });
-    return found;
-}
-
-void DesktopSession::useInsteadOfBubblewrap(const std::string& script) {
-    const std::filesystem::path program = folder_ / "bwrap";
-    std::ofstream(program) << script;
-    std::filesystem::permissions(program, std::filesystem::perms::owner_all);
-    environment["LD_PRELOAD"] = ZORVANE_FAKE_BWRAP;
-    environment["FAKE_BWRAP"] = program.string();
-}
-
-std::string DesktopSession::ask(const std::vector<std::string>& command) const {
-    const auto program = start(command, "question");
-    (void)program->waitForExit(patience);
-    return program->standardOutput();
 }
 
 std::vector<std::string> DesktopSession::visibleWindows(const std::string& title) const {
@@ -240,13 +142,13 @@ void DesktopSession::close(const std::string& window) const {
 }
 
 std::optional<Screenshot> DesktopSession::screenshot(const std::string& window) const {
-    const std::filesystem::path file = folder_ / "screenshot.ppm";
+    const std::filesystem::path file = folder() / "screenshot.ppm";
     ask({"import", "-silent", "-window", window, "-depth", "8", file.string()});
     return Screenshot::read(file);
 }
 
 std::optional<Screenshot> DesktopSession::screenshotOf(const WindowGeometry& area) const {
-    const std::filesystem::path file = folder_ / "screenshot.ppm";
+    const std::filesystem::path file = folder() / "screenshot.ppm";
     ask({"import", "-silent", "-window", "root", "-crop",
          std::to_string(area.width) + "x" + std::to_string(area.height) + "+" +
              std::to_string(area.x) + "+" + std::to_string(area.y),
@@ -258,14 +160,7 @@ void DesktopSession::keepEvidence(const std::filesystem::path& folder, std::stri
     std::ranges::replace(stem, '/', '-'); // as in the names of parameterised tests
     std::filesystem::create_directories(folder);
     ask({"import", "-silent", "-window", "root", (folder / (stem + ".png")).string()});
-    for (const auto& entry : std::filesystem::directory_iterator(folder_)) {
-        const std::filesystem::path& file = entry.path();
-        if (file.extension() == ".out" || file.extension() == ".err") {
-            std::error_code ignored;
-            std::filesystem::copy_file(file, folder / (stem + "." + file.filename().string()),
-                                       std::filesystem::copy_options::overwrite_existing, ignored);
-        }
-    }
+    keepOutput(folder, stem);
 }
 
 std::string DesktopSession::activeWindow() const {
@@ -273,19 +168,6 @@ std::string DesktopSession::activeWindow() const {
     std::string window;
     answer >> window;
     return window;
-}
-
-void DesktopSession::killBus() {
-    bus_->signal(SIGKILL);
-    (void)bus_->waitForExit(patience);
-}
-
-void DesktopSession::restartBus() {
-    const std::string address = environment.at("DBUS_SESSION_BUS_ADDRESS");
-    std::filesystem::remove(folder_ / "bus");
-    std::filesystem::remove(folder_ / "bus.out"); // what the old one said
-    startBus();
-    environment["DBUS_SESSION_BUS_ADDRESS"] = address;
 }
 
 // The number stays taken, so that no other test's display comes in the place of the one that died.
@@ -304,11 +186,7 @@ void DesktopSession::killDisplay() {
 
 void DesktopSession::restartDisplay() {
     displayNumber_.reset();
-    const std::string number = environment.at("DISPLAY");
-    display_ = start({"Xvfb", number, "-displayfd", "1", "-screen", "0", "1600x1000x24",
-                      "-nolisten", "tcp", "-noreset"},
-                     "display");
-    (void)awaitLine(*display_, "Xvfb");
+    (void)startServer({"Xvfb", environment.at("DISPLAY")});
     startWindowManager();
 }
 

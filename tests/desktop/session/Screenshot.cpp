@@ -1,12 +1,22 @@
 #include "tests/desktop/session/Screenshot.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <fstream>
 #include <map>
 #include <set>
 
 namespace desktop {
+
+double relativeLuminance(Colour colour) {
+    const auto linear = [](std::uint8_t channel) {
+        const double value = channel / 255.0;
+        return value <= 0.03928 ? value / 12.92 : std::pow((value + 0.055) / 1.055, 2.4);
+    };
+    return 0.2126 * linear(colour.red) + 0.7152 * linear(colour.green) +
+           0.0722 * linear(colour.blue);
+}
 
 std::optional<Screenshot> Screenshot::read(const std::filesystem::path& file) {
     std::ifstream stream(file, std::ios::binary);
@@ -48,6 +58,75 @@ double Screenshot::share(Colour colour, int tolerance) const {
     };
     return static_cast<double>(std::ranges::count_if(pixels_, isClose)) /
            static_cast<double>(pixels_.size());
+}
+
+Colour Screenshot::at(int x, int y) const {
+    return pixels_[static_cast<std::size_t>(y) * static_cast<std::size_t>(width_) +
+                   static_cast<std::size_t>(x)];
+}
+
+std::vector<Box> Screenshot::lines(const Box& area) const {
+    constexpr int clearlyOther = 24;
+    const Colour ground = dominantColour();
+    const auto standsOut = [&](Colour pixel) {
+        return std::abs(pixel.red - ground.red) > clearlyOther ||
+               std::abs(pixel.green - ground.green) > clearlyOther ||
+               std::abs(pixel.blue - ground.blue) > clearlyOther;
+    };
+    std::vector<Box> lines;
+    bool inLine = false;
+    for (int y = area.y; y < std::min(area.y + area.height, height_); ++y) {
+        int first = -1;
+        int last = -1;
+        for (int x = area.x; x < std::min(area.x + area.width, width_); ++x) {
+            if (standsOut(at(x, y))) {
+                first = first < 0 ? x : first;
+                last = x;
+            }
+        }
+        if (first >= 0 && !inLine) {
+            lines.push_back({.x = first, .y = y});
+        }
+        inLine = first >= 0;
+        if (inLine) {
+            Box& line = lines.back();
+            const int right = std::max(line.x + line.width, last + 1);
+            line.x = std::min(line.x, first);
+            line.width = right - line.x;
+            line.height = y + 1 - line.y;
+        }
+    }
+    return lines;
+}
+
+Box Screenshot::boxOf(Colour colour) const {
+    Box box;
+    int right = 0;
+    for (std::size_t index = 0; index < pixels_.size(); ++index) {
+        if (pixels_[index] != colour) {
+            continue;
+        }
+        const int x = static_cast<int>(index % static_cast<std::size_t>(width_));
+        const int y = static_cast<int>(index / static_cast<std::size_t>(width_));
+        if (box.height == 0) {
+            box = {.x = x, .y = y};
+        }
+        box.x = std::min(box.x, x);
+        right = std::max(right, x + 1);
+        box.width = right - box.x;
+        box.height = y + 1 - box.y;
+    }
+    return box;
+}
+
+double Screenshot::contrast() const {
+    const double ground = relativeLuminance(dominantColour());
+    double best = 1;
+    for (const Colour pixel : pixels_) {
+        const double other = relativeLuminance(pixel);
+        best = std::max(best, (std::max(ground, other) + 0.05) / (std::min(ground, other) + 0.05));
+    }
+    return best;
 }
 
 std::size_t Screenshot::distinctColours() const {

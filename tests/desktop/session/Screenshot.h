@@ -19,6 +19,19 @@ struct Colour {
     auto operator<=>(const Colour&) const = default;
 };
 
+// A part of a picture, in pixels from its upper left corner.
+struct Box {
+    int x = 0;
+    int y = 0;
+    int width = 0;
+    int height = 0;
+
+    auto operator<=>(const Box&) const = default;
+};
+
+// As WCAG 2 defines it: 0 is black, 1 is white.
+[[nodiscard]] double relativeLuminance(Colour colour);
+
 class Screenshot {
   public:
     // A binary portable pixmap (P6, 8 bits). Nothing when the file is not one.
@@ -30,8 +43,18 @@ class Screenshot {
     // The part of all pixels, 0 to 1, whose channels are each within `tolerance` of the colour's.
     [[nodiscard]] double share(Colour colour, int tolerance) const;
     [[nodiscard]] std::size_t distinctColours() const;
+    // What stands out from the dominant colour inside the area, line by line: a box around each
+    // stretch of pixel rows that hold any of it.
+    [[nodiscard]] std::vector<Box> lines(const Box& area) const;
+    // Around all pixels of exactly that colour; empty when there are none.
+    [[nodiscard]] Box boxOf(Colour colour) const;
+    // How well a drawing on one ground is seen: the contrast ratio of WCAG 2, 1 to 21, between the
+    // dominant colour and the one that differs most from it.
+    [[nodiscard]] double contrast() const;
 
   private:
+    [[nodiscard]] Colour at(int x, int y) const;
+
     int width_ = 0;
     int height_ = 0;
     std::vector<Colour> pixels_;

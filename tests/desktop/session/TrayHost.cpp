@@ -12,7 +12,7 @@ constexpr const char* itemInterface = "org.kde.StatusNotifierItem";
 
 } // namespace
 
-TrayHost::TrayHost(const DesktopSession& session)
+TrayHost::TrayHost(const PrivateSession& session)
     : tray_(session.environment.at("DBUS_SESSION_BUS_ADDRESS")) {}
 
 bool TrayHost::hasItem() {
@@ -47,6 +47,11 @@ std::string TrayHost::toolTip() const {
 TrayHost::Variant TrayHost::menu(const char* method, GVariant* parameters) const {
     return tray_.call(item_.c_str(), text("Menu").c_str(), "com.canonical.dbusmenu", method,
                       parameters);
+}
+
+void TrayHost::giveActivationToken(const char* token) const {
+    (void)tray_.call(item_.c_str(), "/StatusNotifierItem", itemInterface,
+                     "ProvideXdgActivationToken", g_variant_new("(s)", token));
 }
 
 std::vector<std::string> TrayHost::openMenu() {

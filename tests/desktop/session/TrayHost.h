@@ -6,7 +6,7 @@
 // or not at all.
 #pragma once
 
-#include "tests/desktop/session/DesktopSession.h"
+#include "tests/desktop/session/PrivateSession.h"
 #include "tests/support/backgroundtray/BackgroundTray.h"
 #include "tests/support/traymenu/TrayMenu.h"
 
@@ -19,13 +19,16 @@ namespace desktop {
 
 class TrayHost {
   public:
-    explicit TrayHost(const DesktopSession& session);
+    explicit TrayHost(const PrivateSession& session);
 
     // Whether an item comes, with a menu, and learns that there is a host.
     [[nodiscard]] bool hasItem();
     // Properties of the item.
     [[nodiscard]] std::string text(const char* property) const;
     [[nodiscard]] std::string toolTip() const; // its title, and its description in the lines below
+
+    // What desktops do before they tell the item what the user chose.
+    void giveActivationToken(const char* token) const;
 
     // What the menu shows now that it is opened; see traymenu::Layout.
     std::vector<std::string> openMenu();
