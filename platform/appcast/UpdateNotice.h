@@ -11,7 +11,7 @@ namespace platform::appcast {
 struct UpdateNotification {
     std::string title; // plain text, as the text
     std::string text;
-    std::string action; // what opening it does, on a button
+    std::string action; // what opening it does, on a button; empty: nothing
     bool isCritical = false;
 
     bool operator==(const UpdateNotification&) const = default;

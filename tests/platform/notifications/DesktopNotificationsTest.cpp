@@ -308,7 +308,7 @@ TEST_F(Notifications, areWithdrawnEvenBeforeTheyAreThere) {
 TEST_F(Notifications, areOneLineInTheLogWhereNobodyShowsThem) {
     show();
     EXPECT_TRUE(eventually([&] { return !log.lines.empty(); }));
-    EXPECT_THAT(log.lines, ElementsAre(HasSubstr("no notification of an update: ")));
+    EXPECT_THAT(log.lines, ElementsAre(HasSubstr("no notification could be shown: ")));
 }
 
 } // namespace
