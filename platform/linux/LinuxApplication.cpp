@@ -6,7 +6,6 @@
 #include <fmt/format.h>
 #include <glib-unix.h>
 
-#include <algorithm>
 #include <array>
 #include <chrono>
 #include <csignal>
@@ -64,21 +63,17 @@ std::string launchToken(const Environment& environment) {
     return {};
 }
 
-// A token is an opaque word of the desktop's; nothing else is passed on to it.
-bool looksLikeToken(const std::string& token) {
-    return !token.empty() && std::ranges::all_of(token, [](char c) { return c > ' ' && c < 127; });
-}
-
 } // namespace
 
 LinuxApplication::LinuxApplication(std::string applicationId,
                                    const std::filesystem::path& privateFolder,
                                    const Environment& environment, appcast::Predecessor predecessor,
-                                   WindowHost& windows, Log& log)
+                                   WindowHost& windows, ActivationTokens& tokens, Log& log)
     : applicationId_(std::move(applicationId))
     , environment_(environment)
     , predecessor_(std::move(predecessor))
     , windows_(windows)
+    , tokens_(tokens)
     , log_(log)
     , instance_(privateFolder, here(environment))
     , bus_(applicationId_, log) {
@@ -157,8 +152,7 @@ bool LinuxApplication::claimTheInstance(int& exitStatus) {
     case InstanceLock::Outcome::held:
         instance_.listen({.reopen =
                               [this](std::string token) {
-                                  activationToken_ =
-                                      looksLikeToken(token) ? std::move(token) : std::string();
+                                  tokens_.give(std::move(token));
                                   reopen();
                               },
                           .stays = [this] { return staysDisplaced(); }});
@@ -198,7 +192,7 @@ void LinuxApplication::giveUp(int exitStatus) {
 // False when another instance owns the name; it was told to show itself.
 bool LinuxApplication::registerOnBus() {
     bus_.onActivate = [this](std::string token) {
-        activationToken_ = looksLikeToken(token) ? std::move(token) : std::string();
+        tokens_.give(std::move(token));
         reopen();
     };
     if (bus_.claim(launchToken(environment_), busPatience) != SessionBus::Claim::handedOver) {
@@ -284,7 +278,6 @@ void LinuxApplication::reopen() {
     if (delegate_->applicationShouldHandleReopen(windows_.showsAnything())) {
         activateIgnoringOtherApps();
     }
-    activationToken_.clear();
 }
 
 void LinuxApplication::terminate() {
@@ -337,7 +330,7 @@ void LinuxApplication::end() {
 }
 
 void LinuxApplication::activateIgnoringOtherApps() {
-    windows_.activate(std::exchange(activationToken_, {}));
+    windows_.activate(tokens_.take());
 }
 
 // There is no Dock here; an accessory application is one that shows no window.

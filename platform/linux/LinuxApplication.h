@@ -28,6 +28,7 @@
 #include "platform/Application.h"
 #include "platform/Log.h"
 #include "platform/appcast/HandOver.h"
+#include "platform/linux/ActivationTokens.h"
 #include "platform/linux/InstanceLock.h"
 #include "platform/linux/LogindClient.h"
 #include "platform/linux/SessionBus.h"
@@ -44,10 +45,10 @@ namespace platform::desktop {
 
 class LinuxApplication final : public Application {
   public:
-    // `privateFolder` receives the lock. The host outlives this object.
+    // `privateFolder` receives the lock. The host and the tokens outlive this object.
     LinuxApplication(std::string applicationId, const std::filesystem::path& privateFolder,
                      const Environment& environment, appcast::Predecessor predecessor,
-                     WindowHost& windows, Log& log);
+                     WindowHost& windows, ActivationTokens& tokens, Log& log);
     ~LinuxApplication() override;
     LinuxApplication(const LinuxApplication&) = delete;
     LinuxApplication& operator=(const LinuxApplication&) = delete;
@@ -112,6 +113,7 @@ class LinuxApplication final : public Application {
     Environment environment_;
     appcast::Predecessor predecessor_;
     WindowHost& windows_;
+    ActivationTokens& tokens_;
     Log& log_;
     InstanceLock instance_;
     SessionBus bus_;
@@ -126,7 +128,6 @@ class LinuxApplication final : public Application {
     int modals_ = 0;
     bool modalsDismissed_ = false;
     std::optional<SystemEvent> currentEvent_;
-    std::string activationToken_;
     std::vector<guint> sources_;
 };
 

@@ -3,11 +3,13 @@
 #include "platform/appcast/ThisSystem.h"
 #include "platform/linux/DisplaySocket.h"
 #include "platform/linux/FindApplicationFolders.h"
+#include "platform/linux/Launcher.h"
 #include "platform/posix/ProcessEntry.h"
 
 #include <fmt/format.h>
 #include <glib.h>
 
+#include <algorithm>
 #include <clocale>
 #include <stdexcept>
 #include <system_error>
@@ -38,12 +40,20 @@ WindowHost::About aboutOf(const Bundle& bundle, const std::string& applicationId
     const std::string version = bundle.infoString("CFBundleShortVersionString").value_or("");
     const std::string build = bundle.infoString("CFBundleVersion").value_or("");
     const auto folder = bundle.resourcesPath();
-    const auto icon = bundle.infoString("CFBundleIconFile");
     return {.name = bundle.infoString("CFBundleName").value_or(applicationId),
             .version = build.empty() ? version : fmt::format("{} ({})", version, build),
             .copyright = bundle.infoString("NSHumanReadableCopyright").value_or(""),
-            .iconFile = folder && icon ? (*folder / (*icon + ".svg")).string() : std::string(),
-            .symbolFolder = folder ? folder->string() : std::string()};
+            .iconFolder = folder ? (*folder / "icons").string() : std::string()};
+}
+
+bool isBelow(const std::filesystem::path& path, const std::filesystem::path& folder) {
+    return std::ranges::mismatch(folder, path).in1 == folder.end();
+}
+
+// A package brings its own launcher, and what lies elsewhere has none.
+bool needsALauncher(const Bundle& bundle, const ApplicationFolders& folders) {
+    const auto path = bundle.bundlePath();
+    return path && (isBelow(*path, folders.system) || isBelow(*path, folders.user));
 }
 
 } // namespace
@@ -80,14 +90,14 @@ LinuxPlatform::LinuxPlatform(const NativeOptions& options, const Environment& en
     , childLauncher_(besideThisProgram(options.guardianExecutable),
                      [this](std::string_view trouble) { log_.write(trouble); })
     , application_(options.applicationId, folders_.dataHome / options.applicationId, environment,
-                   std::move(predecessor), windows_, log_)
+                   std::move(predecessor), windows_, tokens_, log_)
     , alerts_(windows_, application_)
-    , menuBar_(options.applicationId, windows_, bundle_, log_,
+    , menuBar_(options.applicationId, windows_, tokens_, bundle_, log_,
                {.terminate = [this] { application_.terminate(); },
                 .hide = [this] { webWindows_.hideAll(); }})
-    , pasteboard_(windows_)
-    , workspace_(mainQueue_, log_)
-    , webWindows_(windows_,
+    , pasteboard_(windows_, tokens_)
+    , workspace_(mainQueue_, tokens_, log_)
+    , webWindows_(windows_, tokens_,
                   WebsiteFolders(folders_.dataHome / options.applicationId / "webkit",
                                  folders_.cacheHome / options.applicationId / "webkit", fileSystem_,
                                  log_),
@@ -97,6 +107,9 @@ LinuxPlatform::LinuxPlatform(const NativeOptions& options, const Environment& en
     , updateNotice_(
           bundle_.infoString("CFBundleName").value_or(options.applicationId), options.applicationId,
           [this](const std::string& token) { updateUi_.useToken(token); }, log_)
+    , copyNotice_(
+          bundle_.infoString("CFBundleName").value_or(options.applicationId), options.applicationId,
+          [](const std::string& /*token*/) {}, log_)
     , updateFramework_({.http = updateHttp_,
                         .mainQueue = mainQueue_,
                         .backgroundQueues = backgroundQueues_,
@@ -116,6 +129,28 @@ LinuxPlatform::LinuxPlatform(const NativeOptions& options, const Environment& en
                             return readInfoDictionary(folder, log_);
                         }}) {
     windows_.setAbout(aboutOf(bundle_, options.applicationId));
+    // The user has what was to be copied before the eyes at least.
+    pasteboard_.onRefused =
+        [this, name = bundle_.infoString("CFBundleName").value_or(options.applicationId)](
+            const std::string& text) {
+            copyNotice_.show({.title = name, .text = text, .action = {}}, [] {});
+        };
+    if (needsALauncher(bundle_, applicationFolders_)) {
+        keepLauncher(options.applicationId);
+    }
+}
+
+void LinuxPlatform::keepLauncher(const std::string& applicationId) {
+    const std::filesystem::path resources = bundle_.resourcesPath().value_or("");
+    const auto kept = platform::keepLauncher(
+        {.applicationId = applicationId,
+         .entry = resources / (applicationId + ".desktop"),
+         .icon = resources / "icons/hicolor/scalable/apps" / (applicationId + ".svg"),
+         .executable = bundle_.executablePath()},
+        folders_.dataHome, fileSystem_);
+    if (!kept) {
+        log_.write(kept.error());
+    }
 }
 
 } // namespace desktop

@@ -6,6 +6,7 @@
 #include "platform/NativePlatform.h"
 #include "platform/appcast/AppcastFramework.h"
 #include "platform/appcast/HandOver.h"
+#include "platform/linux/ActivationTokens.h"
 #include "platform/linux/AutostartLoginService.h"
 #include "platform/linux/FolderBundle.h"
 #include "platform/linux/GlibMainQueue.h"
@@ -77,11 +78,14 @@ class LinuxPlatform final : public NativePlatform {
     Workspace& workspace() override { return workspace_; }
 
   private:
+    void keepLauncher(const std::string& applicationId);
+
     // Destroyed from the last to the first: what calls back goes before what is called.
     const XdgFolders folders_;
     StderrLog log_;
     WindowHost windows_;
     std::optional<std::string> trouble_;
+    ActivationTokens tokens_;
     const ApplicationFolders applicationFolders_;
     SystemClock clock_;
     IcuNumberFormatter numberFormatter_;
@@ -109,6 +113,7 @@ class LinuxPlatform final : public NativePlatform {
     CurlHttpClient updateHttp_; // so that a download holds nothing else up
     RemoteUpdateUi updateUi_;
     DesktopNotifications updateNotice_;
+    DesktopNotifications copyNotice_;
     appcast::AppcastFramework updateFramework_;
 };
 

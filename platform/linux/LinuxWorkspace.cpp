@@ -62,7 +62,17 @@ std::string start(const std::filesystem::path& executable) {
 } // namespace
 
 void LinuxWorkspace::openUrl(const std::string& url) {
-    g_app_info_launch_default_for_uri_async(url.c_str(), nullptr, nullptr, onOpened,
+    const gtk::GObjectPtr<GAppLaunchContext> context(g_app_launch_context_new());
+    const std::string token = tokens_.take();
+    for (const char* name : {"XDG_ACTIVATION_TOKEN", "DESKTOP_STARTUP_ID"}) {
+        // What came with this application's own launch is nobody else's.
+        if (token.empty()) {
+            g_app_launch_context_unsetenv(context.get(), name);
+        } else {
+            g_app_launch_context_setenv(context.get(), name, token.c_str());
+        }
+    }
+    g_app_info_launch_default_for_uri_async(url.c_str(), context.get(), nullptr, onOpened,
                                             std::make_unique<Opening>(url, log_).release());
 }
 

@@ -1,14 +1,16 @@
 // The desktop around the application: addresses go to GIO's default handler for their scheme (the
-// OpenURI portal inside a sandbox), and an application is a bundle folder whose executable
-// (CFBundleExecutable in Contents/MacOS) is started in a session of its own, so that nothing which
-// ends this process ends it too; it is reaped by init. A new instance is told by an environment
-// variable to wait until the one before it has gone (InstanceLock.h), where a second launch would
-// otherwise only show the first. Completions arrive on the main queue. Main thread only.
+// OpenURI portal inside a sandbox) with the permission to take the focus, and an application is a
+// bundle folder whose executable (CFBundleExecutable in Contents/MacOS) is started in a session of
+// its own, so that nothing which ends this process ends it too; it is reaped by init. A new
+// instance is told by an environment variable to wait until the one before it has gone
+// (InstanceLock.h), where a second launch would otherwise only show the first. Completions arrive
+// on the main queue. Main thread only.
 #pragma once
 
 #include "platform/Log.h"
 #include "platform/Queues.h"
 #include "platform/Workspace.h"
+#include "platform/linux/ActivationTokens.h"
 
 namespace platform::desktop {
 
@@ -17,8 +19,9 @@ inline constexpr const char* newInstanceVariable = "APPLICATION_WAITS_FOR_PREVIO
 
 class LinuxWorkspace final : public Workspace {
   public:
-    LinuxWorkspace(MainQueue& mainQueue, Log& log)
+    LinuxWorkspace(MainQueue& mainQueue, ActivationTokens& tokens, Log& log)
         : mainQueue_(mainQueue)
+        , tokens_(tokens)
         , log_(log) {}
 
     void openUrl(const std::string& url) override;
@@ -27,6 +30,7 @@ class LinuxWorkspace final : public Workspace {
 
   private:
     MainQueue& mainQueue_;
+    ActivationTokens& tokens_;
     Log& log_;
 };
 

@@ -6,10 +6,11 @@
 
 namespace platform::desktop {
 
-RemoteMenuBar::RemoteMenuBar(std::string applicationId, WindowHost& host, const Bundle& bundle,
-                             Log& log, Commands commands)
+RemoteMenuBar::RemoteMenuBar(std::string applicationId, WindowHost& host, ActivationTokens& tokens,
+                             const Bundle& bundle, Log& log, Commands commands)
     : applicationId_(std::move(applicationId))
     , host_(host)
+    , tokens_(tokens)
     , bundle_(bundle)
     , log_(log)
     , commands_(std::move(commands)) {
@@ -73,12 +74,13 @@ void RemoteMenuBar::statusItemGone(tray::TrayStatusItem& /*item*/) {
 
 void RemoteMenuBar::tellStatusItem() {
     if (homeless_ == nullptr) {
-        host_.tell("SetStatusItem", false, std::string(), std::string(), std::string());
+        host_.tell("SetStatusItem", false, std::string(), std::string(), std::string(),
+                   std::string());
         return;
     }
     const auto& looks = homeless_->looks();
     host_.tell("SetStatusItem", true, looks.symbol.value_or(""), looks.title,
-               looks.toolTip.value_or(""));
+               looks.symbol ? looks.description : looks.title, looks.toolTip.value_or(""));
 }
 
 void RemoteMenuBar::sayAgain() {

@@ -5,6 +5,7 @@
 #include "platform/Bundle.h"
 #include "platform/Log.h"
 #include "platform/StatusItem.h"
+#include "platform/linux/ActivationTokens.h"
 #include "platform/linux/WindowHost.h"
 #include "platform/linux/connection/MenuEntries.h"
 #include "platform/linux/tray/TrayStatusItem.h"
@@ -13,6 +14,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace platform::desktop {
@@ -28,8 +30,8 @@ class RemoteMenuBar final : public MenuBar,
         std::function<void()> hide;
     };
 
-    RemoteMenuBar(std::string applicationId, WindowHost& host, const Bundle& bundle, Log& log,
-                  Commands commands);
+    RemoteMenuBar(std::string applicationId, WindowHost& host, ActivationTokens& tokens,
+                  const Bundle& bundle, Log& log, Commands commands);
 
     void setMainMenu(const Menu& menu) override;
     [[nodiscard]] std::unique_ptr<StatusItem> makeStatusItem() override;
@@ -43,6 +45,7 @@ class RemoteMenuBar final : public MenuBar,
 
     void statusItemChanged(tray::TrayStatusItem& item) override;
     void statusItemGone(tray::TrayStatusItem& item) override;
+    void activationTokenGiven(std::string token) override { tokens_.give(std::move(token)); }
 
     void sayAgain() override;
     void tellMainMenu();
@@ -54,6 +57,7 @@ class RemoteMenuBar final : public MenuBar,
 
     std::string applicationId_;
     WindowHost& host_;
+    ActivationTokens& tokens_;
     const Bundle& bundle_;
     Log& log_;
     Commands commands_;

@@ -87,7 +87,7 @@ void RemoteWebWindow::sayAgain() {
     }
     load();
     if (visible_) {
-        host_.tell("ShowWindow", id_, turn_);
+        host_.tell("ShowWindow", id_, turn_, std::string());
     }
 }
 
@@ -112,7 +112,7 @@ void RemoteWebWindow::setFrameAutosaveName(std::string_view name) {
 void RemoteWebWindow::makeKeyAndOrderFront() {
     visible_ = true;
     ++turn_;
-    host_.tell("ShowWindow", id_, turn_);
+    host_.tell("ShowWindow", id_, turn_, all_.tokens_.take());
     host_.require();
     host_.watch();
 }
@@ -241,9 +241,11 @@ void RemoteWebWindow::saveSize() {
     }
 }
 
-RemoteWebWindows::RemoteWebWindows(WindowHost& host, WebsiteFolders folders, UserDefaults& defaults,
+RemoteWebWindows::RemoteWebWindows(WindowHost& host, ActivationTokens& tokens,
+                                   WebsiteFolders folders, UserDefaults& defaults,
                                    std::function<void()> onWindowClosed)
     : host_(host)
+    , tokens_(tokens)
     , folders_(std::move(folders))
     , defaults_(defaults)
     , onWindowClosed_(std::move(onWindowClosed)) {

@@ -7,6 +7,7 @@
 
 #include "platform/UserDefaults.h"
 #include "platform/WebWindow.h"
+#include "platform/linux/ActivationTokens.h"
 #include "platform/linux/WebsiteFolders.h"
 #include "platform/linux/WindowFrame.h"
 #include "platform/linux/WindowHost.h"
@@ -89,8 +90,8 @@ class RemoteWebWindow final : public WebWindow {
 class RemoteWebWindows final : public WebWindowFactory, private WindowClient {
   public:
     // `onWindowClosed` after the user closed a window. Everything outlives this object.
-    RemoteWebWindows(WindowHost& host, WebsiteFolders folders, UserDefaults& defaults,
-                     std::function<void()> onWindowClosed);
+    RemoteWebWindows(WindowHost& host, ActivationTokens& tokens, WebsiteFolders folders,
+                     UserDefaults& defaults, std::function<void()> onWindowClosed);
 
     [[nodiscard]] std::unique_ptr<WebWindow>
     makeWebWindow(const WebWindowOptions& options) override;
@@ -122,6 +123,7 @@ class RemoteWebWindows final : public WebWindowFactory, private WindowClient {
     void scriptMessage(Id id, std::string name, std::string body);
 
     WindowHost& host_;
+    ActivationTokens& tokens_;
     WebsiteFolders folders_;
     UserDefaults& defaults_;
     std::function<void()> onWindowClosed_;

@@ -1,6 +1,6 @@
-// The remembered size of a window: its width and height in points and whether it is maximised,
-// under a name in the user's defaults. What is read is checked, since the file may have been
-// edited: a size that is missing or makes no sense counts as absent, one that is merely larger
+// The remembered size of a window's content: its width and height in points and whether it is
+// maximised, under a name in the user's defaults. What is read is checked, since the file may have
+// been edited: a size that is missing or makes no sense counts as absent, one that is merely larger
 // than any screen is cut. Values that did not change are not written again. Any thread.
 #pragma once
 

@@ -64,8 +64,7 @@ std::expected<void, LaunchError> WindowHost::start() {
     engineIsStarting_ = false;
     watching_ = false;
     displayIsMissing_ = false;
-    tell("Configure", about_.name, about_.version, about_.copyright, about_.iconFile,
-         about_.symbolFolder);
+    tell("Configure", about_.name, about_.version, about_.copyright, about_.iconFolder);
     for (WindowClient* const client : clients_) {
         client->sayAgain();
     }
@@ -75,8 +74,7 @@ std::expected<void, LaunchError> WindowHost::start() {
 
 void WindowHost::setAbout(About about) {
     about_ = std::move(about);
-    tell("Configure", about_.name, about_.version, about_.copyright, about_.iconFile,
-         about_.symbolFolder);
+    tell("Configure", about_.name, about_.version, about_.copyright, about_.iconFolder);
 }
 
 void WindowHost::require() {

@@ -52,8 +52,7 @@ class WindowHost {
         std::string name;
         std::string version;
         std::string copyright;
-        std::string iconFile;
-        std::string symbolFolder;
+        std::string iconFolder;
     };
 
     WindowHost(Setup setup, Log& log);

@@ -51,11 +51,11 @@ class AlertTest : public ::testing::Test {
         return said;
     }
 
-    // The three buttons share the alert's lowest part evenly.
+    // The three buttons share the alert's lowest part evenly, the first at the right.
     void click(int button) {
         const WindowGeometry geometry = session.geometry(alert);
-        const int x = geometry.x + geometry.width * (2 * button + 1) / 6;
-        const int y = geometry.y + geometry.height - 24;
+        const int x = geometry.x + geometry.width * (2 * (2 - button) + 1) / 6;
+        const int y = geometry.y + geometry.height - 40;
         const auto mouse = session.start(
             {"xdotool", "mousemove", std::to_string(x), std::to_string(y), "click", "1"}, "mouse");
         EXPECT_EQ(mouse->waitForExit(patience), 0);

@@ -5,12 +5,12 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
 #include <regex>
 
 namespace desktop {
 namespace {
-
-constexpr Colour startingPageBackground{.red = 0x11, .green = 0x11, .blue = 0x11};
 
 std::vector<ServerLaunch> parseLaunches(const std::string& log) {
     static const std::regex line(R"(ostrad spawned \(pid (\d+)\) on 127\.0\.0\.1:(\d+), db )");
@@ -45,6 +45,13 @@ void ApplicationTest::launchUntilReady() {
     ASSERT_FALSE(launches.empty()) << application->standardError();
     ASSERT_TRUE(eventually([&] { return serverAnswers(launches.front().port); }))
         << application->standardError();
+}
+
+void ApplicationTest::keepTheServerSilent() {
+    const std::filesystem::path silent = session.folder() / "silent-server";
+    std::ofstream(silent) << "#!/bin/sh\nexec sleep 1000\n";
+    std::filesystem::permissions(silent, std::filesystem::perms::owner_all);
+    session.environment["OSTRA_SIDECAR"] = silent.string();
 }
 
 std::optional<std::string> ApplicationTest::window() const {

@@ -22,8 +22,15 @@ struct ServerLaunch {
     int port = 0;
 };
 
+// The circle in the middle of the application's icon.
+inline constexpr Colour iconsGold{.red = 0xff, .green = 0xd1, .blue = 0x66};
+inline constexpr Colour startingPageBackground{.red = 0x11, .green = 0x11, .blue = 0x11};
+
 class ApplicationTest : public ::testing::Test {
   protected:
+    explicit ApplicationTest(ScreenSize screen = {.width = 1600, .height = 1000})
+        : session(screen) {}
+
     void TearDown() override;
 
     [[nodiscard]] std::unique_ptr<Program> launch(const std::vector<std::string>& arguments = {});
@@ -31,6 +38,9 @@ class ApplicationTest : public ::testing::Test {
     void launchUntilReady();
 
     [[nodiscard]] std::optional<std::string> window() const;
+    // From now on the server that is started never becomes healthy: the starting page stays.
+    void keepTheServerSilent();
+
     [[nodiscard]] bool windowAppears() const;
     [[nodiscard]] bool windowDisappears() const;
     // Waits until at least that many launches were logged.

@@ -7,13 +7,16 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 
 namespace desktop {
 namespace {
 
 using std::filesystem::path;
+using ::testing::AllOf;
 using ::testing::HasSubstr;
+using ::testing::Not;
 
 class Install : public ApplicationTest {
   protected:
@@ -40,9 +43,15 @@ class Install : public ApplicationTest {
         return session.visibleWindow(std::string(offer) + "[?]");
     }
 
+    [[nodiscard]] std::optional<Screenshot> pictureOfThePrompt() const {
+        return session.screenshot(prompt().value_or("root"));
+    }
+
     path downloaded = session.folder() / "Downloads/Zorvane.app";
     path installed = session.folder() / "home/Applications/Zorvane.app";
     path autostart = session.configHome() / "autostart/app.zorvane.desktop";
+    path launcher = session.dataHome() / "applications/app.zorvane.desktop";
+    path launchersIcon = session.dataHome() / "icons/hicolor/scalable/apps/app.zorvane.svg";
 };
 
 TEST_F(Install, goesOnFromWhereItIsWhenTheUserDoesNotWantToMove) {
@@ -56,6 +65,7 @@ TEST_F(Install, goesOnFromWhereItIsWhenTheUserDoesNotWantToMove) {
     EXPECT_TRUE(eventually([&] { return serverAnswers(launches.front().port); }));
     EXPECT_FALSE(std::filesystem::exists(installed.parent_path()));
     EXPECT_FALSE(std::filesystem::exists(autostart));
+    EXPECT_FALSE(std::filesystem::exists(launcher));
     application->signal(SIGTERM);
     EXPECT_EQ(application->waitForExit(patience), 0);
     EXPECT_TRUE(nothingIsLeft());
@@ -79,9 +89,46 @@ TEST_F(Install, movesAndRelaunchesAndTheOldInstanceGoes) {
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(installed.parent_path()), {}), 1);
     EXPECT_TRUE(eventually([&] { return std::filesystem::exists(autostart); }));
     EXPECT_THAT(readFile(autostart), HasSubstr(installed.string()));
+    EXPECT_THAT(readFile(autostart), HasSubstr("\nIcon=app.zorvane\n"));
+    const std::string program = (installed / "Contents/MacOS/Zorvane").string();
+    EXPECT_THAT(readFile(launcher),
+                AllOf(HasSubstr("\nName=Zorvane\n"), HasSubstr("\nExec=\"" + program + "\"\n"),
+                      HasSubstr("\nTryExec=" + program + "\n"), HasSubstr("\nIcon=app.zorvane\n")));
+    EXPECT_THAT(readFile(launchersIcon), HasSubstr("<svg"));
+    // Neither question nor toolkit has anything to say to the terminal.
+    EXPECT_THAT(
+        application->standardError(),
+        AllOf(Not(HasSubstr("WARNING")), Not(HasSubstr("Gtk")), Not(HasSubstr("CRITICAL"))));
 
     ::kill(running[0].pid, SIGTERM);
     EXPECT_TRUE(nothingIsLeft());
+}
+
+TEST_F(Install, asksOnceWithTheApplicationsIconAndTheDefaultMarked) {
+    launchFromDownloads();
+    // Nobody draws a title that would ask again: there is no frame, and the text stands at the
+    // icon.
+    EXPECT_THAT(session.ask({"xprop", "-id", *prompt(), "_NET_FRAME_EXTENTS"}),
+                HasSubstr("= 0, 0, 0, 0"));
+    ASSERT_TRUE(eventually([&] {
+        const auto shot = pictureOfThePrompt();
+        return shot && shot->boxOf(iconsGold).height > 2;
+    }));
+    const WindowGeometry place = session.geometry(*prompt());
+    const int half = place.width / 2;
+    const auto button = [&](int x) {
+        return session
+            .screenshotOf({.x = place.x + x,
+                           .y = place.y + place.height - 52,
+                           .width = half - 60,
+                           .height = 26})
+            .value()
+            .dominantColour();
+    };
+    const Colour other = button(30);
+    const Colour first = button(half + 30);
+    EXPECT_GT(first.blue - first.red, 60); // the theme's accent
+    EXPECT_LT(std::abs(other.blue - other.red), 20);
 }
 
 TEST_F(Install, leavesNothingRunningWhenItIsToldToEndDuringTheQuestion) {

@@ -5,7 +5,6 @@
 #include <gmock/gmock.h>
 
 #include <csignal>
-#include <fstream>
 
 namespace desktop {
 namespace {
@@ -15,11 +14,7 @@ using ::testing::IsEmpty;
 using Launch = ApplicationTest;
 
 TEST_F(Launch, showsTheStartingPageUntilTheServerAnswersAndThenTheServersPage) {
-    // A server that is never healthy keeps the starting page in place.
-    const std::filesystem::path slowServer = session.folder() / "slow-server";
-    std::ofstream(slowServer) << "#!/bin/sh\nexec sleep 1000\n";
-    std::filesystem::permissions(slowServer, std::filesystem::perms::owner_all);
-    session.environment["OSTRA_SIDECAR"] = slowServer.string();
+    keepTheServerSilent();
     application = launch();
     ASSERT_TRUE(windowAppears()) << application->standardError();
     EXPECT_TRUE(showsTheStartingPage());
@@ -29,13 +24,6 @@ TEST_F(Launch, showsTheStartingPageUntilTheServerAnswersAndThenTheServersPage) {
     session.environment.erase("OSTRA_SIDECAR");
     launchUntilReady();
     EXPECT_TRUE(showsTheServersPage());
-}
-
-TEST_F(Launch, opensAWindowOf1200By800) {
-    launchUntilReady();
-    const WindowGeometry geometry = session.geometry(window().value());
-    EXPECT_EQ(geometry.width, 1200);
-    EXPECT_EQ(geometry.height, 800);
 }
 
 TEST_F(Launch, hidesTheWindowOnItsCloseButtonAndShowsItAgainOnASecondLaunch) {

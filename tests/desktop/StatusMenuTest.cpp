@@ -69,8 +69,9 @@ class StatusMenu : public ApplicationTest {
     // The desktop's default for web pages becomes a program that writes down what it is to show.
     void setBrowser() const {
         const auto script = session.folder() / "browser";
-        std::ofstream(script) << fmt::format("#!/bin/sh\nprintf '%s\\n' \"$1\" >>{}\n",
-                                             opened.string());
+        std::ofstream(script) << fmt::format("#!/bin/sh\nprintf %s \"$XDG_ACTIVATION_TOKEN\" >{}\n"
+                                             "printf '%s\\n' \"$1\" >>{}\n",
+                                             usedToken.string(), opened.string());
         std::filesystem::permissions(script, std::filesystem::perms::owner_all);
         std::filesystem::create_directories(session.dataHome() / "applications");
         std::ofstream(session.dataHome() / "applications/some-browser.desktop")
@@ -88,6 +89,7 @@ class StatusMenu : public ApplicationTest {
     Lines menu;
     const std::filesystem::path go = session.folder() / "go";
     const std::filesystem::path opened = session.folder() / "opened";
+    const std::filesystem::path usedToken = session.folder() / "token";
 };
 
 TEST_F(StatusMenu, tellsOfTheServerFromItsStartOn) {
@@ -127,6 +129,19 @@ TEST_F(StatusMenu, copiesTheServersAddressAndOpensItInTheBrowser) {
     EXPECT_TRUE(clipboardComesToHold(address()));
     choose("Open Web App");
     EXPECT_TRUE(browserShows(address()));
+}
+
+TEST_F(StatusMenu, givesTheTraysPermissionToTheBrowserOnce) {
+    setBrowser();
+    session.environment["XDG_ACTIVATION_TOKEN"] = "of-the-launch";
+    ASSERT_NO_FATAL_FAILURE(launchUntilInTheTray());
+    tray.giveActivationToken("of-the-click");
+    choose("Open Web App");
+    EXPECT_TRUE(browserShows(address()));
+    EXPECT_EQ(readFile(usedToken), "of-the-click");
+    choose("Open Web App");
+    EXPECT_TRUE(browserShows(address() + "\n" + address()));
+    EXPECT_EQ(readFile(usedToken), "");
 }
 
 TEST_F(StatusMenu, restartsTheServer) {

@@ -1,4 +1,4 @@
-// The status item, the main menu, the clipboard and new instances of the Linux back end, with a
+// The status item, editing keys, the clipboard and new instances of the Linux back end, with a
 // real panel, real clicks and keys. The probe (probe/main.cpp) has the menus.
 #include "tests/desktop/session/Clipboard.h"
 #include "tests/desktop/session/DesktopSession.h"
@@ -90,16 +90,6 @@ class Tray : public ::testing::Test {
         });
     }
 
-    // A window that has just come takes no keys yet.
-    [[nodiscard]] bool goesBy(const std::string& key, const std::string& window) const {
-        return eventually([&] {
-            session.focus(window);
-            session.pressKey(key);
-            return eventually([&] { return !session.visibleWindow("probe"); },
-                              std::chrono::seconds(1));
-        });
-    }
-
     void clickStatusButton(const std::string& window) const {
         const WindowGeometry place = session.geometry(window);
         session.click(place.x + 26, place.y + 27);
@@ -126,23 +116,6 @@ TEST_F(Tray, isShownByARealPanelWithAMenuThatWorks) {
     EXPECT_TRUE(probe->isRunning());
 }
 
-TEST_F(Tray, isTakenUpByAPanelThatComesLateAndAgainWhenItRestarts) {
-    launch({"--window", "probe"});
-    const std::string window = awaitWindow();
-    for (int round = 0; round < 2; ++round) {
-        const Panel panel(session);
-        EXPECT_TRUE(panel.showsAnItem()) << round;
-    }
-    EXPECT_TRUE(opensByClicks([&] { clickStatusButton(window); }, 1));
-}
-
-TEST_F(Tray, isInTheWindowsHeaderBarWithoutAPanel) {
-    launch({"--window", "probe"});
-    const std::string window = awaitWindow();
-    ASSERT_TRUE(opensByClicks([&] { clickStatusButton(window); }, 1));
-    EXPECT_TRUE(chooses({"Return"}, "chosen: hello"));
-}
-
 TEST_F(Tray, showsInTheHeaderBarWhatChangesWhileTheMenuIsOpen) {
     launch({"--window", "probe", "--change-open-menu"});
     const std::string window = awaitWindow();
@@ -153,17 +126,6 @@ TEST_F(Tray, showsInTheHeaderBarWhatChangesWhileTheMenuIsOpen) {
     EXPECT_EQ(count("chosen: hello"), 0);
 }
 
-TEST_F(Tray, isInTheWindowsHeaderBarWithoutABus) {
-    session.environment["DBUS_SESSION_BUS_ADDRESS"] = "unix:path=/nonexistent";
-    // Without a bus and as root, WebKit's sandbox leaves a file in the system's root folder, by
-    // which every program of this machine takes itself for sandboxed.
-    session.environment["WEBKIT_DISABLE_SANDBOX_THIS_IS_DANGEROUS"] = "1";
-    launch({"--window", "probe"});
-    const std::string window = awaitWindow();
-    ASSERT_TRUE(opensByClicks([&] { clickStatusButton(window); }, 1));
-    EXPECT_TRUE(chooses({"Return"}, "chosen: hello"));
-}
-
 TEST_F(Tray, canEndTheApplicationFromItsMenu) {
     const Panel panel(session);
     launch({});
@@ -171,36 +133,6 @@ TEST_F(Tray, canEndTheApplicationFromItsMenu) {
     ASSERT_TRUE(opensByClicks([&] { panel.clickFirstItem(); }, 1));
     EXPECT_TRUE(chooses({"Up", "Return"}, "will terminate, no event"));
     EXPECT_EQ(probe->waitForExit(patience), 0);
-}
-
-TEST_F(Tray, theMainMenusKeyHidesTheWindowAndClosesNothing) {
-    launch({"--window", "probe"});
-    const std::string window = awaitWindow();
-    EXPECT_TRUE(goesBy("ctrl+h", window));
-    EXPECT_EQ(count("last window closed"), 0);
-    const auto second = session.start({(bundle / "Contents/MacOS/probe").string()}, "second");
-    EXPECT_EQ(second->waitForExit(patience), 0); // the first shows its window again
-    EXPECT_NE(awaitWindow(), "");
-}
-
-TEST_F(Tray, theMainMenusKeyMinimizesTheWindow) {
-    launch({"--window", "probe"});
-    EXPECT_TRUE(goesBy("ctrl+m", awaitWindow()));
-    EXPECT_TRUE(probe->isRunning());
-}
-
-TEST_F(Tray, theMainMenuTellsAboutTheApplication) {
-    launch({"--window", "probe"});
-    const std::string window = awaitWindow();
-    // Below the submenus "Edit" and "Window". Keys are lost until the menu has the keyboard.
-    EXPECT_TRUE(eventually([&] {
-        session.focus(window);
-        for (const char* key : {"F10", "Down", "Down", "Return"}) {
-            session.pressKey(key);
-        }
-        return eventually([&] { return session.visibleWindow("About Probe").has_value(); },
-                          std::chrono::seconds(2));
-    }));
 }
 
 TEST_F(Tray, editsThePageByKeys) {

@@ -179,7 +179,7 @@ TEST_F(Update, staysInTheBackgroundUntilTheUserAsks) {
     const auto old = launch();
     // Nobody shows notifications on this session's bus.
     ASSERT_TRUE(eventually([&] {
-        return old->standardError().find("no notification of an update") != std::string::npos;
+        return old->standardError().find("no notification could be shown") != std::string::npos;
     })) << events()
         << old->standardError();
     EXPECT_FALSE(session.visibleWindow(offerTitle));

@@ -85,9 +85,11 @@ struct DesktopNotifications::Shown : std::enable_shared_from_this<Shown> {
         }
         GVariantBuilder actions;
         g_variant_builder_init(&actions, G_VARIANT_TYPE("as"));
-        for (const char* word :
-             {defaultAction, content.action.c_str(), buttonAction, content.action.c_str()}) {
-            g_variant_builder_add(&actions, "s", word);
+        if (!content.action.empty()) {
+            for (const char* word :
+                 {defaultAction, content.action.c_str(), buttonAction, content.action.c_str()}) {
+                g_variant_builder_add(&actions, "s", word);
+            }
         }
         GVariantBuilder hints;
         g_variant_builder_init(&hints, G_VARIANT_TYPE("a{sv}"));
@@ -190,7 +192,7 @@ struct DesktopNotifications::Shown : std::enable_shared_from_this<Shown> {
     void fail(GError* error) {
         const gtk::GErrorPtr failure(error);
         if (!withdrawn) {
-            log.write(fmt::format("no notification of an update: {}", failure->message));
+            log.write(fmt::format("no notification could be shown: {}", failure->message));
         }
         forget();
     }

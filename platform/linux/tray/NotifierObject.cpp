@@ -80,11 +80,12 @@ void NotifierObject::announce(const char* signal, GVariant* parameters) const {
 
 void NotifierObject::onCall(GDBusConnection* /*connection*/, const char* /*sender*/,
                             const char* /*path*/, const char* /*interface*/, const char* method,
-                            GVariant* /*parameters*/, GDBusMethodInvocation* invocation,
+                            GVariant* parameters, GDBusMethodInvocation* invocation,
                             gpointer self) {
     const std::string_view called = method;
-    // A copy: what it does may end this object.
+    // Copies: what they do may end this object.
     const auto activate = static_cast<NotifierObject*>(self)->onActivate;
+    const auto given = static_cast<NotifierObject*>(self)->onActivationToken;
     if (called == "Activate" && activate && activate()) {
         g_dbus_method_invocation_return_value(invocation, nullptr);
     } else if (called == "Activate" || called == "ContextMenu") {
@@ -92,6 +93,11 @@ void NotifierObject::onCall(GDBusConnection* /*connection*/, const char* /*sende
             invocation, G_DBUS_ERROR, G_DBUS_ERROR_NOT_SUPPORTED,
             "this item is a menu, which the host shows (see the properties ItemIsMenu and Menu)");
     } else {
+        if (called == "ProvideXdgActivationToken" && given) {
+            const char* token = nullptr;
+            g_variant_get(parameters, "(&s)", &token);
+            given(token);
+        }
         g_dbus_method_invocation_return_value(invocation, nullptr);
     }
 }

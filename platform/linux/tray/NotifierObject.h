@@ -49,6 +49,9 @@ class NotifierObject {
     // A host calls Activate. False, as without a receiver: the host is told that the item cannot do
     // that.
     std::function<bool()> onActivate;
+    // A host hands over the desktop's permission to take the focus, before whatever the user
+    // chooses.
+    std::function<void(std::string token)> onActivationToken;
 
   private:
     static void onCall(GDBusConnection* connection, const char* sender, const char* path,

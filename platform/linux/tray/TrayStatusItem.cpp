@@ -77,6 +77,11 @@ void TrayStatusItem::joinBus(GDBusConnection* connection) {
         }
         return static_cast<bool>(activate);
     };
+    object_->onActivationToken = [this](std::string token) {
+        if (observer_ != nullptr) {
+            observer_->activationTokenGiven(std::move(token));
+        }
+    };
     menu_.exportAt(menuPath);
     askForMenu(connection);
 }

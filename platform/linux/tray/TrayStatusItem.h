@@ -29,6 +29,8 @@ class StatusItemObserver {
     // Its looks, its menu or its place have changed. Not called before the place is known.
     virtual void statusItemChanged(TrayStatusItem& item) = 0;
     virtual void statusItemGone(TrayStatusItem& item) = 0;
+    // The desktop's permission to take the focus, for what the user is about to choose.
+    virtual void activationTokenGiven(std::string token) = 0;
 };
 
 class TrayStatusItem final : public StatusItem {

@@ -1,8 +1,9 @@
-// Modal alerts as GTK dialogs. Return answers with the first button, Escape and the dialog's close
-// with the last. Main thread only.
+// Modal alerts as panels (PanelWindow.h). Return answers with the first button, Escape and the
+// window manager's close with the last. Main thread only.
 #pragma once
 
 #include "platform/Alerts.h"
+#include "platform/linux/window/PanelWindow.h"
 #include "platform/linux/window/Toplevels.h"
 
 #include <cstdint>
@@ -14,20 +15,16 @@ namespace platform::gtk {
 
 class AlertDialogs {
   public:
-    explicit AlertDialogs(Toplevels& toplevels);
-    ~AlertDialogs();
-    AlertDialogs(const AlertDialogs&) = delete;
-    AlertDialogs& operator=(const AlertDialogs&) = delete;
+    explicit AlertDialogs(Toplevels& toplevels)
+        : toplevels_(toplevels) {}
 
     // `answered` is called once, unless the alert is closed from here.
     void show(std::uint64_t id, const Alert& alert, std::function<void(std::uint32_t)> answered);
-    void close(std::uint64_t id);
+    void close(std::uint64_t id) { dialogs_.erase(id); }
 
   private:
-    class Dialog;
-
     Toplevels& toplevels_;
-    std::map<std::uint64_t, std::unique_ptr<Dialog>> dialogs_;
+    std::map<std::uint64_t, std::unique_ptr<PanelWindow>> dialogs_;
 };
 
 } // namespace platform::gtk

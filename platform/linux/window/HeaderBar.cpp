@@ -6,6 +6,17 @@
 #include <utility>
 
 namespace platform::gtk {
+namespace {
+
+// What assistive technology calls a button that shows a symbol only: its one part that takes the
+// focus. The tool tip describes it.
+void name(Gtk::MenuButton& button, const std::string& name) {
+    GtkWidget* const toggle = gtk_widget_get_first_child(GTK_WIDGET(button.gobj()));
+    gtk_accessible_update_property(GTK_ACCESSIBLE(toggle), GTK_ACCESSIBLE_PROPERTY_LABEL,
+                                   name.c_str(), -1);
+}
+
+} // namespace
 
 HeaderBar::HeaderBar(Gtk::Window& window, OpenStatusMenu openStatusMenu)
     : window_(window)
@@ -15,6 +26,8 @@ HeaderBar::HeaderBar(Gtk::Window& window, OpenStatusMenu openStatusMenu)
     , statusButton_(*Gtk::make_managed<Gtk::MenuButton>()) {
     mainButton_.set_icon_name("open-menu-symbolic");
     mainButton_.set_primary(true); // F10
+    name(mainButton_, "Main Menu");
+    mainButton_.set_tooltip_text("Commands of the application and its windows");
     mainButton_.set_visible(false);
     statusButton_.set_visible(false);
     statusButton_.set_create_popup_func([this] { this->openStatusMenu(); });
@@ -48,6 +61,7 @@ void HeaderBar::showStatusItem(const StatusLooks& looks) {
     }
     toolTip_ = looks.toolTip;
     showToolTip();
+    name(statusButton_, looks.description);
     statusButton_.set_visible(true);
 }
 

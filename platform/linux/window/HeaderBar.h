@@ -21,6 +21,7 @@ struct StatusLooks {
     bool shown = false;
     std::string symbol; // empty: the title instead
     std::string title;
+    std::string description; // its name for assistive technology
     std::string toolTip;
 };
 

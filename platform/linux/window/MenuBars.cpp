@@ -1,14 +1,12 @@
 #include "platform/linux/window/MenuBars.h"
 
-#include <gdkmm/pixbuf.h>
-#include <gtkmm/icontheme.h>
+#include "platform/linux/window/ApplicationIcon.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace platform::gtk {
 namespace {
-
-constexpr int logoPixels = 128;
 
 // The application's own menu at the top level, the others below it: there is one button for all.
 Menu forOneButton(const Menu& mainMenu) {
@@ -41,6 +39,7 @@ void MenuBars::add(Gtk::Window& window) {
             });
         }));
     furnish(*bars_.back());
+    window.signal_hide().connect([this] { hideAboutWithTheLast(); });
 }
 
 void MenuBars::remove(Gtk::Window& window) {
@@ -95,10 +94,6 @@ void MenuBars::setKeys(const Menu& menu) {
 
 void MenuBars::setStatusItem(const StatusLooks& looks) {
     status_ = looks;
-    if (looks.shown && !about_.symbolFolder.empty() && !std::exchange(symbolsKnown_, true)) {
-        Gtk::IconTheme::get_for_display(Gdk::Display::get_default())
-            ->add_search_path(about_.symbolFolder);
-    }
     for (const auto& bar : bars_) {
         bar->showStatusItem(status_);
     }
@@ -118,19 +113,21 @@ void MenuBars::showAbout() {
         dialog_->set_program_name(about_.name);
         dialog_->set_version(about_.version);
         dialog_->set_copyright(about_.copyright);
-        if (!about_.iconFile.empty()) {
-            try {
-                dialog_->set_logo(Gdk::Texture::create_for_pixbuf(
-                    Gdk::Pixbuf::create_from_file(about_.iconFile, logoPixels, logoPixels)));
-            } catch (const Glib::Error& error) {
-                g_printerr("cannot show the icon: %s\n", error.what());
-            }
-        }
+        dialog_->set_logo_icon_name(applicationIcon());
     }
-    if (!bars_.empty()) {
-        dialog_->set_transient_for(bars_.front()->window());
+    const auto used =
+        std::ranges::find_if(bars_, [](const auto& bar) { return bar->window().is_active(); });
+    if (used != bars_.end()) {
+        dialog_->set_transient_for((*used)->window());
     }
     dialog_->present();
+}
+
+void MenuBars::hideAboutWithTheLast() {
+    if (dialog_ &&
+        std::ranges::none_of(bars_, [](const auto& bar) { return bar->window().get_visible(); })) {
+        dialog_->set_visible(false);
+    }
 }
 
 } // namespace platform::gtk

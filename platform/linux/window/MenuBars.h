@@ -21,8 +21,6 @@ struct AboutApplication {
     std::string name;
     std::string version;
     std::string copyright;
-    std::string iconFile;
-    std::string symbolFolder;
 };
 
 class MenuBars {
@@ -33,7 +31,8 @@ class MenuBars {
     MenuBars(Toplevels& toplevels, AskForStatusMenu askForStatusMenu);
 
     void setAbout(AboutApplication about) { about_ = std::move(about); }
-    // Every window with a web view gets a header bar, before it is shown.
+    // Every window with a web view gets a header bar, before it is shown. The About dialog goes off
+    // the screen with the last of them.
     void add(Gtk::Window& window);
     void remove(Gtk::Window& window);
 
@@ -45,6 +44,7 @@ class MenuBars {
   private:
     void furnish(HeaderBar& bar);
     void setKeys(const Menu& menu);
+    void hideAboutWithTheLast();
     [[nodiscard]] static std::string actionName(StandardAction command);
 
     Toplevels& toplevels_;
@@ -53,7 +53,6 @@ class MenuBars {
     std::vector<std::unique_ptr<HeaderBar>> bars_;
     std::optional<Menu> mainMenu_;
     StatusLooks status_;
-    bool symbolsKnown_ = false;
     std::unique_ptr<Gtk::AboutDialog> dialog_;
 };
 

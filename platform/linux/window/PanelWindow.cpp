@@ -1,8 +1,12 @@
 #include "platform/linux/window/PanelWindow.h"
 
+#include "platform/linux/window/ApplicationIcon.h"
+
 #include <glibmm/main.h>
 #include <gtkmm/eventcontrollerkey.h>
+#include <gtkmm/image.h>
 #include <gtkmm/linkbutton.h>
+#include <gtkmm/windowhandle.h>
 
 #include <utility>
 
@@ -11,6 +15,7 @@ namespace {
 
 constexpr int panelWidth = 460;
 constexpr int margin = 18;
+constexpr int iconPixels = 64;
 constexpr unsigned pulseMilliseconds = 100;
 
 Gtk::Label& makeLabel(const std::string& text, const char* style) {
@@ -45,6 +50,9 @@ PanelWindow::PanelWindow(Toplevels& toplevels, Content content,
             return true;
         },
         false);
+    if (content_.isAlert) {
+        becomeAnAlert();
+    }
     addContent();
     listenForEscape();
     if (!content_.token.empty()) {
@@ -66,11 +74,36 @@ void PanelWindow::setProgress(const std::string& text, std::optional<double> fra
     }
 }
 
+// The title stays what window lists show; a bar that can be dragged stands where it would be drawn.
+void PanelWindow::becomeAnAlert() {
+    window_.set_modal(true);
+    auto& handle = *Gtk::make_managed<Gtk::WindowHandle>();
+    handle.set_size_request(-1, margin);
+    window_.set_titlebar(handle);
+}
+
+void PanelWindow::addText(Gtk::Box& box) {
+    box.append(makeLabel(content_.title, "title-4"));
+    if (!content_.text.empty()) {
+        box.append(makeLabel(content_.text, nullptr));
+    }
+}
+
 void PanelWindow::addContent() {
     box_.set_margin(margin);
-    box_.append(makeLabel(content_.title, "title-4"));
-    if (!content_.text.empty()) {
-        box_.append(makeLabel(content_.text, nullptr));
+    if (content_.isAlert) {
+        auto& row = *Gtk::make_managed<Gtk::Box>(Gtk::Orientation::HORIZONTAL, margin);
+        auto& icon = *Gtk::make_managed<Gtk::Image>();
+        icon.set_from_icon_name(applicationIcon());
+        icon.set_pixel_size(iconPixels);
+        icon.set_valign(Gtk::Align::START);
+        auto& text = *Gtk::make_managed<Gtk::Box>(Gtk::Orientation::VERTICAL, margin / 3);
+        addText(text);
+        row.append(icon);
+        row.append(text);
+        box_.append(row);
+    } else {
+        addText(box_);
     }
     if (!content_.linkTitle.empty()) {
         auto& link = *Gtk::make_managed<Gtk::LinkButton>("about:blank", content_.linkTitle);
@@ -108,10 +141,11 @@ void PanelWindow::addProgress() {
         pulseMilliseconds);
 }
 
-// The first button stands last, at the right, as GNOME has it.
+// The first button stands last, at the right, as GNOME has it; those of a question share the width.
 void PanelWindow::addButtons() {
     auto& row = *Gtk::make_managed<Gtk::Box>(Gtk::Orientation::HORIZONTAL, margin / 3);
-    row.set_halign(Gtk::Align::END);
+    row.set_homogeneous(content_.isAlert);
+    row.set_halign(content_.isAlert ? Gtk::Align::FILL : Gtk::Align::END);
     for (std::size_t index = content_.buttons.size(); index-- > 0;) {
         auto& button = *Gtk::make_managed<Gtk::Button>(content_.buttons[index]);
         button.signal_clicked().connect(

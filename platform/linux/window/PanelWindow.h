@@ -1,6 +1,8 @@
-// An update panel in a window of a fixed width. Return presses the default button, Escape and the
-// close button give the panel's own answer, and a panel without buttons cannot be closed. All text
-// is shown as it stands, never as markup. Main thread only.
+// A panel in a window of its own: about an update, or a question (alert), which has the
+// application's icon, keeps the user from other windows and shows its title once, in the text.
+// Return presses the default button, Escape and the close button give the panel's own answer, and a
+// panel without buttons cannot be closed. All text is shown as it stands, never as markup. Main
+// thread only.
 #pragma once
 
 #include "platform/linux/window/Toplevels.h"
@@ -28,8 +30,9 @@ class PanelWindow : public sigc::trackable {
         std::vector<std::string> buttons;
         std::uint32_t defaultButton;
         std::uint32_t closeAnswer;
-        bool showsProgress;
-        std::string token; // to come to the front, or empty
+        bool isAlert = false;
+        bool showsProgress = false;
+        std::string token = {}; // to come to the front, or empty
     };
 
     // `answered` is called once, unless the panel goes before.
@@ -43,7 +46,9 @@ class PanelWindow : public sigc::trackable {
     void setProgress(const std::string& text, std::optional<double> fraction);
 
   private:
+    void becomeAnAlert();
     void addContent();
+    void addText(Gtk::Box& box);
     void addProgress();
     void addButtons();
     void listenForEscape();

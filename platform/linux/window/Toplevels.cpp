@@ -82,6 +82,11 @@ void Toplevels::present(const std::string& token) {
     found->window->present();
 }
 
+bool Toplevels::haveTheFocus() const {
+    return std::ranges::any_of(entries_,
+                               [](const Entry& entry) { return entry.window->is_active(); });
+}
+
 void Toplevels::hide() {
     for (const Entry& entry : entries_) {
         entry.window->set_visible(false);

@@ -30,6 +30,7 @@ class Toplevels {
 
     // Brings the visible window used last to the front; `token` is the desktop's permission.
     void present(const std::string& token);
+    [[nodiscard]] bool haveTheFocus() const;
     // Takes all off the screen.
     void hide();
     // The one used last, visible or not; null when there is none.

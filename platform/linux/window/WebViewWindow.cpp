@@ -4,6 +4,9 @@
 
 #include <giomm/simpleactiongroup.h>
 #include <glibmm/main.h>
+#ifdef GDK_WINDOWING_X11
+#include <gdk/x11/gdkx.h>
+#endif
 
 #include <algorithm>
 #include <cerrno>
@@ -13,10 +16,25 @@
 namespace platform::gtk {
 namespace {
 
-struct Size {
-    int width = 0;
-    int height = 0;
-};
+using Size = WebViewWindow::Size;
+
+// GDK deprecates whatever is about X11 since 4.18.
+G_GNUC_BEGIN_IGNORE_DEPRECATIONS
+
+// Without panels, where the desktop says so: Wayland's places and bounds windows itself.
+GdkRectangle usableArea(GdkMonitor* monitor) {
+    GdkRectangle area{};
+#ifdef GDK_WINDOWING_X11
+    if (GDK_IS_X11_MONITOR(monitor)) {
+        gdk_x11_monitor_get_workarea(monitor, &area);
+        return area;
+    }
+#endif
+    gdk_monitor_get_geometry(monitor, &area);
+    return area;
+}
+
+G_GNUC_END_IGNORE_DEPRECATIONS
 
 // The largest screen's sides, or no bound while there is no screen.
 Size largestScreen() {
@@ -25,8 +43,7 @@ Size largestScreen() {
     for (guint index = 0; index < g_list_model_get_n_items(monitors); ++index) {
         const GObjectPtr<GdkMonitor> monitor(
             static_cast<GdkMonitor*>(g_list_model_get_item(monitors, index)));
-        GdkRectangle area{};
-        gdk_monitor_get_geometry(monitor.get(), &area);
+        const GdkRectangle area = usableArea(monitor.get());
         largest.width = std::max(largest.width, area.width);
         largest.height = std::max(largest.height, area.height);
     }
@@ -35,6 +52,32 @@ Size largestScreen() {
                 .height = std::numeric_limits<short>::max()};
     }
     return largest;
+}
+
+// WebKitGTK has a hidden text view inside of its view that tells it what keys mean. Tab would end
+// there, after the page's last element and before the first.
+void keepFocusOutOfHelpers(GtkWidget* view) {
+    for (GtkWidget* child = gtk_widget_get_first_child(view); child != nullptr;
+         child = gtk_widget_get_next_sibling(child)) {
+        if (GTK_IS_TEXT_VIEW(child)) {
+            gtk_widget_set_can_focus(child, FALSE);
+        }
+    }
+}
+
+// A page's process answers to Tab after the last element by moving the focus on, and gives the key
+// back as well, which would move it twice. It is the same event then.
+gboolean onKey(GtkEventControllerKey* keys, guint key, guint /*code*/, GdkModifierType /*state*/,
+               gpointer view) {
+    if (key != GDK_KEY_Tab && key != GDK_KEY_ISO_Left_Tab) {
+        return FALSE;
+    }
+    constexpr const char* seen = "tab-seen";
+    GdkEvent* const event = gtk_event_controller_get_current_event(GTK_EVENT_CONTROLLER(keys));
+    const bool again = g_object_get_data(G_OBJECT(keys), seen) == event;
+    g_object_set_data_full(G_OBJECT(keys), seen, gdk_event_ref(event),
+                           reinterpret_cast<GDestroyNotify>(gdk_event_unref));
+    return again && gtk_widget_has_focus(static_cast<GtkWidget*>(view)) == FALSE ? TRUE : FALSE;
 }
 
 // A proxy that nobody can be: no socket listens on port 0. It stands for loopback hosts, too.
@@ -47,13 +90,13 @@ WebViewWindow::WebViewWindow(Toplevels& toplevels, WebStorage& storage,
     : toplevels_(toplevels)
     , events_(std::move(events))
     , closable_(options.closable)
+    , content_{.width = options.contentWidth, .height = options.contentHeight}
     , bridge_(options.userScripts, [this](const std::string& name, const std::string& body) {
         events_.scriptMessage(name, body);
     }) {
     toplevels_.add(window_);
     toplevels_.setKey("window.close", "<Control>w");
     window_.set_title(options.title);
-    window_.set_default_size(options.contentWidth, options.contentHeight);
     window_.set_size_request(options.minimumWidth, options.minimumHeight);
     window_.set_resizable(options.resizable);
     window_.set_deletable(options.closable);
@@ -68,9 +111,6 @@ WebViewWindow::WebViewWindow(Toplevels& toplevels, WebStorage& storage,
     if (options.inspectable) {
         allowInspector();
     }
-    window_.property_default_width().signal_changed().connect([this] { tellSize(); });
-    window_.property_default_height().signal_changed().connect([this] { tellSize(); });
-    window_.property_maximized().signal_changed().connect([this] { tellSize(); });
 }
 
 WebViewWindow::~WebViewWindow() {
@@ -97,6 +137,11 @@ void WebViewWindow::makeView(WebStorage& storage, const WebWindowOptions& option
     dialogs_.emplace(window_, view_);
     g_signal_connect(view_, "load-changed", G_CALLBACK(onLoadChanged), this);
     g_signal_connect(view_, "web-process-terminated", G_CALLBACK(onTerminated), this);
+    keepFocusOutOfHelpers(GTK_WIDGET(view_));
+    GtkEventController* const keys = gtk_event_controller_key_new();
+    gtk_event_controller_set_propagation_phase(keys, GTK_PHASE_CAPTURE);
+    g_signal_connect(keys, "key-pressed", G_CALLBACK(onKey), view_);
+    gtk_widget_add_controller(GTK_WIDGET(window_.gobj()), keys);
     window_.set_child(*Glib::wrap(GTK_WIDGET(view_)));
 }
 
@@ -110,14 +155,51 @@ void WebViewWindow::allowInspector() {
 }
 
 void WebViewWindow::setSize(int width, int height, bool maximized) {
-    const Size largest = largestScreen();
-    window_.set_default_size(std::min(width, largest.width), std::min(height, largest.height));
+    content_ = {.width = width, .height = height};
+    if (chrome_) {
+        fitContent();
+    }
     if (maximized) {
         window_.maximize();
     }
 }
 
-void WebViewWindow::show() {
+// What the toolkit counts to a window's size beside its content: the header bar, and the frame that
+// it draws itself where nobody draws one. It is known once the window is realized.
+Size WebViewWindow::measureChrome() {
+    constexpr int largerThanAnyHeaderBar = 4096;
+    GtkWidget* const window = GTK_WIDGET(window_.gobj());
+    GtkWidget* const view = GTK_WIDGET(view_);
+    gtk_widget_realize(window);
+    gtk_widget_set_size_request(view, largerThanAnyHeaderBar, largerThanAnyHeaderBar);
+    Size size;
+    gtk_widget_measure(window, GTK_ORIENTATION_HORIZONTAL, -1, &size.width, nullptr, nullptr,
+                       nullptr);
+    gtk_widget_measure(window, GTK_ORIENTATION_VERTICAL, size.width, &size.height, nullptr, nullptr,
+                       nullptr);
+    gtk_widget_set_size_request(view, -1, -1);
+    return {.width = size.width - largerThanAnyHeaderBar,
+            .height = size.height - largerThanAnyHeaderBar};
+}
+
+void WebViewWindow::fitContent() {
+    const Size largest = largestScreen();
+    window_.set_default_size(
+        std::min(content_.width, largest.width - chrome_->width) + chrome_->width,
+        std::min(content_.height, largest.height - chrome_->height) + chrome_->height);
+}
+
+void WebViewWindow::show(const std::string& token) {
+    if (!chrome_) {
+        chrome_ = measureChrome();
+        fitContent();
+        window_.property_default_width().signal_changed().connect([this] { tellSize(); });
+        window_.property_default_height().signal_changed().connect([this] { tellSize(); });
+        window_.property_maximized().signal_changed().connect([this] { tellSize(); });
+    }
+    if (!token.empty()) {
+        window_.set_startup_id(token);
+    }
     window_.present();
 }
 
@@ -135,7 +217,8 @@ void WebViewWindow::closeRequested() {
 void WebViewWindow::tellSize() {
     Size size;
     window_.get_default_size(size.width, size.height);
-    events_.resized(size.width, size.height, window_.is_maximized());
+    events_.resized(size.width - chrome_->width, size.height - chrome_->height,
+                    window_.is_maximized());
 }
 
 void WebViewWindow::setTitle(const std::string& title) {

@@ -31,11 +31,18 @@ class WebViewWindow {
     WebViewWindow(const WebViewWindow&) = delete;
     WebViewWindow& operator=(const WebViewWindow&) = delete;
 
+    struct Size {
+        int width = 0;
+        int height = 0;
+    };
+
     [[nodiscard]] Gtk::Window& window() { return window_; }
 
-    // Cut to the largest screen. From now on changes are told.
+    // Of the content, cut to what the largest screen holds. Changes are told from the first show
+    // on.
     void setSize(int width, int height, bool maximized);
-    void show();
+    // `token` is the desktop's permission to take the focus, or empty.
+    void show(const std::string& token);
     void hide();
     void setTitle(const std::string& title);
     // For all windows of the session, which share what the network knows of them.
@@ -62,6 +69,8 @@ class WebViewWindow {
 
     void makeView(WebStorage& storage, const WebWindowOptions& options);
     void allowInspector();
+    [[nodiscard]] Size measureChrome();
+    void fitContent();
     void closeRequested();
     void tellSize();
     bool loadTimedOut();
@@ -71,6 +80,8 @@ class WebViewWindow {
     Toplevels& toplevels_;
     const WindowEvents events_;
     bool closable_;
+    Size content_; // as it was asked for
+    std::optional<Size> chrome_;
     Gtk::Window window_;
     ScriptBridge bridge_;
     WebKitWebView* view_ = nullptr; // owned by the window

@@ -2,12 +2,12 @@
 
 #include "platform/Utf8.h"
 
-#include <gdk/gdk.h>
 #include <glib.h>
 
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
+#include <string_view>
 #include <utility>
 
 namespace platform::gtk {
@@ -37,9 +37,11 @@ constexpr const char* noAnswer = "bubblewrap does not answer";
 WindowProgram::WindowProgram(posix::UniqueFd socket, SandboxCheck& sandbox, bool mayUseSandbox)
     : sandbox_(sandbox)
     , mayUseSandbox_(mayUseSandbox)
-    , menuBars_(toplevels_, [this](std::function<void(const Menu&)> show) {
-        askForStatusMenu(std::move(show));
-    }) {
+    , menuBars_(
+          toplevels_,
+          [this](std::function<void(const Menu&)> show) { askForStatusMenu(std::move(show)); })
+    , clipboard_(toplevels_, {.taken = [this] { connection_->tell("ClipboardTaken"); },
+                              .refused = [this] { connection_->tell("ClipboardRefused"); }}) {
     answerCalls();
     connection_ = std::make_unique<PeerConnection>(
         std::move(socket), calls_, connection::ConnectionLimits{}, [this] { ended_ = true; });
@@ -51,13 +53,9 @@ WindowProgram::WindowProgram(posix::UniqueFd socket, SandboxCheck& sandbox, bool
     };
     toplevels_.addCommand("quit", command(StandardAction::terminate));
     toplevels_.addCommand("hide", command(StandardAction::hide));
-    g_signal_connect(gdk_display_get_clipboard(gdk_display_get_default()), "changed",
-                     G_CALLBACK(onClipboardChanged), this);
 }
 
 WindowProgram::~WindowProgram() {
-    g_signal_handlers_disconnect_by_data(gdk_display_get_clipboard(gdk_display_get_default()),
-                                         this);
     connection_.reset();
 }
 
@@ -192,12 +190,17 @@ void WindowProgram::decideNavigation(Id id, const NavigationAction& action,
 }
 
 void WindowProgram::configure(std::string name, std::string version, std::string copyright,
-                              std::string iconFile, std::string symbolFolder) {
+                              std::string iconFolder) {
+    if (!iconFolder.empty()) {
+        gtk_icon_theme_add_search_path(gtk_icon_theme_get_for_display(gdk_display_get_default()),
+                                       iconFolder.c_str());
+    }
+    if (!name.empty() && g_get_application_name() == std::string_view(g_get_prgname())) {
+        g_set_application_name(name.c_str()); // which GLib lets nobody do twice
+    }
     menuBars_.setAbout({.name = std::move(name),
                         .version = std::move(version),
-                        .copyright = std::move(copyright),
-                        .iconFile = std::move(iconFile),
-                        .symbolFolder = std::move(symbolFolder)});
+                        .copyright = std::move(copyright)});
 }
 
 void WindowProgram::setStorage(std::string dataFolder, std::string cacheFolder,
@@ -277,10 +280,10 @@ void WindowProgram::setSize(Id id, std::int32_t width, std::int32_t height, bool
     }
 }
 
-void WindowProgram::showWindow(Id id, std::uint64_t turn) {
+void WindowProgram::showWindow(Id id, std::uint64_t turn, std::string token) {
     if (WebViewWindow* const view = find(id)) {
         windows_.at(id).turn = turn;
-        view->show();
+        view->show(token);
     }
 }
 
@@ -397,17 +400,8 @@ void WindowProgram::closePanel(Id id) {
     }
 }
 
-void WindowProgram::setClipboard(std::string text) {
-    ownsClipboard_ = true;
-    gdk_clipboard_set_text(gdk_display_get_clipboard(gdk_display_get_default()), text.c_str());
-}
-
-void WindowProgram::onClipboardChanged(GdkClipboard* clipboard, gpointer data) {
-    auto* const self = static_cast<WindowProgram*>(data);
-    if (self->ownsClipboard_ && gdk_clipboard_is_local(clipboard) == FALSE) {
-        self->ownsClipboard_ = false;
-        self->connection_->tell("ClipboardTaken");
-    }
+void WindowProgram::setClipboard(std::string text, std::string token) {
+    clipboard_.setText(text, token);
 }
 
 void WindowProgram::setMainMenu(std::uint64_t edition, Entries entries) {
@@ -417,10 +411,11 @@ void WindowProgram::setMainMenu(std::uint64_t edition, Entries entries) {
 }
 
 void WindowProgram::setStatusItem(bool shown, std::string symbol, std::string title,
-                                  std::string toolTip) {
+                                  std::string description, std::string toolTip) {
     menuBars_.setStatusItem({.shown = shown,
                              .symbol = std::move(symbol),
                              .title = std::move(title),
+                             .description = std::move(description),
                              .toolTip = std::move(toolTip)});
 }
 

@@ -6,6 +6,8 @@
 #include "platform/linux/connection/MenuEntries.h"
 #include "platform/linux/connection/PeerConnection.h"
 #include "platform/linux/window/AlertDialogs.h"
+#include "platform/linux/window/Clipboard.h"
+#include "platform/linux/window/ColourScheme.h"
 #include "platform/linux/window/Downloads.h"
 #include "platform/linux/window/MenuBars.h"
 #include "platform/linux/window/PageMemory.h"
@@ -57,7 +59,7 @@ class WindowProgram {
     void tellUnlessFlooded(const char* method, const Arguments&... arguments);
 
     void configure(std::string name, std::string version, std::string copyright,
-                   std::string iconFile, std::string symbolFolder);
+                   std::string iconFolder);
     void setStorage(std::string dataFolder, std::string cacheFolder, std::string cookieFile);
     void makeWindow(Id id, std::string title, std::int32_t width, std::int32_t height,
                     std::int32_t minimumWidth, std::int32_t minimumHeight, bool closable,
@@ -65,7 +67,7 @@ class WindowProgram {
                     std::vector<Script> scripts, std::uint32_t sandbox);
     void dropWindow(Id id);
     void setSize(Id id, std::int32_t width, std::int32_t height, bool maximized);
-    void showWindow(Id id, std::uint64_t turn);
+    void showWindow(Id id, std::uint64_t turn, std::string token);
     void hideWindow(Id id, std::uint64_t turn);
     void setTitle(Id id, std::string title);
     void setNetworkAllowed(Id id, bool allowed);
@@ -85,9 +87,10 @@ class WindowProgram {
     void setPanelProgress(Id id, std::string text, double fraction);
     void raisePanel(Id id);
     void closePanel(Id id);
-    void setClipboard(std::string text);
+    void setClipboard(std::string text, std::string token);
     void setMainMenu(std::uint64_t edition, Entries entries);
-    void setStatusItem(bool shown, std::string symbol, std::string title, std::string toolTip);
+    void setStatusItem(bool shown, std::string symbol, std::string title, std::string description,
+                       std::string toolTip);
     void ping();
     void finish();
 
@@ -95,13 +98,14 @@ class WindowProgram {
     void updateStatusMenu(std::uint64_t edition, Entries entries);
     void endPages();
     void askForStatusMenu(std::function<void(const Menu&)> show);
-    static void onClipboardChanged(GdkClipboard* clipboard, gpointer self);
 
     SandboxCheck& sandbox_;
     bool mayUseSandbox_;
     enum class Engine { none, sandboxed, open } engine_ = Engine::none;
+    ColourScheme colourScheme_;
     Toplevels toplevels_;
     MenuBars menuBars_;
+    Clipboard clipboard_;
     AlertDialogs alerts_{toplevels_};
     WebStorage storage_;
     Downloads downloads_{toplevels_};
@@ -110,7 +114,6 @@ class WindowProgram {
     std::map<Id, Window> windows_;
     Id panelId_ = 0;
     std::unique_ptr<PanelWindow> panel_;
-    bool ownsClipboard_ = false;
     bool ended_ = false;
     connection::Calls calls_{connection::Side::program};
     std::unique_ptr<connection::PeerConnection> connection_;

@@ -43,9 +43,6 @@ class Screenshot {
     // The part of all pixels, 0 to 1, whose channels are each within `tolerance` of the colour's.
     [[nodiscard]] double share(Colour colour, int tolerance) const;
     [[nodiscard]] std::size_t distinctColours() const;
-    // What stands out from the dominant colour inside the area, line by line: a box around each
-    // stretch of pixel rows that hold any of it.
-    [[nodiscard]] std::vector<Box> lines(const Box& area) const;
     // Around all pixels of exactly that colour; empty when there are none.
     [[nodiscard]] Box boxOf(Colour colour) const;
     // How well a drawing on one ground is seen: the contrast ratio of WCAG 2, 1 to 21, between the
@@ -53,8 +50,6 @@ class Screenshot {
     [[nodiscard]] double contrast() const;
 
   private:
-    [[nodiscard]] Colour at(int x, int y) const;
-
     int width_ = 0;
     int height_ = 0;
     std::vector<Colour> pixels_;

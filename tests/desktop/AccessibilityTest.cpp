@@ -1,0 +1,104 @@
+// What a screen reader gets to know of the real application's window, and how a keyboard alone gets
+// around in it.
+#include "tests/desktop/session/Accessibility.h"
+
+#include "tests/desktop/ApplicationTest.h"
+
+#include <gmock/gmock.h>
+
+#include <fstream>
+
+namespace desktop {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::Contains;
+using ::testing::Field;
+using ::testing::HasSubstr;
+
+class Accessible : public ApplicationTest {
+  protected:
+    Accessibility accessibility{session};
+};
+
+TEST_F(Accessible, theButtonsOfTheHeaderBarHaveNamesAndDescriptions) {
+    launchUntilReady();
+    const auto says = [&](const std::string& name, const char* description) {
+        return eventually([&] {
+            return ::testing::Matches(
+                Contains(AllOf(Field(&AccessibleObject::role, HasSubstr("button")),
+                               Field(&AccessibleObject::name, name),
+                               Field(&AccessibleObject::description, HasSubstr(description)))))(
+                accessibility.objects());
+        });
+    };
+    EXPECT_TRUE(says("Zorvane", "Server: Online"));
+    EXPECT_TRUE(says("Main Menu", "Commands"));
+}
+
+// A page with two fields; its colour says which one has the keyboard, or that none has.
+class Keyboard : public Accessible {
+  protected:
+    static constexpr Colour first{.red = 80, .green = 0, .blue = 0};
+    static constexpr Colour last{.red = 0, .green = 80, .blue = 0};
+    static constexpr Colour none{.red = 80, .green = 80, .blue = 80};
+
+    void SetUp() override {
+        const auto folder = session.dataHome() / "app.zorvane/wrapped";
+        std::filesystem::create_directories(folder);
+        std::filesystem::permissions(folder.parent_path(), std::filesystem::perms::owner_all);
+        std::ofstream(folder / "index.html") << R"html(<!doctype html><meta charset="utf-8">
+<body style="margin:0;background:rgb(0,0,80)"><input id="first"><input id="last">
+<script>
+const show = colour => document.body.style.background = colour;
+document.querySelector('#first').onfocus = () => show('rgb(80,0,0)');
+document.querySelector('#last').onfocus = () => show('rgb(0,80,0)');
+window.onblur = () => show('rgb(80,80,80)');
+</script></body>)html";
+        session.environment["OSTRA_SIDECAR"] = ZORVANE_WRAPPER;
+        ASSERT_NO_FATAL_FAILURE(launchUntilReady());
+        ASSERT_TRUE(comesToHave({.red = 0, .green = 0, .blue = 80}));
+        session.focus(window().value());
+        // The first keys of a window that has just come may be lost.
+        ASSERT_TRUE(eventually([&] {
+            session.pressKey("Tab");
+            return comesToHave(first, std::chrono::seconds(2));
+        }));
+    }
+
+    [[nodiscard]] bool comesToHave(Colour colour,
+                                   std::chrono::milliseconds limit = patience) const {
+        return eventually(
+            [&] {
+                const auto shot = session.screenshot(window().value_or("root"));
+                return shot && shot->share(colour, 2) > 0.5;
+            },
+            limit);
+    }
+    [[nodiscard]] bool focusComesTo(const std::string& name) const {
+        return eventually([&] { return accessibility.focusedName() == name; });
+    }
+};
+
+TEST_F(Keyboard, leadsFromThePageToTheHeaderBarAndBack) {
+    session.pressKey("Tab");
+    ASSERT_TRUE(comesToHave(last));
+    session.pressKey("Tab");
+    EXPECT_TRUE(comesToHave(none));
+    EXPECT_TRUE(focusComesTo("Zorvane")) << accessibility.focusedName();
+    session.pressKey("Tab");
+    EXPECT_TRUE(focusComesTo("Main Menu")) << accessibility.focusedName();
+    // The page as a whole is a step of its own.
+    const auto comesBy = [&](const char* key, Colour colour) {
+        return eventually([&] {
+            session.pressKey(key);
+            return comesToHave(colour, std::chrono::seconds(2));
+        });
+    };
+    EXPECT_TRUE(comesBy("Tab", first));
+    EXPECT_TRUE(comesBy("shift+Tab", none));
+    EXPECT_TRUE(focusComesTo("Main Menu")) << accessibility.focusedName();
+}
+
+} // namespace
+} // namespace desktop
