@@ -110,6 +110,9 @@ bool InstanceLock::isHeld(const std::filesystem::path& folder) {
     return lock && ::flock(lock.get(), LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
 }
 
+InstanceLock::InstanceLock(std::filesystem::path folder)
+    : InstanceLock(std::move(folder), Place()) {}
+
 InstanceLock::InstanceLock(std::filesystem::path folder, Place place)
     : folder_(std::move(folder))
     , place_(std::move(place)) {}

@@ -40,7 +40,8 @@ class InstanceLock {
     // Whether some instance holds it at this moment; nothing is made or changed.
     [[nodiscard]] static bool isHeld(const std::filesystem::path& folder);
 
-    explicit InstanceLock(std::filesystem::path folder, Place place = {});
+    explicit InstanceLock(std::filesystem::path folder);
+    InstanceLock(std::filesystem::path folder, Place place);
     ~InstanceLock();
     InstanceLock(const InstanceLock&) = delete;
     InstanceLock& operator=(const InstanceLock&) = delete;

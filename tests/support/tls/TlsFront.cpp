@@ -1,5 +1,6 @@
 #include "tests/support/tls/TlsFront.h"
 
+#include "platform/posix/QuietThread.h"
 #include "platform/posix/Socket.h"
 #include "platform/posix/UniqueFd.h"
 
@@ -137,7 +138,8 @@ class TlsFront::Acceptor {
             throw std::runtime_error("cannot listen");
         }
         port_ = ntohs(address.sin_port);
-        thread_ = std::thread([this] { acceptAll(); });
+        // OpenSSL writes to peers that have gone without asking for silence.
+        thread_ = platform::posix::startQuietThread("tls-front", [this] { acceptAll(); });
     }
     Acceptor(const Acceptor&) = delete;
     Acceptor& operator=(const Acceptor&) = delete;
@@ -178,11 +180,12 @@ class TlsFront::Acceptor {
             auto connection = std::make_unique<Connection>();
             connection->client = std::move(client);
             connection->server = std::move(server);
-            connection->thread = std::thread([this, raw = connection.get()] {
-                Relay(context_.get(), raw->client.get(), raw->server.get()).run();
-                ::shutdown(raw->client.get(), SHUT_RDWR);
-                ::shutdown(raw->server.get(), SHUT_RDWR);
-            });
+            connection->thread =
+                platform::posix::startQuietThread("tls-relay", [this, raw = connection.get()] {
+                    Relay(context_.get(), raw->client.get(), raw->server.get()).run();
+                    ::shutdown(raw->client.get(), SHUT_RDWR);
+                    ::shutdown(raw->server.get(), SHUT_RDWR);
+                });
             connections_.push_back(std::move(connection));
         }
     }
