@@ -31,7 +31,7 @@ TEST(IcuNumberFormatter, worksUnderALocaleThatIsNone) {
                 ::unsetenv("LC_MESSAGES");
                 ::setenv(variable, "no such locale at all", 1);
                 const IcuNumberFormatter formatter("no such locale at all");
-                std::exit(formatter.decimal(1234) == "1234" ? 0 : 1);
+                std::exit(formatter.decimal(7) == "7" ? 0 : 1);
             },
             testing::ExitedWithCode(0), "")
             << variable;
