@@ -1,6 +1,7 @@
 #include "platform/posix/PosixPrivateFiles.h"
 
 #include "platform/posix/CopyTree.h"
+#include "platform/posix/FlushFile.h"
 #include "platform/posix/ReadFile.h"
 #include "platform/posix/ReplaceFile.h"
 #include "platform/posix/UniqueFd.h"
@@ -67,7 +68,7 @@ class WorkFolder {
 void flushFolder(const std::filesystem::path& path) {
     if (const posix::UniqueFd folder(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
         folder) {
-        ::fsync(folder.get());
+        static_cast<void>(posix::flushFile(folder.get()));
     }
 }
 
