@@ -241,6 +241,7 @@ TEST_F(CocoaWebWindowTest, loadsThePageAgainOrAsksForItAgainWhenNoneCame) {
     window->reload();
     EXPECT_EQ(view().hostReloads, 1U);
     EXPECT_EQ(view().hostRequests.count, 2U);
+    ASSERT_TRUE(turnUntil([&] { return loads == 3; }));
 }
 
 TEST_F(CocoaWebWindowTest, reportsEveryLoadWithItsTitle) {
