@@ -26,13 +26,18 @@ namespace tessel {
 // the page.
 [[nodiscard]] bool mayBeHandedOver(std::string_view url);
 
+// The limit and what is left of it.
 class ExternalAddresses {
   public:
+    // How many addresses a second are opened, whoever led there.
     static constexpr std::size_t pagesPerSecond = 1;
+    // How many when each is a link that the user followed.
     static constexpr std::size_t usersPerSecond = 3;
 
+    // Opens nothing yet. The workspace opens, the clock tells when a second is over.
     ExternalAddresses(platform::Workspace& workspace, platform::Clock& clock, platform::Log& log);
 
+    // Opens the address of this navigation, or drops it.
     void open(const platform::NavigationAction& action);
 
   private:

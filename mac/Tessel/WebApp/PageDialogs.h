@@ -5,6 +5,7 @@
 
 namespace tessel {
 
+// To accept and to refuse. Any thread.
 [[nodiscard]] inline platform::ConfirmTitles pageConfirmTitles() {
     return {.accept = "OK", .refuse = "Cancel"};
 }
