@@ -1,6 +1,6 @@
 #include "ostrad/Artwork.h"
 
-#include "ostrad/MediaTracks.h"
+#include "ostrad/MediaCommand.h"
 #include "ostrad/SafeFile.h"
 #include "ostrad/ToolRunner.h"
 
@@ -80,15 +80,7 @@ bool Artwork::render(const std::string& input, double seconds, const std::string
                      const std::atomic<bool>& stop) const {
     const std::string finished = folder + '/' + name;
     const std::string unfinished = finished + ".part";
-    std::vector<std::string> command{ffmpeg,
-                                     "-v",
-                                     "quiet",
-                                     "-nostdin",
-                                     "-y",
-                                     "-protocol_whitelist",
-                                     "file",
-                                     "-format_whitelist",
-                                     std::string(kMediaFormats)};
+    std::vector<std::string> command = mediaCommand(ffmpeg, {"-nostdin", "-y"});
     if (seconds > 0) { // seeking, even to the start, loses the picture embedded in an audio file
         command.insert(command.end(), {"-ss", fmt::format("{:.3f}", seconds)});
     }

@@ -1,6 +1,7 @@
 #include "ostrad/LiveStream.h"
 
 #include "ostrad/Fragments.h"
+#include "ostrad/MediaCommand.h"
 #include "ostrad/MediaTracks.h"
 #include "ostrad/ToolProcess.h"
 
@@ -217,24 +218,9 @@ std::string LiveStream::playlist(const std::string& name) const {
 std::vector<std::string> LiveStream::command(std::int64_t firstPart) const {
     const std::int64_t startMs = firstPart * partMs();
     const std::string at = fmt::format("{}.{:03}", startMs / 1000, startMs % 1000);
-    std::vector<std::string> words{source.ffmpeg,
-                                   "-v",
-                                   "quiet",
-                                   "-nostdin",
-                                   "-protocol_whitelist",
-                                   "file,pipe",
-                                   "-format_whitelist",
-                                   std::string(kMediaFormats),
-                                   "-ss",
-                                   at,
-                                   "-i",
-                                   "file:" + source.file,
-                                   "-map_metadata",
-                                   "-1",
-                                   "-map_chapters",
-                                   "-1",
-                                   "-sn",
-                                   "-dn"};
+    std::vector<std::string> words =
+        mediaCommand(source.ffmpeg, {"-nostdin", "-ss", at, "-i", "file:" + source.file,
+                                     "-map_metadata", "-1", "-map_chapters", "-1", "-sn", "-dn"});
     const auto add = [&words](std::initializer_list<std::string> more) {
         words.insert(words.end(), more);
     };

@@ -1,6 +1,6 @@
 #include "ostrad/MediaProbe.h"
 
-#include "ostrad/MediaTracks.h"
+#include "ostrad/MediaCommand.h"
 #include "ostrad/Naming.h"
 #include "ostrad/ToolRunner.h"
 
@@ -104,9 +104,9 @@ std::optional<MediaFacts> parseProbe(std::string_view text) {
 std::optional<MediaFacts> probeMedia(const std::string& ffprobePath, const std::string& filePath,
                                      const std::atomic<bool>& stop) {
     const auto output =
-        runTool({ffprobePath, "-v", "quiet", "-protocol_whitelist", "file", "-format_whitelist",
-                 std::string(kMediaFormats), "-print_format", "json", "-show_entries",
-                 "format=duration:format_tags:stream=index:stream_tags", "file:" + filePath},
+        runTool(mediaCommand(ffprobePath, {"-print_format", "json", "-show_entries",
+                                           "format=duration:format_tags:stream=index:stream_tags",
+                                           "file:" + filePath}),
                 {}, stop);
     return output ? parseProbe(*output) : std::nullopt;
 }

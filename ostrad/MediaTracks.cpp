@@ -1,5 +1,6 @@
 #include "ostrad/MediaTracks.h"
 
+#include "ostrad/MediaCommand.h"
 #include "ostrad/Naming.h"
 #include "ostrad/ToolRunner.h"
 
@@ -188,12 +189,14 @@ std::optional<MediaTracks> parseTracks(std::string_view text, std::string_view f
 std::optional<MediaTracks> readTracks(const std::string& ffprobePath, const std::string& filePath,
                                       const std::atomic<bool>& stop) {
     const auto output = runTool(
-        {ffprobePath, "-v", "quiet", "-protocol_whitelist", "file", "-format_whitelist",
-         std::string(kMediaFormats), "-print_format", "json", "-show_chapters", "-show_entries",
-         "format=duration,format_name:stream=codec_type,codec_name,profile,level,pix_fmt,channels:"
-         "stream_tags=language,title:stream_disposition=attached_pic:chapter=start_time:"
-         "chapter_tags=title",
-         "file:" + filePath},
+        mediaCommand(
+            ffprobePath,
+            {"-print_format", "json", "-show_chapters", "-show_entries",
+             "format=duration,format_name:stream=codec_type,codec_name,profile,level,pix_fmt,"
+             "channels:"
+             "stream_tags=language,title:stream_disposition=attached_pic:chapter=start_time:"
+             "chapter_tags=title",
+             "file:" + filePath}),
         {}, stop);
     return output ? parseTracks(*output, filePath) : std::nullopt;
 }

@@ -43,13 +43,6 @@ struct MediaTracks {
 inline constexpr std::size_t kMostTracks = 64; // of a kind; a file with more is lying
 inline constexpr std::size_t kMostChapters = 500;
 
-// The demuxers that may be used, as ffmpeg's tools take them: those of media files, and none that
-// opens further files that the first one names.
-inline constexpr std::string_view kMediaFormats =
-    "matroska,webm,mov,mp4,m4a,3gp,3g2,mj2,avi,mpegts,mpegtsraw,mpeg,mpegvideo,m4v,h264,hevc,ogg,"
-    "mp3,flac,wav,w64,aiff,aac,ac3,eac3,dts,dtshd,truehd,asf,flv,ape,wv,tta,caf,au,amr,"
-    "jpeg_pipe,png_pipe,image2,webp_pipe,gif,srt,ass,webvtt";
-
 // Nothing when the file cannot be read as media.
 std::optional<MediaTracks> readTracks(const std::string& ffprobePath, const std::string& filePath,
                                       const std::atomic<bool>& stop);

@@ -1,5 +1,6 @@
 #include "ostrad/Subtitles.h"
 
+#include "ostrad/MediaCommand.h"
 #include "ostrad/MediaTracks.h"
 #include "ostrad/Naming.h"
 #include "ostrad/SafeFile.h"
@@ -47,14 +48,7 @@ bool isInOtherEncoding(const std::string& path) {
 std::optional<std::string> convert(const std::string& ffmpeg, const std::string& path,
                                    std::int64_t track, const ToolLimits& limits,
                                    const std::atomic<bool>& stop, const char* encoding = nullptr) {
-    std::vector<std::string> command{ffmpeg,
-                                     "-v",
-                                     "quiet",
-                                     "-nostdin",
-                                     "-protocol_whitelist",
-                                     "file,pipe",
-                                     "-format_whitelist",
-                                     std::string(kMediaFormats)};
+    std::vector<std::string> command = mediaCommand(ffmpeg, {"-nostdin"});
     if (encoding != nullptr) {
         command.insert(command.end(), {"-sub_charenc", encoding});
     }

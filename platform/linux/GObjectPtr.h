@@ -28,4 +28,10 @@ struct GErrorFree {
 
 using GErrorPtr = std::unique_ptr<GError, GErrorFree>;
 
+struct VariantUnref {
+    void operator()(GVariant* value) const { g_variant_unref(value); }
+};
+
+using VariantPtr = std::unique_ptr<GVariant, VariantUnref>;
+
 } // namespace platform::gtk

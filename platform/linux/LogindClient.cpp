@@ -1,6 +1,7 @@
 #include "platform/linux/LogindClient.h"
 
-#include <memory>
+#include "platform/linux/GObjectPtr.h"
+
 #include <string_view>
 #include <utility>
 
@@ -16,10 +17,7 @@ constexpr const char* propertiesInterface = "org.freedesktop.DBus.Properties";
 constexpr const char* ownSession = "auto";
 constexpr int patienceMilliseconds = 10'000;
 
-struct VariantUnref {
-    void operator()(GVariant* value) const { g_variant_unref(value); }
-};
-using VariantPtr = std::unique_ptr<GVariant, VariantUnref>;
+using gtk::VariantPtr;
 
 struct Reply {
     VariantPtr value;

@@ -1,5 +1,7 @@
 #include "platform/linux/SessionBus.h"
 
+#include "platform/linux/GObjectPtr.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -17,10 +19,7 @@ constexpr guint32 doNotQueue = 4;
 constexpr guint32 primaryOwner = 1;
 constexpr guint32 alreadyOwner = 4;
 
-struct VariantUnref {
-    void operator()(GVariant* value) const { g_variant_unref(value); }
-};
-using VariantPtr = std::unique_ptr<GVariant, VariantUnref>;
+using gtk::VariantPtr;
 
 // Iterates the main context until the condition holds. False when the time was over first.
 template <typename Condition>
@@ -161,15 +160,15 @@ void SessionBus::onNamed(GObject* connection, GAsyncResult* result, gpointer dat
 }
 
 bool SessionBus::handOver(const std::string& token, std::chrono::milliseconds patience) {
+    if (!connection_) {
+        return false;
+    }
     GVariantBuilder data;
     g_variant_builder_init(&data, G_VARIANT_TYPE_VARDICT);
     if (!token.empty()) {
         for (const char* key : {"activation-token", "desktop-startup-id"}) {
             g_variant_builder_add(&data, "{sv}", key, g_variant_new_string(token.c_str()));
         }
-    }
-    if (!connection_) {
-        return false;
     }
     const auto asking = std::make_shared<Outcome>();
     g_dbus_connection_call(connection_.get(), applicationId_.c_str(), objectPath().c_str(),

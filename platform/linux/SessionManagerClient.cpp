@@ -1,7 +1,6 @@
 #include "platform/linux/SessionManagerClient.h"
 
 #include <array>
-#include <memory>
 #include <string_view>
 #include <utility>
 
@@ -29,10 +28,7 @@ constexpr std::array managers = {
 // Of the method Inhibit: logging out.
 constexpr guint32 logOut = 1;
 
-struct VariantUnref {
-    void operator()(GVariant* value) const { g_variant_unref(value); }
-};
-using VariantPtr = std::unique_ptr<GVariant, VariantUnref>;
+using gtk::VariantPtr;
 
 } // namespace
 

@@ -2,7 +2,6 @@
 
 #include <gtk/gtk.h>
 
-#include <memory>
 #include <string_view>
 #include <utility>
 
@@ -20,11 +19,9 @@ constexpr guint32 preferDark = 1;
 constexpr guint32 preferLight = 2;
 constexpr int patienceMilliseconds = 5000;
 
-using Variant = std::unique_ptr<GVariant, decltype(&g_variant_unref)>;
-
 // The portal packs the value in as many variants as it likes.
 void apply(GVariant* value) {
-    Variant inner(g_variant_ref(value), &g_variant_unref);
+    VariantPtr inner(g_variant_ref(value));
     while (g_variant_is_of_type(inner.get(), G_VARIANT_TYPE_VARIANT) != FALSE) {
         inner.reset(g_variant_get_variant(inner.get()));
     }
@@ -81,11 +78,10 @@ void ColourScheme::onPortal(GDBusConnection* connection, const char* /*name*/,
 }
 
 void ColourScheme::onRead(GObject* connection, GAsyncResult* result, gpointer /*nothing*/) {
-    const Variant reply(
-        g_dbus_connection_call_finish(G_DBUS_CONNECTION(connection), result, nullptr),
-        &g_variant_unref);
+    const VariantPtr reply(
+        g_dbus_connection_call_finish(G_DBUS_CONNECTION(connection), result, nullptr));
     if (reply) {
-        const Variant value(g_variant_get_child_value(reply.get(), 0), &g_variant_unref);
+        const VariantPtr value(g_variant_get_child_value(reply.get(), 0));
         apply(value.get());
     }
 }
@@ -99,7 +95,7 @@ void ColourScheme::onChanged(GDBusConnection* /*connection*/, const char* /*send
         return;
     }
     g_variant_get(parameters, "(&s&sv)", nullptr, &key, &value);
-    const Variant owned(value, &g_variant_unref);
+    const VariantPtr owned(value);
     if (std::string_view(key) == colourScheme) {
         apply(value);
     }
