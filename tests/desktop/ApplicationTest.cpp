@@ -88,12 +88,14 @@ bool ApplicationTest::showsTheStartingPage() const {
     });
 }
 
+bool ApplicationTest::showsTheServersPageNow() const {
+    const auto id = window();
+    const auto shot = id ? session.screenshot(*id) : std::nullopt;
+    return shot && shot->share(startingPageBackground, 0) < 0.5 && shot->distinctColours() > 16;
+}
+
 bool ApplicationTest::showsTheServersPage() const {
-    return eventually([this] {
-        const auto id = window();
-        const auto shot = id ? session.screenshot(*id) : std::nullopt;
-        return shot && shot->share(startingPageBackground, 0) < 0.5 && shot->distinctColours() > 16;
-    });
+    return eventually([this] { return showsTheServersPageNow(); });
 }
 
 bool ApplicationTest::nothingIsLeft() const {

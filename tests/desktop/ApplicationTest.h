@@ -46,7 +46,8 @@ class ApplicationTest : public ::testing::Test {
     // Waits until at least that many launches were logged.
     [[nodiscard]] std::vector<ServerLaunch> serverLaunches(std::size_t atLeast) const;
     [[nodiscard]] bool serverAnswers(int port) const;
-    // Whether the window comes to show something else than the starting page.
+    // Whether the window shows something else than the starting page, and whether it comes to.
+    [[nodiscard]] bool showsTheServersPageNow() const;
     [[nodiscard]] bool showsTheServersPage() const;
     [[nodiscard]] bool showsTheStartingPage() const;
     // How often the application has written that.

@@ -22,11 +22,15 @@ class DeathTest : public ApplicationTest {
                     return true;
                 }
             }
-            if (logged("until it is asked for") > asked_) {
-                ++asked_;
-                askForTheWindow();
-            }
+            askIfItWasGivenUp();
             return false;
+        });
+    }
+    // The last death may be one too many, and seen after the window that it takes was seen.
+    [[nodiscard]] bool showsThePageOnceItIsAskedFor() {
+        return eventually([&] {
+            askIfItWasGivenUp();
+            return showsTheServersPageNow();
         });
     }
     // As a user who wants the window: a second launch.
@@ -36,6 +40,13 @@ class DeathTest : public ApplicationTest {
     }
 
   private:
+    void askIfItWasGivenUp() {
+        if (logged("until it is asked for") > asked_) {
+            ++asked_;
+            askForTheWindow();
+        }
+    }
+
     std::size_t asked_ = 0;
 };
 
@@ -62,12 +73,7 @@ TEST_P(DeathOf, atAnyMomentHurtsNobodyElse) {
         ASSERT_TRUE(application->isRunning()) << application->standardError();
         ASSERT_EQ(::kill(server.pid, 0), 0);
     }
-    // It may just have been given up.
-    EXPECT_TRUE(eventually([&] {
-        return eventually([&] { return window().has_value(); }, std::chrono::seconds(5)) ||
-               (askForTheWindow(), false);
-    })) << application->standardError();
-    EXPECT_TRUE(showsTheServersPage()) << application->standardError();
+    EXPECT_TRUE(showsThePageOnceItIsAskedFor()) << application->standardError();
     EXPECT_TRUE(serverAnswers(server.port));
     EXPECT_EQ(serverLaunches(1).size(), 1U) << "the server was never started again";
     EXPECT_TRUE(application->isRunning());

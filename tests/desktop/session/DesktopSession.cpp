@@ -141,14 +141,18 @@ void DesktopSession::close(const std::string& window) const {
         &std::free);
 }
 
+// import waits for a click when the window has just gone; and what an earlier one left is no
+// picture of this window.
 std::optional<Screenshot> DesktopSession::screenshot(const std::string& window) const {
     const std::filesystem::path file = folder() / "screenshot.ppm";
-    ask({"import", "-silent", "-window", window, "-depth", "8", file.string()});
+    std::filesystem::remove(file);
+    ask({"timeout", "5", "import", "-silent", "-window", window, "-depth", "8", file.string()});
     return Screenshot::read(file);
 }
 
 std::optional<Screenshot> DesktopSession::screenshotOf(const WindowGeometry& area) const {
     const std::filesystem::path file = folder() / "screenshot.ppm";
+    std::filesystem::remove(file);
     ask({"import", "-silent", "-window", "root", "-crop",
          std::to_string(area.width) + "x" + std::to_string(area.height) + "+" +
              std::to_string(area.x) + "+" + std::to_string(area.y),
