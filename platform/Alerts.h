@@ -8,9 +8,10 @@
 
 namespace platform {
 
+// What an alert shows; plain UTF-8 text.
 struct Alert {
-    std::string message;
-    std::string informativeText = {};
+    std::string message;              // the question or what happened, in one line
+    std::string informativeText = {}; // the smaller explanation; empty: none
     // In order; none: the system's own single confirming button.
     std::vector<std::string> buttons = {};
 };

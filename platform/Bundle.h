@@ -21,8 +21,10 @@ class Bundle {
   public:
     virtual ~Bundle() = default;
 
+    // The folder Name.app and its Contents/Resources; absent when there is no bundle.
     [[nodiscard]] virtual std::optional<std::filesystem::path> bundlePath() const = 0;
     [[nodiscard]] virtual std::optional<std::filesystem::path> resourcesPath() const = 0;
+    // The file this process runs.
     [[nodiscard]] virtual std::filesystem::path executablePath() const = 0;
     // The path of an executable of that name beside the running one, if it exists.
     [[nodiscard]] virtual std::optional<std::filesystem::path>
@@ -36,6 +38,7 @@ class Bundle {
     [[nodiscard]] virtual std::optional<std::string> resource(std::string_view name,
                                                               std::string_view extension) const = 0;
 
+    // In bytes.
     static constexpr std::size_t largestResource = std::size_t{16} << 20;
 };
 

@@ -22,9 +22,10 @@ namespace platform {
 
 // How a child ended: its exit code, or the number of the signal that ended it.
 struct ExitStatus {
-    bool signalled = false;
-    int code = 0;
+    bool signalled = false; // whether a signal ended it
+    int code = 0;           // the exit code, 0 to 255, or the signal's number
 
+    // Whether it exited by itself with 0.
     [[nodiscard]] bool succeeded() const { return !signalled && code == 0; }
     bool operator==(const ExitStatus&) const = default;
 };
@@ -32,14 +33,15 @@ struct ExitStatus {
 // What was attempted, and the system's reason (an errno value).
 struct LaunchError {
     std::string attempt; // for example "cannot start /opt/ostrad"
-    int errnoValue = 0;
+    int errnoValue = 0;  // why
 
     // Attempt and reason as one sentence without a full stop, fit for a user.
     [[nodiscard]] std::string description() const;
 };
 
+// What to start, and who hears of it.
 struct ChildOptions {
-    std::filesystem::path executable;
+    std::filesystem::path executable;        // its path; no folder is searched for it
     std::vector<std::string> arguments = {}; // without the executable's own name
     Environment environment = {};            // exactly what the child gets
 
@@ -69,6 +71,7 @@ class ChildProcess {
   public:
     virtual ~ChildProcess() = default;
 
+    // Also the number of its process group; stays what it was when the child has ended.
     [[nodiscard]] virtual int pid() const = 0;
     // True until the child has exited, whether or not it was reaped already: onExit comes later.
     [[nodiscard]] virtual bool isRunning() const = 0;
@@ -85,7 +88,7 @@ class ChildLauncher {
   public:
     virtual ~ChildLauncher() = default;
 
-    // Returns once the executable runs, or says why it does not.
+    // Returns once the executable runs, or says why it does not. Blocks until then; any thread.
     [[nodiscard]] virtual std::expected<std::shared_ptr<ChildProcess>, LaunchError>
     launch(ChildOptions options) = 0;
 };

@@ -16,15 +16,18 @@
 
 namespace platform {
 
+// What a program left behind that ran to its end, well or not.
 struct CommandResult {
-    ExitStatus status;
+    ExitStatus status;  // how it ended
     std::string output; // standard output, raw bytes
 };
 
+// Why there is no result.
 struct CommandError {
+    // It never ran, was killed at the time limit, or was cut off for what it printed.
     enum class Kind { notStarted, timedOut, tooMuchOutput };
-    Kind kind = Kind::notStarted;
-    std::string description;
+    Kind kind = Kind::notStarted; // which of them
+    std::string description;      // one sentence that names the program, for a log
 };
 
 class CommandRunner {

@@ -9,6 +9,7 @@
 
 namespace platform {
 
+// That name, made of what a server or a page suggests (any bytes); never empty.
 [[nodiscard]] std::string downloadName(std::string_view suggested);
 
 } // namespace platform

@@ -23,10 +23,11 @@ class PrivateFile {
   public:
     virtual ~PrivateFile() = default;
 
+    // Appends every byte, or fails; what was written by then stays.
     [[nodiscard]] virtual std::expected<void, FileError> writeAll(std::string_view bytes) = 0;
     // To stable storage. After a failure every further call fails without asking the system.
     [[nodiscard]] virtual std::expected<void, FileError> flush() = 0;
-    // Nothing else may follow.
+    // Closes the file without a flush. Nothing else may follow.
     [[nodiscard]] virtual std::expected<void, FileError> close() = 0;
 };
 
@@ -36,15 +37,18 @@ class FolderLock {
     virtual ~FolderLock() = default;
 };
 
+// Why a folder's names are not known to be on stable storage.
 struct FolderFlushError {
+    // The folder is opened, then flushed.
     enum class Stage { open, flush };
 
-    Stage stage = Stage::open;
-    FileError error = {};
+    Stage stage = Stage::open; // which step failed
+    FileError error = {};      // and why
 };
 
 class DurableFiles {
   public:
+    // Nothing, or what failed.
     using Result = std::expected<void, FileError>;
 
     virtual ~DurableFiles() = default;

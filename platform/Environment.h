@@ -7,6 +7,7 @@
 
 namespace platform {
 
+// Values by name, both as the system has them.
 using Environment = std::map<std::string, std::string>;
 
 // A snapshot. Entries without "=" are left out; of a repeated name the first counts, as in

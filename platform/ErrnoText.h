@@ -6,6 +6,7 @@
 
 namespace platform {
 
+// The words for one value.
 [[nodiscard]] std::string errnoText(int errnoValue);
 
 } // namespace platform

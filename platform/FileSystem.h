@@ -12,9 +12,10 @@
 
 namespace platform {
 
+// What was attempted, and the system's reason (an errno value).
 struct FileError {
     std::string attempt; // for example "cannot create the folder /home/ann/.local/share"
-    int errnoValue = 0;
+    int errnoValue = 0;  // why
 
     // Attempt and reason as one sentence without a full stop, fit for a user.
     [[nodiscard]] std::string description() const;
@@ -32,6 +33,7 @@ class FileSystem {
     // The user's Application Support folder. With `create` it exists when the call succeeds.
     [[nodiscard]] virtual std::expected<std::filesystem::path, FileError>
     applicationSupportFolder(bool create) = 0;
+    // The process's working folder, absolute; empty when the system cannot say.
     [[nodiscard]] virtual std::filesystem::path currentFolder() const = 0;
 
     // Creates the folder and those above it that are missing, each with `mode` from the moment it
@@ -41,6 +43,7 @@ class FileSystem {
     // The same with the mode that the file-creation mask leaves of 0777.
     [[nodiscard]] virtual std::expected<void, FileError>
     createFolders(const std::filesystem::path& folder) = 0;
+    // chmod(2); symbolic links are followed.
     [[nodiscard]] virtual std::expected<void, FileError>
     setPermissions(const std::filesystem::path& path, mode_t mode) = 0;
 

@@ -17,16 +17,20 @@
 
 namespace platform {
 
+// Names and values in order; a name may come more than once.
 using HttpHeaders = std::vector<std::pair<std::string, std::string>>;
 
+// What to send, and the bounds of the exchange.
 struct HttpRequest {
-    std::string url; // absolute, http or https
-    std::string method = "GET";
-    HttpHeaders headers;
-    std::string body;
+    std::string url;            // absolute, http or https
+    std::string method = "GET"; // sent as it is
+    HttpHeaders headers;        // beside those that the protocol needs
+    std::string body;           // the bytes to send; empty: no body
+    // For the whole exchange.
     std::chrono::milliseconds timeout{60'000};
     // Counts from the call, then from the last piece of a body or whole line of a header.
     std::optional<std::chrono::milliseconds> idleTimeout = {};
+    // The longest body of a response that is taken.
     std::size_t maxBodyBytes = std::size_t{1} << 20;
     // Redirects followed at most; 0 delivers the redirect itself as the response.
     int maxRedirects = 0;
@@ -40,21 +44,26 @@ struct HttpRequest {
     std::function<bool(std::string_view piece)> bodySink = {};
 };
 
+// A response that arrived whole.
 struct HttpResponse {
-    int status = 0;
+    int status = 0;      // its status code, whatever it is
     HttpHeaders headers; // of the final response, in the order received, names as received
-    std::string body;
+    std::string body;    // empty when a body sink took it
 
     // The value of the first header of that name, compared case-insensitively.
     [[nodiscard]] std::optional<std::string_view> header(std::string_view name) const;
 };
 
+// Why there is no response.
 struct HttpError {
+    // The request itself is wrong; nobody answers; too slow; too long; no HTTP; the client or the
+    // body sink ended it.
     enum class Kind { badRequest, cannotConnect, timedOut, bodyTooLarge, protocol, cancelled };
-    Kind kind = Kind::protocol;
-    std::string message; // fit for a log; never holds header values or bodies
+    Kind kind = Kind::protocol; // which of them
+    std::string message;        // fit for a log; never holds header values or bodies
 };
 
+// What a request's completion is given.
 using HttpResult = std::expected<HttpResponse, HttpError>;
 
 class HttpClient {

@@ -12,6 +12,7 @@ class Log {
   public:
     virtual ~Log() = default;
 
+    // One message.
     virtual void write(std::string_view message) = 0;
     // Each line as a message of its own, after `prefix`: one hand-over for many lines.
     virtual void writeLines(std::string_view prefix, std::span<const std::string_view> lines) = 0;

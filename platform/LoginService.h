@@ -27,6 +27,7 @@ class LoginService {
     // The error is one sentence for a log.
     [[nodiscard]] virtual std::expected<void, std::string>
     registerApplication(RegistrationReason reason) = 0;
+    // The application no longer starts at login. The error is one sentence for a log.
     [[nodiscard]] virtual std::expected<void, std::string> unregisterApplication() = 0;
 };
 

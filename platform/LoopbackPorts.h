@@ -8,10 +8,12 @@
 
 namespace platform {
 
+// What the system refused, and why.
 struct PortFailure {
+    // The steps, by the names of their system calls.
     enum class Stage { socket, bind, getsockname };
-    Stage stage = Stage::socket;
-    std::int32_t errnoValue = 0;
+    Stage stage = Stage::socket; // the one that failed
+    std::int32_t errnoValue = 0; // why
 };
 
 class LoopbackPorts {

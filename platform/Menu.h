@@ -29,13 +29,14 @@ enum class StandardAction {
 struct MenuItem {
     std::string title = {}; // UTF-8, shown literally: no mnemonics, no markup
     bool separator = false; // a separator has no other property
-    bool enabled = true;
+    bool enabled = true;    // whether it can be chosen
     // Whether it is a switch, which shows that it is off, too; `checked` says that it is on.
     bool checkable = false;
     bool checked = false;
     // One character, typed with Command (Control where there is no Command key); upper case means
     // with Shift. Empty: none.
     std::string keyEquivalent = {};
+    // What choosing it does: one of the two, or neither. An item with a submenu opens that instead.
     std::function<void()> action = {};
     std::optional<StandardAction> standardAction = {};
     std::vector<MenuItem> submenu = {};
@@ -43,6 +44,7 @@ struct MenuItem {
     bool listsWindows = false;
 };
 
+// The items from top to bottom.
 using Menu = std::vector<MenuItem>;
 
 } // namespace platform

@@ -55,6 +55,7 @@ class NativePlatform {
   public:
     virtual ~NativePlatform() = default;
 
+    // Each as its own header promises, and for as long as this object lives.
     virtual Application& application() = 0;
     virtual MainQueue& mainQueue() = 0;
     virtual BackgroundQueues& backgroundQueues() = 0;

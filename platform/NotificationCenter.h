@@ -12,9 +12,9 @@ class NotificationCenter {
   public:
     virtual ~NotificationCenter() = default;
 
-    // Main thread.
+    // Has `handler` called for each notification of that name from now on. Main thread.
     virtual void observe(std::string name, std::function<void()> handler) = 0;
-    // Any thread; handlers run later, on the main queue.
+    // Tells those who observe that name. Any thread; handlers run later, on the main queue.
     virtual void post(std::string_view name) = 0;
 };
 

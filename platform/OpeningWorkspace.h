@@ -10,9 +10,11 @@ namespace platform {
 
 class OpeningWorkspace final : public Workspace {
   public:
+    // `open` is given each URL, on the thread that asked.
     explicit OpeningWorkspace(std::function<void(const std::string& url)> open)
         : open_(std::move(open)) {}
 
+    // As Workspace promises; the completion comes at once.
     void openUrl(const std::string& url) override { open_(url); }
     void openNewInstance(const std::filesystem::path& /*bundle*/,
                          std::function<void(OpenResult)> completion) override {

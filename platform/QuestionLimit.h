@@ -14,9 +14,11 @@ namespace platform {
 
 class QuestionLimit {
   public:
+    // So many questions in so much time.
     static constexpr std::size_t most = 5;
     static constexpr std::chrono::seconds within{10};
 
+    // Whether a question that comes now may be asked; it counts either way.
     [[nodiscard]] bool admits(SteadyTime now) {
         const bool admitted = asked_.size() < most || now - asked_.front() >= within;
         asked_.push_back(now);

@@ -12,24 +12,30 @@
 
 namespace platform {
 
+// A piece of work, run once.
 using Task = std::function<void()>;
 
+// Whether a user waits for it, or it may take its time.
 enum class QualityOfService { userInitiated, utility };
 
 class Queue {
   public:
     virtual ~Queue() = default;
 
-    // Both return at once and may be called on any thread, from inside a task too.
+    // Runs the task as soon as its turn comes, or not before the delay is over. Both return at once
+    // and may be called on any thread, from inside a task too.
     virtual void post(Task task) = 0;
     virtual void postAfter(std::chrono::nanoseconds delay, Task task) = 0;
 };
 
+// The queue of the main thread.
 class MainQueue : public Queue {
   public:
+    // Whether the calling thread is the one that runs the tasks.
     [[nodiscard]] virtual bool isMainThread() const = 0;
 };
 
+// The queues beside the main thread. Any thread.
 class BackgroundQueues {
   public:
     virtual ~BackgroundQueues() = default;

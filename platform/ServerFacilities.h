@@ -20,6 +20,7 @@ class ServerFacilities {
   public:
     virtual ~ServerFacilities() = default;
 
+    // Each as its own header promises, and for as long as this object lives.
     virtual ChildLauncher& childLauncher() = 0;
     virtual CommandRunner& commandRunner() = 0;
     virtual LoopbackPorts& loopbackPorts() = 0;

@@ -8,8 +8,10 @@
 
 namespace platform {
 
+// The digest's bytes in their usual order.
 using Sha256Digest = std::array<std::uint8_t, 32>;
 
+// The digest of these bytes, none included.
 [[nodiscard]] Sha256Digest sha256(std::string_view bytes);
 
 } // namespace platform

@@ -23,6 +23,7 @@ class StatusItem {
     // of that name.
     [[nodiscard]] virtual bool setSymbol(std::string_view name,
                                          std::string_view accessibilityDescription) = 0;
+    // No image any more.
     virtual void clearImage() = 0;
     // The text beside or, without an image, instead of it. Empty: none.
     virtual void setTitle(std::string_view title) = 0;
@@ -42,10 +43,12 @@ class StatusItem {
     virtual void menuChanged(const Menu& menu) = 0;
 };
 
+// The place where status items are shown.
 class StatusBar {
   public:
     virtual ~StatusBar() = default;
 
+    // A new item without image, text or menu.
     [[nodiscard]] virtual std::unique_ptr<StatusItem> makeStatusItem() = 0;
 };
 

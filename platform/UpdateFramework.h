@@ -14,12 +14,15 @@ class UpdateDelegate {
   public:
     virtual ~UpdateDelegate() = default;
 
+    // Whether an update that nobody asked for need not be shown at once but may be announced only.
     [[nodiscard]] virtual bool supportsGentleScheduledUpdateReminders() const = 0;
     // Before an update that nobody asked for is shown. False: the framework does not show it now.
     [[nodiscard]] virtual bool shouldHandleShowingScheduledUpdate(bool inImmediateFocus) = 0;
+    // After that question, and with true before each update the user asked for.
     virtual void willHandleShowingUpdate(bool handledByFramework) = 0;
 };
 
+// The updater of this application.
 class UpdateController {
   public:
     virtual ~UpdateController() = default;
@@ -28,6 +31,7 @@ class UpdateController {
     virtual void checkForUpdates() = 0;
     // Nothing is shown unless there is an update.
     virtual void checkForUpdatesInBackground() = 0;
+    // Whether it looks, and whether it downloads, without being asked.
     virtual void setAutomaticallyChecksForUpdates(bool automatically) = 0;
     virtual void setAutomaticallyDownloadsUpdates(bool automatically) = 0;
 };

@@ -13,10 +13,13 @@ class UserDefaults {
   public:
     virtual ~UserDefaults() = default;
 
+    // A whole number.
     [[nodiscard]] virtual std::int64_t integer(std::string_view key) const = 0;
     virtual void setInteger(std::string_view key, std::int64_t value) = 0;
+    // A switch.
     [[nodiscard]] virtual bool boolean(std::string_view key) const = 0;
     virtual void setBoolean(std::string_view key, bool value) = 0;
+    // The key is absent from now on.
     virtual void remove(std::string_view key) = 0;
 };
 

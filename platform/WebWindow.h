@@ -25,11 +25,13 @@
 
 namespace platform {
 
+// Before the page's own content is read, or once all of it was.
 enum class ScriptInjectionTime { documentStart, documentEnd };
 
 // Runs in the main frame of every page, after the scripts before it.
 struct UserScript {
-    std::string source;
+    std::string source; // JavaScript
+    // When it runs.
     ScriptInjectionTime when = ScriptInjectionTime::documentStart;
 };
 
@@ -39,44 +41,53 @@ enum class Sandbox { required, whereAvailable, off };
 // The two buttons of a page's confirm(). A system whose web view shows that dialog itself has its
 // own titles.
 struct ConfirmTitles {
-    std::string accept;
-    std::string refuse;
+    std::string accept; // answers true
+    std::string refuse; // answers false, as does closing the dialog
 };
 
+// What a window is made with.
 struct WebWindowOptions {
-    std::string title;
+    std::string title;     // UTF-8
     int contentWidth = 0;  // points
     int contentHeight = 0; // points
+    // What the user may do with it.
     bool closable = true;
     bool miniaturizable = true;
     bool resizable = true;
-    bool inspectable = false; // whether the web inspector may attach
-    int minimumWidth = 0;     // points
-    int minimumHeight = 0;    // points
-    bool tabbing = true;      // whether the system may make it a tab of another window
-    bool backForwardGestures = false;
-    std::string userAgent = {}; // empty: the view's own
+
+    bool inspectable = false;         // whether the web inspector may attach
+    int minimumWidth = 0;             // points
+    int minimumHeight = 0;            // points
+    bool tabbing = true;              // whether the system may make it a tab of another window
+    bool backForwardGestures = false; // swiping goes through the history
+    std::string userAgent = {};       // empty: the view's own
+
+    // For every page that the window shows.
     std::vector<UserScript> userScripts = {};
     Sandbox sandbox = Sandbox::whereAvailable;
     ConfirmTitles confirmTitles = {};
 };
 
+// Whether the view goes there.
 enum class NavigationPolicy { allow, cancel };
 
 // `unknown`: the system does not say before the page's server has answered; then it asks again,
 // with `main`, if that is what it is.
 enum class NavigationFrame { unknown, main, other };
 
+// Where a page wants to go, and what led to it.
 struct NavigationAction {
     std::string url = {};         // as the view writes it; empty when the action has none
     bool isLinkActivated = false; // a link was followed; form submissions and scripts are not
     bool isUserGesture = false;   // something that the user did led to it, if only by a script
+    // What is to show it.
     NavigationFrame frame = NavigationFrame::unknown;
 };
 
 // A cookie without the HttpOnly and SameSite attributes (RFC 6265). It is sent to `domain` alone,
 // not to domains below it.
 struct WebCookie {
+    // As the Set-Cookie header has them; it is forgotten after `expires`.
     std::string name;
     std::string value;
     std::string domain;
@@ -100,9 +111,12 @@ class WebWindow {
     virtual void setFrameAutosaveName(std::string_view name) = 0;
     // Puts the window in the middle of the screen where the system lets an application do that.
     virtual void center() = 0;
+    // Shows the window in front of the others, with the keyboard's focus, or hides it.
     virtual void makeKeyAndOrderFront() = 0;
     virtual void orderOut() = 0;
+    // Whether it is on the screen, be it behind others.
     [[nodiscard]] virtual bool isVisible() const = 0;
+    // In the place of the options' title.
     virtual void setTitle(std::string_view title) = 0;
 
     // Called for each message of that name, from any frame of any page shown after this call. The
@@ -139,10 +153,12 @@ class WebWindow {
     std::function<void(const std::string& pageTitle)> onDidFinishNavigation;
 };
 
+// Makes windows. Main thread only.
 class WebWindowFactory {
   public:
     virtual ~WebWindowFactory() = default;
 
+    // A new window, hidden and empty; its owner destroys it.
     [[nodiscard]] virtual std::unique_ptr<WebWindow> makeWebWindow(const WebWindowOptions&) = 0;
 };
 
