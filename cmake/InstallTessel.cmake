@@ -10,21 +10,21 @@ set(libraries tessel_application tessel_webapp tessel_link tessel_health tessel_
   tessel_values)
 set(desktop "")
 if(APPLE)
-  set(system platform_cocoa)
+  set(system zorvane_platform_cocoa)
   set(interfaces zorvane_cocoa_frameworks zorvane_security_framework zorvane_core_foundation)
 else()
-  set(system platform_headless)
+  set(system zorvane_platform_headless)
   set(interfaces "")
   if(ZORVANE_TESSEL_DESKTOP)
-    set(desktop platform_linux platform_notifications platform_tray platform_bus
-      platform_connection platform_appcast)
-    set_target_properties(platform_linux PROPERTIES EXPORT_NAME desktop)
+    set(desktop zorvane_platform_linux zorvane_platform_notifications zorvane_platform_tray
+      zorvane_platform_bus zorvane_platform_connection zorvane_platform_appcast)
+    set_target_properties(zorvane_platform_linux PROPERTIES EXPORT_NAME desktop)
   endif()
 endif()
 set_target_properties(${system} PROPERTIES EXPORT_NAME system)
 set_target_properties(zorvane_platform PROPERTIES EXPORT_NAME platform)
-list(APPEND libraries ${system} platform_posix platform_process
-  platform_files zorvane_platform platform_crypto platform_text)
+list(APPEND libraries ${system} zorvane_platform_posix zorvane_platform_process
+  zorvane_platform_files zorvane_platform zorvane_platform_crypto zorvane_platform_text)
 # Their names stand beside those of other projects now.
 foreach(library ${libraries} ${desktop})
   string(REGEX REPLACE "^(zorvane|tessel)_" "" name ${library})
