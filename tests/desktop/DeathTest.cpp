@@ -123,6 +123,19 @@ TEST_F(DeathTest, bubblewrapThatMakesNoNamespacesMeansPagesWithoutASandbox) {
     EXPECT_TRUE(processesNamed("bwrap").empty());
 }
 
+// Bubblewrap's second process waits for the first, whatever becomes of that one.
+TEST_F(DeathTest, whileBubblewrapIsAskedLeavesNothing) {
+    session.useInsteadOfBubblewrap("#!/bin/sh\nsleep 1000 &\nwait\n");
+    for (const bool windowFirst : {true, false}) {
+        application = launch();
+        ASSERT_TRUE(eventually([&] { return !processesNamed("sleep").empty(); }));
+        ASSERT_TRUE(!windowFirst || killOne("zorvane-window")) << describe(session.processes());
+        application->signal(SIGKILL);
+        EXPECT_TRUE(application->waitForExit(std::chrono::seconds(10)).has_value());
+        EXPECT_TRUE(nothingIsLeft()) << describe(session.processes());
+    }
+}
+
 // It passes the question before the first view, and then never starts what it is asked to.
 TEST_F(DeathTest, bubblewrapThatHangsIsGivenUp) {
     session.useInsteadOfBubblewrap(

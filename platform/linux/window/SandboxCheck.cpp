@@ -24,6 +24,12 @@ namespace {
 // The one that the web engine runs, and the part of the engine's request that a system refuses.
 constexpr const char* bubblewrap = "/usr/bin/bwrap";
 constexpr std::chrono::seconds patience{2};
+// Bubblewrap is two processes, of which the second waits for the first for ever, also when that one
+// was ended. So a third starts them, which passes an end on to both, and ends them by itself if
+// nobody is left to do it.
+constexpr const char* starter = "/usr/bin/timeout";
+constexpr const char* longestLife = "4";
+constexpr int notFound = 127; // what it exits with
 constexpr std::size_t longestComplaint = 500;
 
 std::string oneLine(std::string text) {
@@ -34,8 +40,11 @@ std::string oneLine(std::string text) {
 } // namespace
 
 SandboxCheck::SandboxCheck() {
-    const auto image = posix::ExecImage::make(
-        bubblewrap, {"--unshare-user", "--ro-bind", "/", "/", "/bin/true"}, currentEnvironment());
+    const auto image =
+        posix::ExecImage::make(starter,
+                               {"--signal=KILL", longestLife, bubblewrap, "--unshare-user",
+                                "--ro-bind", "/", "/", "/bin/true"},
+                               currentEnvironment());
     auto pipe = posix::makePipe();
     if (!image || !pipe) {
         trouble_ = "cannot start bubblewrap";
@@ -97,6 +106,9 @@ std::optional<std::string> SandboxCheck::finish() {
     const ExitStatus status = posix::reap(std::exchange(child_, -1));
     if (status.succeeded()) {
         return std::nullopt;
+    }
+    if (!status.signalled && status.code == notFound) {
+        return "cannot start bubblewrap";
     }
     const std::string line = oneLine(said);
     return line.empty() ? "bubblewrap failed" : line;

@@ -32,6 +32,10 @@ int execv(const char* path, char* const arguments[]) noexcept {
     return original<decltype(execve)>("execve")(redirected(path), arguments, environ);
 }
 
+int execvp(const char* path, char* const arguments[]) noexcept {
+    return original<decltype(execvp)>("execvp")(redirected(path), arguments);
+}
+
 int posix_spawn(pid_t* pid, const char* path, const posix_spawn_file_actions_t* actions,
                 const posix_spawnattr_t* attributes, char* const arguments[],
                 char* const environment[]) noexcept {
