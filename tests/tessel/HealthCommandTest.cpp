@@ -14,6 +14,7 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <sstream>
 #include <thread>
 
 namespace tool::test {
@@ -106,6 +107,36 @@ TEST_F(HealthCommand, runExplainsAFailingCheckAndKeepsThatOutOfTheReport) {
     EXPECT_THAT(late.error,
                 HasSubstr("tessel: check check.1 failed: no end within 0.2 s\n    begun\n"));
     EXPECT_THAT(run({"exit 0", "exit 75", "exit 77"}).error, IsEmpty());
+}
+
+// Whatever it opens itself has other numbers than those: what it prints gets nowhere else.
+TEST_F(HealthCommand, runPutsNothingOfItsOwnWhereADescriptorWasClosed) {
+    const std::string look =
+        "for number in 0 1 2; do if [ -e /proc/$PPID/fd ]; then readlink /proc/$PPID/fd/$number; "
+        "else lsof -a -p $PPID -d $number -Fn | sed -n 's/^n//p'; fi; done > " +
+        (folder / "held").native() + "; exit 1";
+    const std::string file = plan({look, "exit 1"});
+    for (const auto& [redirection, closed] :
+         {std::pair("<&-", std::vector<std::size_t>{0}),
+          std::pair(">&-", std::vector<std::size_t>{1}),
+          std::pair("2>&-", std::vector<std::size_t>{2}),
+          std::pair("<&- >&- 2>&-", std::vector<std::size_t>{0, 1, 2})}) {
+        ToolProcess tool(
+            runArguments(file), {}, {},
+            {"/bin/sh", "-c", std::string("exec \"$0\" \"$@\" ") + redirection, TESSEL_EXECUTABLE});
+        EXPECT_EQ(tool.wait(), 1) << redirection;
+        std::vector<std::string> held;
+        std::istringstream lines(read("held"));
+        for (std::string line; std::getline(lines, line);) {
+            held.push_back(line);
+        }
+        ASSERT_EQ(held.size(), 3U) << redirection;
+        for (const std::size_t number : closed) {
+            EXPECT_EQ(held[number], "/dev/null") << redirection << " " << number;
+        }
+        EXPECT_THAT(health({"latest", "--json"}).output, HasSubstr("\"failed\": 2"));
+        std::filesystem::remove_all(root);
+    }
 }
 
 TEST_F(HealthCommand, runEndsTheWholeGroupOfACheckWhenItIsInterrupted) {

@@ -17,6 +17,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 #include <string_view>
 
 namespace {
@@ -85,9 +86,11 @@ bool needsRoom(std::string_view name) {
            name == "rename";
 }
 
-// Makes the call, or lets it go wrong. `real` is made with the number of bytes for a write.
+// Makes the call, or lets it go wrong. `real` is told whether it shall write half only. `claimed`
+// is what the call returns when it succeeds, if that is known without it.
 template <class Result, class Real>
-Result perform(const char* name, const char* path, Result failed, Real real) {
+Result perform(const char* name, const char* path, Result failed, Real real,
+               std::optional<Result> claimed = std::nullopt) {
     const long number = ++calls;
     note(number, name, path);
     const auto& action = plan().action;
@@ -100,6 +103,9 @@ Result perform(const char* name, const char* path, Result failed, Real real) {
     if (error != 0 || (isReached && action == "full" && needsRoom(name))) {
         errno = error != 0 ? error : ENOSPC;
         return failed;
+    }
+    if (isNow && action == "lost" && claimed) {
+        return *claimed;
     }
     const Result result = real(isNow && action == "short");
     if (isNow && action == "after") {
@@ -115,12 +121,18 @@ Function realFunction(const char* name) {
 
 #define REAL(name) realFunction<decltype(&::name)>(#name)
 
-int openAt(const char* path, int flags, mode_t mode) {
-    static const auto real = REAL(open);
-    if (!isBelowRoot(path)) {
-        return real(path, flags, mode);
+// Whether a path that a folder's descriptor comes with is below the root.
+bool isBelowRoot(int folder, const char* path) {
+    return isOurDescriptor(folder) || isBelowRoot(path);
+}
+
+int openAt(int folder, const char* path, int flags, mode_t mode) {
+    static const auto real = REAL(openat);
+    if (!isBelowRoot(folder, path)) {
+        return real(folder, path, flags, mode);
     }
-    const int descriptor = perform("open", path, -1, [&](bool) { return real(path, flags, mode); });
+    const int descriptor =
+        perform("open", path, -1, [&](bool) { return real(folder, path, flags, mode); });
     if (descriptor >= 0 && descriptor < mostDescriptors) {
         isOurs[static_cast<std::size_t>(descriptor)] = true;
         flushFailed[static_cast<std::size_t>(descriptor)] = false;
@@ -154,7 +166,7 @@ int open(const char* path, int flags, ...) {
     va_start(arguments, flags);
     const mode_t mode = modeArgument(flags, arguments);
     va_end(arguments);
-    return openAt(path, flags, mode);
+    return openAt(AT_FDCWD, path, flags, mode);
 }
 
 int open64(const char* path, int flags, ...) {
@@ -162,7 +174,15 @@ int open64(const char* path, int flags, ...) {
     va_start(arguments, flags);
     const mode_t mode = modeArgument(flags, arguments);
     va_end(arguments);
-    return openAt(path, flags, mode);
+    return openAt(AT_FDCWD, path, flags, mode);
+}
+
+int openat(int folder, const char* path, int flags, ...) {
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = modeArgument(flags, arguments);
+    va_end(arguments);
+    return openAt(folder, path, flags, mode);
 }
 
 int mkdir(const char* path, mode_t mode) noexcept {
@@ -197,9 +217,12 @@ ssize_t write(int descriptor, const void* bytes, std::size_t size) {
     static const auto real = REAL(write);
     return !isOurDescriptor(descriptor)
                ? real(descriptor, bytes, size)
-               : perform("write", "", ssize_t{-1}, [&](bool isShort) {
-                     return real(descriptor, bytes, isShort ? (size + 1) / 2 : size);
-                 });
+               : perform(
+                     "write", "", ssize_t{-1},
+                     [&](bool isShort) {
+                         return real(descriptor, bytes, isShort ? (size + 1) / 2 : size);
+                     },
+                     std::optional(static_cast<ssize_t>(size)));
 }
 
 int fsync(int descriptor) {
@@ -214,8 +237,15 @@ int fdatasync(int descriptor) {
 
 int rename(const char* from, const char* to) noexcept {
     static const auto real = REAL(rename);
-    return !isBelowRoot(to) ? real(from, to)
-                            : perform("rename", to, -1, [&](bool) { return real(from, to); });
+    return !isBelowRoot(to)
+               ? real(from, to)
+               : perform("rename", to, -1, [&](bool) { return real(from, to); }, std::optional(0));
+}
+
+int renameat(int oldFolder, const char* from, int newFolder, const char* to) noexcept {
+    static const auto real = REAL(renameat);
+    const auto make = [&](bool = false) { return real(oldFolder, from, newFolder, to); };
+    return !isBelowRoot(newFolder, to) ? make() : perform("rename", to, -1, make, std::optional(0));
 }
 
 int chmod(const char* path, mode_t mode) noexcept {
@@ -233,8 +263,9 @@ int fchmod(int descriptor, mode_t mode) noexcept {
 
 int unlink(const char* path) noexcept {
     static const auto real = REAL(unlink);
-    return !isBelowRoot(path) ? real(path)
-                              : perform("unlink", path, -1, [&](bool) { return real(path); });
+    return !isBelowRoot(path)
+               ? real(path)
+               : perform("unlink", path, -1, [&](bool) { return real(path); }, std::optional(0));
 }
 
 int flock(int descriptor, int operation) noexcept {
@@ -256,6 +287,16 @@ dirent* readdir(DIR* folder) {
     return !isOurDescriptor(::dirfd(folder)) ? real(folder)
                                              : perform("readdir", "", static_cast<dirent*>(nullptr),
                                                        [&](bool) { return real(folder); });
+}
+
+// It closes the descriptor by itself.
+int closedir(DIR* folder) {
+    static const auto real = REAL(closedir);
+    const int descriptor = ::dirfd(folder);
+    if (isOurDescriptor(descriptor)) {
+        isOurs[static_cast<std::size_t>(descriptor)] = false;
+    }
+    return real(folder);
 }
 
 // The descriptor is gone even when closing it fails.
