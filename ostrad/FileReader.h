@@ -14,7 +14,7 @@ namespace ostrad {
 // Reads pieces of an open file into a buffer of its own. One thread at a time.
 class FileReader {
   public:
-    FileReader(UniqueFd openFile, std::size_t pieceSize);
+    FileReader(UniqueFd openFile, std::size_t mostAtOnce);
 
     // At most a whole piece. The number of bytes read: 0 at the end, negative when it failed.
     ssize_t read(std::uint64_t offset, std::size_t size);
@@ -22,9 +22,9 @@ class FileReader {
     // enough to begin with, or the system cannot tell.
     std::optional<ssize_t> readAtOnce(std::uint64_t offset, std::size_t size);
 
-    // Hands bytes to a socket that does not block, until it takes no more, or all of `size` are
-    // gone, without taking them into this process. How many it took; nothing where the system
-    // cannot do so with this file. Waits for the disk.
+    // Hands bytes to a socket that does not block, until it has taken no more for a moment, or all
+    // of `size` are gone, without taking them into this process. How many it took; nothing where
+    // the system cannot do so with this file. Waits for the disk.
     [[nodiscard]] std::optional<std::uint64_t> sendTo(int socket, std::uint64_t offset,
                                                       std::uint64_t size) const;
 
@@ -32,7 +32,8 @@ class FileReader {
 
   private:
     UniqueFd file;
-    std::vector<char> piece;
+    std::size_t pieceSize;
+    std::vector<char> piece;              // empty until it is needed
     [[maybe_unused]] bool mayTell = true; // whether the file system knows what is in memory
 };
 

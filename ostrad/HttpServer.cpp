@@ -265,7 +265,7 @@ class Connection {
         std::uint64_t sent = 0;
         bool mayHandOver = slice.length > kStreamChunk;
         while (sent < slice.length) {
-            if (mayHandOver && slice.length - sent > kStreamChunk) {
+            if (mayHandOver) {
                 const std::uint64_t rest = std::min(kMostHandedOver, slice.length - sent);
                 const auto taken = co_await handOver(reader, slice.offset + sent, rest);
                 mayHandOver = taken.has_value();
@@ -274,7 +274,7 @@ class Connection {
                     break;
                 }
             }
-            // The socket is full, most likely: this waits for it.
+            // The reader is slow, most likely: this waits for it.
             const auto wanted = static_cast<std::size_t>(
                 std::min<std::uint64_t>(kStreamChunk, slice.length - sent));
             const std::uint64_t offset = slice.offset + sent;
@@ -384,7 +384,7 @@ void HttpServer::Impl::closeAll() {
     boost::system::error_code ignored;
     acceptor.close(ignored);
     for (beast::tcp_stream* stream : open) {
-        resetOnClose(stream->socket().native_handle());
+        resetNow(stream->socket().native_handle());
         stream->socket().close(ignored);
     }
     io.stop();

@@ -18,6 +18,14 @@ void resetOnClose(int socket) {
     setLinger(socket, true);
 }
 
+void resetNow(int socket) {
+    resetOnClose(socket);
+#ifdef __linux__ // where other threads do have descriptors
+    const sockaddr nowhere{.sa_family = AF_UNSPEC, .sa_data = {}};
+    static_cast<void>(::connect(socket, &nowhere, sizeof nowhere));
+#endif
+}
+
 void finishOnClose(int socket) {
     setLinger(socket, false);
 }

@@ -9,6 +9,9 @@ namespace ostrad {
 // connection instead of starting the closing handshake that ends in TIME_WAIT on our port.
 void resetOnClose(int socket);
 
+// Ends the connection with a reset now, though another thread may have a descriptor of it still.
+void resetNow(int socket);
+
 // The ordinary close. Safe once the peer has sent its own end of stream: then TIME_WAIT is the
 // peer's.
 void finishOnClose(int socket);

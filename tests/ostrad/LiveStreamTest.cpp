@@ -1,0 +1,205 @@
+// Streams of a tool that only hands out what was prepared, and writes down how it was started.
+#include "ostrad/Streams.h"
+#include "tests/ostrad/TempFolder.h"
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+
+#include <fstream>
+#include <sstream>
+
+namespace ostrad {
+namespace {
+
+using namespace std::chrono_literals;
+using test::eventually;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using Trouble = LiveStream::Trouble;
+
+constexpr std::size_t kPartSize = 100'000;
+
+std::string box(const std::string& type, const std::string& content) {
+    const std::size_t size = content.size() + 8;
+    std::string bytes;
+    for (const unsigned shift : {24U, 16U, 8U, 0U}) {
+        bytes += static_cast<char>(size >> shift);
+    }
+    return bytes + type + content;
+}
+
+class LiveStreamTest : public testing::Test {
+  protected:
+    LiveStreamTest() { prepare(40); }
+
+    void prepare(int parts) {
+        std::string bytes = box("ftyp", "x") + box("moov", "head");
+        for (int number = 0; number < parts; ++number) {
+            std::string content = fmt::format("<{}>", number);
+            content.resize(kPartSize, '.');
+            bytes += box("moof", "m") + box("mdat", content);
+        }
+        temp.write("fragments", bytes);
+        tool("exec cat '" + temp.path("fragments") + "'");
+    }
+    void tool(const std::string& does) {
+        temp.writeProgram("ffmpeg",
+                          "echo \"$$ $*\" >> '" + temp.path("runs") + "'\n" + does + "\n");
+    }
+    // Of 160 seconds.
+    LiveStream::Source source() {
+        return {.ffmpeg = temp.path("ffmpeg"),
+                .file = "/films/a.mkv",
+                .hasVideo = true,
+                .audioTrack = 1,
+                .durationMs = 160'000};
+    }
+    // How the tool was started, each time.
+    std::vector<std::string> runs() {
+        std::istringstream text(test::readFile(temp.path("runs")));
+        std::vector<std::string> lines;
+        for (std::string line; std::getline(text, line);) {
+            lines.push_back(line);
+        }
+        return lines;
+    }
+    // How much of what was prepared the last tool has taken; nothing when it is through.
+    std::optional<std::size_t> taken() {
+        const std::string process = "/proc/" + runs().back().substr(0, runs().back().find(' '));
+        std::ifstream descriptor(process + "/fdinfo/3");
+        std::string word;
+        std::size_t position = 0;
+        return descriptor >> word >> position ? std::optional(position) : std::nullopt;
+    }
+    // What the part is, in the numbers of this file; the first of a run is <0>.
+    static std::string numberOf(const LiveStream::Part& part) {
+        if (!part.bytes) {
+            return fmt::format("trouble {}", static_cast<int>(part.trouble));
+        }
+        const std::size_t begin = part.bytes->find('<');
+        return part.bytes->substr(begin, part.bytes->find('>') + 1 - begin);
+    }
+
+    test::TempFolder temp;
+    std::shared_ptr<LiveStream::Places> places = std::make_shared<LiveStream::Places>(2);
+};
+
+TEST_F(LiveStreamTest, startsNothingUntilAPartIsWanted) {
+    LiveStream stream(source(), places);
+    EXPECT_EQ(stream.parts(), 40);
+    EXPECT_THAT(stream.playlist("s"), HasSubstr("s-39.m4s"));
+    EXPECT_FALSE(stream.isRunning());
+    EXPECT_TRUE(runs().empty());
+    EXPECT_EQ(numberOf(stream.part(0)), "<0>");
+    EXPECT_THAT(runs(), ElementsAre(testing::AllOf(HasSubstr(" -ss 0.000 -i file:/films/a.mkv "),
+                                                   HasSubstr(" -map 0:a:1 "))));
+    EXPECT_THAT(*stream.initialization().bytes, HasSubstr("head"));
+    EXPECT_EQ(runs().size(), 1U);
+}
+
+TEST_F(LiveStreamTest, goesOnWithOneToolAndSeeksWithAnother) {
+    LiveStream stream(source(), places);
+    for (int number = 0; number < 10; ++number) {
+        EXPECT_EQ(numberOf(stream.part(number)), fmt::format("<{}>", number));
+    }
+    EXPECT_EQ(numberOf(stream.part(8)), "<8>") << "a little behind";
+    EXPECT_EQ(runs().size(), 1U);
+    EXPECT_EQ(numberOf(stream.part(30)), "<0>") << "the first of another run";
+    EXPECT_EQ(numberOf(stream.part(2)), "<0>") << "far behind";
+    ASSERT_EQ(runs().size(), 3U);
+    EXPECT_THAT(runs()[1], HasSubstr(" -ss 120.000 "));
+    EXPECT_THAT(runs()[2], HasSubstr(" -ss 8.000 "));
+    EXPECT_EQ(numberOf(stream.part(40)), "trouble 2") << "the film is over";
+    EXPECT_EQ(runs().size(), 3U);
+}
+
+#ifdef __linux__
+TEST_F(LiveStreamTest, goesOnNoFurtherThanAFewPartsBeyondTheReader) {
+    LiveStream stream(source(), places);
+    // What the reader's and the tool's buffers and the pipe between them hold.
+    constexpr std::size_t slack = 4 * kPartSize;
+    for (const int position : {0, 3, 12}) {
+        for (int number = position == 12 ? 4 : 0; number <= position; ++number) {
+            ASSERT_EQ(numberOf(stream.part(number)), fmt::format("<{}>", number));
+        }
+        const std::size_t least = static_cast<std::size_t>(position + 5) * kPartSize;
+        EXPECT_TRUE(eventually([&] { return !taken() || *taken() >= least; }));
+        for (int look = 0; look < 20; ++look) { // a reader that stays where it is
+            stream.part(position);
+            ASSERT_LE(taken().value_or(40 * kPartSize), least + slack) << position;
+        }
+        EXPECT_TRUE(stream.isRunning());
+    }
+}
+#endif
+
+TEST_F(LiveStreamTest, restsWhenNothingIsReadAndStartsAgain) {
+    LiveStream stream(source(), places);
+    EXPECT_EQ(numberOf(stream.part(0)), "<0>");
+    stream.restIfUnread(1h);
+    EXPECT_TRUE(stream.isRunning());
+    stream.restIfUnread(0ms);
+    EXPECT_FALSE(stream.isRunning());
+    EXPECT_EQ(places->taken, 0);
+    EXPECT_EQ(numberOf(stream.part(7)), "<0>");
+    EXPECT_THAT(runs().at(1), HasSubstr(" -ss 28.000 "));
+}
+
+TEST_F(LiveStreamTest, isRefusedWhileThereIsNoPlace) {
+    places = std::make_shared<LiveStream::Places>(1);
+    LiveStream second(source(), places);
+    {
+        LiveStream first(source(), places);
+        EXPECT_EQ(numberOf(first.part(0)), "<0>");
+        EXPECT_EQ(second.part(0).trouble, Trouble::busy);
+        EXPECT_EQ(second.initialization().trouble, Trouble::busy);
+        EXPECT_EQ(runs().size(), 1U);
+        EXPECT_EQ(numberOf(first.part(30)), "<0>") << "a seek needs no second place";
+    }
+    EXPECT_EQ(numberOf(second.part(0)), "<0>") << "the first has ended with its stream";
+}
+
+TEST_F(LiveStreamTest, saysWhatIsWrong) {
+    LiveStream stream(source(), places);
+    tool("exit 1");
+    EXPECT_EQ(stream.part(0).trouble, Trouble::unreadable);
+    EXPECT_EQ(stream.initialization().trouble, Trouble::unreadable);
+    prepare(3); // shorter than it claims to be
+    EXPECT_EQ(numberOf(stream.part(2)), "<0>");
+    EXPECT_EQ(numberOf(stream.part(4)), "<2>");
+    EXPECT_EQ(stream.part(5).trouble, Trouble::unreadable);
+    tool("exec sleep 600");
+    LiveStream silent(source(), places);
+    EXPECT_EQ(silent.part(20).trouble, Trouble::late);
+    EXPECT_TRUE(silent.isRunning());
+}
+
+TEST_F(LiveStreamTest, isEndedByItsKeeperWhenNobodyReads) {
+    Streams streams({.running = 1, .quiet = 100ms, .look = 10ms});
+    const std::string name = streams.open(source());
+    const auto stream = streams.find(name);
+    ASSERT_TRUE(stream);
+    EXPECT_EQ(numberOf(stream->part(0)), "<0>");
+    EXPECT_TRUE(eventually([&] { return !stream->isRunning(); }));
+    EXPECT_TRUE(streams.find(name)) << "it is known all the same";
+    EXPECT_TRUE(streams.close(name));
+    EXPECT_FALSE(streams.close(name));
+    EXPECT_FALSE(streams.find(name));
+}
+
+TEST_F(LiveStreamTest, isForgottenInTimeAndWhenThereAreTooMany) {
+    Streams few({.known = 2, .look = 10ms});
+    const std::string first = few.open(source());
+    const std::string second = few.open(source());
+    ASSERT_TRUE(few.find(first));
+    few.find(first)->part(0);
+    few.open(source());
+    EXPECT_TRUE(few.find(first)) << "it was read after the second";
+    EXPECT_FALSE(few.find(second));
+    Streams brief({.forgotten = 100ms, .look = 10ms});
+    const std::string name = brief.open(source());
+    EXPECT_TRUE(eventually([&] { return !brief.find(name); }));
+}
+
+} // namespace
+} // namespace ostrad
