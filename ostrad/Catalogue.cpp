@@ -5,6 +5,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 namespace ostrad {
 
 namespace {
@@ -91,10 +93,7 @@ std::vector<Library> Catalogue::libraries() {
                         .available = rows.integer(4) != 0,
                         .scannedAt = rows.optionalInteger(5)};
         if (const Mode* const mode = findMode(library.modeId)) {
-            Query count =
-                database.query("SELECT count(*) FROM entities WHERE library = ? AND type = ?");
-            count.bind(library.id, mode->itemType).next();
-            library.itemCount = count.integer(0);
+            library.itemCount = countOf(mode->itemType, library.id);
         }
         found.push_back(std::move(library));
     }
@@ -153,23 +152,40 @@ EntityPage Catalogue::entities(const EntityQuery& wanted) {
     where += wanted.search.empty() ? "" : " AND e.title LIKE ?4 ESCAPE '\\'";
     const std::string pattern = likePattern(wanted.search);
 
+    const Snapshot snapshot(database);
     EntityPage page;
     page.total = total(wanted, where, pattern);
-    // The rows of the page are chosen from an index first: passing over those before them would
-    // look up all that belongs to each.
-    Query rows =
-        database.query(std::string(kEntityColumns) + " WHERE e.id IN (SELECT e.id FROM entities e" +
-                       where + " ORDER BY e.sort, e.id LIMIT ?5 OFFSET ?6) ORDER BY e.sort, e.id");
-    rows.bind(wanted.type, wanted.libraryId, wanted.parentId, pattern, wanted.limit, wanted.offset);
+    const std::int64_t before = std::min(wanted.offset, page.total);
+    const std::int64_t count = std::min(wanted.limit, page.total - before);
+    const std::int64_t after = page.total - before - count;
+    // The rows of the page are chosen from an index first: passing over the others would look up
+    // all that belongs to each. Even so each one costs a step, so it begins at the nearer end.
+    const bool isForward = before <= after;
+    Query rows = database.query(
+        std::string(kEntityColumns) + " WHERE e.id IN (SELECT e.id FROM entities e" + where +
+        (isForward ? " ORDER BY e.sort, e.id" : " ORDER BY e.sort DESC, e.id DESC") +
+        " LIMIT ?5 OFFSET ?6) ORDER BY e.sort, e.id");
+    rows.bind(wanted.type, wanted.libraryId, wanted.parentId, pattern, count,
+              isForward ? before : after);
     while (rows.next()) {
         page.entities.push_back(readEntity(rows));
     }
     return page;
 }
 
-// Counting takes longer than reading a page, and pages are asked for one after the other.
+std::int64_t Catalogue::countOf(std::string_view type, std::optional<std::int64_t> library) {
+    Query row = database.query("SELECT coalesce(sum(entities), 0) FROM counts "
+                               "WHERE type = ?1 AND (?2 IS NULL OR library = ?2)");
+    return row.bind(type, library).next() ? row.integer(0) : 0;
+}
+
+// What is kept only for types and libraries is counted for the rest, which takes longer than
+// reading a page, and pages are asked for one after the other.
 std::int64_t Catalogue::total(const EntityQuery& wanted, const std::string& where,
                               const std::string& pattern) {
+    if (!wanted.type.empty() && !wanted.parentId && wanted.search.empty()) {
+        return countOf(wanted.type, wanted.libraryId);
+    }
     const auto version = database.version();
     if (version != countedVersion) {
         counted.clear();

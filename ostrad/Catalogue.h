@@ -95,6 +95,7 @@ class Catalogue {
     void removeSetting(std::string_view key);
 
   private:
+    std::int64_t countOf(std::string_view type, std::optional<std::int64_t> library);
     std::int64_t total(const EntityQuery& wanted, const std::string& where,
                        const std::string& pattern);
 

@@ -167,6 +167,19 @@ void Database::interrupt() {
     sqlite3_interrupt(connection.get());
 }
 
+Snapshot::Snapshot(Database& source)
+    : database(source) {
+    database.execute("BEGIN");
+}
+
+Snapshot::~Snapshot() {
+    try {
+        database.execute("COMMIT"); // nothing was written
+    } catch (const DatabaseError&) {
+        // SQLite has ended it by itself.
+    }
+}
+
 Transaction::Transaction(Database& target)
     : database(target) {
     database.execute("BEGIN IMMEDIATE");

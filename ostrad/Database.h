@@ -99,6 +99,18 @@ class Database {
     std::unordered_map<std::string, std::unique_ptr<sqlite3_stmt, Finalize>> statements;
 };
 
+// What is read while this lives is from one moment, whoever writes meanwhile.
+class Snapshot {
+  public:
+    explicit Snapshot(Database& source);
+    Snapshot(const Snapshot&) = delete;
+    Snapshot& operator=(const Snapshot&) = delete;
+    ~Snapshot();
+
+  private:
+    Database& database;
+};
+
 // Begins a write transaction at once and rolls it back unless commit() was called.
 class Transaction {
   public:

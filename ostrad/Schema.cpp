@@ -7,7 +7,7 @@ namespace ostrad {
 namespace {
 
 // migrations[n] leads from version n to version n + 1. Only ever append.
-constexpr std::array<const char*, 3> kMigrations{
+constexpr std::array<const char*, 4> kMigrations{
     R"sql(
 CREATE TABLE libraries (
     id         INTEGER PRIMARY KEY AUTOINCREMENT,
@@ -62,6 +62,30 @@ CREATE TABLE progress (
 ALTER TABLE entities ADD COLUMN added       INTEGER NOT NULL DEFAULT 0;
 ALTER TABLE entities ADD COLUMN fingerprint TEXT    NOT NULL DEFAULT '';
 ALTER TABLE entities ADD COLUMN summary     TEXT    NOT NULL DEFAULT '';
+)sql",
+    // How many there are, so that a page need not count them; and the pictures that stand for
+    // groups.
+    R"sql(
+CREATE TABLE counts (
+    library  INTEGER NOT NULL REFERENCES libraries (id) ON DELETE CASCADE,
+    type     TEXT    NOT NULL,
+    entities INTEGER NOT NULL,
+    PRIMARY KEY (library, type)
+) WITHOUT ROWID;
+INSERT INTO counts SELECT library, type, count(*) FROM entities GROUP BY library, type;
+CREATE TRIGGER count_added AFTER INSERT ON entities BEGIN
+    INSERT INTO counts VALUES (new.library, new.type, 1)
+    ON CONFLICT (library, type) DO UPDATE SET entities = entities + 1;
+END;
+CREATE TRIGGER count_removed AFTER DELETE ON entities BEGIN
+    UPDATE counts SET entities = entities - 1 WHERE library = old.library AND type = old.type;
+END;
+CREATE TRIGGER count_changed AFTER UPDATE OF type ON entities BEGIN
+    UPDATE counts SET entities = entities - 1 WHERE library = old.library AND type = old.type;
+    INSERT INTO counts VALUES (new.library, new.type, 1)
+    ON CONFLICT (library, type) DO UPDATE SET entities = entities + 1;
+END;
+CREATE INDEX entities_with_art ON entities (parent, sort, art) WHERE art <> '';
 )sql",
 };
 

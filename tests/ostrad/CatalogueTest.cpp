@@ -4,8 +4,13 @@
 #include "ostrad/Schema.h"
 #include "tests/ostrad/TempFolder.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 #include <sys/stat.h>
+
+#include <functional>
+#include <utility>
 
 namespace ostrad {
 namespace {
@@ -130,6 +135,145 @@ TEST_F(CatalogueTest, countsAgainAfterEveryChangeWhoeverMadeIt) {
     EXPECT_EQ(total(), 0);
 }
 
+TEST_F(CatalogueTest, givesTheSamePagesFromEitherEnd) {
+    const auto library = catalogue.addLibrary("music", "Mine", "/m");
+    std::vector<std::string> files;
+    for (int number = 0; number < 23; ++number) { // of one title, where only the id tells
+        files.push_back(fmt::format("A/B/{}/Same.mp3", number));
+    }
+    put(library->id, "music", files);
+    const auto ids = [this](std::int64_t offset, std::int64_t limit) {
+        std::vector<std::int64_t> found;
+        const auto page =
+            catalogue.entities({.type = "music.track", .limit = limit, .offset = offset});
+        EXPECT_EQ(page.total, 23);
+        for (const Entity& entity : page.entities) {
+            found.push_back(entity.id);
+        }
+        return found;
+    };
+    const auto all = ids(0, 100);
+    ASSERT_EQ(all.size(), 23U);
+    for (const std::int64_t limit : {0, 1, 5, 11, 12, 23, 24}) {
+        for (std::int64_t offset = 0; offset < 26; ++offset) {
+            const auto first = all.begin() + std::min<std::int64_t>(offset, 23);
+            const auto last = all.begin() + std::min<std::int64_t>(offset + limit, 23);
+            EXPECT_EQ(ids(offset, limit), std::vector(first, last)) << offset << ' ' << limit;
+        }
+    }
+}
+
+TEST_F(CatalogueTest, keepsItsCountsWhateverHappens) {
+    const auto counts = [this] {
+        for (const char* const type : {"music.artist", "music.album", "music.track"}) {
+            const EntityPage page = catalogue.entities({.type = type});
+            EXPECT_EQ(page.total, static_cast<std::int64_t>(page.entities.size())) << type;
+            for (const Library& library : catalogue.libraries()) {
+                const EntityPage own = catalogue.entities({.type = type, .libraryId = library.id});
+                EXPECT_EQ(own.total, static_cast<std::int64_t>(own.entities.size())) << type;
+                EXPECT_TRUE(type != std::string("music.track") || library.itemCount == own.total);
+            }
+        }
+    };
+    const auto one = catalogue.addLibrary("music", "One", "/1");
+    const auto two = catalogue.addLibrary("music", "Two", "/2");
+    put(one->id, "music", {"A/B/1.mp3", "A/B/2.mp3", "A/C/3.mp3"});
+    put(two->id, "music", {"A/B/1.mp3"});
+    counts();
+    put(one->id, "music", {"A/B/1.mp3"}); // changed
+    counts();
+    const std::int64_t newest = store.newestId();
+    put(one->id, "music", {"D/E/9.mp3"});
+    const auto moved = catalogue.entities({.type = "music.track", .libraryId = one->id}).entities;
+    EXPECT_EQ(store.adoptMoved(one->id, newest, {moved.at(0).id}, ScanStore::Likeness::stamp),
+              std::vector<std::int64_t>{});
+    counts();
+    store.remove({moved.at(2).id});
+    store.removeEmptyGroups(one->id);
+    counts();
+    EXPECT_EQ(catalogue.entities({.type = "music.track"}).total, 3);
+    ASSERT_TRUE(catalogue.removeLibrary(one->id));
+    counts();
+    EXPECT_EQ(catalogue.entities({.type = "music.track"}).total, 1);
+}
+
+// How often SQLite goes on to another row, in the catalogue it opens and whatever that is asked.
+class CatalogueWork : public CatalogueTest {
+  protected:
+    CatalogueWork() {
+        // Of every connection that is opened now: the catalogue's.
+        const auto observe = [](sqlite3* opened, char**, const sqlite3_api_routines*) {
+            sqlite3_progress_handler(
+                opened, 1, [](void*) { return static_cast<void>(++steps), 0; }, nullptr);
+            return SQLITE_OK;
+        };
+        entryPoint = reinterpret_cast<void (*)()>(+observe);
+        sqlite3_auto_extension(entryPoint);
+        observed = std::make_unique<Catalogue>(temp.path("db"));
+        sqlite3_cancel_auto_extension(entryPoint);
+        library = observed->addLibrary("music", "Mine", "/m")->id;
+    }
+
+    void addAlbums(int albums) {
+        std::vector<std::string> files;
+        for (int album = 0; album < albums; ++album, ++lastAlbum) {
+            for (int track = 0; track < 10; ++track) {
+                files.push_back(
+                    fmt::format("Artist {}/Album {:05}/{}.mp3", lastAlbum % 7, lastAlbum, track));
+            }
+        }
+        put(library, "music", files);
+    }
+
+    static std::int64_t stepsOf(const std::function<void()>& task) {
+        task(); // compiles the statements
+        steps = 0;
+        task();
+        return std::exchange(steps, 0);
+    }
+
+    std::int64_t stepsOfPage(std::string type, std::int64_t offset) {
+        return stepsOf([&] {
+            // As after a change, which makes what is remembered worthless.
+            observed->setSetting("k", "v");
+            const EntityQuery query{.type = std::move(type), .limit = 10, .offset = offset};
+            EXPECT_EQ(observed->entities(query).entities.size(), 10U);
+            type = query.type;
+        });
+    }
+
+    static inline std::int64_t steps = 0;
+    void (*entryPoint)() = nullptr;
+    std::unique_ptr<Catalogue> observed;
+    std::int64_t library = 0;
+    int lastAlbum = 0;
+};
+
+TEST_F(CatalogueWork, ofAPageAtEitherEndDoesNotGrowWithTheCatalogue) {
+    addAlbums(20);
+    const std::int64_t few = stepsOfPage("music.track", 0);
+    EXPECT_GT(few, 10) << "the test itself";
+    addAlbums(200);
+    EXPECT_LE(stepsOfPage("music.track", 0), few + 20);
+    EXPECT_LE(stepsOfPage("music.track", 2190), few + 20);
+    EXPECT_LE(stepsOfPage("music.track", 1095), few + 4 * 1100) << "a few for each that is passed";
+}
+
+TEST_F(CatalogueWork, ofTheListOfLibrariesDoesNotGrowWithThem) {
+    addAlbums(2);
+    const std::int64_t few = stepsOf([this] { observed->libraries(); });
+    addAlbums(200);
+    EXPECT_LE(stepsOf([this] { observed->libraries(); }), few + 20);
+    EXPECT_EQ(observed->libraries().at(0).itemCount, 2020);
+}
+
+TEST_F(CatalogueWork, ofFindingAPictureForAGroupDoesNotGrowWithWhatIsInIt) {
+    addAlbums(700); // 100 an artist, with 1000 tracks
+    const std::int64_t perArtist =
+        stepsOf([this] { observed->entities({.type = "music.artist", .limit = 1}); });
+    EXPECT_LE(perArtist, 1500);
+}
+
 TEST_F(CatalogueTest, keepsTheIdOfAFileThatChanged) {
     const auto library = catalogue.addLibrary("movies", "Films", "/f");
     put(library->id, "movies", {"a.mkv"});
@@ -182,6 +326,24 @@ TEST(Schema, foldsTheJournalBackWhenTheLastConnectionCloses) {
     }
     EXPECT_FALSE(std::filesystem::exists(temp.path("db-wal")));
     EXPECT_EQ(Catalogue(temp.path("db")).setting("k"), "1");
+}
+
+TEST(Schema, countsWhatAnOlderVersionLeftUncounted) {
+    const TempFolder temp;
+    {
+        Catalogue catalogue(temp.path("db"));
+        Database older(temp.path("db"));
+        older.execute("DROP TRIGGER count_added; DROP TRIGGER count_removed;"
+                      "DROP TRIGGER count_changed; DROP TABLE counts; DROP INDEX entities_with_art;"
+                      "PRAGMA user_version = 3;"
+                      "INSERT INTO libraries (mode, name, path) VALUES ('movies', 'F', '/f');"
+                      "INSERT INTO entities (library, type, key, title, sort, path) VALUES"
+                      "(1, 'movies.movie', 'a', 'A', 'a', 'a.mkv'),"
+                      "(1, 'movies.movie', 'b', 'B', 'b', 'b.mkv')");
+    }
+    Catalogue catalogue(temp.path("db"));
+    EXPECT_EQ(catalogue.entities({.type = "movies.movie"}).total, 2);
+    EXPECT_EQ(catalogue.libraries().at(0).itemCount, 2);
 }
 
 TEST(Schema, refusesWhatIsNotItsDatabase) {
