@@ -31,13 +31,14 @@ struct Page {
     std::string_view path;
     std::string_view file;
 };
-constexpr std::array<Page, 9> kPages{{
+constexpr std::array<Page, 10> kPages{{
     {"/", "index.html"},
     {"/account", "account.html"},
     {"/link", "link.html"},
     {"/connect", "connect.html"},
     {"/app.css", "app.css"},
     {"/app.js", "app.js"},
+    {"/list.js", "list.js"},
     {"/stream.js", "stream.js"},
     {"/account.js", "account.js"},
     {"/icon.svg", "icon.svg"},

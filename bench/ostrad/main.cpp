@@ -318,8 +318,9 @@ void measurePages(Client& client, int files) {
     for (int round = 0; round < 20; ++round) {
         const auto begin = Clock::now();
         for (const char* const target :
-             {"/", "/app.css", "/stream.js", "/app.js", "/api/modes", "/api/account/link/status",
-              "/api/scan", "/api/libraries", "/api/entities?type=music.album&limit=12"}) {
+             {"/", "/app.css", "/list.js", "/stream.js", "/app.js", "/api/modes",
+              "/api/account/link/status", "/api/scan", "/api/libraries",
+              "/api/entities?type=music.album&limit=12"}) {
             client.exchange("GET", target, "", nullptr);
         }
         first.push_back(secondsSince(begin) * 1000);

@@ -93,7 +93,8 @@ if (document.body.dataset.page === 'link') {
     } catch (error) {
       byId('error').textContent = error.message;
     }
-    accountPage();
+    await accountPage();
+    if (byId('unlink').hidden) byId('start').focus();
   });
   accountPage();
 }

@@ -75,8 +75,8 @@ function counted(type, number) {
   return `${countText.format(number)} ${(number === 1 ? type.name : type.plural).toLowerCase()}`;
 }
 
-async function loadLibraries() {
-  state.libraries = (await api('/api/libraries')).body;
+async function loadLibraries(early) {
+  state.libraries = (await (early || api('/api/libraries'))).body;
   const order = new Map(state.modes.map((mode, index) => [mode.id, index]));
   state.libraries.sort((a, b) => (order.get(a.modeId) ?? 99) - (order.get(b.modeId) ?? 99));
   drawNav();
@@ -129,11 +129,14 @@ function progressMarks(entity) {
   return [bar];
 }
 
+const isPlayable = entity => Boolean(entity.media) && (entity.media.kind === 'audio' || entity.media.kind === 'video');
+
+// The siblings are what comes before and after it, or a function that asks for them.
 function tile(entity, siblings) {
   const mode = modeOf(entity);
   const type = typeOf(mode, entity.type);
   const picture = art(entity);
-  const playable = entity.media && (entity.media.kind === 'audio' || entity.media.kind === 'video');
+  const playable = isPlayable(entity);
   if (playable) {
     if (entity.durationMs) picture.append(el('span', { class: 'length' }, clock(entity.durationMs)));
     picture.append(el('span', { class: 'badge' }, icon('play', 20)), ...progressMarks(entity));
@@ -141,7 +144,7 @@ function tile(entity, siblings) {
   const inside = [picture, el('div', { class: 'tile-title', title: entity.title }, entity.title), el('div', { class: 'tile-sub' }, subtitle(entity))];
   const look = { class: 'tile' + (type && type.isPerson ? ' person' : ''), 'data-key': 'e' + entity.id };
   if (!entity.media) return el('a', { ...look, href: `#/e/${entity.id}` }, ...inside);
-  if (playable) return el('button', { ...look, type: 'button', 'aria-label': `Play ${entity.title}`, onclick: () => play(entity, siblings) }, ...inside);
+  if (playable) return el('button', { ...look, type: 'button', 'aria-label': `Play ${entity.title}`, onclick: () => playAmong(entity, siblings) }, ...inside);
   return el('a', { ...look, href: entity.media.url, ...downloadOf(entity) }, ...inside);
 }
 
@@ -158,16 +161,41 @@ function row(entity, siblings, { showParents }) {
     el('span', { class: 'time' }, entity.watched ? el('span', { class: 'seen', title: 'Watched' }, icon('check', 14), el('span', { class: 'sr' }, 'Watched')) : null, entity.durationMs ? clock(entity.durationMs) : ''),
   ];
   const look = { class: 'row', 'data-key': 'e' + entity.id, 'aria-current': current ? 'true' : null };
-  const node = entity.media && (entity.media.kind === 'audio' || entity.media.kind === 'video')
-    ? el('button', { ...look, type: 'button', onclick: () => play(entity, siblings) }, ...inside)
+  return isPlayable(entity)
+    ? el('button', { ...look, type: 'button', onclick: () => playAmong(entity, siblings) }, ...inside)
     : el('a', { ...look, href: entity.media ? entity.media.url : `#/e/${entity.id}`, ...(entity.media ? downloadOf(entity) : {}) }, ...inside);
-  return el('li', {}, node);
 }
 
-function listing(entities, options = { showParents: true }) {
-  if (entities.length && entities.every(entity => isRowType(entity.type))) return el('ul', { class: 'rows' }, ...entities.map(entity => row(entity, entities, options)));
-  return el('div', { class: 'grid ' + (entities.length ? shapes[modeOf(entities[0]).id] || '' : '') }, ...entities.map(entity => tile(entity, entities)));
+// What stands where an item comes as soon as the server has told about it.
+function placeholder(inRows, index) {
+  const inside = inRows
+    ? [el('span', { class: 'no' }), el('span', { class: 'name bone' })]
+    : [el('div', { class: 'art' }), el('div', { class: 'tile-title' }, el('span', { class: 'bone' })), el('div', { class: 'tile-sub' })];
+  return el('button', { type: 'button', class: inRows ? 'row' : 'tile', 'aria-disabled': 'true', 'aria-label': `Item ${countText.format(index + 1)} is being loaded` }, ...inside);
 }
+
+function listing(entities) {
+  if (entities.every(entity => isRowType(entity.type))) return el('ul', { class: 'rows' }, ...entities.map(entity => el('li', {}, row(entity, entities, { showParents: true }))));
+  return el('div', { class: 'grid ' + (shapes[modeOf(entities[0]).id] || '') }, ...entities.map(entity => tile(entity, entities)));
+}
+
+// Everything of one type that the query selects; first is the answer for its beginning.
+function longListing(type, mode, query, first, { showParents = true, onTotal } = {}) {
+  const inRows = isRowType(type.id);
+  const fetchPage = (offset, limit) => api('/api/entities?' + new URLSearchParams({ ...query, type: type.id, offset, limit }));
+  const list = new LongList({
+    scroller: byId('view'), label: type.plural, first, fetchPage, onTotal,
+    look: inRows ? { list: 'rows', line: '' } : { list: 'tiles', line: `grid ${shapes[mode.id] || ''}` },
+    drawItem: (entity, index) => {
+      if (!entity) return placeholder(inRows, index);
+      const siblings = () => list.around(index);
+      return inRows ? row(entity, siblings, { showParents }) : tile(entity, siblings);
+    },
+  });
+  return list;
+}
+
+const firstPage = (type, query) => api('/api/entities?' + new URLSearchParams({ ...query, type: type.id, offset: 0, limit: LongList.pageSize }));
 
 // ---------------------------------------------------------------- navigation
 
@@ -184,47 +212,73 @@ function drawNav() {
 function parseRoute() {
   const [path, queryText] = location.hash.replace(/^#\/?/, '').split('?');
   const query = new URLSearchParams(queryText || '');
-  return { parts: path.split('/').filter(Boolean).map(decodeURIComponent), page: Math.max(1, Number(query.get('page')) || 1), search: query.get('q') || '' };
+  return { parts: path.split('/').filter(Boolean).map(decodeURIComponent), search: query.get('q') || '' };
 }
+
+// What is on the screen: its elements, and those of its lists that may be long.
+let shown = { nodes: [], lists: [] };
 
 let drawing = 0;
 async function draw({ moved = false } = {}) {
   const ticket = ++drawing;
   const route = parseRoute();
-  let nodes;
+  let next;
   try {
-    if (route.parts[0] === 'm') nodes = await modePage(route);
-    else if (route.parts[0] === 'e') nodes = await entityPage(route);
-    else if (route.parts[0] === 's') nodes = await searchPage(route);
-    else nodes = await homePage();
+    if (route.parts[0] === 'm') next = await modePage(route);
+    else if (route.parts[0] === 'e') next = await entityPage(route);
+    else if (route.parts[0] === 's') next = await searchPage(route);
+    else next = await homePage();
   } catch (error) {
-    nodes = [el('div', { class: 'empty', role: 'alert' }, el('p', {}, state.online ? error.message : 'The server does not answer. This page goes on by itself as soon as it does.'),
-      el('p', {}, el('button', { type: 'button', class: 'button', 'data-key': 'again', onclick: () => { poll(); draw(); } }, 'Try again'), ' ', el('a', { class: 'button', href: '#/' }, 'Home')))];
+    next = { nodes: [el('div', { class: 'empty', role: 'alert' }, el('p', {}, state.online ? error.message : 'The server does not answer. This page goes on by itself as soon as it does. It can be restarted from Zorvane’s menu.'),
+      el('p', {}, el('button', { type: 'button', class: 'button', 'data-key': 'again', onclick: () => { poll(); draw(); } }, 'Try again'), ' ', el('a', { class: 'button', href: '#/' }, 'Home')))] };
   }
-  if (ticket !== drawing) return; // a newer page is on its way
+  if (ticket !== drawing) { // a newer page is on its way
+    for (const list of next.lists || []) if (!shown.lists.includes(list)) list.close();
+    return;
+  }
   const page = byId('page');
   const focused = page.contains(document.activeElement) ? document.activeElement : null;
   const key = focused && focused.dataset.key;
-  const caret = focused && focused.tagName === 'INPUT' ? focused.selectionStart : null;
-  page.replaceChildren(...nodes);
+  const old = shown;
+  shown = { lists: [], ...next };
+  for (const list of old.lists) if (!shown.lists.includes(list)) list.close();
+  setChildren(page, shown.nodes);
+  for (const list of shown.lists) list.layOut();
   drawNav();
-  if (moved) {
-    byId('view').scrollTop = 0;
-    byId('view').focus({ preventScroll: true });
-  } else if (key) {
+  if (moved) comeBack();
+  else if (shown.search !== old.search) byId('view').scrollTop = 0;
+  if (key && !moved && !focused.isConnected) {
     const again = page.querySelector(`[data-key="${CSS.escape(key)}"]`);
-    if (again) {
-      again.focus({ preventScroll: true });
-      if (caret !== null) again.setSelectionRange(caret, caret);
-    }
+    if (again) again.focus({ preventScroll: true });
   }
+}
+
+// What stays is not touched, so that it keeps its focus and its place.
+function setChildren(parent, nodes) {
+  for (const child of [...parent.children]) if (!nodes.includes(child)) child.remove();
+  nodes.forEach((node, index) => { if (parent.children[index] !== node) parent.insertBefore(node, parent.children[index] || null); });
+}
+
+// A page that was left by a link is where it was when somebody comes back to it.
+function comeBack() {
+  const view = byId('view');
+  const { top = 0, list = -1, index = 0 } = history.state || {};
+  view.scrollTop = top;
+  for (const one of shown.lists) one.layOut();
+  const left = shown.lists[list];
+  if (left) left.focus(index); else view.focus({ preventScroll: true });
+}
+
+function rememberPlace() {
+  const list = shown.lists.findIndex(one => one.element.contains(document.activeElement));
+  history.replaceState({ top: byId('view').scrollTop, list, index: list < 0 ? 0 : shown.lists[list].active }, '');
 }
 
 // ---------------------------------------------------------------- pages
 
 async function homePage() {
   document.title = 'Zorvane';
-  if (!state.libraries.length) return [welcome()];
+  if (!state.libraries.length) return { nodes: [welcome()] };
   const used = state.modes.filter(mode => modeLibraries(mode).length);
   const shelves = await Promise.all(used.map(async mode => {
     const type = shelfTypes[mode.id] || mode.entityTypes[0].id;
@@ -235,7 +289,7 @@ async function homePage() {
     el('div', { class: 'section-head' }, el('h2', {}, mode.name), el('span', { class: 'muted' }, counted(typeOf(mode, mode.itemType), itemTotal(mode))),
       el('a', { class: 'more', href: `#/m/${mode.id}`, 'data-key': 'more-' + mode.id, 'aria-label': `See all of ${mode.name}` }, 'See all')),
     el('div', { class: `grid shelf ${shapes[mode.id] || ''}` }, ...entities.map(entity => tile(entity, entities)))));
-  return [el('div', { class: 'head' }, el('h1', { class: 'grow' }, 'Home')), ...sections, librarySection()];
+  return { nodes: [el('div', { class: 'head' }, el('h1', { class: 'grow' }, 'Home')), ...sections, librarySection()] };
 }
 
 function welcome() {
@@ -263,39 +317,40 @@ function librarySection() {
     el('div', { class: 'section-head' }, el('h2', {}, 'Folders')), el('ul', { class: 'libraries' }, ...rows));
 }
 
-const hrefWith = (path, page, search) => {
-  const query = new URLSearchParams();
-  if (page > 1) query.set('page', page);
-  if (search) query.set('q', search);
-  return `#/${path}${query.size ? '?' + query : ''}`;
-};
+const hrefWith = (path, search) => `#/${path}${search ? '?' + new URLSearchParams({ q: search }) : ''}`;
 
-function pager(path, page, pages, search) {
-  if (pages < 2) return null;
-  const step = (to, text) => el('a', { class: 'button', 'data-key': 'page-' + text, href: hrefWith(path, to, search) }, text);
-  return el('nav', { class: 'pager', 'aria-label': 'Pages' }, page > 1 ? step(page - 1, 'Previous') : null, el('span', {}, `Page ${page} of ${pages}`), page < pages ? step(page + 1, 'Next') : null);
-}
-
-async function modePage({ parts, page, search }) {
+async function modePage({ parts, search }) {
   const mode = state.modes.find(candidate => candidate.id === parts[1]);
   if (!mode) throw new Error('There is no such kind of media.');
   const type = typeOf(mode, parts[2]) || typeOf(mode, shelfTypes[mode.id]) || mode.entityTypes[0];
-  const size = isRowType(type.id) ? 100 : 60;
-  const { body, total } = await api(`/api/entities?${new URLSearchParams({ type: type.id, limit: size, offset: (page - 1) * size, search })}`);
-  document.title = `${mode.name} - Zorvane`;
   const path = `m/${mode.id}/${type.id}`;
+  document.title = `${mode.name} - Zorvane`;
+  // What is shown already stays, and only what has changed in it is drawn.
+  if (shown.path === path && shown.search === search && shown.lists.length) {
+    await shown.lists[0].refresh();
+    if (shown.lists[0].total) return shown;
+  }
+  const first = await firstPage(type, { search });
+  const head = shown.path === path ? shown : modeHead(mode, type, path, search);
+  if (document.activeElement !== head.field) head.field.value = search;
+  const onTotal = total => { head.count.textContent = counted(type, total); };
+  onTotal(first.total);
+  const scanning = modeLibraries(mode).some(library => library.scanning);
+  const nothing = search ? `Nothing matches “${search}”. Try fewer letters.` : scanning ? 'Looking through your folders. What is found appears here by itself.' : `No ${type.plural.toLowerCase()} here yet. Put some into a folder of yours and choose Rescan on the first page, or add another folder.`;
+  const lists = first.total ? [longListing(type, mode, { search }, first, { onTotal })] : [];
+  return { ...head, search, lists, nodes: [head.node, lists.length ? lists[0].element : el('p', { class: 'empty' }, nothing)] };
+}
+
+function modeHead(mode, type, path, search) {
   const tabs = mode.entityTypes.length < 2 ? null : el('nav', { class: 'tabs', 'aria-label': 'Kinds' }, ...mode.entityTypes.map(one => el('a', { class: 'tab', href: `#/m/${mode.id}/${one.id}`, 'data-key': 'tab-' + one.id, 'aria-current': one === type ? 'page' : null }, one.plural)));
   const field = el('input', { type: 'search', value: search, placeholder: `Search ${type.plural.toLowerCase()}`, 'aria-label': `Search ${type.plural.toLowerCase()}`, 'data-key': 'search', autocomplete: 'off' });
   let typing = 0;
   field.addEventListener('input', () => {
     clearTimeout(typing);
-    typing = setTimeout(() => { history.replaceState(null, '', hrefWith(path, 1, field.value.trim())); draw(); }, 180);
+    typing = setTimeout(() => { history.replaceState(null, '', hrefWith(path, field.value.trim())); draw(); }, 180);
   });
-  const scanning = modeLibraries(mode).some(library => library.scanning);
-  const nothing = search ? `Nothing matches “${search}”. Try fewer letters.` : scanning ? 'Looking through your folders. What is found appears here by itself.' : `No ${type.plural.toLowerCase()} here yet. Put some into a folder of yours and choose Rescan on the first page, or add another folder.`;
-  return [el('div', { class: 'head' }, el('div', { class: 'grow' }, el('h1', {}, mode.name), el('p', { class: 'muted' }, counted(type, total))), tabs, el('div', { class: 'search' }, field)),
-    body.length ? listing(body) : el('p', { class: 'empty' }, nothing),
-    pager(path, page, Math.ceil(total / size), search)].filter(Boolean);
+  const count = el('p', { class: 'muted', role: 'status' });
+  return { path, count, field, node: el('div', { class: 'head' }, el('div', { class: 'grow' }, el('h1', {}, mode.name), count), tabs, el('div', { class: 'search' }, field)) };
 }
 
 async function searchPage({ parts }) {
@@ -304,10 +359,12 @@ async function searchPage({ parts }) {
   const limit = 200;
   const { body, total } = await api(`/api/entities?${new URLSearchParams({ search: wanted, limit })}`);
   const kinds = state.modes.flatMap(mode => mode.entityTypes.map(type => ({ mode, type, found: body.filter(entity => entity.type === type.id) }))).filter(kind => kind.found.length);
-  const more = total > body.length ? `The first ${countText.format(body.length)} of ${countText.format(total)} results.` : total === 1 ? '1 result' : `${countText.format(total)} results`;
-  return [el('div', { class: 'head' }, el('div', { class: 'grow' }, el('h1', {}, `“${wanted}”`), el('p', { class: 'muted', role: 'status' }, total ? more : 'Nothing matches. Try fewer letters.'))),
+  const isPart = total > body.length;
+  const summary = isPart ? `The first ${countText.format(body.length)} of ${countText.format(total)} results.` : total === 1 ? '1 result' : `${countText.format(total)} results`;
+  return { path: 's', search: wanted, nodes: [el('div', { class: 'head' }, el('div', { class: 'grow' }, el('h1', {}, `“${wanted}”`), el('p', { class: 'muted', role: 'status' }, total ? summary : 'Nothing matches. Try fewer letters.'))),
     ...kinds.map(({ mode, type, found }) => el('section', { class: 'section', 'aria-label': `${mode.name}: ${type.plural}` },
-      el('div', { class: 'section-head' }, el('h2', {}, type.plural), el('span', { class: 'muted' }, mode.name)), listing(found)))];
+      el('div', { class: 'section-head' }, el('h2', {}, type.plural), el('span', { class: 'muted' }, mode.name),
+        isPart ? el('a', { class: 'more', href: hrefWith(`m/${mode.id}/${type.id}`, wanted), 'data-key': 'more-' + type.id, 'aria-label': `See all ${type.plural} that match` }, 'See all') : null), listing(found)))] };
 }
 
 function setUpSearch() {
@@ -324,30 +381,36 @@ function setUpSearch() {
   field.form.addEventListener('submit', event => event.preventDefault());
 }
 
-async function entityPage({ parts, page }) {
+async function entityPage({ parts }) {
+  const path = `e/${parts[1]}`;
   const { body: entity } = await api(`/api/entities/${encodeURIComponent(parts[1])}`);
-  const size = 200;
-  const { body: children, total } = await api(`/api/entities?parentId=${entity.id}&limit=${size}&offset=${(page - 1) * size}`);
   const mode = modeOf(entity);
   const type = typeOf(mode, entity.type);
+  const below = mode.entityTypes.slice(mode.entityTypes.indexOf(type) + 1);
+  const query = { parentId: entity.id };
+  const children = (await Promise.all(below.map(async one => ({ type: one, first: await firstPage(one, query) })))).filter(({ first }) => first.total);
+  const same = shown.path === path && shown.lists.map(list => list.typeId).join() === children.map(child => child.type.id).join();
+  const lists = same ? shown.lists : children.map(child => {
+    const list = longListing(child.type, mode, query, child.first, { showParents: false });
+    return Object.assign(list, { typeId: child.type.id, section: el('section', { class: 'section' }, list.element) });
+  });
+  if (same) for (const list of lists) await list.refresh();
   const shape = type.isPerson ? 'person' : shapes[mode.id] || '';
-  const groups = children.filter(child => !child.media);
-  const items = children.filter(child => child.media);
-  const playable = items.filter(child => child.media.kind === 'audio' || child.media.kind === 'video');
-  const length = playable.reduce((sum, child) => sum + (child.durationMs || 0), 0);
+  const items = children.flatMap(child => child.first.body).filter(isPlayable);
+  const complete = children.every(({ first }) => first.total === first.body.length);
+  const length = complete ? items.reduce((sum, child) => sum + (child.durationMs || 0), 0) : 0;
   const facts = [];
-  if (entity.parentId) facts.push(el('a', { href: `#/e/${entity.parentId}` }, entity.parentTitle));
+  if (entity.parentId) facts.push(el('a', { href: `#/e/${entity.parentId}`, 'data-key': 'parent' }, entity.parentTitle));
   if (entity.year) facts.push(String(entity.year));
-  if (children.length) facts.push(counted(typeOf(mode, children[0].type), total));
+  for (const child of children) facts.push(counted(child.type, child.first.total));
   if (length) facts.push(clock(length));
   document.title = `${entity.title} - Zorvane`;
-  return [el('div', { class: 'hero' }, art(entity, shape), el('div', {},
-      el('div', { class: 'kind' }, type.name), el('h1', {}, entity.title),
-      el('p', { class: 'facts' }, ...facts.flatMap((fact, index) => index ? [' · ', fact] : [fact])),
-      playable.length ? el('button', { type: 'button', class: 'button primary', 'data-key': 'play-all', onclick: () => play(playable[0], playable) }, icon('play', 17), 'Play') : null)),
-    groups.length ? el('section', { class: 'section' }, listing(groups)) : null,
-    items.length ? listing(items, { showParents: false }) : null,
-    pager(`e/${entity.id}`, page, Math.ceil(total / size), '')].filter(Boolean);
+  const playAll = async () => { if (complete) play(items[0], items); else playAmong(items[0], () => lists.at(-1).around(0)); };
+  const hero = el('div', { class: 'hero' }, art(entity, shape), el('div', { class: 'hero-text' },
+    el('div', { class: 'kind' }, type.name), el('h1', {}, entity.title),
+    el('p', { class: 'facts' }, ...facts.flatMap((fact, index) => index ? [' · ', fact] : [fact])),
+    items.length ? el('button', { type: 'button', class: 'button primary', 'data-key': 'play-all', onclick: playAll }, icon('play', 17), 'Play') : null));
+  return { path, lists, nodes: [hero, ...lists.map(list => list.section)] };
 }
 
 // ---------------------------------------------------------------- playing
@@ -413,6 +476,12 @@ function tellSystem(entity, media, { previous, next }) {
   for (const [name, action] of Object.entries(actions)) {
     try { navigator.mediaSession.setActionHandler(name, action || null); } catch { /* not known here */ }
   }
+}
+
+async function playAmong(entity, siblings) {
+  let among = siblings;
+  if (typeof siblings === 'function') among = await siblings().catch(() => []);
+  play(entity, among.some(other => other.id === entity.id) ? among : [entity]);
 }
 
 function closeFeed(owner) {
@@ -519,7 +588,7 @@ function setUpPlayer() {
   byId('player-play').addEventListener('click', () => { if (audio.paused) audio.play().catch(() => {}); else audio.pause(); });
   byId('player-next').addEventListener('click', () => play(neighbour(1), player.queue));
   byId('player-prev').addEventListener('click', () => { if (audio.currentTime > 3 || !neighbour(-1)) audio.currentTime = 0; else play(neighbour(-1), player.queue); });
-  byId('player-close').addEventListener('click', () => { take(audio, null); audio.pause(); closeFeed(player); player.entity = null; audio.removeAttribute('src'); audio.load(); byId('player').hidden = true; markPlaying(); });
+  byId('player-close').addEventListener('click', () => { take(audio, null); audio.pause(); closeFeed(player); player.entity = null; audio.removeAttribute('src'); audio.load(); byId('player').hidden = true; markPlaying(); byId('view').focus({ preventScroll: true }); });
   byId('player-bar').addEventListener('input', () => { player.seeking = true; });
   byId('player-bar').addEventListener('change', () => { player.seeking = false; audio.currentTime = lengthMs() * Number(byId('player-bar').value) / 1e6; });
   byId('player-volume').addEventListener('input', () => { audio.volume = Number(byId('player-volume').value) / 100; });
@@ -622,6 +691,7 @@ function onKey(event) {
   const inTheatre = byId('video-dialog').open;
   const media = inTheatre ? byId('video') : audio;
   if (event.ctrlKey || event.altKey || event.metaKey || event.target.closest('input, select, textarea')) return;
+  if (event.key.startsWith('Arrow') && event.target.closest('.tiles')) return; // they lead from tile to tile
   if (!inTheatre && (!player.entity || document.querySelector('dialog[open]'))) return;
   const seek = by => { media.currentTime = Math.max(0, media.currentTime + by); };
   const louder = by => { media.volume = Math.max(0, Math.min(1, media.volume + by)); };
@@ -781,15 +851,15 @@ function scanText(scan) {
   return `Scanning ${name}: ${countText.format(scan.filesSeen)} files so far…`;
 }
 
-async function poll() {
+async function poll(early = {}) {
   try {
-    const scan = (await api('/api/scan')).body;
+    const scan = (await (early.scan || api('/api/scan'))).body;
     const wasScanning = state.scan && state.scan.scanning;
     const changed = !state.online || scan.revision !== state.revision || wasScanning !== scan.scanning;
     state.scan = scan;
     state.revision = scan.revision;
     state.online = true;
-    if (changed) await loadLibraries();
+    if (changed) await loadLibraries(early.libraries);
     showNotice(scan.scanning ? scanText(scan) : '', false, true, scan.scanning ? scan : null);
     if (changed) await draw();
   } catch {
@@ -808,9 +878,9 @@ async function drawAccount() {
   }
 }
 
-async function keepCurrent() {
-  if (!document.hidden) await poll();
-  setTimeout(keepCurrent, state.scan && state.scan.scanning ? 1000 : 5000);
+async function keepCurrent(early) {
+  if (!document.hidden) await poll(early);
+  setTimeout(() => keepCurrent(), state.scan && state.scan.scanning ? 1000 : 5000);
 }
 
 // Asks until the answer is a list with something in it. However it fails, there is a pause.
@@ -830,13 +900,18 @@ async function start() {
   setUpSearch();
   document.addEventListener('keydown', onKey, true);
   window.addEventListener('hashchange', () => draw({ moved: true }));
+  // Before the link that was clicked leads away.
+  byId('page').addEventListener('click', event => { if (event.target.closest('a[href^="#"]')) rememberPlace(); });
   document.addEventListener('visibilitychange', () => { if (!document.hidden) { poll(); drawAccount(); } });
+  // All at once: what the first page shows needs the three of them.
+  const early = { scan: api('/api/scan'), libraries: api('/api/libraries') };
+  for (const answer of Object.values(early)) answer.catch(() => {});
   state.modes = await untilListed(async () => (await api('/api/modes')).body, () => {
     showNotice('The server does not answer. Trying again…', true, true);
     return new Promise(resolve => setTimeout(resolve, 1500));
   });
+  await keepCurrent(early);
   drawAccount();
-  keepCurrent();
 }
 
 start();

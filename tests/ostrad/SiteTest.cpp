@@ -300,8 +300,8 @@ TEST_F(SiteTest, servesItsPagesUnderAStrictPolicy) {
 }
 
 TEST_F(SiteTest, namesNoOtherHostInItsPages) {
-    for (const char* target :
-         {"/", "/link", "/account", "/app.css", "/app.js", "/stream.js", "/account.js"}) {
+    for (const char* target : {"/", "/link", "/account", "/app.css", "/app.js", "/list.js",
+                               "/stream.js", "/account.js"}) {
         const std::string body = get(target).body;
         EXPECT_EQ(body.find("https://"), std::string::npos) << target;
         for (std::size_t at = body.find("http://"); at != std::string::npos;

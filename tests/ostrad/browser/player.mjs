@@ -1,172 +1,190 @@
-// The web interface in a real browser, driven by keys and clicks.
-// Usage: node player.mjs OSTRAD FFMPEG FFPROBE CHROMIUM
-import { spawn, spawnSync } from 'node:child_process';
-import { createRequire } from 'node:module';
-import { mkdirSync, mkdtempSync, rmSync, writeFileSync } from 'node:fs';
-import { tmpdir } from 'node:os';
+// The whole way by the keyboard alone: add a folder, browse, play what has to be converted, seek,
+// subtitles, go on where it was left, link and unlink.
+import { mkdirSync, writeFileSync } from 'node:fs';
 import { join } from 'node:path';
 import assert from 'node:assert/strict';
-import { chromium } from 'playwright-core';
+import { ask, cleanUp, folder, makeSound, makeVideo, openPage, runSteps, startServer } from './harness.mjs';
 
-const [ostrad, ffmpeg, ffprobe, browserPath] = process.argv.slice(2);
-const axePath = createRequire(import.meta.url).resolve('axe-core/axe.min.js');
-const patience = 120000;
-const folder = mkdtempSync(join(tmpdir(), 'ostrad-browser-'));
-let server;
-let browser;
-
-function make(name, seconds, options) {
-  const made = spawnSync(ffmpeg, ['-v', 'error', '-y', '-f', 'lavfi', '-i', `testsrc=size=96x54:rate=5:duration=${seconds}`, '-f', 'lavfi', '-i', `sine=frequency=440:sample_rate=48000:duration=${seconds}`, ...options, join(folder, name)], { encoding: 'utf8' });
-  assert.equal(made.status, 0, made.stderr);
-}
-
-async function startServer() {
-  server = spawn(ostrad, ['-addr', '127.0.0.1:0', '-db', join(folder, 'library.db'), '-ffmpeg', ffmpeg, '-ffprobe', ffprobe], { stdio: ['ignore', 'pipe', 'inherit'] });
-  for await (const text of server.stdout) {
-    const address = /http:\S+/.exec(text.toString());
-    if (address) return address[0];
+// Goes on with Tab until something of that name has the focus, and can be seen to have it.
+async function tabTo(page, name, key = 'Tab') {
+  const seen = [];
+  for (let step = 0; step < 80; ++step) {
+    await page.keyboard.press(key);
+    const { text, outlined } = await page.evaluate(() => {
+      const one = document.activeElement;
+      const named = one.getAttribute('aria-label') || (one.labels && one.labels.length ? one.labels[0].innerText : '') || one.innerText || '';
+      const ring = one.matches('input[type=radio]') ? one.closest('label') : one;
+      return { text: named.replace(/\s+/g, ' ').trim(), outlined: getComputedStyle(ring).outlineStyle !== 'none' || one.matches('main, body, video, dialog') };
+    });
+    assert.ok(outlined, `${text} does not show that it has the focus`);
+    if (name.test(text)) return;
+    seen.push(text);
   }
-  throw new Error('the server did not start');
+  throw new Error(`Tab does not lead to ${name}; it leads to ${seen.join(', ')}`);
 }
+const video = page => page.locator('#video');
+const videoIs = (page, condition) => page.waitForFunction(condition);
 
 const steps = {
-  async 'adds a folder and browses it by keyboard'(page) {
-    await page.getByRole('button', { name: 'Add your first folder' }).press('Enter');
-    await page.getByRole('radio', { name: 'TV' }).check();
-    await page.getByRole('textbox', { name: 'Folder', exact: true }).fill(join(folder, 'shows'));
+  async 'adds a folder that is chosen from the list'(page) {
+    await tabTo(page, /^Add your first folder$/);
+    await page.keyboard.press('Enter');
+    await page.getByRole('dialog').waitFor();
+    await page.keyboard.type(folder);
+    await tabTo(page, /^Browse$/);
+    await page.keyboard.press('Enter');
+    await page.getByRole('button', { name: 'shows' }).waitFor();
+    await page.waitForFunction(() => document.activeElement.closest('#add-folders'));
+    await tabTo(page, /^shows$/);
+    await page.keyboard.press('Enter');
+    await page.waitForFunction(path => document.getElementById('add-path').value === path, join(folder, 'shows'));
+    await tabTo(page, /^Music$/, 'Shift+Tab');
+    await page.keyboard.press('ArrowRight');
+    await page.keyboard.press('ArrowRight');
+    assert.ok(await page.getByRole('radio', { name: 'TV' }).isChecked());
+    await tabTo(page, /^Add folder$/);
     await page.keyboard.press('Enter');
     await page.waitForURL(/#\/m\/tv/);
-    await page.getByRole('link', { name: /A Show/ }).first().press('Enter');
-    await page.getByRole('link', { name: /Season 1/ }).first().press('Enter');
-    await page.getByRole('button', { name: /One/ }).waitFor();
+  },
+
+  async 'browses to an episode'(page) {
+    await page.getByRole('grid').waitFor();
+    await tabTo(page, /^A A Show/);
+    await page.keyboard.press('Enter');
+    await page.getByRole('heading', { name: 'A Show' }).waitFor();
+    await tabTo(page, /Season 1/);
+    await page.keyboard.press('Enter');
+    await page.getByRole('heading', { name: 'Season 1' }).waitFor();
+    await tabTo(page, /One/);
   },
 
   async 'plays a film that no browser plays, and seeks in it'(page) {
-    await page.getByRole('button', { name: /One/ }).first().press('Enter');
-    await page.waitForFunction(() => { const v = document.getElementById('video'); return v.currentTime > 0.2 && v.videoWidth === 96; });
-    assert.match(await page.locator('#video').evaluate(v => v.src), /^blob:/);
-    assert.ok(Math.abs(await page.locator('#video').evaluate(v => v.duration) - 120) < 1.5);
-    await page.locator('#video').evaluate(v => { v.currentTime = 90; });
-    await page.waitForFunction(() => { const v = document.getElementById('video'); return v.currentTime > 90.2 && v.readyState >= 3; });
+    await page.keyboard.press('Enter');
+    await videoIs(page, () => { const v = document.getElementById('video'); return v.currentTime > 0.2 && v.videoWidth === 96; });
+    assert.match(await video(page).evaluate(v => v.src), /^blob:/);
+    assert.ok(Math.abs(await video(page).evaluate(v => v.duration) - 120) < 1.5);
+    for (let step = 0; step < 9; ++step) await page.keyboard.press('ArrowRight');
+    await videoIs(page, () => { const v = document.getElementById('video'); return v.currentTime > 90.2 && v.readyState >= 3; });
     await page.keyboard.press('ArrowLeft');
-    await page.waitForFunction(() => document.getElementById('video').currentTime < 89.9);
+    await videoIs(page, () => document.getElementById('video').currentTime < 89.9);
     await page.keyboard.press('k');
-    await page.waitForFunction(() => document.getElementById('video').paused);
+    await videoIs(page, () => document.getElementById('video').paused);
   },
 
   async 'shows subtitles and chapters'(page) {
-    await page.locator('#video-text').selectOption({ label: 'English' });
-    await page.waitForFunction(() => { const t = document.getElementById('video').textTracks[0]; return t && t.cues && t.cues.length === 1 && t.cues[0].text === 'Hello'; });
-    await page.locator('#video-chapter').selectOption({ index: 2 });
-    await page.waitForFunction(() => Math.abs(document.getElementById('video').currentTime - 60) < 3);
+    const shows = text => page.waitForFunction(wanted => { const t = document.getElementById('video').textTracks[0]; return wanted ? t && t.cues && t.cues.length === 1 && t.cues[0].text === wanted : !t; }, text);
+    await page.keyboard.press('c');
+    await shows('Hello');
+    await page.keyboard.press('c');
+    await shows('');
+    await tabTo(page, /^Subtitles/);
+    await page.keyboard.press('ArrowDown');
+    await shows('Hello');
+    assert.equal(await page.locator('#video-text option:checked').innerText(), 'English');
+    await tabTo(page, /^Chapter/);
+    await page.keyboard.press('ArrowDown');
+    await page.keyboard.press('ArrowDown');
+    await videoIs(page, () => Math.abs(document.getElementById('video').currentTime - 60) < 3);
   },
 
-  async 'goes on where it was left, also after the page is gone'(page) {
+  async 'goes on where it was left, also after the page is gone'(page, server) {
     await page.keyboard.press('Escape');
     await page.locator('#video-dialog').waitFor({ state: 'hidden' });
+    // Where it was opened, not at the beginning of the page.
+    assert.match(await page.evaluate(() => document.activeElement.textContent), /One/);
     await page.waitForFunction(async () => { const found = (await (await fetch('/api/entities?type=tv.episode')).json())[0]; return found.positionMs > 55000; });
     await page.reload();
-    await page.getByRole('button', { name: /One/ }).first().click();
-    await page.waitForFunction(() => { const v = document.getElementById('video'); return v.currentTime > 55 && v.readyState >= 3; });
+    await page.getByRole('grid').waitFor();
+    await tabTo(page, /One/);
+    await page.keyboard.press('Enter');
+    await videoIs(page, () => { const v = document.getElementById('video'); return v.currentTime > 55 && v.readyState >= 3; });
     assert.equal(await page.evaluate(() => navigator.mediaSession.metadata.title), 'One');
   },
 
   async 'offers the next episode'(page) {
-    await page.getByRole('button', { name: 'Next', exact: true }).click();
+    await tabTo(page, /^Next$/);
+    await page.keyboard.press('Enter');
     await page.waitForFunction(() => document.getElementById('video-title').textContent.includes('Two'));
     // What the browser plays is not converted.
-    await page.waitForFunction(() => { const v = document.getElementById('video'); return /\/media\/\d+$/.test(v.src) && v.currentTime > 0.1; });
+    await videoIs(page, () => { const v = document.getElementById('video'); return /\/media\/\d+$/.test(v.src) && v.currentTime > 0.1; });
     const positions = await page.evaluate(async () => (await (await fetch('/api/entities?type=tv.episode')).json()).map(one => one.positionMs || 0));
     assert.ok(positions[0] > 55000 && positions[1] < 8000, `the positions stay where they belong: ${positions}`);
     await page.keyboard.press('Escape');
   },
 
   async 'finds things everywhere'(page) {
-    await page.getByRole('searchbox', { name: 'Search everything' }).fill('tw');
+    await tabTo(page, /^Search everything$/, 'Shift+Tab');
+    await page.keyboard.type('tw');
     await page.waitForURL(/#\/s\/tw/);
     await page.getByRole('button', { name: /Two/ }).first().waitFor();
     assert.equal(await page.getByRole('button', { name: /One/ }).count(), 0);
-    await page.getByRole('searchbox', { name: 'Search everything' }).fill('');
-  },
-
-  async 'links and unlinks the account'(page, root) {
-    const start = await (await fetch(root + 'api/account/link/start')).json();
-    const other = await page.context().newPage();
-    await other.goto(start.verifyUrl);
-    await other.getByRole('button', { name: /approve|allow|link/i }).first().click();
-    await other.waitForFunction(async () => (await (await fetch('/api/account/link/status')).json()).linked);
-    await other.goto(root + 'account');
-    await other.getByRole('button', { name: /unlink/i }).first().click();
-    await other.waitForFunction(async () => !(await (await fetch('/api/account/link/status')).json()).linked);
-    await other.close();
-  },
-
-  async 'can be used by everybody: no serious finding of axe, at any size and in any colours'(page) {
-    for (const [width, colorScheme] of [[1280, 'light'], [1280, 'dark'], [320, 'light'], [320, 'dark']]) {
-      await page.setViewportSize({ width, height: 800 });
-      await page.emulateMedia({ colorScheme, reducedMotion: 'reduce' });
-      for (const place of ['#/', '#/m/tv', '#/s/one']) {
-        await page.evaluate(hash => { location.hash = hash; }, place);
-        await page.locator('#page h1').first().waitFor();
-        const wide = await page.evaluate(() => document.documentElement.scrollWidth);
-        assert.ok(wide <= width, `${place} is ${wide} wide at ${width}`);
-        const found = await page.evaluate(() => window.axe.run());
-        const serious = found.violations.filter(one => ['serious', 'critical'].includes(one.impact));
-        assert.deepEqual(serious.map(one => [one.id, one.nodes.map(node => node.html).slice(0, 3)]), [], `${place}, ${width}, ${colorScheme}`);
-      }
-    }
-  },
-
-  async 'says what to do where there is nothing, and when something is wrong'(page) {
-    for (const [place, text] of [['#/m/tv?q=zzz', /Try fewer letters/], ['#/s/zzz', /Try fewer letters/], ['#/e/999999', /There is no such entity/], ['#/m/nothing', /no such kind/]]) {
-      await page.evaluate(hash => { location.hash = hash; }, place);
-      await page.locator('#page').getByText(text).waitFor();
-    }
-    await page.getByRole('button', { name: 'Try again' }).press('Enter');
-    await page.getByRole('link', { name: 'Home' }).last().press('Enter');
+    await page.keyboard.press('Control+a');
+    await page.keyboard.press('Delete');
     await page.getByRole('heading', { name: 'Home' }).waitFor();
   },
 
-  async 'shows how far a scan is'(page) {
-    await page.route('**/api/scan', route => route.fulfill({ json: { scanning: true, phase: 'tags', filesSeen: 9, changes: 9, done: 3, total: 12, revision: 1, queued: [], libraryId: 1 } }));
-    const bar = page.getByRole('progressbar', { name: 'Scan' });
-    await bar.waitFor();
-    assert.equal(await bar.evaluate(one => one.value / one.max), 0.25);
-    await page.getByText('Reading details of “shows”: 3 of 12').waitFor();
-    await page.unroute('**/api/scan');
-    await bar.waitFor({ state: 'detached' });
+  async 'plays music one after the other, in the bar below'(page, server) {
+    await ask(server, 'api/libraries', { modeId: 'music', path: join(folder, 'music') });
+    await page.locator('#nav').getByRole('link', { name: /^Music/ }).waitFor();
+    await page.evaluate(() => { location.hash = '#/m/music/music.track'; });
+    await page.getByRole('grid', { name: 'Tracks' }).waitFor();
+    await tabTo(page, /First/);
+    await page.keyboard.press('Enter');
+    await page.waitForFunction(() => document.getElementById('audio').currentTime > 0.1);
+    await page.keyboard.press('n');
+    await page.waitForFunction(() => document.getElementById('player-title').textContent === 'Second' && document.getElementById('audio').currentTime > 0.1);
+    await page.locator('.row[aria-current]').filter({ hasText: 'Second' }).waitFor();
+    await tabTo(page, /^Position$/);
+    await page.keyboard.press('End');
+    await page.waitForFunction(() => document.getElementById('player-title').textContent === 'Third');
+    await tabTo(page, /^Close player$/);
+    await page.keyboard.press('Enter');
+    await page.locator('#player').waitFor({ state: 'hidden' });
+    // What had the focus has gone, and the keyboard goes on from the page.
+    assert.equal(await page.evaluate(() => document.activeElement.tagName), 'MAIN');
   },
 
-  async 'says so when the server is gone'(page) {
-    server.kill('SIGKILL');
-    await page.getByText('The server does not answer').first().waitFor();
+  async 'links and unlinks the account'(page, server) {
+    const linked = async () => (await ask(server, 'api/account/link/status')).body.linked;
+    await tabTo(page, /^Account not linked$/, 'Shift+Tab');
+    await page.keyboard.press('Enter');
+    await page.waitForURL(/\/account$/);
+    await page.getByText('This server is not linked to an account.').waitFor();
+    await tabTo(page, /^Link this server$/);
+    await page.keyboard.press('Enter');
+    await page.waitForURL(/\/link\?code=/);
+    await tabTo(page, /^Approve$/);
+    await page.keyboard.press('Enter');
+    await page.getByRole('heading', { name: 'Linked' }).waitFor();
+    assert.ok(await linked());
+    await tabTo(page, /^Go to your libraries$/);
+    await page.keyboard.press('Enter');
+    await page.getByText('Account linked').waitFor();
+    await tabTo(page, /^Account linked$/);
+    await page.keyboard.press('Enter');
+    await page.getByRole('button', { name: 'Unlink' }).waitFor();
+    await tabTo(page, /^Unlink$/);
+    await page.keyboard.press('Enter');
+    await page.getByText('This server is not linked to an account.').waitFor();
+    assert.ok(!await linked());
+    // The button that did it has gone; what undoes it has the focus.
+    assert.equal(await page.evaluate(() => document.activeElement.textContent), 'Link this server');
   },
 };
 
 try {
   mkdirSync(join(folder, 'shows', 'A Show', 'Season 1'), { recursive: true });
+  mkdirSync(join(folder, 'music', 'Someone', 'An Album'), { recursive: true });
   writeFileSync(join(folder, 'chapters.txt'), ';FFMETADATA1\n[CHAPTER]\nTIMEBASE=1/1\nSTART=0\nEND=60\ntitle=First\n[CHAPTER]\nTIMEBASE=1/1\nSTART=60\nEND=120\ntitle=Second\n');
-  make('shows/A Show/Season 1/S01E01 - One.mkv', 120, ['-i', join(folder, 'chapters.txt'), '-map_metadata', '2', '-map', '0:v', '-map', '1:a', '-c:v', 'mpeg4', '-c:a', 'ac3']);
-  make('shows/A Show/Season 1/S01E02 - Two.webm', 8, ['-c:v', 'libvpx-vp9', '-deadline', 'realtime', '-cpu-used', '8', '-c:a', 'libopus']);
+  makeVideo('shows/A Show/Season 1/S01E01 - One.mkv', 120, ['-i', join(folder, 'chapters.txt'), '-map_metadata', '2', '-map', '0:v', '-map', '1:a', '-c:v', 'mpeg4', '-c:a', 'ac3']);
+  makeVideo('shows/A Show/Season 1/S01E02 - Two.webm', 8, ['-c:v', 'libvpx-vp9', '-deadline', 'realtime', '-cpu-used', '8', '-c:a', 'libopus']);
   writeFileSync(join(folder, 'shows/A Show/Season 1/S01E01 - One.en.srt'), '1\n00:00:01,000 --> 00:01:59,000\nHello\n');
-  const root = await startServer();
-  browser = await chromium.launch({ executablePath: browserPath, args: ['--no-sandbox', '--autoplay-policy=no-user-gesture-required', '--disable-gpu'] });
-  const context = await browser.newContext({ locale: 'en-GB', deviceScaleFactor: 2 });
-  const page = await context.newPage();
-  page.setDefaultTimeout(patience);
-  const troubles = [];
-  page.on('pageerror', error => troubles.push(String(error)));
-  await page.goto(root);
-  // The policy of the page lets no script in but its own, so this one comes through the debugger.
-  await context.addInitScript({ path: axePath });
-  await page.reload();
-  for (const [name, step] of Object.entries(steps)) {
-    await step(page, root).catch(error => { throw new Error(`${name}: ${error.message}`, { cause: error }); });
-    console.log(`ok  ${name}`);
-  }
-  assert.deepEqual(troubles, []);
+  ['First', 'Second', 'Third'].forEach((name, index) => makeSound(`music/Someone/An Album/0${index + 1} - ${name}.ogg`, 20));
+  const server = await startServer('player');
+  const page = await openPage();
+  await page.goto(server.root);
+  await page.getByRole('button', { name: 'Add your first folder' }).waitFor();
+  await runSteps(steps, page, server);
 } finally {
-  if (browser) await browser.close();
-  if (server) server.kill('SIGKILL');
-  rmSync(folder, { recursive: true, force: true });
+  await cleanUp();
 }
