@@ -3,6 +3,7 @@
 #include "ostrad/Fingerprint.h"
 #include "ostrad/Log.h"
 #include "ostrad/MediaProbe.h"
+#include "ostrad/SafeFile.h"
 
 #include <fmt/format.h>
 
@@ -292,7 +293,8 @@ ScanStore::Examined Scanner::examine(const LibraryScan& scan, const ScanStore::U
     const std::string file = scan.path + '/' + item.path;
     const bool plays = hasPlayableFiles(*scan.mode);
     std::optional<MediaFacts> facts;
-    if (plays && !tools.ffprobe.empty()) {
+    // What was a file when its folder was read may be a link by now.
+    if (plays && !tools.ffprobe.empty() && openFileBeneath(scan.path, item.path)) {
         facts = probeMedia(tools.ffprobe, file, stopping);
     }
     if (facts) {

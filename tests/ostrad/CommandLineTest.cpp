@@ -5,8 +5,19 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#ifdef __linux__
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#endif
+
 #include <algorithm>
+#include <array>
+#include <cerrno>
 #include <csignal>
+#include <cstddef>
+#include <thread>
 
 namespace ostrad::test {
 namespace {
@@ -87,6 +98,44 @@ TEST(CommandLine, goesOnWithoutToolsThatAreNotThere) {
                           temp.path("none"), "-plugins", temp.path("none")});
     EXPECT_EQ(exchange(server.waitForPort(), "GET", "/api/health").status, 200);
 }
+
+#ifdef __linux__
+// From now on this thread, and whom it starts, is on a system that filters no system calls.
+bool forgetFilters() {
+    std::array<sock_filter, 7> program{{
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_seccomp, 3, 0),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_prctl, 0, 3),
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, PR_SET_SECCOMP, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EINVAL),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+    }};
+    const sock_fprog filter{.len = program.size(), .filter = program.data()};
+    return ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+           ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
+}
+
+TEST(CommandLine, saysWhereToolsCannotBeConfined) {
+    const TempFolder temp;
+    const std::string tool = temp.writeProgram("tool", "exit 1");
+    const auto says = [&temp](std::vector<std::string> more) {
+        more.insert(more.end(), {"-addr", "127.0.0.1:0", "-db", temp.path("db")});
+        ServerProcess server(OSTRAD_EXECUTABLE, more);
+        EXPECT_EQ(exchange(server.waitForPort(), "GET", "/api/health").status, 200);
+        server.signal(SIGTERM);
+        EXPECT_EQ(server.wait(), 0);
+        return server.readOutput().find("cannot keep tools from the network") != std::string::npos;
+    };
+    EXPECT_FALSE(says({"-ffprobe", tool}));
+    std::thread elsewhere([&] {
+        ASSERT_TRUE(forgetFilters());
+        EXPECT_TRUE(says({"-ffprobe", tool}));
+        EXPECT_FALSE(says({})) << "there are no tools";
+    });
+    elsewhere.join();
+}
+#endif
 
 TEST(CommandLine, keepsItsFilesToTheUser) {
     const TempFolder temp;

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <chrono>
 #include <filesystem>
 
 namespace ostrad {
@@ -104,6 +105,46 @@ TEST_F(PluginsTest, thatFailAgainAndAgainAreNotAskedAnyMore) {
     }
     EXPECT_EQ(test::readFile(count), "x\nx\nx\nx\nx\n");
 }
+
+TEST_F(PluginsTest, thatTakeTooLongAreGivenUp) {
+    program("slow", "exec sleep 600");
+    Plugins used = plugins();
+    ASSERT_FALSE(used.empty());
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(ask(used).title, std::nullopt);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
+}
+
+TEST_F(PluginsTest, thatAnswerWithoutEndAreGivenUp) {
+    program("endless", "printf '{\"title\":\"'; exec cat /dev/zero");
+    Plugins used = plugins();
+    EXPECT_EQ(ask(used).title, std::nullopt);
+    const std::string words = R"({"title":"Long","more":")";
+    temp.write("answer", words + std::string(70'000, 'x') + "\"}");
+    program("endless", "exec cat '" + temp.path("answer") + "'");
+    EXPECT_EQ(ask(used).title, std::nullopt);
+    temp.write("answer", words + std::string(50'000, 'x') + "\"}");
+    EXPECT_EQ(ask(used).title, "Long") << "the test itself";
+}
+
+#ifdef __linux__
+TEST_F(PluginsTest, haveNoNetworkAndLittleMemory) {
+    // bash opens a socket for this name.
+    const auto use = [this](const std::string& what) {
+        const std::string script = "#!/bin/bash\n" + std::string(describesFilms) + "if " + what +
+                                   "; then echo '{\"title\":\"Got it\"}'; else echo "
+                                   "'{\"title\":\"Refused\"}'; fi";
+        std::filesystem::permissions(temp.write("plugins/one", script),
+                                     std::filesystem::perms::owner_all);
+        Plugins used = plugins();
+        return ask(used).title.value_or("failed");
+    };
+    EXPECT_EQ(use("{ : 3<>/dev/udp/127.0.0.1/9; } 2>/dev/null"), "Refused");
+    EXPECT_EQ(use("[ $(ulimit -d) -le 524288 ]"), "failed") << "that starts a program";
+    EXPECT_EQ(use("ulimit -S -d 524288"), "Got it") << "the limit is not lower";
+    EXPECT_EQ(use("ulimit -S -d 524289 2>/dev/null"), "Refused") << "nor higher";
+}
+#endif
 
 TEST(PluginAnswers, areTakenMemberByMember) {
     const auto facts = parsePluginFacts(

@@ -85,6 +85,7 @@ TEST_F(ScannerTest, takesNoOtherFileForAMovedOne) {
     scan(library);
     const auto before = catalogue.entities({.type = "movies.movie"}).entities.at(0).id;
     temp.write("films/B.mkv", "same_size");
+    fs::last_write_time(temp.path("films/B.mkv"), fs::last_write_time(temp.path("films/A.mkv")));
     scan(library);
     fs::create_hard_link(temp.path("films/B.mkv"), temp.path("films/C.mkv"));
     temp.remove("films/A.mkv");
@@ -325,6 +326,22 @@ TEST_F(ScannerTest, goesOnWhenTheProbeFails) {
     probing.scan(library);
     ASSERT_TRUE(settled(probing));
     EXPECT_EQ(titles("music.track"), Titles{"C"});
+}
+
+TEST_F(ScannerTest, examinesNothingThatBecameALinkMeanwhile) {
+    temp.write("music/A/B/01 - One.mp3");
+    temp.write("music/A/B/02 - Two.mp3");
+    temp.write("outside.mp3");
+    const std::string asked = temp.path("asked");
+    const std::string probe = temp.writeProgram(
+        "probe", "for last; do :; done; echo \"$last\" >> '" + asked + "'; exec ln -sf '" +
+                     temp.path("outside.mp3") + "' '" + temp.path("music/A/B/02 - Two.mp3") + "'");
+    const auto library = addLibrary("music", "music");
+    Scanner probing(temp.path("db"), turn, {.ffprobe = probe});
+    probing.scan(library);
+    ASSERT_TRUE(settled(probing));
+    ASSERT_TRUE(fs::is_symlink(temp.path("music/A/B/02 - Two.mp3"))) << "the test itself";
+    EXPECT_EQ(test::readFile(asked), "file:" + temp.path("music/A/B/01 - One.mp3") + "\n");
 }
 
 TEST_F(ScannerTest, stopsPromptlyWhileAToolHangs) {
