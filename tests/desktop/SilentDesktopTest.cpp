@@ -1,11 +1,17 @@
-// A display or a session bus that is there and does not answer: an end waits for neither.
+// A display or a session bus that is there and does not answer: an end waits for neither, and the
+// server's comes first.
 #include "tests/desktop/ApplicationTest.h"
+#include "tests/desktop/session/PageServer.h"
 #include "tests/desktop/session/Stopwatch.h"
+
+#include <gmock/gmock.h>
 
 #include <csignal>
 
 namespace desktop {
 namespace {
+
+using ::testing::ElementsAre;
 
 class SilentDesktop : public ApplicationTest {
   protected:
@@ -44,6 +50,37 @@ TEST_F(SilentDesktop, ofBothHoldsUpNoEnd) {
     session.signalBus(SIGSTOP);
     session.signalDisplay(SIGSTOP);
     expectAnOrderlyEnd();
+}
+
+TEST_F(SilentDesktop, ofABusThatDoesNotAnswerHoldsUpNoServer) {
+    session.signalBus(SIGSTOP);
+    application = launch();
+    const std::vector<ServerLaunch> launches = serverLaunches(1);
+    ASSERT_FALSE(launches.empty()) << application->standardError();
+    EXPECT_TRUE(eventually([&] { return serverAnswers(launches.front().port); }));
+    EXPECT_EQ(logged("the session bus does not answer"), 1U);
+    expectAnOrderlyEnd();
+}
+
+TEST_F(SilentDesktop, hasTheServerEndBeforeEverythingElse) {
+    const PageServer server(session.folder());
+    session.environment["OSTRA_SIDECAR"] = server.program();
+    launchUntilReady();
+    ASSERT_TRUE(eventually([&] { return !server.asked().empty(); }));
+    const auto windows = processesNamed("zorvane-window");
+    ASSERT_EQ(windows.size(), 1U);
+    server.watch({application->pid(), windows.front().pid});
+    session.signalBus(SIGSTOP);
+    session.signalDisplay(SIGSTOP);
+    const Stopwatch stopwatch;
+    application->signal(SIGTERM);
+    ASSERT_TRUE(eventually([&] { return server.seenAtItsEnd().has_value(); }))
+        << application->standardError();
+    EXPECT_TRUE(stopwatch.within(std::chrono::seconds(1)));
+    EXPECT_THAT(*server.seenAtItsEnd(), ElementsAre(application->pid(), windows.front().pid));
+    EXPECT_EQ(application->waitForExit(patience), 0) << application->standardError();
+    EXPECT_TRUE(nothingIsLeft()) << describe(session.processes());
+    EXPECT_TRUE(stopwatch.within(std::chrono::seconds(8)));
 }
 
 } // namespace

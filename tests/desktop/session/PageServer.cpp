@@ -3,12 +3,13 @@
 #include "tests/desktop/session/Program.h"
 
 #include <fstream>
+#include <iterator>
 
 namespace desktop {
 namespace {
 
-constexpr const char* script = R"(#!/usr/bin/env python3
-import os, sys
+constexpr const char* script = R"py(#!/usr/bin/env python3
+import os, signal, sys
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
 
 PAGES = {
@@ -41,12 +42,33 @@ class Handler(BaseHTTPRequestHandler):
         pass
 
 
+def is_there(process):
+    try:
+        with open("/proc/%s/stat" % process) as stat:
+            return stat.read().rpartition(")")[2].split()[0] != "Z"
+    except OSError:
+        return False
+
+
+def end(number, frame):
+    try:
+        with open(sys.argv[0] + ".watched") as watched:
+            there = [process for process in watched.read().split() if is_there(process)]
+    except OSError:
+        there = []
+    with open(sys.argv[0] + ".part", "w") as seen:
+        seen.write("\n".join(there))
+    os.rename(sys.argv[0] + ".part", sys.argv[0] + ".seen")
+    os._exit(0)
+
+
+signal.signal(signal.SIGTERM, end)
 if "-version" in sys.argv:
     print("1.0.0")
     sys.exit()
 host, port = sys.argv[sys.argv.index("-addr") + 1].split(":")
 ThreadingHTTPServer((host, int(port)), Handler).serve_forever()
-)";
+)py";
 
 } // namespace
 
@@ -58,6 +80,21 @@ PageServer::PageServer(const std::filesystem::path& folder)
 
 std::string PageServer::asked() const {
     return readFile(program_.string() + ".asked");
+}
+
+void PageServer::watch(const std::vector<pid_t>& processes) const {
+    std::ofstream watched(program_.string() + ".watched");
+    for (const pid_t process : processes) {
+        watched << process << "\n";
+    }
+}
+
+std::optional<std::vector<pid_t>> PageServer::seenAtItsEnd() const {
+    std::ifstream seen(program_.string() + ".seen");
+    if (!seen) {
+        return std::nullopt;
+    }
+    return std::vector<pid_t>(std::istream_iterator<pid_t>(seen), {});
 }
 
 } // namespace desktop
