@@ -11,6 +11,7 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <memory>
 
 namespace desktop {
@@ -91,14 +92,16 @@ class TesselWeb : public ::testing::Test {
     // The button stands in the lower half of the page, in the middle; where exactly is up to the
     // fonts. A click beside it does nothing.
     [[nodiscard]] bool connects(const Program& tool) const {
+        return connects([&] { return !tool.standardOutput().empty(); });
+    }
+    [[nodiscard]] bool connects(const std::function<bool()>& hasConnected) const {
         const std::string window = session.visibleWindow(connectTitle).value_or("");
         session.focus(window);
         const WindowGeometry area = session.geometry(window);
         int step = 0;
         return eventually([&] {
             session.click(window, area.width / 2, area.height * (60 + step++ % 5 * 3) / 100);
-            return eventually([&] { return !tool.standardOutput().empty(); },
-                              std::chrono::milliseconds(300));
+            return eventually(hasConnected, std::chrono::milliseconds(300));
         });
     }
 
@@ -131,6 +134,25 @@ TEST_F(TesselWeb, printsTheTokenWhenItIsToBeRevealed) {
             "\\{{\"event\":\"linked\",\"origin\":\"{}\",\"token\":\"[^\"]+\"\\}}\n", origin())));
     tool->signal(SIGTERM);
     EXPECT_EQ(tool->waitForExit(patience), 0);
+}
+
+// The token is lost then, and nobody shall believe that it was handed over.
+TEST_F(TesselWeb, failsWhenWhatItPrintsGetsNowhere) {
+    const auto opened = [&](const std::string& name, const std::string& script) {
+        return session.start({"/bin/sh", "-c", script, TESSEL_EXECUTABLE, "web", file()}, name);
+    };
+    const auto endsOnceThePageConnects = [&](Program& tool) {
+        return shows(connectTitle) && connects([&] { return !tool.isRunning(); });
+    };
+    const auto full = opened("full", "exec \"$0\" \"$@\" >/dev/full");
+    EXPECT_TRUE(endsOnceThePageConnects(*full)) << full->standardError();
+    EXPECT_EQ(full->waitForExit(patience), 1);
+    EXPECT_THAT(full->standardError(),
+                HasSubstr("tessel: cannot write to standard output: No space left on device\n"));
+    const auto unread = opened("unread", "{ \"$0\" \"$@\"; echo \"status $?\" >&2; } | true");
+    EXPECT_TRUE(endsOnceThePageConnects(*unread)) << unread->standardError();
+    EXPECT_EQ(unread->waitForExit(patience), 0);
+    EXPECT_THAT(unread->standardError(), HasSubstr("status 141\n"));
 }
 
 TEST_F(TesselWeb, bringsTheApplicationToTheFrontThatIsOpenAlready) {

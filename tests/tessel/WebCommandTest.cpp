@@ -124,7 +124,7 @@ TEST(WebAppDocument, isRefusedWithTheNameOfTheFieldThatIsWrong) {
         auto document = studio();
         document[wrong.field] = wrong.value;
         const auto refused = bootstrap(boost::json::serialize(document));
-        EXPECT_EQ(refused.status, 1) << wrong.message;
+        EXPECT_EQ(refused.status, 2) << wrong.message;
         EXPECT_THAT(refused.error, HasSubstr(std::string("tessel: -: ") + wrong.message));
         EXPECT_THAT(refused.output, IsEmpty());
     }
@@ -137,7 +137,7 @@ TEST(WebAppDocument, needsEveryField) {
         document.erase(field.key());
         const auto refused = bootstrap(boost::json::serialize(document));
         EXPECT_EQ(refused.error, "tessel: -: \"" + std::string(field.key()) + "\" is missing\n");
-        EXPECT_EQ(refused.status, 1);
+        EXPECT_EQ(refused.status, 2);
     }
 }
 
@@ -158,7 +158,7 @@ TEST(WebAppDocument, hasToBeReadable) {
                                 {"script", "mint", missing},
                                 {"script", "bootstrap", missing}}) {
         const auto refused = runTool(command);
-        EXPECT_EQ(refused.status, 1);
+        EXPECT_EQ(refused.status, 2);
         EXPECT_EQ(refused.error,
                   "tessel: cannot read " + missing + ": No such file or directory\n");
     }
@@ -170,7 +170,7 @@ TEST(TesselWeb, saysWhatIsWrongBeforeItLooksForADisplay) {
     document.erase("bridgeName");
     const auto refused = runTool({"web", "-"}, boost::json::serialize(document));
     EXPECT_EQ(refused.error, "tessel: -: \"bridgeName\" is missing\n");
-    EXPECT_EQ(refused.status, 1);
+    EXPECT_EQ(refused.status, 2);
 }
 
 TEST(TesselWeb, needsAConfiguration) {

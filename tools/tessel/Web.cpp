@@ -81,7 +81,7 @@ void openWindow(const Options& options, Tool& tool) {
 void printScript(const Options& options, Script script, Tool& tool) {
     const auto config = readWebAppFile(options.file);
     if (!config) {
-        tool.fail(config.error());
+        tool.refuse(config.error());
         return;
     }
     const std::string text = script(*config);

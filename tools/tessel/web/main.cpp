@@ -7,12 +7,13 @@
 #include "mac/Tessel/WebApp/WebAppWindow.h"
 #include "platform/NativePlatform.h"
 #include "platform/Sha256.h"
+#include "tools/tessel/Output.h"
 #include "tools/tessel/WebAppDocument.h"
 
 #include <boost/json/object.hpp>
 #include <fmt/format.h>
 
-#include <cstdio>
+#include <csignal>
 #include <memory>
 #include <optional>
 #include <string>
@@ -20,6 +21,8 @@
 #include <utility>
 
 namespace {
+
+constexpr int wrongUsage = 2;
 
 class WebProgram final : public platform::ApplicationDelegate {
   public:
@@ -60,14 +63,15 @@ class WebProgram final : public platform::ApplicationDelegate {
   private:
     void refused(const std::string& reason) {
         refused_ = true;
-        fmt::print(stderr,
-                   "tessel: this system has no sandbox for pages of {} ({}); --no-sandbox shows "
-                   "them without one\n",
-                   tessel::hostThatNeedsSandbox(config_).value_or("other hosts"), reason);
+        tool::say(fmt::format("this system has no sandbox for pages of {} ({}); --no-sandbox shows "
+                              "them without one",
+                              tessel::hostThatNeedsSandbox(config_).value_or("other hosts"),
+                              reason));
         native_.application().terminate();
     }
 
-    void printLinked(const std::string& token, const tessel::Url& origin) const {
+    // What nobody can get need not be waited for.
+    void printLinked(const std::string& token, const tessel::Url& origin) {
         boost::json::object line{
             {"event", "linked"},
             {"origin", boost::json::string(origin.buffer().data(), origin.buffer().size())}};
@@ -75,8 +79,10 @@ class WebProgram final : public platform::ApplicationDelegate {
             line["token"] = token;
         }
         if (const auto text = tessel::compactJsonText(line)) {
-            fmt::print("{}\n", *text);
-            std::fflush(stdout);
+            tool::emit("{}\n", *text);
+            if (!tool::flushOutput()) {
+                native_.application().terminate();
+            }
         }
     }
 
@@ -99,35 +105,39 @@ std::string applicationId(const tessel::WebAppConfig& config) {
     return id;
 }
 
-int fail(std::string_view message) {
-    fmt::print(stderr, "tessel: {}\n", message);
-    return 1;
-}
-
-} // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
     const std::string_view mode = argc == 5 ? argv[1] : "";
     const std::string_view sandbox = argc == 5 ? argv[2] : "";
     if ((mode != "--reveal" && mode != "--conceal") ||
         (sandbox != "--sandbox" && sandbox != "--no-sandbox")) {
-        fmt::print(stderr, "usage: tessel-web (--reveal | --conceal) (--sandbox | --no-sandbox) "
-                           "CONFIG WINDOW\n");
-        return 2;
+        tool::sayText("usage: tessel-web (--reveal | --conceal) (--sandbox | --no-sandbox) "
+                      "CONFIG WINDOW\n");
+        return wrongUsage;
     }
     auto config = tool::readWebAppFile(argv[3]);
     if (!config) {
-        return fail(config.error());
+        tool::say(config.error());
+        return wrongUsage;
     }
     const auto native = platform::makeNativePlatform({.applicationId = applicationId(*config),
                                                       .guardianExecutable = "none",
                                                       .windowExecutable = argv[4]});
     if (!native) {
-        return fail(native.error());
+        tool::say(native.error());
+        return 1;
     }
     WebProgram program(
         **native, *std::move(config),
         {.reveals = mode == "--reveal", .withoutSandbox = sandbox == "--no-sandbox"});
     const int status = (*native)->application().run(program);
     return program.wasRefused() ? 1 : status;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    tool::takeStandardDescriptors();
+    // A reader that goes away is noticed where it is written to.
+    std::signal(SIGPIPE, SIG_IGN);
+    return tool::finishOutput(run(argc, argv));
 }
