@@ -1,7 +1,13 @@
 #include "platform/cocoa/PageDownload.h"
 
+#include "platform/DownloadBounds.h"
 #include "platform/DownloadName.h"
 #include "platform/cocoa/Text.h"
+
+#include <chrono>
+#include <filesystem>
+#include <optional>
+#include <system_error>
 
 namespace {
 
@@ -23,6 +29,8 @@ ZorvanePageDownload* current = nil;
     NSAlert* _panel;
     NSProgressIndicator* _bar;
     NSTimer* _timer;
+    std::optional<platform::DownloadBounds> _bounds; // once it may come
+    NSString* _trouble;                              // it was given up for that
     BOOL _cancelled;
 }
 
@@ -93,6 +101,7 @@ ZorvanePageDownload* current = nil;
     _bar.maxValue = 1;
     _panel.accessoryView = _bar;
     _panel.window.preventsApplicationTerminationWhenModal = NO;
+    _bounds.emplace(std::chrono::steady_clock::now());
     __weak ZorvanePageDownload* const weakSelf = self;
     _timer = [NSTimer scheduledTimerWithTimeInterval:progressInterval
                                              repeats:YES
@@ -109,12 +118,27 @@ ZorvanePageDownload* current = nil;
 
 - (void)progressed {
     _bar.doubleValue = _download.progress.fractionCompleted;
+    const auto count = static_cast<std::uint64_t>(_download.progress.completedUnitCount);
+    const auto trouble = _bounds->trouble(count, std::chrono::steady_clock::now(),
+                                          [self] { return [self spaceLeft]; });
+    if (trouble && !_cancelled) {
+        _trouble = platform::cocoa::toFoundation(*trouble);
+        [self cancel];
+    }
+}
+
+- (std::optional<std::uintmax_t>)spaceLeft {
+    const auto folder = platform::cocoa::pathOf(_folder);
+    std::error_code failed;
+    const auto space = std::filesystem::space(folder.value_or("/"), failed);
+    return failed ? std::nullopt : std::optional(space.available);
 }
 
 - (void)cancel {
     _cancelled = YES;
     [_download cancel:^(NSData*) {
       [self end];
+      [self tell:self->_trouble];
     }];
 }
 
@@ -133,29 +157,26 @@ ZorvanePageDownload* current = nil;
                                                                               toURL:_target
                                                                               error:&error]);
     [self end];
-    if (!placed) {
-        [self tell:error];
-    }
+    [self tell:placed ? nil : error.localizedDescription];
 }
 
 - (void)download:(WKDownload*)__unused download
     didFailWithError:(NSError*)error
           resumeData:(NSData*)__unused resumeData {
-    const BOOL tells = !_cancelled && _target != nil;
+    NSString* const text = _cancelled || _target == nil ? nil : error.localizedDescription;
     [self end];
-    if (tells) {
-        [self tell:error];
-    }
+    [self tell:text];
 }
 
-- (void)tell:(NSError*)error {
+// Why there is no file; nil: nothing to tell.
+- (void)tell:(NSString*)why {
     NSWindow* const window = _window;
-    if (window == nil) {
+    if (window == nil || why == nil) {
         return;
     }
     NSAlert* const alert = [[NSAlert alloc] init];
     alert.messageText = [_target.lastPathComponent stringByAppendingString:@" could not be saved."];
-    alert.informativeText = error.localizedDescription;
+    alert.informativeText = why;
     alert.window.preventsApplicationTerminationWhenModal = NO;
     [alert beginSheetModalForWindow:window
                   completionHandler:^(NSModalResponse){

@@ -1,5 +1,6 @@
 #include "platform/linux/window/Downloads.h"
 
+#include "platform/DownloadBounds.h"
 #include "platform/DownloadName.h"
 #include "platform/linux/GObjectPtr.h"
 #include "platform/linux/window/PageMemory.h"
@@ -23,11 +24,7 @@ namespace platform::gtk {
 namespace {
 
 constexpr std::uint32_t noButton = std::numeric_limits<std::uint32_t>::max();
-// What others on the same volume can count on.
-constexpr std::uintmax_t reserve = std::uintmax_t{256} << 20;
 constexpr unsigned tickSeconds = 2;
-constexpr int ticksUntilStalled = 10;
-constexpr std::uint64_t bytesBetweenLooks = std::uint64_t{8} << 20;
 
 // The user's folder for downloads, or the home folder where there is none.
 std::string firstFolder() {
@@ -154,6 +151,7 @@ class Downloads::Transfer {
                                  .token = {}},
             [this](std::uint32_t) { cancel(); }, [] {});
         webkit_download_set_destination(download_.get(), part_.c_str());
+        bounds_.emplace(std::chrono::steady_clock::now());
         ticks_ = g_timeout_add_seconds(tickSeconds, onTick, this);
     }
 
@@ -163,16 +161,23 @@ class Downloads::Transfer {
         if (self->received_ || self->failure_) {
             return G_SOURCE_CONTINUE;
         }
-        if (self->count_ != self->countAtTick_) {
-            self->countAtTick_ = self->count_;
-            self->silentTicks_ = 0;
-        }
-        if (!self->isServed() || ++self->silentTicks_ >= ticksUntilStalled) {
-            self->failure_ = "Nothing has come any more.";
+        const auto trouble =
+            self->isServed() ? self->trouble() : std::optional(DownloadBounds::stalled);
+        if (trouble) {
+            self->failure_ = *trouble;
             self->stop();
             self->end();
         }
         return G_SOURCE_CONTINUE;
+    }
+
+    [[nodiscard]] std::optional<std::string_view> trouble() {
+        return bounds_->trouble(
+            count_, std::chrono::steady_clock::now(), [this]() -> std::optional<std::uintmax_t> {
+                std::error_code failed;
+                const auto space = std::filesystem::space(owner_.folder_, failed);
+                return failed ? std::nullopt : std::optional(space.available);
+            });
     }
 
     // By the process that it began in; the engine aborts over a download that is not.
@@ -180,15 +185,10 @@ class Downloads::Transfer {
 
     void received(std::uint64_t count) {
         count_ += count;
-        if (count_ - countAtLook_ >= bytesBetweenLooks) {
-            countAtLook_ = count_;
-            std::error_code failed;
-            const auto space = std::filesystem::space(owner_.folder_, failed);
-            if (!failed && space.available < reserve) {
-                failure_ = "There is not enough space.";
-                stop();
-                return;
-            }
+        if (const auto found = bounds_ ? trouble() : std::nullopt) {
+            failure_ = *found;
+            stop();
+            return;
         }
         if (panel_) {
             const std::uint64_t size = webkit_uri_response_get_content_length(
@@ -255,9 +255,7 @@ class Downloads::Transfer {
     bool stopped_ = false;
     std::optional<std::string> failure_;
     std::uint64_t count_ = 0;
-    std::uint64_t countAtLook_ = 0;
-    std::uint64_t countAtTick_ = 0;
-    int silentTicks_ = 0;
+    std::optional<DownloadBounds> bounds_; // once it may come
     guint ticks_ = 0;
     std::optional<PanelWindow> panel_;
     std::string problem_; // of the thread that places the file

@@ -234,6 +234,7 @@ FOUNDATION_EXPORT NSString* NSHomeDirectory(void);
 
 API_AVAILABLE(macos(10.9))
 @interface NSProgress : NSObject
+@property int64_t completedUnitCount;
 @property(readonly) double fractionCompleted;
 @end
 
