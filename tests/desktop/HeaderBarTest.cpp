@@ -3,8 +3,14 @@
 #include "tests/desktop/ApplicationTest.h"
 #include "tests/desktop/session/Clipboard.h"
 #include "tests/desktop/session/Panel.h"
+#include "tests/desktop/session/SettingsPortal.h"
 
 #include <fmt/format.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <utility>
 
 namespace desktop {
 namespace {
@@ -35,7 +41,7 @@ class HeaderBar : public ApplicationTest {
             session.pressKey("Escape");
             const WindowGeometry place = session.geometry(window().value_or("root"));
             session.click(place.x + 26, place.y + 27);
-            (void)eventually([&] { return menuIsOpen(place); }, std::chrono::seconds(2));
+            (void)eventually([&] { return menu().has_value(); }, std::chrono::seconds(2));
             for (const char* key : {"Down", "Down", "Return"}) {
                 session.pressKey(key);
             }
@@ -44,11 +50,27 @@ class HeaderBar : public ApplicationTest {
                 std::chrono::seconds(2));
         });
     }
-    // Text on one ground where the page was.
-    [[nodiscard]] bool menuIsOpen(const WindowGeometry& place) const {
-        const auto shot = session.screenshotOf(
-            {.x = place.x + 30, .y = place.y + 70, .width = 180, .height = 60});
-        return shot && shot->contrast() > 3;
+    // Where the menu that is open is; a tool tip is not as high.
+    [[nodiscard]] std::optional<WindowGeometry> menu() const {
+        for (const WindowGeometry& popup : session.popups()) {
+            if (popup.height > 150) {
+                return popup;
+            }
+        }
+        return std::nullopt;
+    }
+    // The status item's menu, which is opened for it.
+    [[nodiscard]] std::optional<Screenshot> statusMenu() const {
+        session.pressKey("Escape");
+        const WindowGeometry place = session.geometry(window().value_or("root"));
+        session.click(place.x + 26, place.y + 27);
+        if (!eventually([&] { return menu().has_value(); }, std::chrono::seconds(2))) {
+            return std::nullopt;
+        }
+        auto shot = session.screenshotOf(menu().value_or(WindowGeometry()));
+        session.pressKey("Escape");
+        (void)eventually([&] { return !menu(); }, std::chrono::seconds(2));
+        return shot;
     }
 
     [[nodiscard]] bool goesBy(const std::string& key, const std::string& title) const {
@@ -147,6 +169,90 @@ TEST_F(HeaderBar, keysOfTheApplicationWorkInTheAboutWindow) {
         EXPECT_FALSE(session.visibleWindow(about)) << key;
     }
 }
+
+TEST_F(HeaderBar, tellsAboutTheApplicationAgainAfterTheDeathOfTheProgramThatDid) {
+    launchUntilReady();
+    ASSERT_TRUE(opensAbout());
+    const auto before = processesNamed("zorvane-window");
+    ASSERT_EQ(before.size(), 1U);
+    ::kill(before.front().pid, SIGKILL);
+    ASSERT_TRUE(eventually([&] {
+        const auto now = processesNamed("zorvane-window");
+        return now.size() == 1 && now.front().pid != before.front().pid && window().has_value();
+    })) << application->standardError();
+    EXPECT_FALSE(session.visibleWindow(about));
+    ASSERT_TRUE(opensAbout());
+    EXPECT_TRUE(goesBy("Escape", about));
+    EXPECT_TRUE(window().has_value());
+    EXPECT_EQ(serverLaunches(1).size(), 1U);
+}
+
+TEST_F(HeaderBar, showsTheToolTipOfTheStatusItemButNotOverItsMenu) {
+    launchUntilReady();
+    ASSERT_TRUE(statusButtonComesToBe(true));
+    const WindowGeometry place = session.geometry(window().value());
+    const auto toolTips = [&] { return session.popups().size() - (menu() ? 1 : 0); };
+    int nudge = 0;
+    const auto toolTipComes = [&](std::chrono::milliseconds limit = patience) {
+        return eventually(
+            [&] {
+                session.movePointer(place.x + 26 + ++nudge % 2, place.y + 27);
+                return eventually([&] { return toolTips() > 0; }, std::chrono::seconds(1));
+            },
+            limit);
+    };
+    ASSERT_TRUE(toolTipComes());
+    EXPECT_FALSE(menu());
+    session.click(place.x + 26, place.y + 27);
+    ASSERT_TRUE(eventually([&] { return menu().has_value(); }));
+    EXPECT_TRUE(eventually([&] { return toolTips() == 0; }));
+    // It would come within half a second.
+    EXPECT_FALSE(toolTipComes(std::chrono::seconds(2)));
+    EXPECT_TRUE(menu().has_value());
+    session.pressKey("Escape");
+    ASSERT_TRUE(eventually([&] { return !menu(); }));
+    session.movePointer(place.x + 300, place.y + 300);
+    EXPECT_TRUE(toolTipComes());
+}
+
+class HeaderBarIn : public HeaderBar, public ::testing::WithParamInterface<ColourPreference> {};
+
+TEST_P(HeaderBarIn, showsABoxInFrontOfWhatIsSwitchedOff) {
+    const SettingsPortal portal(session, GetParam());
+    launchUntilReady();
+    ASSERT_TRUE(statusButtonComesToBe(true));
+    std::optional<Screenshot> off;
+    ASSERT_TRUE(eventually([&] { // what the rows say has settled
+        const auto before = std::exchange(off, statusMenu());
+        return before && off && before->width() == off->width() &&
+               before->height() == off->height() && off->boxOfDifference(*before) == Box{};
+    }));
+    const auto autostart = session.configHome() / "autostart";
+    std::filesystem::create_directories(autostart);
+    std::ofstream(autostart / "app.zorvane.desktop")
+        << "[Desktop Entry]\nType=Application\nName=Zorvane\nExec=\"" ZORVANE_APPLICATION "\"\n";
+    Box tick;
+    ASSERT_TRUE(eventually([&] {
+        const auto on = statusMenu();
+        tick = on && on->width() == off->width() && on->height() == off->height()
+                   ? off->boxOfDifference(*on)
+                   : Box{};
+        return tick.width > 0 && tick.width <= 24 && tick.height <= 24;
+    })) << tick.width
+        << " by " << tick.height;
+    constexpr int around = 6;
+    const Screenshot box = off->part({.x = tick.x - around,
+                                      .y = tick.y - around,
+                                      .width = tick.width + 2 * around,
+                                      .height = tick.height + 2 * around});
+    EXPECT_GE(box.contrast(), 3) << "of a control's outline, as WCAG 2 has it";
+}
+
+INSTANTIATE_TEST_SUITE_P(Every, HeaderBarIn,
+                         ::testing::Values(ColourPreference::light, ColourPreference::dark),
+                         [](const auto& test) {
+                             return test.param == ColourPreference::dark ? "dark" : "light";
+                         });
 
 } // namespace
 } // namespace desktop

@@ -1,5 +1,6 @@
 #include "platform/linux/window/MenuBars.h"
 
+#include "platform/linux/GObjectPtr.h"
 #include "platform/linux/window/ApplicationIcon.h"
 
 #include <algorithm>
@@ -23,12 +24,27 @@ Menu forOneButton(const Menu& mainMenu) {
     return menu;
 }
 
+// The toolkit's theme draws nothing in front of an item that is off.
+constexpr const char* menuStyle = "popover.menu check { border-color: alpha(currentColor, 0.6); }";
+
+// Deprecated since GTK 4.12, which brought another.
+G_GNUC_BEGIN_IGNORE_DEPRECATIONS
+void showWhatIsOff() {
+    const GObjectPtr<GtkCssProvider> style(gtk_css_provider_new());
+    gtk_css_provider_load_from_data(style.get(), menuStyle, -1);
+    gtk_style_context_add_provider_for_display(gdk_display_get_default(),
+                                               GTK_STYLE_PROVIDER(style.get()),
+                                               GTK_STYLE_PROVIDER_PRIORITY_APPLICATION);
+}
+G_GNUC_END_IGNORE_DEPRECATIONS
+
 } // namespace
 
 MenuBars::MenuBars(Toplevels& toplevels, AskForStatusMenu askForStatusMenu)
     : toplevels_(toplevels)
     , askForStatusMenu_(std::move(askForStatusMenu)) {
     toplevels_.addCommand("about", [this] { showAbout(); });
+    showWhatIsOff();
 }
 
 void MenuBars::add(Gtk::Window& window) {

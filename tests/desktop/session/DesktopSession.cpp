@@ -20,6 +20,21 @@
 #include <string_view>
 
 namespace desktop {
+namespace {
+
+template <typename Type>
+using Reply = std::unique_ptr<Type, decltype(&std::free)>;
+using Connection = std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)>;
+
+Connection connectTo(const std::string& display) {
+    return {xcb_connect(display.c_str(), nullptr), &xcb_disconnect};
+}
+
+xcb_window_t rootOf(const Connection& connection) {
+    return xcb_setup_roots_iterator(xcb_get_setup(connection.get())).data->root;
+}
+
+} // namespace
 
 DesktopSession::DesktopSession(ScreenSize screen)
     : screen_(screen) {
@@ -86,6 +101,34 @@ WindowGeometry DesktopSession::geometry(const std::string& window) const {
         .x = values["X"], .y = values["Y"], .width = values["WIDTH"], .height = values["HEIGHT"]};
 }
 
+// The window manager has one that is left of the screen.
+std::vector<WindowGeometry> DesktopSession::popups() const {
+    const Connection connection = connectTo(environment.at("DISPLAY"));
+    const Reply<xcb_query_tree_reply_t> tree(
+        xcb_query_tree_reply(connection.get(), xcb_query_tree(connection.get(), rootOf(connection)),
+                             nullptr),
+        &std::free);
+    std::vector<WindowGeometry> found;
+    for (int index = 0; tree && index < xcb_query_tree_children_length(tree.get()); ++index) {
+        const xcb_window_t window = xcb_query_tree_children(tree.get())[index];
+        const Reply<xcb_get_window_attributes_reply_t> looks(
+            xcb_get_window_attributes_reply(
+                connection.get(), xcb_get_window_attributes(connection.get(), window), nullptr),
+            &std::free);
+        const Reply<xcb_get_geometry_reply_t> place(
+            xcb_get_geometry_reply(connection.get(), xcb_get_geometry(connection.get(), window),
+                                   nullptr),
+            &std::free);
+        if (looks && place && looks->override_redirect != 0 &&
+            looks->map_state == XCB_MAP_STATE_VIEWABLE &&
+            looks->_class == XCB_WINDOW_CLASS_INPUT_OUTPUT && place->x + place->width > 0) {
+            found.push_back(
+                {.x = place->x, .y = place->y, .width = place->width, .height = place->height});
+        }
+    }
+    return found;
+}
+
 void DesktopSession::pressKey(const std::string& key) const {
     ask({"xdotool", "key", "--clearmodifiers", key});
 }
@@ -96,6 +139,10 @@ void DesktopSession::type(const std::string& text) const {
 
 void DesktopSession::click(int x, int y) const {
     ask({"xdotool", "mousemove", std::to_string(x), std::to_string(y), "click", "1"});
+}
+
+void DesktopSession::movePointer(int x, int y) const {
+    ask({"xdotool", "mousemove", std::to_string(x), std::to_string(y)});
 }
 
 void DesktopSession::focus(const std::string& window) const {
@@ -113,9 +160,7 @@ void DesktopSession::resize(const std::string& window, int width, int height) co
 
 void DesktopSession::close(const std::string& window) const {
     focus(window); // from then on the window manager knows the window
-    const std::string display = environment.at("DISPLAY");
-    const std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> connection(
-        xcb_connect(display.c_str(), nullptr), &xcb_disconnect);
+    const Connection connection = connectTo(environment.at("DISPLAY"));
     constexpr std::string_view name = "_NET_CLOSE_WINDOW";
     const std::unique_ptr<xcb_intern_atom_reply_t, decltype(&std::free)> atom(
         xcb_intern_atom_reply(connection.get(),
@@ -123,15 +168,14 @@ void DesktopSession::close(const std::string& window) const {
                               nullptr),
         &std::free);
     if (!atom) {
-        throw std::runtime_error("cannot reach the display " + display);
+        throw std::runtime_error("cannot reach the display " + environment.at("DISPLAY"));
     }
     xcb_client_message_event_t message{};
     message.response_type = XCB_CLIENT_MESSAGE;
     message.format = 32;
     message.window = static_cast<xcb_window_t>(std::stoul(window));
     message.type = atom->atom;
-    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection.get())).data->root;
-    xcb_send_event(connection.get(), 0, root,
+    xcb_send_event(connection.get(), 0, rootOf(connection),
                    XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
                    reinterpret_cast<const char*>(&message));
     // An answer says that the server has seen the message; it may drop what a closed connection

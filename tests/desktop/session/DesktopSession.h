@@ -33,10 +33,13 @@ class DesktopSession : public PrivateSession {
     // One of them.
     [[nodiscard]] std::optional<std::string> visibleWindow(const std::string& title) const;
     [[nodiscard]] WindowGeometry geometry(const std::string& window) const;
+    // Menus, tool tips and the like that are on the screen: windows that no window manager manages.
+    [[nodiscard]] std::vector<WindowGeometry> popups() const;
     // A key or a combination in xdotool's words ("ctrl+w"), sent to whatever has the focus.
     void pressKey(const std::string& key) const;
     void type(const std::string& text) const;
     void click(int x, int y) const;
+    void movePointer(int x, int y) const;
     void focus(const std::string& window) const;
     // A press and release of a mouse button (1 is the left one) at a place in the window.
     void click(const std::string& window, int x, int y, int button = 1) const;

@@ -60,11 +60,12 @@ double Screenshot::share(Colour colour, int tolerance) const {
            static_cast<double>(pixels_.size());
 }
 
-Box Screenshot::boxOf(Colour colour) const {
+template <typename Condition>
+Box Screenshot::boxOfThose(Condition holds) const {
     Box box;
     int right = 0;
     for (std::size_t index = 0; index < pixels_.size(); ++index) {
-        if (pixels_[index] != colour) {
+        if (!holds(index)) {
             continue;
         }
         const int x = static_cast<int>(index % static_cast<std::size_t>(width_));
@@ -78,6 +79,27 @@ Box Screenshot::boxOf(Colour colour) const {
         box.height = y + 1 - box.y;
     }
     return box;
+}
+
+Box Screenshot::boxOf(Colour colour) const {
+    return boxOfThose([&](std::size_t index) { return pixels_[index] == colour; });
+}
+
+Box Screenshot::boxOfDifference(const Screenshot& other) const {
+    return boxOfThose([&](std::size_t index) { return pixels_[index] != other.pixels_.at(index); });
+}
+
+Screenshot Screenshot::part(const Box& box) const {
+    Screenshot part;
+    const int left = std::clamp(box.x, 0, width_);
+    const int top = std::clamp(box.y, 0, height_);
+    part.width_ = std::clamp(box.x + box.width, left, width_) - left;
+    part.height_ = std::clamp(box.y + box.height, top, height_) - top;
+    for (int y = top; y < top + part.height_; ++y) {
+        const auto row = pixels_.begin() + std::ptrdiff_t{y} * width_ + left;
+        part.pixels_.insert(part.pixels_.end(), row, row + part.width_);
+    }
+    return part;
 }
 
 double Screenshot::contrast() const {

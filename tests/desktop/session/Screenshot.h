@@ -45,11 +45,19 @@ class Screenshot {
     [[nodiscard]] std::size_t distinctColours() const;
     // Around all pixels of exactly that colour; empty when there are none.
     [[nodiscard]] Box boxOf(Colour colour) const;
+    // Around all pixels that differ; empty when there are none. Of the same size.
+    [[nodiscard]] Box boxOfDifference(const Screenshot& other) const;
+    // As far as the picture goes.
+    [[nodiscard]] Screenshot part(const Box& box) const;
     // How well a drawing on one ground is seen: the contrast ratio of WCAG 2, 1 to 21, between the
     // dominant colour and the one that differs most from it.
     [[nodiscard]] double contrast() const;
 
   private:
+    // Around all pixels of which that holds, by their index.
+    template <typename Condition>
+    [[nodiscard]] Box boxOfThose(Condition holds) const;
+
     int width_ = 0;
     int height_ = 0;
     std::vector<Colour> pixels_;
