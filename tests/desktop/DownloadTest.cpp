@@ -165,6 +165,28 @@ TEST_F(Download, leavesNothingWhenTheWindowProgramDies) {
     EXPECT_THAT(namesIn(target), IsEmpty());
 }
 
+TEST_F(Download, thatWaitsForAPlaceIsDeclinedWhenTheWindowProgramDies) {
+    launchAndOffer("/attachment?name=film.mkv&size=300000");
+    writePage("<body>offers nothing<script>fetch('/report?again')</script>");
+    const auto before = processesNamed("zorvane-window");
+    ASSERT_EQ(before.size(), 1U);
+    ::kill(before.front().pid, SIGKILL);
+    ASSERT_TRUE(reports("again")) << application->standardError();
+    EXPECT_TRUE(windowAppears());
+    EXPECT_FALSE(session.visibleWindow("Save File"));
+    EXPECT_THAT(collected(), IsEmpty());
+
+    writePage(offer("/attachment?name=film.mkv&size=300000"));
+    const auto page = processesNamed("WebKitWebProcess");
+    ASSERT_FALSE(page.empty());
+    ::kill(page.front().pid, SIGKILL); // it is loaded again
+    ASSERT_TRUE(appears("Save File")) << application->standardError();
+    EXPECT_TRUE(savesAs(target / "saved.mkv"));
+    EXPECT_TRUE(eventually([&] { return fs::exists(target / "saved.mkv"); }));
+    EXPECT_THAT(atHome(), IsEmpty());
+    quit();
+}
+
 TEST_F(Download, whoseNetworkProcessDiesIsToldAndLeavesNothing) {
     launchAndOffer(slow);
     ASSERT_TRUE(savesAs(target / "film.mkv"));

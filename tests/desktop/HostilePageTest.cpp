@@ -6,6 +6,8 @@
 #include <gmock/gmock.h>
 
 #include <chrono>
+#include <csignal>
+#include <fstream>
 #include <set>
 
 namespace desktop {
@@ -18,6 +20,22 @@ class HostilePage : public PageTest {
         return fmt::format("<body>hostile<script>onload = () => fetch('/report?begun')"
                            ".then(() => {{ {} }});</script>",
                            script);
+    }
+    // In the middle of the window, and everything behind it is darker.
+    [[nodiscard]] bool showsAQuestion() const {
+        const auto shown = window();
+        const WindowGeometry place = shown ? session.geometry(*shown) : WindowGeometry();
+        const auto middle = session.screenshotOf({.x = place.x + place.width / 2 - 100,
+                                                  .y = place.y + place.height / 2 - 50,
+                                                  .width = 200,
+                                                  .height = 100});
+        const auto corner = session.screenshotOf(
+            {.x = place.x + 20, .y = place.y + place.height - 40, .width = 20, .height = 20});
+        if (!shown || !middle || !corner) {
+            return false;
+        }
+        const double behind = relativeLuminance(corner->dominantColour());
+        return behind > 0.05 && behind < 0.7 && middle->share(corner->dominantColour(), 4) < 0.5;
     }
     // Whether addresses come to the handler one a second, however many the page leads to, and no
     // process of the engine is made for them.
@@ -119,6 +137,51 @@ TEST_F(HostilePage, thatLeadsToAnotherHostGoesToTheBrowserAndTheWindowKeepsItsPa
         return eventually([&] { return !handled().empty(); }, std::chrono::seconds(2));
     }));
     EXPECT_THAT(handled(), ::testing::Contains("http://elsewhere.invalid/link"));
+    quit();
+}
+
+// The page goes where it is told to, once it is told, and says so afterwards if it is still there.
+TEST_F(HostilePage, staysWhereItIsWhenNobodySaysWithinFiveSecondsThatItMayGo) {
+    std::ofstream(pages / "second.html") << "<script>fetch('/report?second')</script>";
+    launchWithPage("<body>first<script>"
+                   "const told = async name => { for (;;) { try {"
+                   "  if ((await fetch('/' + name)).ok) return; } catch (e) {}"
+                   "  await new Promise(done => setTimeout(done, 100)); } };"
+                   "(async () => { await fetch('/report?begun'); await told('go');"
+                   "  location = '/second.html';"
+                   "  await new Promise(done => setTimeout(done, 7000));"
+                   "  await fetch('/report?waited'); await told('say');"
+                   "  await fetch('/report?here'); location = '/second.html'; })();</script>");
+    ASSERT_TRUE(reports("begun"));
+    application->signal(SIGSTOP);
+    std::ofstream(pages / "go") << "go";
+    EXPECT_TRUE(reports("waited"));
+    application->signal(SIGCONT);
+    EXPECT_TRUE(menuAnswersAtOnce());
+    std::ofstream(pages / "say") << "say";
+    EXPECT_TRUE(reports("here"));
+    EXPECT_TRUE(reports("second"));
+    quit();
+}
+
+TEST_F(HostilePage, thatWaitsForAnAnswerIsShownAnewWhenTheWindowProgramDies) {
+    launchWithPage("<body><script>onload = () =>"
+                   " fetch('/report?answered-' + confirm('Really?'));</script>");
+    ASSERT_TRUE(eventually([&] { return showsAQuestion(); }));
+    const auto before = processesNamed("zorvane-window");
+    ASSERT_EQ(before.size(), 1U);
+    ::kill(before.front().pid, SIGKILL);
+    ASSERT_TRUE(eventually([&] {
+        const auto now = processesNamed("zorvane-window");
+        return now.size() == 1 && now.front().pid != before.front().pid && showsAQuestion();
+    })) << application->standardError();
+    EXPECT_TRUE(eventually([&] {
+        session.focus(window().value_or(""));
+        session.pressKey("Return");
+        return eventually([&] { return hasReported("answered-true"); }, std::chrono::seconds(2));
+    }));
+    EXPECT_FALSE(hasReported("answered-false"));
+    EXPECT_TRUE(menuAnswersAtOnce());
     quit();
 }
 
