@@ -45,7 +45,7 @@ void splitLines(benchmark::State& state) {
 BENCHMARK(splitLines);
 
 // Child, pipe, line splitting, prefix and log, to /dev/null: the whole way of a flood.
-void drainChild(benchmark::State& state) {
+void drain(benchmark::State& state, const char* cue) {
     constexpr std::int64_t bytes = std::int64_t{1} << 30;
     const int sink = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
     platform::PosixChildLauncher launcher{ZORVANE_GUARDIAN_PATH};
@@ -54,7 +54,7 @@ void drainChild(benchmark::State& state) {
         std::promise<void> exited;
         platform::ChildOptions options;
         options.executable = testchild::path();
-        options.arguments = {fmt::format("flood={}:65536", bytes)};
+        options.arguments = {fmt::format(fmt::runtime(cue), bytes)};
         ostra::OutputLines lines(
             [&](std::span<const std::string_view> some) { log.writeLines("[ostrad] ", some); });
         options.onOutput = [&](std::string_view piece) { lines.append(piece); };
@@ -68,7 +68,14 @@ void drainChild(benchmark::State& state) {
     ::close(sink);
     state.SetBytesProcessed(state.iterations() * bytes);
 }
+void drainChild(benchmark::State& state) {
+    drain(state, "flood={}:65536");
+}
 BENCHMARK(drainChild)->UseManualTime()->Iterations(5)->Unit(benchmark::kMillisecond);
+void drainLinesOfOneByte(benchmark::State& state) {
+    drain(state, "flood-lines={}:1");
+}
+BENCHMARK(drainLinesOfOneByte)->UseManualTime()->Iterations(5)->Unit(benchmark::kMillisecond);
 
 using Facilities = test_support::RealSystem;
 

@@ -15,10 +15,12 @@ namespace ostra {
 
 class OutputLines {
   public:
-    // Receives complete lines, several at a time; the views are valid during the call only.
+    // Receives complete lines, at most `mostAtOnce` at a time; the views are valid during the call
+    // only.
     using Sink = std::function<void(std::span<const std::string_view>)>;
 
     static constexpr std::size_t maxLineBytes = std::size_t{16} * 1024;
+    static constexpr std::size_t mostAtOnce = 16384;
     static constexpr std::string_view cutMark = " … [line cut]";
 
     explicit OutputLines(Sink sink);
@@ -30,12 +32,11 @@ class OutputLines {
   private:
     void keep(std::string_view part);
     void completePending();
-    void flush();
 
     Sink sink_;
-    std::string pending_; // the unfinished line, at most maxLineBytes and the mark
-    bool cut_ = false;    // pending_ has its mark; the rest of the line is skipped
-    std::vector<std::string_view> batch_;
+    std::string pending_;                 // the unfinished line, at most maxLineBytes and the mark
+    bool cut_ = false;                    // pending_ has its mark; the rest of the line is skipped
+    std::vector<std::string_view> batch_; // room for what is handed over together
 };
 
 } // namespace ostra

@@ -5,13 +5,14 @@
 #include <fmt/core.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <utility>
 
 namespace platform::posix {
 namespace {
 
-constexpr std::size_t smallestAllocation = std::size_t{16} << 10;
+constexpr std::chrono::seconds keptWhenEmpty{1};
 
 } // namespace
 
@@ -23,8 +24,7 @@ void LogBuffer::Bytes::reserve(std::size_t wanted, std::size_t most) {
     if (wanted <= capacity) {
         return;
     }
-    const std::size_t larger =
-        std::max(wanted, std::min(std::max(2 * capacity, smallestAllocation), most));
+    const std::size_t larger = std::max(wanted, most);
     auto moved = std::make_unique_for_overwrite<char[]>(larger);
     std::copy_n(data.get(), size, moved.get());
     data = std::move(moved);
@@ -122,11 +122,13 @@ void LogBuffer::appendLine(std::string_view head, std::string_view line) {
 
 std::optional<std::string_view> LogBuffer::take() {
     std::unique_lock lock(mutex_);
-    if (!isWaiting()) {
+    const auto hasNews = [this] { return isWaiting() || closed_; };
+    if (pending_.capacity + taken_.capacity > 0 &&
+        !arrived_.wait_for(lock, keptWhenEmpty, hasNews)) {
         pending_ = {};
         taken_ = {};
     }
-    arrived_.wait(lock, [this] { return isWaiting() || closed_; });
+    arrived_.wait(lock, hasNews);
     if (!isWaiting()) {
         return std::nullopt;
     }

@@ -2,7 +2,8 @@
 // the way in (see LogLine.h) and each ends in one line feed. Lines that do not fit are dropped
 // and counted; a line with their number takes their place. Bytes that were taken and not yet
 // released count against the bound, so memory stays below `capacity` plus one short line; a
-// buffer that ran empty gives its memory back. Any thread may append; one thread takes.
+// buffer that stays empty for a second gives its memory back. Any thread may append; one thread
+// takes.
 #pragma once
 
 #include <condition_variable>
@@ -42,7 +43,8 @@ class LogBuffer {
         std::size_t size = 0;
         std::size_t capacity = 0;
 
-        // In growing steps, but beyond `most` no more than is wanted.
+        // At once what will ever be needed, `most`: what is not written to costs no memory, and
+        // growing in steps would leave holes.
         void reserve(std::size_t wanted, std::size_t most);
         void add(std::string_view text);
         void addEscaped(std::string_view text);

@@ -19,10 +19,6 @@ bool allPrintable(std::uint64_t bytes) {
     return ((bytes | belowSpace | deletes) & highBits) == 0;
 }
 
-bool isPrintable(char byte) {
-    return (byte >= ' ' && byte < '\x7F') || byte == '\t';
-}
-
 std::size_t printablePrefix(std::string_view text) {
     constexpr std::size_t stride = sizeof(std::uint64_t);
     std::size_t at = 0;
@@ -79,15 +75,7 @@ char* appendHex(char* out, char byte) {
 
 } // namespace
 
-char* appendEscaped(char* out, std::string_view text) {
-    if (text.size() < sizeof(std::uint64_t)) {
-        // Most of what is as short as this passes, and a call would cost more than the bytes.
-        std::size_t at = 0;
-        while (at < text.size() && isPrintable(text[at])) {
-            *out++ = text[at++];
-        }
-        text.remove_prefix(at);
-    }
+char* appendEscapedPieces(char* out, std::string_view text) {
     while (!text.empty()) {
         const Piece piece = nextPiece(text);
         if (piece.passes) {

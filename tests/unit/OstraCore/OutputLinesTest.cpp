@@ -85,6 +85,22 @@ TEST_F(OutputLinesTest, holdsAHundredMegabyteLineInBoundedMemory) {
     EXPECT_EQ(seen[1], "next");
 }
 
+TEST_F(OutputLinesTest, handsOverABoundedNumberOfLinesAtATime) {
+    std::string text;
+    for (std::size_t count = 0; count < 3 * OutputLines::mostAtOnce; ++count) {
+        text += "x\n";
+    }
+    std::size_t most = 0;
+    std::size_t all = 0;
+    OutputLines counted([&](std::span<const std::string_view> some) {
+        most = std::max(most, some.size());
+        all += some.size();
+    });
+    counted.append(text);
+    EXPECT_EQ(most, OutputLines::mostAtOnce);
+    EXPECT_EQ(all, 3 * OutputLines::mostAtOnce);
+}
+
 TEST_F(OutputLinesTest, saysTheSameHoweverTheBytesArrive) {
     const std::string text = "one\ntwo €\n\n\xFF\nthree 📻\nfour";
     lines.append(text);
