@@ -157,6 +157,20 @@ TEST_F(SupervisorIntegrationTest, restartsAKilledServerAfterTheThrottle) {
     EXPECT_GE(time.clock().now() - launched, 5s) << "launches are ten seconds apart";
 }
 
+TEST_F(SupervisorIntegrationTest,
+       startsAnewWhenTheGuardianWasKilledAndLeavesNothingOfTheOldServer) {
+    supervise(testchild::path(), "fork-away=drop health=ok");
+    ASSERT_TRUE(waitForRunning());
+    const process_test::Watched server(childPid());
+    const process_test::Watched escaped(pidAfter("[ostrad] grandchild "));
+    ASSERT_EQ(::kill(process_test::parentOf(server.pid()), SIGKILL), 0);
+    ASSERT_TRUE(time.runUntil([&] { return std::holds_alternative<Failed>(states.back()); }));
+    EXPECT_EQ(states.back(), State(Failed{"server exited (status 9); restarting"}));
+    EXPECT_FALSE(server.lives());
+    EXPECT_TRUE(escaped.ends());
+    EXPECT_TRUE(waitForRunning());
+}
+
 TEST_F(SupervisorIntegrationTest, reportsTheExitCodeOfAServerThatGivesUp) {
     supervise(testchild::path(), "exit=3");
     ASSERT_TRUE(time.runUntil([&] { return states.size() >= 2; }));

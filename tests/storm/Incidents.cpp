@@ -1,5 +1,6 @@
 // What happens to an application that serves: its bus is restarted, it or its guardian or its
-// server stands still, the clock of the wall is set. Afterwards it serves, and ends in order.
+// server stands still, the clock of the wall is set: afterwards it serves, and ends in order. And
+// it is ended together with everything that it started.
 #include "tests/desktop/session/Waiting.h"
 #include "tests/storm/ClockShift.h"
 #include "tests/storm/Storm.h"
@@ -31,6 +32,15 @@ void expectService(Storm& storm, const desktop::Program& application, const std:
     if (!desktop::eventually([&] { return isServed(application.standardError()); })) {
         storm.wrong("no service " + when + ":\n" + application.standardError());
     }
+}
+
+std::size_t launchesIn(const std::string& log) {
+    std::size_t count = 0;
+    for (auto at = log.find("ostrad spawned"); at != std::string::npos;
+         at = log.find("ostrad spawned", at + 1)) {
+        ++count;
+    }
+    return count;
 }
 
 // The incident happens to an application that serves, which then has to serve again.
@@ -90,6 +100,25 @@ void standStill(Storm& storm) {
     }
 }
 
+// As a service manager ends a service: everybody at once. The server is old enough by then that an
+// exit of its own would be followed by a new one at once.
+void terminateAll(Storm& storm) {
+    const auto application = storm.start();
+    expectService(storm, *application, "before a SIGTERM to everything at once");
+    std::this_thread::sleep_for(11s);
+    for (const desktop::Process& process : storm.left()) {
+        ::kill(process.pid, SIGTERM);
+    }
+    storm.quit(*application, "a SIGTERM to everything at once");
+    const auto launches = launchesIn(application->standardError());
+    if (launches == 1) {
+        storm.say("a SIGTERM to everything at once: ends without another server");
+    } else {
+        storm.wrong(fmt::format("a SIGTERM to everything at once: {} servers were started:\n{}",
+                                launches, application->standardError()));
+    }
+}
+
 void setClock(Storm& storm) {
     desktop::DesktopSession& session = storm.session();
     const auto file = session.folder() / "clock";
@@ -107,15 +136,7 @@ void setClock(Storm& storm) {
             std::this_thread::sleep_for(1s);
             // A restart within the throttle, whose times must not come from the wall.
             ::kill(processNamed(storm, "zorvane-testchild").value_or(0), SIGKILL);
-            const auto launches = [&] {
-                const std::string log = application.standardError();
-                std::size_t count = 0;
-                for (auto at = log.find("ostrad spawned"); at != std::string::npos;
-                     at = log.find("ostrad spawned", at + 1)) {
-                    ++count;
-                }
-                return count;
-            };
+            const auto launches = [&] { return launchesIn(application.standardError()); };
             const auto before = launches();
             if (!desktop::eventually([&] { return launches() > before; })) {
                 storm.wrong(fmt::format("no restart with the clock {} s away", shift));
@@ -132,8 +153,10 @@ void setClock(Storm& storm) {
 } // namespace
 
 const std::vector<Part>& incidents() {
-    static const std::vector<Part> parts{
-        {"bus", &restartBus}, {"still", &standStill}, {"clock", &setClock}};
+    static const std::vector<Part> parts{{"bus", &restartBus},
+                                         {"still", &standStill},
+                                         {"clock", &setClock},
+                                         {"term", &terminateAll}};
     return parts;
 }
 

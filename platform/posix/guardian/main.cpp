@@ -76,7 +76,8 @@ void wakeUp(int /*signal*/) {
     errno = error;
 }
 
-// Two signals are heard: a child ended, and the parent ended. False when there is no descriptor.
+// Two signals are heard: a child ended, and the parent ended, which wakes a guardian that was
+// stopped, too. False when there is no descriptor.
 bool listen() {
     platform::posix::resetSignals(true);
     if (platform::posix::makeClosedOnExecPipe(wakeUpPipe) != 0) {
@@ -90,7 +91,7 @@ bool listen() {
     sigemptyset(&action.sa_mask);
     action.sa_flags = SA_RESTART;
     ::sigaction(SIGCHLD, &action, nullptr);
-    ::sigaction(SIGHUP, &action, nullptr);
+    ::sigaction(SIGCONT, &action, nullptr);
     return true;
 }
 
@@ -343,7 +344,7 @@ int main(int count, char** arguments) {
     }
     const pid_t parent = ::getppid();
     Program program;
-    if (!listen() || !platform::posix::askForSignalWhenParentDies(SIGHUP, parent) ||
+    if (!listen() || !platform::posix::askForSignalWhenParentDies(SIGCONT, parent) ||
         !readOrder(program)) {
         return EXIT_FAILURE;
     }

@@ -5,6 +5,9 @@
 #include "tests/platform/process/ChildFixture.h"
 #include "tests/support/threads/JoiningThread.h"
 
+#ifdef __linux__
+#include <sys/prctl.h>
+#endif
 #include <unistd.h>
 
 #include <chrono>
@@ -198,16 +201,21 @@ TEST_F(GuardedServer, isKilledByTheSystemWhenApplicationAndGuardianGoTogether) {
     }
 }
 
-// A guardian that is stopped does what it was told once it goes on. The kernel may see to that
-// itself: it wakes what is stopped in a process group that nobody outside looks after any more.
+#ifdef __linux__
+// The kernel by itself wakes what is stopped in a process group that nobody in its session looks
+// after any more. Here somebody does: this process adopts the guardian.
 TEST_F(GuardedServer, isEndedByAGuardianThatWasStoppedMeanwhile) {
+    ASSERT_EQ(::prctl(PR_SET_CHILD_SUBREAPER, 1), 0);
     start(60s, {});
     guardian->signal(SIGSTOP);
     ::kill(application->pid(), SIGKILL);
-    guardian->signal(SIGCONT);
     EXPECT_TRUE(server->ends());
+    guardian->signal(SIGCONT);
     expectNobodyLeft();
+    platform::posix::reap(guardian->pid());
+    EXPECT_EQ(::prctl(PR_SET_CHILD_SUBREAPER, 0), 0);
 }
+#endif
 
 // The guardian within this process.
 
