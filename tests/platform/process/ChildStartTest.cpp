@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
@@ -249,6 +250,29 @@ TEST_F(FailingLaunch, saysThatTheGuardianIsMissingAndStartsNoChild) {
     const auto error = errorOf(std::move(options));
     EXPECT_EQ(error.description(),
               "cannot start the guardian /nonexistent/guardian: No such file or directory");
+}
+
+TEST(ChildLauncher, saysThatTheSystemHasNoThreadForAChild) {
+    const pid_t other = ::fork();
+    if (other == 0) {
+        // As somebody whom the limit binds and who has no process but this one.
+        constexpr uid_t nobodyElse = 64998;
+        const struct rlimit few = {.rlim_cur = 1, .rlim_max = 1};
+        if ((::geteuid() == 0 && ::setuid(nobodyElse) != 0) ||
+            ::setrlimit(RLIMIT_NPROC, &few) != 0) {
+            ::_exit(2);
+        }
+        platform::PosixChildLauncher launcher(ZORVANE_GUARDIAN_PATH);
+        const auto child = launcher.launch({.executable = "/bin/true"});
+        ::_exit(!child && child.error().attempt == "cannot start /bin/true" &&
+                        child.error().errnoValue == EAGAIN
+                    ? 0
+                    : 1);
+    }
+    int status = 0;
+    ::waitpid(other, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
 TEST_F(FailingLaunch, namesTheExecutableAndNotItsGuardian) {
