@@ -51,8 +51,12 @@ function clock(ms) {
   return hours ? `${hours}:${two(Math.floor(all / 60) % 60)}:${two(all % 60)}` : `${Math.floor(all / 60)}:${two(all % 60)}`;
 }
 
+class Unreachable extends Error {
+  constructor() { super('The server does not answer. This page goes on by itself as soon as it does. It can be restarted from Zorvane’s menu.'); }
+}
+
 async function api(path, options = {}) {
-  const reply = await fetch(path, { cache: 'no-store', ...options });
+  const reply = await fetch(path, { cache: 'no-store', ...options }).catch(() => { throw new Unreachable(); });
   const body = await reply.json();
   if (!reply.ok) throw new Error(body.error || 'The server refused the request.');
   return { body, total: Number(reply.headers.get('X-Total-Count') || 0) };
@@ -206,6 +210,8 @@ function drawNav() {
   const link = (href, name, iconName, count, current) => el('a', { class: 'nav-link', href, title: name, 'aria-current': current ? 'page' : null }, icon(iconName), el('span', {}, name), count === null ? null : el('span', { class: 'count' }, countText.format(count)));
   nav.replaceChildren(link('#/', 'Home', 'home', null, !first),
     ...state.modes.filter(mode => modeLibraries(mode).length).map(mode => link(`#/m/${mode.id}`, mode.name, mode.id, itemTotal(mode), first === 'm' && second === mode.id)));
+  const current = nav.querySelector('[aria-current]');
+  if (current && nav.scrollWidth > nav.clientWidth) nav.scrollLeft = current.offsetLeft - (nav.clientWidth - current.offsetWidth) / 2;
   for (const anchor of nav.children) if (focused && anchor.getAttribute('href') === focused) anchor.focus();
 }
 
@@ -219,8 +225,10 @@ function parseRoute() {
 let shown = { nodes: [], lists: [] };
 
 let drawing = 0;
+let arriving = false; // at another page; which of several drawings shows it is not known
 async function draw({ moved = false } = {}) {
   const ticket = ++drawing;
+  if (moved) arriving = true;
   const route = parseRoute();
   let next;
   try {
@@ -229,7 +237,8 @@ async function draw({ moved = false } = {}) {
     else if (route.parts[0] === 's') next = await searchPage(route);
     else next = await homePage();
   } catch (error) {
-    next = { nodes: [el('div', { class: 'empty', role: 'alert' }, el('p', {}, state.online ? error.message : 'The server does not answer. This page goes on by itself as soon as it does. It can be restarted from Zorvane’s menu.'),
+    if (error instanceof Unreachable) state.online = false; // drawn again when it is back
+    next = { nodes: [el('div', { class: 'empty', role: 'alert' }, el('p', {}, error.message),
       el('p', {}, el('button', { type: 'button', class: 'button', 'data-key': 'again', onclick: () => { poll(); draw(); } }, 'Try again'), ' ', el('a', { class: 'button', href: '#/' }, 'Home')))] };
   }
   if (ticket !== drawing) { // a newer page is on its way
@@ -245,9 +254,13 @@ async function draw({ moved = false } = {}) {
   setChildren(page, shown.nodes);
   for (const list of shown.lists) list.layOut();
   drawNav();
-  if (moved) comeBack();
-  else if (shown.search !== old.search) byId('view').scrollTop = 0;
-  if (key && !moved && !focused.isConnected) {
+  if (arriving) {
+    arriving = false;
+    comeBack();
+    return;
+  }
+  if (shown.search !== old.search) byId('view').scrollTop = 0;
+  if (key && !focused.isConnected) {
     const again = page.querySelector(`[data-key="${CSS.escape(key)}"]`);
     if (again) again.focus({ preventScroll: true });
   }

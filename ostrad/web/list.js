@@ -155,8 +155,8 @@ class LongList {
     const keep = this.pitch && this.position > 0 ? Math.floor(this.position / this.pitch) * this.columns : null;
     const style = getComputedStyle(this.probe);
     const columns = this.look.includes('grid') ? style.gridTemplateColumns.split(' ').length : 1;
-    // Whole pixels: far down a long page the fraction is not always the same.
-    const pitch = Math.ceil(this.probe.getBoundingClientRect().height - 0.1);
+    // Whole pixels: far down a long page its rectangle has lost some of its precision.
+    const pitch = this.probe.offsetHeight;
     if (pitch <= 0) return;
     const changed = columns !== this.columns || pitch !== this.pitch;
     Object.assign(this, { columns, pitch });

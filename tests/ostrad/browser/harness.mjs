@@ -6,6 +6,7 @@ import { createRequire } from 'node:module';
 import { existsSync, mkdtempSync, rmSync } from 'node:fs';
 import { tmpdir } from 'node:os';
 import { basename, join } from 'node:path';
+import { fileURLToPath } from 'node:url';
 import assert from 'node:assert/strict';
 import { chromium } from 'playwright-core';
 
@@ -70,12 +71,14 @@ export async function openPage({ axe = true, ...options } = {}) {
   return page;
 }
 
-// No serious finding of axe, nothing wider than the window, nothing smaller than a finger tip.
+// No serious finding of axe, nothing that is cut off, nothing smaller than 24 pixels to click.
 export async function audit(page, what) {
   await page.evaluate(() => Promise.all(document.getAnimations().map(one => one.effect.getTiming().iterations === Infinity ? null : one.finished)));
   const { width } = page.viewportSize();
-  const wide = await page.evaluate(() => document.documentElement.scrollWidth);
-  assert.ok(wide <= width, `${what} is ${wide} wide at ${width}`);
+  const cut = await page.evaluate(() => [...document.querySelectorAll('html, main, dialog[open], .head, .hero, .button, .tab, .card, .player, h1, h2')]
+    .filter(one => one.getClientRects().length && getComputedStyle(one).display !== 'inline' && one.scrollWidth > one.clientWidth + 1)
+    .map(one => `${one.tagName}.${one.className}: ${one.scrollWidth} in ${one.clientWidth}`));
+  assert.deepEqual(cut, [], `${what} does not fit ${width}`);
   const found = await page.evaluate(() => window.axe.run({ rules: { 'target-size': { enabled: true } } }));
   const serious = found.violations.filter(one => ['serious', 'critical'].includes(one.impact));
   assert.deepEqual(serious.map(one => [one.id, one.nodes.map(node => node.html).slice(0, 3)]), [], what);
@@ -95,7 +98,7 @@ export async function inEveryLook(page, check) {
 export async function runSteps(steps, page, ...more) {
   for (const [name, step] of Object.entries(steps)) {
     await step(page, ...more).catch(async error => {
-      await page.screenshot({ path: join(import.meta.dirname, 'failure.png') });
+      await page.screenshot({ path: fileURLToPath(new URL('failure.png', import.meta.url)) });
       throw new Error(`${name}: ${error.message}\n${page.troubles.join("\n")}\nbuild/test-web/failure.png shows the page`, { cause: error });
     });
     console.log(`ok  ${name}`);

@@ -74,9 +74,6 @@ const steps = {
       await page.waitForFunction(() => { const one = document.querySelector('progress'); return one.value / one.max === 0.25; });
     }
     await everywhere(page, 'reading details');
-    await page.emulateMedia({ reducedMotion: 'reduce' });
-    assert.equal(await page.evaluate(() => document.getAnimations().length), 0);
-    await page.emulateMedia({ reducedMotion: null });
     await page.unroute('**/api/scan');
     await bar.waitFor({ state: 'detached' });
   },
@@ -151,8 +148,20 @@ const steps = {
   },
 
   async 'a server that is gone: says so, and the page goes on when it is back'(page, server) {
+    await go(page, '#/');
+    await page.getByRole('heading', { name: 'Home' }).waitFor();
+    server.kill('SIGKILL');
+    await go(page, '#/m/tv/tv.season');
+    await page.getByText('It can be restarted from Zorvane’s menu.').waitFor(); // at once
+    await startServer('states', { port: new URL(server.root).port }).then(again => { server = again; });
+    await page.getByRole('link', { name: /Season 1/ }).waitFor();
     server.kill('SIGKILL');
     await page.getByRole('status').filter({ hasText: 'The server does not answer. Trying again…' }).waitFor();
+    const moving = () => page.evaluate(() => document.getAnimations().length);
+    assert.ok(await moving() > 0);
+    await page.emulateMedia({ reducedMotion: 'reduce' });
+    assert.equal(await moving(), 0);
+    await page.emulateMedia({ reducedMotion: null });
     // What was there stays.
     await page.getByRole('link', { name: /Season 1/ }).waitFor();
     await go(page, '#/m/tv/tv.show');
