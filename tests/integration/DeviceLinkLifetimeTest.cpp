@@ -22,37 +22,40 @@ using tessel::DeviceLink;
 using tessel::StateStore;
 using test_support::LoopbackServer;
 
-// A program that links; everything is gone with it, the link first.
+// A program that links; everything is gone with it, the link first. The threads go last, so that
+// they meet with freed memory whatever they still use of the rest.
 class Program {
   public:
     explicit Program(const std::filesystem::path& state)
         : system_(platform::makeHeadlessPlatform({{"HOME", state}}))
         , link_(DeviceLink::create(
-              {.mainQueue = loop_,
+              {.mainQueue = *loop_,
                .backgroundQueues = system_->backgroundQueues(),
-               .clock = system_->clock(),
+               .clock = *clock_,
                .host = system_->host(),
                .http = system_->httpClient(),
-               .workspace = workspace_},
+               .workspace = *workspace_},
               std::make_shared<StateStore>(
                   StateStore::Facilities{.fileSystem = system_->fileSystem(),
                                          .privateFiles = system_->privateFiles(),
                                          .host = system_->host(),
-                                         .clock = system_->clock()},
+                                         .clock = *clock_},
                   "Linker", platform::Environment{{"LINKER_STATE_DIR", state / "state"}}),
               "Linker")) {}
 
     void begin(const std::string& origin) { link_->begin(tessel::Url(origin), "Device"); }
-    void runUntil(const std::function<bool()>& condition) { loop_.runUntil(condition); }
+    void runUntil(const std::function<bool()>& condition) { loop_->runUntil(condition); }
     [[nodiscard]] bool isWaiting() const {
         return std::holds_alternative<DeviceLink::Waiting>(link_->state());
     }
 
   private:
-    platform::RunLoop loop_;
     platform::testing::Events events_;
-    platform::testing::FakeWorkspace workspace_{events_};
     std::unique_ptr<platform::HeadlessPlatform> system_;
+    std::unique_ptr<platform::RunLoop> loop_ = std::make_unique<platform::RunLoop>();
+    std::unique_ptr<platform::Clock> clock_ = std::make_unique<platform::SystemClock>();
+    std::unique_ptr<platform::Workspace> workspace_ =
+        std::make_unique<platform::testing::FakeWorkspace>(events_);
     std::shared_ptr<DeviceLink> link_;
 };
 
