@@ -1,9 +1,26 @@
 #include "platform/linux/window/Toplevels.h"
 
+#include "platform/linux/window/ApplicationIcon.h"
+
 #include <algorithm>
 #include <utility>
 
 namespace platform::gtk {
+namespace {
+
+// A window that is not ours (a file chooser) gets it from its kind's default.
+gboolean onIconDue(gpointer window) {
+    gtk_window_set_icon_name(GTK_WINDOW(window), applicationIcon());
+    gtk_window_set_default_icon_name(applicationIcon());
+    return G_SOURCE_REMOVE;
+}
+
+// Drawing the icon takes longer than anything else that a window needs to be shown.
+void onMapped(GtkWidget* window, gpointer /*data*/) {
+    g_idle_add_full(G_PRIORITY_DEFAULT_IDLE, onIconDue, g_object_ref(window), g_object_unref);
+}
+
+} // namespace
 
 Toplevels::Toplevels()
     : commands_(Gio::SimpleActionGroup::create()) {}
@@ -25,6 +42,7 @@ void Toplevels::add(Gtk::Window& window) {
                 .keys = nullptr};
     giveKeys(entry);
     entries_.insert(entries_.begin(), std::move(entry));
+    g_signal_connect(window.gobj(), "map", G_CALLBACK(onMapped), nullptr);
 }
 
 void Toplevels::remove(Gtk::Window& window) {

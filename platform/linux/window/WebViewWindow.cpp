@@ -4,6 +4,7 @@
 
 #include <giomm/simpleactiongroup.h>
 #include <glibmm/main.h>
+#include <malloc.h>
 #ifdef GDK_WINDOWING_X11
 #include <gdk/x11/gdkx.h>
 #endif
@@ -17,6 +18,10 @@ namespace platform::gtk {
 namespace {
 
 using Size = WebViewWindow::Size;
+
+// Starting and loading leave megabytes that the C library keeps in case they are needed again; they
+// are given back once a page has been there for a while.
+constexpr unsigned secondsUntilTidy = 5;
 
 // GDK deprecates whatever is about X11 since 4.18.
 G_GNUC_BEGIN_IGNORE_DEPRECATIONS
@@ -115,6 +120,7 @@ WebViewWindow::WebViewWindow(Toplevels& toplevels, WebStorage& storage,
 
 WebViewWindow::~WebViewWindow() {
     loadTimer_.disconnect();
+    tidying_.disconnect();
     g_signal_handlers_disconnect_by_data(view_, this);
     g_cancellable_cancel(asking_.get());
     dialogs_.reset();
@@ -286,6 +292,15 @@ void WebViewWindow::onLoadChanged(WebKitWebView* view, WebKitLoadEvent event, gp
     } else if ((event == WEBKIT_LOAD_COMMITTED || event == WEBKIT_LOAD_FINISHED) &&
                window->load_ == Load::started) {
         window->loadSettled();
+    }
+    if (event == WEBKIT_LOAD_FINISHED) {
+        window->tidying_.disconnect();
+        window->tidying_ = Glib::signal_timeout().connect_seconds(
+            [] {
+                ::malloc_trim(0);
+                return false;
+            },
+            secondsUntilTidy);
     }
 }
 

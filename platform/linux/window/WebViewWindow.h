@@ -90,6 +90,7 @@ class WebViewWindow {
     bool alive_ = true;
     GObjectPtr<GCancellable> asking_{g_cancellable_new()};
     sigc::connection loadTimer_;
+    sigc::connection tidying_;
     Load load_ = Load::none;
     std::string loadingUrl_;
 };

@@ -1,6 +1,5 @@
 // zorvane-window APPLICATION_ID [--no-sandbox]: started by the application, which speaks to it on
 // standard input (platform/linux/connection/WindowInterface.xml). Ends when that connection does.
-#include "platform/linux/window/ApplicationIcon.h"
 #include "platform/linux/window/WindowProgram.h"
 
 #include <fcntl.h>
@@ -68,7 +67,6 @@ int main(int count, char** arguments) {
         sayThatThereIsNoDisplay(std::move(socket));
         return 1;
     }
-    gtk_window_set_default_icon_name(platform::gtk::applicationIcon());
     Gtk::init_gtkmm_internals();
     useLocaleForTextsOnly();
     try {
