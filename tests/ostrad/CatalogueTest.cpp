@@ -139,7 +139,7 @@ TEST_F(CatalogueTest, givesTheSamePagesFromEitherEnd) {
     const auto library = catalogue.addLibrary("music", "Mine", "/m");
     std::vector<std::string> files;
     for (int number = 0; number < 23; ++number) { // of one title, where only the id tells
-        files.push_back(fmt::format("A/B/{}/Same.mp3", number));
+        files.push_back(fmt::format("A/B/CD{}/Same.mp3", number));
     }
     put(library->id, "music", files);
     const auto ids = [this](std::int64_t offset, std::int64_t limit) {
