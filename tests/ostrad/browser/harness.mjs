@@ -53,7 +53,7 @@ export function makeSound(name, seconds) {
 
 // A page of its own profile. What goes wrong in its scripts fails the test.
 export async function openPage({ axe = true, ...options } = {}) {
-  browser ??= await chromium.launch({ executablePath: browserPath, args: ['--no-sandbox', '--autoplay-policy=no-user-gesture-required', '--disable-gpu'] });
+  browser ??= await chromium.launch({ executablePath: browserPath, args: ['--no-sandbox', '--disable-dev-shm-usage', '--autoplay-policy=no-user-gesture-required', '--disable-gpu'] });
   const context = await browser.newContext({ locale: 'en-GB', viewport: { width: 1280, height: 800 }, ...options });
   // The policy of the page lets no script in but its own, so this one comes through the debugger.
   if (axe) await context.addInitScript({ path: axePath });
@@ -106,8 +106,14 @@ export async function runSteps(steps, page, ...more) {
   assert.deepEqual(page.troubles, []);
 }
 
-export async function cleanUp() {
-  if (browser) await browser.close();
+function endServers() {
   for (const server of servers) server.kill('SIGKILL');
   rmSync(folder, { recursive: true, force: true });
 }
+
+export async function cleanUp() {
+  if (browser) await browser.close();
+  endServers();
+}
+
+for (const signal of ['SIGINT', 'SIGTERM']) process.on(signal, () => { endServers(); process.exit(1); });

@@ -145,6 +145,12 @@ const steps = {
     await page.unroute(/api\/entities\?/);
     await page.getByRole('button', { name: 'Try again' }).press('Enter');
     await page.getByRole('link', { name: /Season 1/ }).waitFor();
+    // A single answer that was lost needs nobody to press anything.
+    await page.route(/api\/entities\?/, route => route.abort());
+    await go(page, '#/m/tv/tv.show');
+    await page.getByText('This page goes on by itself').waitFor();
+    await page.unroute(/api\/entities\?/);
+    await page.getByRole('link', { name: /A Show/ }).waitFor();
   },
 
   async 'a server that is gone: says so, and the page goes on when it is back'(page, server) {
