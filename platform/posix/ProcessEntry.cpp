@@ -17,9 +17,6 @@ namespace {
 
 constexpr rlim_t enoughDescriptors = 4096;
 
-// The main loop's, the bus's, the log's, the children's, HTTP's and the workers' together.
-constexpr std::size_t neededThreads = 12;
-
 void ignore(int signal) noexcept {
     struct sigaction action = {};
     action.sa_handler = SIG_IGN;

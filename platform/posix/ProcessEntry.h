@@ -2,6 +2,8 @@
 // blocked, and limits. To be put right first of all, before there is a second thread.
 #pragma once
 
+#include <cstddef>
+
 namespace platform::posix {
 
 // Signals that are ignored get their default disposition (but SIGHUP, which nohup lets a program
@@ -9,6 +11,9 @@ namespace platform::posix {
 // asking anybody. SIGPIPE and SIGXFSZ are ignored: a reader that is gone and a file that may not
 // grow are error codes.
 void putInheritanceRight() noexcept;
+
+// The main loop's, the bus's, the log's, the children's, HTTP's and the workers' together.
+inline constexpr std::size_t neededThreads = 12;
 
 inline constexpr const char* noMoreThreads =
     "the system lets this user start no more threads or processes";

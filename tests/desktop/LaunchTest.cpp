@@ -1,10 +1,13 @@
 // What a person sees after starting the application: the window, the starting page, the server's
 // page; closing and coming back; the remembered size; what is kept private.
+#include "platform/posix/ProcessEntry.h"
 #include "tests/desktop/ApplicationTest.h"
+#include "tests/support/fewthreads/FewThreads.h"
 
 #include <gmock/gmock.h>
 
 #include <csignal>
+#include <string>
 
 namespace desktop {
 namespace {
@@ -76,6 +79,18 @@ TEST_F(Launch, remembersTheSizeOfTheWindow) {
         const WindowGeometry geometry = session.geometry(window().value());
         return geometry.width == 1000 && geometry.height == 720;
     }));
+}
+
+// It has made sure that there are as many threads as it needs, and the first of them is refused.
+TEST_F(Launch, saysThatThereAreNoThreadsThoughOthersTakeThemOnlyLater) {
+    session.environment["LD_PRELOAD"] = ZORVANE_FEWTHREADS;
+    session.environment[fewthreads::programVariable] = "Zorvane";
+    session.environment[fewthreads::mostVariable] = std::to_string(platform::posix::neededThreads);
+    application = launch();
+    EXPECT_EQ(application->waitForExit(patience), 1);
+    EXPECT_EQ(application->standardError(),
+              std::string("Zorvane cannot start: ") + platform::posix::noMoreThreads + "\n");
+    EXPECT_TRUE(nothingIsLeft());
 }
 
 // Every file and folder of ours that somebody else could read or enter.
