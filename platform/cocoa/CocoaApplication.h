@@ -13,7 +13,8 @@
 //
 // One instance a user: LaunchServices reopens the running one when the same bundle is opened again;
 // of two copies, or executables that are started by their path, the second finds the lock of the
-// first in the folder of private data, asks it to reopen, and run() returns. Main thread only.
+// first in the folder of private data, asks it to reopen, says so, and run() returns. Main thread
+// only.
 #pragma once
 
 #include "platform/Application.h"
@@ -75,6 +76,7 @@ class CocoaApplication final : public Application {
     std::optional<SystemEvent> signalEvent_;
     std::vector<dispatch_source_t> signalSources_;
     Log* log_ = nullptr;
+    std::filesystem::path privateFolder_;
     std::optional<posix::InstanceLock> instance_;
     std::optional<posix::InstanceWatch> instanceWatch_;
 };

@@ -3,10 +3,14 @@
 #include "platform/cocoa/CocoaWorkspace.h"
 #include "platform/cocoa/FourCharacters.h"
 
+#include <fmt/format.h>
+
 #include <array>
 #include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
+#include <string>
 
 @interface ZorvaneApplicationDelegate : NSObject <NSApplicationDelegate>
 // Not owned; null once the application object is gone.
@@ -66,6 +70,14 @@ void onMainThread(ZorvaneApplicationDelegate* observer, void (CocoaApplication::
     CFRunLoopWakeUp(CFRunLoopGetMain());
 }
 
+// Why this process ends at once: for the log, and for who started it in a terminal.
+void sayGoodbye(Log& log, const std::filesystem::path& privateFolder, std::string_view why) {
+    const std::string sentence =
+        fmt::format("{} is running already, {}", privateFolder.filename().native(), why);
+    log.write(sentence);
+    fmt::print(stderr, "{}\n", sentence);
+}
+
 constexpr SystemEvent sessionQuit{.eventClass = fourCharacters("aevt"),
                                   .eventId = fourCharacters("quit"),
                                   .why = fourCharacters("logo")};
@@ -81,6 +93,7 @@ CocoaApplication::CocoaApplication()
 CocoaApplication::CocoaApplication(const std::filesystem::path& privateFolder, Log& log)
     : CocoaApplication() {
     log_ = &log;
+    privateFolder_ = privateFolder;
     instance_.emplace(privateFolder);
 }
 
@@ -112,11 +125,11 @@ std::optional<int> CocoaApplication::exitStatusOfASecondInstance() {
     }
     switch (instance_->claim("", handOverPatience)) {
     case posix::InstanceLock::Outcome::handedOver:
-        log_->write("another instance is running and has been asked to show itself");
+        sayGoodbye(*log_, privateFolder_, "and has been asked to show itself");
         return 0;
     case posix::InstanceLock::Outcome::elsewhere: // not said to an instance without a place
     case posix::InstanceLock::Outcome::unreachable:
-        log_->write("another instance is running, but does not answer");
+        sayGoodbye(*log_, privateFolder_, "but does not answer");
         return 1;
     case posix::InstanceLock::Outcome::unavailable:
         break; // better two than none

@@ -15,6 +15,7 @@
 namespace {
 
 using cocoa_host::DrivenProgram;
+using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -29,8 +30,11 @@ class CocoaApplicationTest : public testing::Test {
         EXPECT_TRUE(program->says("launched"));
         return program;
     }
-    // Signals are taken over before this is answered.
-    static void settle(DrivenProgram& program) { (void)program.ask("modal"); }
+    // Signals are taken over by other threads, beside the launch. Until then SIGINT is GNUstep's,
+    // which quits without a reason.
+    static void settle(DrivenProgram& program) {
+        EXPECT_TRUE(desktop::eventually([&] { return program.ask("signals").size() == 3; }));
+    }
 
     static long count(const DrivenProgram& program, const std::string& line) {
         return std::ranges::count(program.said(), line);
@@ -86,6 +90,7 @@ TEST_F(CocoaApplicationTest, tellsOnceThoughItIsAskedAgainWhileItEnds) {
 
 TEST_F(CocoaApplicationTest, quitsWhileAnAlertIsUp) {
     const auto program = launch({"--alert", "Really?"});
+    settle(*program);
     ASSERT_THAT(program->ask("modal"), ElementsAre("yes"));
     program->signal(SIGHUP);
     EXPECT_EQ(program->waitForExit(), 0);
@@ -122,6 +127,9 @@ TEST_F(CocoaApplicationTest, isAskedToReopenByASecondInstanceWhichEnds) {
     DrivenProgram second({COCOA_HOST_PROBE});
     EXPECT_EQ(second.waitForExit(), 0);
     EXPECT_EQ(count(second, "launched"), 0);
+    EXPECT_THAT(
+        second.complaints(),
+        Contains("test.zorvane.probe is running already, and has been asked to show itself"));
     EXPECT_TRUE(first->says("reopen, visible windows: true"));
     EXPECT_THAT(first->ask("close"), IsEmpty());
     DrivenProgram third({COCOA_HOST_PROBE});

@@ -4,6 +4,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -11,7 +12,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
+#include <sstream>
 #include <system_error>
 
 namespace cocoa_host {
@@ -23,6 +26,16 @@ void makePipe(int (&ends)[2]) {
     }
 }
 
+std::string textOf(int file) {
+    std::string text;
+    char block[4096];
+    for (ssize_t count = 1; count > 0;) {
+        count = ::pread(file, block, sizeof block, static_cast<off_t>(text.size()));
+        text.append(block, static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    }
+    return text;
+}
+
 } // namespace
 
 DrivenProgram::DrivenProgram(const std::vector<std::string>& command, const Variables& more) {
@@ -30,6 +43,7 @@ DrivenProgram::DrivenProgram(const std::vector<std::string>& command, const Vari
     int output[2];
     makePipe(input);
     makePipe(output);
+    errors_ = ::memfd_create("errors", MFD_CLOEXEC);
     std::vector<char*> arguments;
     for (const std::string& argument : command) {
         arguments.push_back(const_cast<char*>(argument.c_str()));
@@ -40,6 +54,15 @@ DrivenProgram::DrivenProgram(const std::vector<std::string>& command, const Vari
         ::prctl(PR_SET_PDEATHSIG, SIGKILL);
         ::dup2(input[0], STDIN_FILENO);
         ::dup2(output[1], STDOUT_FILENO);
+        if (errors_ >= 0) {
+            ::dup2(errors_, STDERR_FILENO);
+        }
+        // What ignores SIGINT by inheritance (a job in the background) is not what is tried.
+        struct sigaction usual = {};
+        usual.sa_handler = SIG_DFL;
+        for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
+            ::sigaction(number, &usual, nullptr);
+        }
         ::setenv("COCOA_HOST_DRIVER", "1", 1);
         for (const auto& [name, value] : more) {
             ::setenv(name.c_str(), value.c_str(), 1);
@@ -63,6 +86,9 @@ DrivenProgram::~DrivenProgram() {
     }
     ::close(input_);
     ::close(output_);
+    const std::string errors = textOf(errors_);
+    std::fwrite(errors.data(), 1, errors.size(), stderr);
+    ::close(errors_);
 }
 
 void DrivenProgram::signal(int number) const {
@@ -82,6 +108,15 @@ std::optional<int> DrivenProgram::waitForExit() {
     while (status_ && readMore()) {
     }
     return status_;
+}
+
+std::vector<std::string> DrivenProgram::complaints() const {
+    std::istringstream text(textOf(errors_));
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(text, line);) {
+        lines.push_back(line);
+    }
+    return lines;
 }
 
 bool DrivenProgram::readMore() {

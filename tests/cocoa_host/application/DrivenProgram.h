@@ -35,6 +35,9 @@ class DrivenProgram {
     std::vector<std::string> ask(const std::string& command);
     // The same without waiting for an answer.
     void tell(const std::string& command) const;
+    // What it has written to standard error so far, a line each. All of it goes to the standard
+    // error of the test when this object ends.
+    [[nodiscard]] std::vector<std::string> complaints() const;
 
   private:
     // False when nothing more comes, or nothing in time.
@@ -44,6 +47,7 @@ class DrivenProgram {
     pid_t pid_ = -1;
     int input_ = -1;
     int output_ = -1;
+    int errors_ = -1; // a file without a name
     std::string unread_;
     std::vector<std::string> said_;
     std::vector<std::string> answers_;

@@ -5,6 +5,7 @@
 #include <dispatch/dispatch.h>
 
 #include "tests/cocoa_host/frameworks/doubles/MainLoop.h"
+#include "tests/cocoa_host/frameworks/doubles/SignalSources.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -186,6 +187,16 @@ class SignalSources {
         source->eventHandler = nil;
         apply(source->number);
     }
+    [[nodiscard]] std::vector<int> taken() {
+        const std::lock_guard lock(mutex_);
+        std::vector<int> numbers;
+        for (const auto& [number, ignored] : ignored_) {
+            if (ignored && isWatched(number)) {
+                numbers.push_back(number);
+            }
+        }
+        return numbers;
+    }
     void ignore(int number, bool ignored) {
         const std::lock_guard lock(mutex_);
         ignored_[number] = ignored;
@@ -198,12 +209,15 @@ class SignalSources {
         [[maybe_unused]] const auto written = ::write(pipe_[1], &byte, 1);
     }
 
+    [[nodiscard]] bool isWatched(int number) const {
+        return std::ranges::any_of(
+            watching_, [&](HostSignalSource* source) { return source->number == number; });
+    }
+
     void apply(int number) {
         if (ignored_[number]) {
-            const bool watched = std::ranges::any_of(
-                watching_, [&](HostSignalSource* source) { return source->number == number; });
             struct sigaction action = {};
-            action.sa_handler = watched ? write : SIG_IGN;
+            action.sa_handler = isWatched(number) ? write : SIG_IGN;
             action.sa_flags = SA_RESTART;
             ::sigaction(number, &action, nullptr);
         }
@@ -233,6 +247,12 @@ SignalSources& signalSources() {
 }
 
 } // namespace
+
+namespace cocoa_host {
+
+std::vector<int> takenSignals() { return signalSources().taken(); }
+
+} // namespace cocoa_host
 
 extern "C" {
 

@@ -17,12 +17,14 @@
 //   opened          the URLs that were opened
 //   modal           whether an alert is up
 //   answer INDEX    clicks on the alert's button
+//   signals         the numbers of the signals that dispatch sources have taken over
 #import <AppKit/AppKit.h>
 
 #include "tests/cocoa_host/frameworks/doubles/AppleEvents.h"
 #include "tests/cocoa_host/frameworks/doubles/Desktop.h"
 #include "tests/cocoa_host/frameworks/doubles/MainLoop.h"
 #include "tests/cocoa_host/frameworks/doubles/Modal.h"
+#include "tests/cocoa_host/frameworks/doubles/SignalSources.h"
 #include "tests/cocoa_host/frameworks/doubles/StatusItems.h"
 #include "tests/cocoa_host/frameworks/doubles/WebKitHost.h"
 
@@ -153,13 +155,19 @@ void tellModal(const std::string& /*argument*/) {
 
 void answer(const std::string& index) { answerModal(NSAlertFirstButtonReturn + std::stoi(index)); }
 
+void listSignals(const std::string& /*argument*/) {
+    for (const int number : takenSignals()) {
+        say(std::to_string(number));
+    }
+}
+
 const std::map<std::string, std::function<void(const std::string&)>>& commands() {
     static const std::map<std::string, std::function<void(const std::string&)>> all{
         {"menu", listMenu},     {"choose", choose},       {"tool-tip", tellToolTip},
         {"key", pressKey},      {"windows", listWindows}, {"addresses", listAddresses},
         {"close", closeWindow}, {"reopen", reopen},       {"quit", quit},
         {"policy", tellPolicy}, {"opened", listOpened},   {"modal", tellModal},
-        {"answer", answer}};
+        {"answer", answer},     {"signals", listSignals}};
     return all;
 }
 
