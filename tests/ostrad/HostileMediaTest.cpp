@@ -11,8 +11,8 @@ namespace fs = std::filesystem;
 class HostileMedia : public OstradTest {
   protected:
     void SetUp() override {
-        start({"-ffmpeg", "/usr/bin/ffmpeg", "-ffprobe", "/usr/bin/ffprobe", "-fpcalc",
-               "/usr/bin/fpcalc"});
+        start({"-ffmpeg", findTool("ffmpeg"), "-ffprobe", findTool("ffprobe"), "-fpcalc",
+               findTool("fpcalc")});
     }
     // An MP4 whose only tag is as long as that, in a file that is almost all hole.
     void makeTitleOfAGigabyte(const std::string& path) const {
@@ -38,7 +38,7 @@ class HostileMedia : public OstradTest {
     void make(const std::vector<std::string>& words) {
         std::vector<std::string> all{"-v", "error", "-y"};
         all.insert(all.end(), words.begin(), words.end());
-        const Finished made = runToEnd("/usr/bin/ffmpeg", all);
+        const Finished made = runToEnd(findTool("ffmpeg"), all);
         ASSERT_EQ(made.status, 0) << made.output;
     }
 };

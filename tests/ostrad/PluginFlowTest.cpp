@@ -11,7 +11,8 @@ namespace fs = std::filesystem;
 class PluginFlow : public OstradTest {
   protected:
     void SetUp() override {
-        start({"-plugins", folder(), "-ffprobe", "/usr/bin/ffprobe", "-fpcalc", "/usr/bin/fpcalc"});
+        start(
+            {"-plugins", folder(), "-ffprobe", findTool("ffprobe"), "-fpcalc", findTool("fpcalc")});
     }
     // A folder of the test's own: the checkout may belong to somebody else.
     [[nodiscard]] std::string folder() const {
@@ -31,10 +32,11 @@ class PluginFlow : public OstradTest {
     void makeSound(const std::string& file, int number, const std::string& title) const {
         const std::string wave = "aevalsrc=sin((300+40*mod(floor(t*" + std::to_string(number) +
                                  ")*7\\,11))*2*PI*t):d=20:s=22050";
-        ASSERT_EQ(runToEnd("/usr/bin/ffmpeg", {"-v", "error", "-f", "lavfi", "-i", wave,
-                                               "-metadata", "title=" + title, "-c:a", "flac", file})
-                      .status,
-                  0);
+        ASSERT_EQ(
+            runToEnd(findTool("ffmpeg"), {"-v", "error", "-f", "lavfi", "-i", wave, "-metadata",
+                                          "title=" + title, "-c:a", "flac", file})
+                .status,
+            0);
     }
 };
 

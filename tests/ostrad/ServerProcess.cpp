@@ -127,6 +127,15 @@ std::string ServerProcess::readOutput() {
     return text;
 }
 
+std::string findTool(const std::string& name) {
+    for (const char* const folder : {"/usr/bin/", "/usr/local/bin/", "/opt/homebrew/bin/"}) {
+        if (::access((folder + name).c_str(), X_OK) == 0) {
+            return folder + name;
+        }
+    }
+    return name;
+}
+
 Finished runToEnd(const std::string& program, const std::vector<std::string>& arguments,
                   const ServerProcess::Environment& environment) {
     ServerProcess process(program, arguments, environment);

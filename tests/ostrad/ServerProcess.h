@@ -45,6 +45,9 @@ struct Finished {
     std::string output;
 };
 
+// Where a tool of this system is; its name alone where it is not to be found.
+std::string findTool(const std::string& name);
+
 // Runs a program to its end.
 Finished runToEnd(const std::string& program, const std::vector<std::string>& arguments,
                   const ServerProcess::Environment& environment = {});

@@ -1,52 +1,22 @@
 // Files that no browser plays, played: the real server with the real ffmpeg.
 #include "tests/ostrad/OstradFixture.h"
+#include "tests/support/processes/ProcessTable.h"
 
 #include <gmock/gmock.h>
-#include <unistd.h>
 
 #include <csignal>
-#include <filesystem>
-#include <fstream>
-#include <set>
+#include <string>
 #include <thread>
+#include <vector>
 
 namespace ostrad::test {
 namespace {
 
 using testing::HasSubstr;
 
-std::string findTool(const std::string& name) {
-    for (const char* const folder : {"/usr/bin/", "/usr/local/bin/", "/opt/homebrew/bin/"}) {
-        if (::access((folder + name).c_str(), X_OK) == 0) {
-            return folder + name;
-        }
-    }
-    return name;
-}
-
-std::string nameOf(pid_t process) {
-    std::ifstream file("/proc/" + std::to_string(process) + "/comm");
-    std::string name;
-    std::getline(file, name);
-    return name;
-}
-
 // The tools that process has started; what watches over them is none.
-std::set<pid_t> toolsOf(pid_t parent) {
-    std::set<pid_t> tools;
-    const std::string tasks = "/proc/" + std::to_string(parent) + "/task/";
-    std::error_code error;
-    // A child belongs to the thread that started it.
-    for (std::filesystem::directory_iterator task(tasks, error), end; !error && task != end;
-         task.increment(error)) {
-        std::ifstream children(task->path() / "children");
-        for (pid_t child = 0; children >> child;) {
-            if (nameOf(child) == "ffmpeg") {
-                tools.insert(child);
-            }
-        }
-    }
-    return tools;
+std::vector<pid_t> toolsOf(pid_t parent) {
+    return process_test::childrenOf(parent, "ffmpeg");
 }
 
 class StreamTest : public OstradTest {
@@ -230,12 +200,7 @@ TEST_F(StreamTest, endsTheToolsWithTheServerHoweverItEnds) {
         ASSERT_EQ(tools.size(), 1U);
         server->signal(signal);
         ASSERT_TRUE(server->wait());
-        EXPECT_TRUE(eventually([&] {
-            std::ifstream status("/proc/" + std::to_string(*tools.begin()) + "/stat");
-            std::string line;
-            std::getline(status, line);
-            return line.empty() || line.find(") Z ") != std::string::npos;
-        }));
+        EXPECT_TRUE(eventually([&] { return process_test::isGone(tools.front()); }));
         SetUp();
     }
 }

@@ -13,7 +13,8 @@ struct ProcessEntry {
     pid_t pid = 0;
     pid_t parent = 0;
     pid_t group = 0;
-    bool ended = false; // a zombie
+    bool ended = false;  // a zombie
+    std::string program; // its file's name; the first 15 characters
 };
 
 // Every process that this user can see.

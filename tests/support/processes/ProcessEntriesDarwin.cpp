@@ -53,7 +53,8 @@ std::vector<ProcessEntry> everyProcess() {
             found.push_back({.pid = pid,
                              .parent = static_cast<pid_t>(info.pbsi_ppid),
                              .group = static_cast<pid_t>(info.pbsi_pgid),
-                             .ended = info.pbsi_status == SZOMB});
+                             .ended = info.pbsi_status == SZOMB,
+                             .program = info.pbsi_comm});
         }
     }
     return found;

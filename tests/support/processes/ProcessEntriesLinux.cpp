@@ -20,8 +20,9 @@ std::optional<ProcessEntry> readEntry(const fs::path& folder) {
     std::ifstream file(folder / "stat");
     std::string line;
     std::getline(file, line); // fails quietly when the process goes away meanwhile
+    const auto open = line.find('(');
     const auto close = line.rfind(')');
-    if (close == std::string::npos) {
+    if (open == std::string::npos || close == std::string::npos) {
         return std::nullopt;
     }
     ProcessEntry entry;
@@ -29,6 +30,7 @@ std::optional<ProcessEntry> readEntry(const fs::path& folder) {
     entry.pid = std::stoi(line);
     std::istringstream(line.substr(close + 1)) >> state >> entry.parent >> entry.group;
     entry.ended = state == 'Z' || state == 'X';
+    entry.program = line.substr(open + 1, close - open - 1);
     return entry;
 }
 

@@ -33,6 +33,16 @@ std::vector<pid_t> membersOf(pid_t group) {
     return result;
 }
 
+std::vector<pid_t> childrenOf(pid_t parent, const std::string& program) {
+    std::vector<pid_t> result;
+    for (const auto& entry : everyProcess()) {
+        if (entry.parent == parent && entry.program == program && !entry.ended) {
+            result.push_back(entry.pid);
+        }
+    }
+    return result;
+}
+
 bool groupEnds(pid_t group) {
     const platform::posix::Deadline deadline(patience);
     for (auto members = membersOf(group); !members.empty(); members = membersOf(group)) {

@@ -20,6 +20,8 @@ inline constexpr std::chrono::seconds patience(30);
 [[nodiscard]] std::vector<pid_t> membersOf(pid_t group);
 // Waits until the group has no living member.
 [[nodiscard]] bool groupEnds(pid_t group);
+// The living children of a process that run a program of this name (of up to 15 characters).
+[[nodiscard]] std::vector<pid_t> childrenOf(pid_t parent, const std::string& program);
 // The parent of a process that lives, or -1.
 [[nodiscard]] pid_t parentOf(pid_t pid);
 
