@@ -18,11 +18,14 @@
 namespace {
 
 using cocoa_host::endSheet;
+using cocoa_host::Navigation;
 using cocoa_host::settle;
 using cocoa_host::sheetOwner;
+using cocoa_host::TargetFrame;
 using cocoa_host::textOf;
 using cocoa_host::turnUntil;
 using platform::NavigationAction;
+using platform::NavigationFrame;
 using platform::NavigationPolicy;
 using platform::ScriptInjectionTime;
 using platform::WallTime;
@@ -196,6 +199,82 @@ TEST_F(CocoaWebWindowTest, asksBeforeItNavigates) {
     EXPECT_TRUE([view() hostNavigateTo:@"https://a.example/y" type:otherNavigation]);
     EXPECT_TRUE([view() hostNavigateTo:nil type:otherNavigation]);
     EXPECT_THAT(asked, ElementsAre("https://a.example/x by a link", "https://a.example/y", ""));
+}
+
+TEST_F(CocoaWebWindowTest, saysWhoseNavigationItIsAndWhere) {
+    std::optional<NavigationAction> asked;
+    window->decideNavigationPolicy = [&](const NavigationAction& action) {
+        asked = action;
+        return NavigationPolicy::allow;
+    };
+    (void)[view() hostDecide:{.url = @"https://a.example/"}];
+    ASSERT_TRUE(asked);
+    EXPECT_TRUE(asked->isLinkActivated);
+    EXPECT_FALSE(asked->isUserGesture);
+    EXPECT_EQ(asked->frame, NavigationFrame::unknown);
+    (void)[view() hostDecide:{.url = @"https://a.example/",
+                              .type = otherNavigation,
+                              .frame = TargetFrame::main,
+                              .button = 1}];
+    EXPECT_FALSE(asked->isLinkActivated);
+    EXPECT_TRUE(asked->isUserGesture);
+    EXPECT_EQ(asked->frame, NavigationFrame::main);
+    (void)[view() hostDecide:{.url = @"https://a.example/", .frame = TargetFrame::other}];
+    EXPECT_EQ(asked->frame, NavigationFrame::other);
+}
+
+TEST_F(CocoaWebWindowTest, turnsAnAllowedNavigationIntoADownloadWhereThePageSaysSo) {
+    auto answer = NavigationPolicy::allow;
+    window->decideNavigationPolicy = [&](const NavigationAction&) { return answer; };
+    const Navigation file{.url = @"https://a.example/song.ogg", .isDownload = true};
+    EXPECT_EQ([view() hostDecide:file], WKNavigationActionPolicyDownload);
+    EXPECT_EQ([view() hostDecide:{.url = @"https://a.example/"}], WKNavigationActionPolicyAllow);
+    answer = NavigationPolicy::cancel;
+    EXPECT_EQ([view() hostDecide:file], WKNavigationActionPolicyCancel);
+}
+
+TEST_F(CocoaWebWindowTest, savesRepliesThatAreMeantForItOrCannotBeShown) {
+    const auto decide = [](NSDictionary* fields, BOOL mainFrame, BOOL canBeShown) {
+        return [view() hostDecideReplyOf:fields mainFrame:mainFrame canBeShown:canBeShown];
+    };
+    constexpr auto shown = WKNavigationResponsePolicyAllow;
+    constexpr auto saved = WKNavigationResponsePolicyDownload;
+    NSString* const field = @"Content-Disposition";
+    EXPECT_EQ(decide(nil, YES, YES), shown); // not HTTP's
+    EXPECT_EQ(decide(@{}, YES, YES), shown);
+    EXPECT_EQ(decide(@{field : @"Inline; filename=a"}, YES, YES), shown);
+    EXPECT_EQ(decide(@{field : @"attachment; filename=a"}, YES, YES), saved);
+    EXPECT_EQ(decide(@{field : @"attachment"}, NO, YES), saved);
+    EXPECT_EQ(decide(@{}, YES, NO), saved);
+    EXPECT_EQ(decide(@{}, NO, NO), shown); // what a page has in it, WebKit deals with
+}
+
+TEST_F(CocoaWebWindowTest, hasNoNetworkUntilItIsAllowedAgain) {
+    const auto rules = [] { return view().configuration.userContentController.hostRuleListCount; };
+    window->setNetworkAllowed(false);
+    EXPECT_TRUE(turnUntil([&] { return rules() == 1; }));
+    window->setNetworkAllowed(true);
+    EXPECT_EQ(rules(), 0U);
+    window->setNetworkAllowed(false); // the rules are there by now
+    EXPECT_EQ(rules(), 1U);
+    window->setNetworkAllowed(false);
+    EXPECT_EQ(rules(), 1U);
+}
+
+TEST_F(CocoaWebWindowTest, mayBeAllowedOrEndWhileItsRulesAreMade) {
+    WKUserContentController* const controller = view().configuration.userContentController;
+    window->setNetworkAllowed(false);
+    window->setNetworkAllowed(true);
+    settle();
+    EXPECT_EQ(controller.hostRuleListCount, 0U);
+    make({.title = "Another"});
+    WKUserContentController* const another = view().configuration.userContentController;
+    @autoreleasepool {
+        window->setNetworkAllowed(false);
+        window.reset();
+    }
+    settle();
+    EXPECT_EQ(another.hostRuleListCount, 0U);
 }
 
 TEST_F(CocoaWebWindowTest, allowsNavigationsOnceItIsGone) {
@@ -397,6 +476,35 @@ TEST_F(CocoaWebWindowTest, choosesFilesForAPage) {
             EXPECT_TRUE([chosen isKindOfClass:NSClassFromString(@"NSArray")]);
         }
     }
+}
+
+// As often as the user may be asked, and no more: the rest is answered as by one who dismisses it.
+TEST_F(CocoaWebWindowTest, doesNotPassOnAPagesQuestionsWithoutEnd) {
+    __block int agreed = 0;
+    __block int refused = 0;
+    int shown = 0;
+    for (int time = 0; time < 8; ++time) {
+        [view() hostConfirm:@"again?"
+                     answer:^(BOOL yes) {
+                       ++(yes ? agreed : refused);
+                     }];
+        if (native().attachedSheet != nil) {
+            ++shown;
+            endSheet(native(), NSAlertFirstButtonReturn);
+        }
+    }
+    EXPECT_EQ(shown, 5);
+    EXPECT_EQ(agreed, 5);
+    EXPECT_EQ(refused, 3);
+    [view() hostAlert:@"again"];
+    EXPECT_EQ(native().attachedSheet, nil);
+    __block id chosen = @"nothing yet";
+    [view() hostChooseFilesMultiple:NO
+                            folders:NO
+                             answer:^(NSArray<NSURL*>* urls) {
+                               chosen = urls;
+                             }];
+    EXPECT_EQ(chosen, nil);
 }
 
 // WebKit raises an exception for a handler that nobody calls; TearDown() counts them.

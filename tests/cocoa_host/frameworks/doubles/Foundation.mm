@@ -32,6 +32,17 @@ std::filesystem::path toPath(NSURL* url) { return url.path.UTF8String; }
     const struct passwd* const entry = ::getpwnam(name.UTF8String);
     return entry == nullptr ? nil : [NSURL fileURLWithPath:toText(entry->pw_dir) isDirectory:YES];
 }
+// The new item is moved into the place of the original.
+- (BOOL)replaceItemAtURL:(NSURL*)original
+           withItemAtURL:(NSURL*)item
+          backupItemName:(NSString*)__unused backup
+                 options:(NSFileManagerItemReplacementOptions)__unused options
+        resultingItemURL:(NSURL**)__unused resulting
+                   error:(NSError**)__unused error {
+    std::error_code failed;
+    std::filesystem::rename(toPath(item), toPath(original), failed);
+    return failed ? NO : YES;
+}
 @end
 
 @implementation NSURL (Host)

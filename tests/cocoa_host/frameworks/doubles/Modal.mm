@@ -44,6 +44,7 @@ __unsafe_unretained NSAlert* shownAlert = nil;
 struct WindowState {
     bool preventsTermination = true;
     NSWindowTabbingMode tabbing{};
+    NSView* accessory = nil; // an alert's
 };
 
 std::map<const void*, WindowState>& windowStates() {
@@ -139,6 +140,12 @@ using cocoa_host::stateOf;
     }
     return [self host_window];
 }
+- (NSView*)accessoryView {
+    return stateOf(self.window).accessory;
+}
+- (void)setAccessoryView:(NSView*)view {
+    stateOf(self.window).accessory = view;
+}
 - (NSModalResponse)host_runModal {
     NSApplication* const application = NSApplication.sharedApplication;
     cocoa_host::shownAlert = self;
@@ -153,11 +160,16 @@ using cocoa_host::stateOf;
 }
 @end
 
+// What the user chose: the folder and the name that the panel has at its end.
 @interface NSSavePanel (HostSheets)
+- (NSURL*)host_URL;
 - (void)host_beginSheetModalForWindow:(NSWindow*)window
                     completionHandler:(void (^)(NSModalResponse))handler;
 @end
 @implementation NSSavePanel (HostSheets)
+- (NSURL*)host_URL {
+    return [self.directoryURL URLByAppendingPathComponent:self.nameFieldStringValue];
+}
 - (void)host_beginSheetModalForWindow:(NSWindow*)window
                     completionHandler:(void (^)(NSModalResponse))handler {
     cocoa_host::begin(window, self, self, handler);
@@ -186,6 +198,7 @@ void adaptModalWindows() {
     exchange(@"NSAlert", @selector(runModal), @selector(host_runModal));
     exchange(@"NSSavePanel", @selector(beginSheetModalForWindow:completionHandler:),
              @selector(host_beginSheetModalForWindow:completionHandler:));
+    exchange(@"NSSavePanel", @selector(URL), @selector(host_URL));
     exchange(@"NSApplication", @selector(terminate:), @selector(host_terminate:));
 }
 

@@ -1,6 +1,7 @@
 #include "tests/cocoa_host/frameworks/doubles/MainLoop.h"
 #include "tests/cocoa_host/frameworks/doubles/WebKitHost.h"
 
+#include <cstdint>
 #include <memory>
 
 namespace cocoa_host {
@@ -42,11 +43,117 @@ using cocoa_host::otherNavigation;
 }
 @end
 
+@interface WKFrameInfo ()
+@property (nonatomic, getter=isMainFrame) BOOL mainFrame;
+@end
+@implementation WKFrameInfo
+- (id)copyWithZone:(struct _NSZone*)__unused zone {
+    return self;
+}
+@end
+
 @interface WKNavigationAction ()
+@property (nonatomic, copy) WKFrameInfo* targetFrame;
+@property (nonatomic) NSInteger buttonNumber;
+@property (nonatomic) BOOL shouldPerformDownload;
 @property (nonatomic) WKNavigationType navigationType;
 @property (nonatomic, copy) NSURLRequest* request;
 @end
 @implementation WKNavigationAction
+@end
+
+@interface WKNavigationResponse ()
+@property (nonatomic, getter=isForMainFrame) BOOL forMainFrame;
+@property (nonatomic, copy) NSURLResponse* response;
+@property (nonatomic) BOOL canShowMIMEType;
+@end
+@implementation WKNavigationResponse
+@end
+
+// A response as far as its header fields go; without any it is not HTTP's.
+@interface HostResponse : NSObject
+@property (nonatomic, copy) NSDictionary* fields;
+@end
+@implementation HostResponse
+- (id)copyWithZone:(struct _NSZone*)__unused zone {
+    return self;
+}
+- (BOOL)respondsToSelector:(SEL)selector {
+    return (self.fields != nil || selector != @selector(valueForHTTPHeaderField:)) &&
+           [super respondsToSelector:selector];
+}
+- (NSString*)valueForHTTPHeaderField:(NSString*)field {
+    return self.fields[field];
+}
+@end
+
+@interface HostProgress : NSObject
+@property (nonatomic) double fractionCompleted;
+@property (nonatomic) std::int64_t completedUnitCount;
+@end
+@implementation HostProgress
+@end
+
+@implementation WKDownload {
+    HostProgress* _progress;
+    BOOL _cancelled;
+    BOOL _answered;
+    NSURL* _destination;
+}
+@synthesize delegate = _delegate;
+- (instancetype)init {
+    self = [super init];
+    _progress = [[HostProgress alloc] init];
+    return self;
+}
+- (NSProgress*)progress {
+    return static_cast<NSProgress*>(static_cast<id>(_progress));
+}
+- (void)cancel:(void (^)(NSData*))handler {
+    _cancelled = YES;
+    void (^const kept)(NSData*) = handler;
+    cocoa_host::postToMainQueue([kept] {
+        if (kept != nil) {
+            kept(nil);
+        }
+    });
+}
+- (double)hostFraction {
+    return _progress.fractionCompleted;
+}
+- (void)setHostFraction:(double)fraction {
+    _progress.fractionCompleted = fraction;
+}
+- (BOOL)hostCancelled {
+    return _cancelled;
+}
+- (NSURL*)hostDestination {
+    return _destination;
+}
+- (BOOL)hostWasAnswered {
+    return _answered;
+}
+- (void)hostAskForPlaceOf:(NSString*)suggestedName {
+    const auto calls = countCalls();
+    id const response = [[HostResponse alloc] init];
+    [self.delegate download:self
+        decideDestinationUsingResponse:response
+                     suggestedFilename:suggestedName
+                     completionHandler:^(NSURL* destination) {
+                       calls->add();
+                       self->_answered = YES;
+                       self->_destination = destination;
+                     }];
+}
+- (void)hostFinish {
+    [self.delegate downloadDidFinish:self];
+}
+- (void)hostFail:(NSString*)why {
+    NSError* const error = [NSError errorWithDomain:@"WKErrorDomain"
+                                               code:1
+                                           userInfo:@{NSLocalizedDescriptionKey : why}];
+    [self.delegate download:self didFailWithError:error resumeData:nil];
+}
 @end
 
 @interface WKOpenPanelParameters ()
@@ -298,6 +405,51 @@ static __weak WKWebView* latestView;
                           *allowed = policy == WKNavigationActionPolicyAllow;
                         }];
     return *allowed;
+}
+- (WKNavigationActionPolicy)hostDecide:(const cocoa_host::Navigation&)navigation {
+    WKNavigationAction* const action = [self actionFor:navigation.url type:navigation.type];
+    if (navigation.frame != cocoa_host::TargetFrame::none) {
+        action.targetFrame = [[WKFrameInfo alloc] init];
+        action.targetFrame.mainFrame = navigation.frame == cocoa_host::TargetFrame::main;
+    }
+    action.buttonNumber = navigation.button;
+    action.shouldPerformDownload = navigation.isDownload;
+    const auto calls = countCalls();
+    const auto decided = std::make_shared<WKNavigationActionPolicy>(WKNavigationActionPolicyCancel);
+    [self.navigationDelegate webView:self
+        decidePolicyForNavigationAction:action
+                        decisionHandler:^(WKNavigationActionPolicy policy) {
+                          calls->add();
+                          *decided = policy;
+                        }];
+    return *decided;
+}
+- (WKNavigationResponsePolicy)hostDecideReplyOf:(NSDictionary*)fields
+                                      mainFrame:(BOOL)mainFrame
+                                     canBeShown:(BOOL)canBeShown {
+    HostResponse* const reply = [[HostResponse alloc] init];
+    reply.fields = fields;
+    WKNavigationResponse* const response = [[WKNavigationResponse alloc] init];
+    response.response = static_cast<NSURLResponse*>(static_cast<id>(reply));
+    response.forMainFrame = mainFrame;
+    response.canShowMIMEType = canBeShown;
+    const auto calls = countCalls();
+    const auto decided =
+        std::make_shared<WKNavigationResponsePolicy>(WKNavigationResponsePolicyCancel);
+    [self.navigationDelegate webView:self
+        decidePolicyForNavigationResponse:response
+                          decisionHandler:^(WKNavigationResponsePolicy policy) {
+                            calls->add();
+                            *decided = policy;
+                          }];
+    return *decided;
+}
+- (WKDownload*)hostOfferDownload {
+    WKDownload* const made = [[WKDownload alloc] init];
+    [self.navigationDelegate webView:self
+                  navigationResponse:[[WKNavigationResponse alloc] init]
+                   didBecomeDownload:made];
+    return made;
 }
 - (void)hostFinishWithTitle:(id)title {
     _title = title;

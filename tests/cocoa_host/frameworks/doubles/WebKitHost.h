@@ -7,6 +7,33 @@
 
 #import <WebKit/WebKit.h>
 
+namespace cocoa_host {
+
+enum class TargetFrame { none, main, other };
+
+// What a page asks for. WebKit's number of the mouse button counts from 1; 0 is none.
+struct Navigation {
+    NSString* _Nullable url = nil;
+    WKNavigationType type = WKNavigationTypeLinkActivated;
+    TargetFrame frame = TargetFrame::none;
+    NSInteger button = 0;
+    bool isDownload = false;
+};
+
+} // namespace cocoa_host
+
+// A file on its way. Nobody is told anything but by these.
+@interface WKDownload (Host)
+@property (nonatomic) double hostFraction;
+@property (nonatomic, readonly) BOOL hostCancelled;
+// Where the delegate said that it goes, and whether it said so.
+@property (nonatomic, readonly, nullable) NSURL* hostDestination;
+@property (nonatomic, readonly) BOOL hostWasAnswered;
+- (void)hostAskForPlaceOf:(nonnull NSString*)suggestedName;
+- (void)hostFinish;
+- (void)hostFail:(nonnull NSString*)why;
+@end
+
 @interface WKWebView (Host)
 // The newest that is still there.
 @property (class, readonly, nullable) WKWebView* hostLatest;
@@ -16,6 +43,13 @@
 
 // Whether the delegate allowed it.
 - (BOOL)hostNavigateTo:(nullable NSString*)url type:(WKNavigationType)type;
+- (WKNavigationActionPolicy)hostDecide:(const cocoa_host::Navigation&)navigation;
+// A reply with these header fields; without any, one that is not HTTP's.
+- (WKNavigationResponsePolicy)hostDecideReplyOf:(nullable NSDictionary*)fields
+                                      mainFrame:(BOOL)mainFrame
+                                     canBeShown:(BOOL)canBeShown;
+// The download that the delegate was handed.
+- (nonnull WKDownload*)hostOfferDownload;
 // The script that asks for the title fails when `title` is nil.
 - (void)hostFinishWithTitle:(nullable id)title;
 - (void)hostAskForWindow:(nonnull NSString*)url;
