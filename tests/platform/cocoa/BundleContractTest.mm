@@ -55,6 +55,18 @@ TEST(CocoaBundle, namesItsExecutableByThePathBehindItsLinks) {
     EXPECT_EQ(bundle.executablePath(), std::filesystem::canonical(root / "elsewhere"));
 }
 
+TEST(CocoaBundle, saysNothingOfAnInfoFileThatCannotBeRead) {
+    const test_support::TemporaryFolder root;
+    std::filesystem::create_directories(root / "Broken.app/Contents/MacOS");
+    writeText(root / "Broken.app/Contents/Info.plist", "<plist><dict><key>CFBundleShortVersion");
+    const platform::cocoa::CocoaBundle bundle(
+        [NSBundle bundleWithPath:platform::cocoa::toFoundation((root / "Broken.app").native())]);
+    EXPECT_EQ(bundle.bundlePath(), root / "Broken.app");
+    EXPECT_EQ(bundle.infoString("CFBundleShortVersionString"), std::nullopt);
+    EXPECT_EQ(bundle.resource("receipt", "json"), std::nullopt);
+    EXPECT_EQ(bundle.auxiliaryExecutable("helper"), std::nullopt);
+}
+
 TEST(CocoaBundle, isNoneForAnExecutableWithoutAnApplicationAroundIt) {
     const platform::cocoa::CocoaBundle bundle(NSBundle.mainBundle);
     EXPECT_EQ(bundle.bundlePath(), std::nullopt);
