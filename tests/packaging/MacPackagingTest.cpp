@@ -40,7 +40,7 @@ class MacPackaging : public testing::Test {
     }
 
     test_support::TemporaryFolder root;
-    StandIns tools{{"codesign", "xcrun", "hdiutil", "ditto", "otool"}};
+    StandIns tools{{"codesign", "xcrun", "hdiutil", "ditto", "otool", "git", "tessel"}};
 };
 
 TEST_F(MacPackaging, notarisesASignedBundle) {
@@ -205,6 +205,60 @@ TEST_F(MacPackaging, doesNotTakeAnUnreadableProgramForAGoodOne) {
     EXPECT_EQ(done.status, 1);
     EXPECT_EQ(done.output, "check-libraries: there is no otool here (it comes with Xcode's "
                            "tools)\n");
+}
+
+// All steps one after the other, in a folder that looks like the repository after `make build`.
+class WholeMacPackaging : public MacPackaging {
+  protected:
+    WholeMacPackaging() {
+        namespace fs = std::filesystem;
+        const fs::path source = ZORVANE_SOURCE_DIR;
+        fs::create_directories(root / "packaging");
+        fs::create_directories(root / "build/bin");
+        fs::copy(source / "packaging/macos", root / "packaging/macos", fs::copy_options::recursive);
+        fs::copy(source / "packaging/attest", root / "packaging/attest");
+        std::ofstream(root / "build/bin/tessel") << "#!/bin/sh\nexec tessel \"$@\"\n";
+        fs::permissions(root / "build/bin/tessel", fs::perms::owner_all);
+    }
+
+    [[nodiscard]] auto package() const {
+        return tools.run((root / "packaging/macos/package").native(), {app(), image()});
+    }
+};
+
+TEST_F(WholeMacPackaging, goesAsFarAsItCanWithoutCredentialsAndSparkle) {
+    const auto done = package();
+    EXPECT_EQ(done.status, 0) << done.output;
+    EXPECT_EQ(done.output,
+              "check-libraries: " + app() +
+                  " needs nothing but macOS\n"
+                  "embed-sparkle: skipped: SPARKLE_FRAMEWORK does not say where Sparkle.framework "
+                  "is; the bundle cannot update itself\n"
+                  "sign: skipped: CODESIGN_IDENTITY names no certificate; the bundle runs on this "
+                  "Mac only\n"
+                  "notarise: skipped: NOTARY_PROFILE names no credentials\n"
+                  "dmg: " +
+                  image() +
+                  " is ready\n"
+                  "notarise: skipped: NOTARY_PROFILE names no credentials\n");
+    EXPECT_THAT(tools.calls(),
+                Contains(StartsWith("tessel health attest --bundle " + app() + " ")));
+}
+
+TEST_F(WholeMacPackaging, handsNothingOutThatIsNotWhatItsReceiptSays) {
+    tools.fails("tessel", 1);
+    EXPECT_EQ(package().status, 1);
+    EXPECT_THAT(tools.calls(), Not(Contains(StartsWith("hdiutil"))));
+}
+
+TEST_F(WholeMacPackaging, handsNothingOutThatLoadsALibraryOfThisMac) {
+    tools.prints("otool", "/x/Zorvane:\n\t/opt/homebrew/lib/libfmt.11.dylib (compatibility "
+                          "version 11.0.0, current version 11.2.0)\n");
+    const auto done = package();
+    EXPECT_EQ(done.status, 1);
+    EXPECT_THAT(done.output, EndsWith(" does not run elsewhere; link these libraries "
+                                      "statically\n"));
+    EXPECT_THAT(tools.calls(), Not(Contains(StartsWith("hdiutil"))));
 }
 
 TEST_F(MacPackaging, saysInOneSentenceThatThereIsNoApplication) {

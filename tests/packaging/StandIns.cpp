@@ -71,7 +71,7 @@ StandIns::run(const std::string& script, const std::vector<std::string>& argumen
     for (const auto& [name, value] : variables) {
         command.push_back(name + "=" + value);
     }
-    command.push_back(std::string(ZORVANE_SOURCE_DIR "/") + script);
+    command.push_back((std::filesystem::path(ZORVANE_SOURCE_DIR) / script).native());
     command.insert(command.end(), arguments.begin(), arguments.end());
     return ostrad::test::runToEnd("/usr/bin/env", command, {});
 }

@@ -30,8 +30,8 @@ class StandIns {
     // One line a call, in order: the name and its arguments.
     [[nodiscard]] std::vector<std::string> calls() const;
 
-    // Runs a script of this repository with nothing in its environment but a PATH, these tools and
-    // `variables`.
+    // Runs a script of this repository, or one by its absolute path, with nothing in its
+    // environment but a PATH, these tools and `variables`.
     [[nodiscard]] ostrad::test::Finished
     run(const std::string& script, const std::vector<std::string>& arguments,
         const ostrad::test::ServerProcess::Environment& variables = {}) const;
