@@ -1,5 +1,7 @@
 #include "platform/linux/window/Clipboard.h"
 
+#include "platform/linux/window/Present.h"
+
 #include <glibmm/main.h>
 #ifdef GDK_WINDOWING_X11
 #include <gdk/x11/gdkx.h>
@@ -64,7 +66,6 @@ void Clipboard::takeTheFocus(const std::string& text, const std::string& token) 
     tiny_ = std::make_unique<Gtk::Window>();
     tiny_->set_decorated(false);
     tiny_->set_default_size(1, 1);
-    tiny_->set_startup_id(token);
     tiny_->property_is_active().signal_changed().connect([this, text] {
         if (tiny_->is_active()) {
             patience_.disconnect();
@@ -84,7 +85,7 @@ void Clipboard::takeTheFocus(const std::string& text, const std::string& token) 
             return false;
         },
         focusPatienceMilliseconds);
-    tiny_->present();
+    present(*tiny_, token);
 }
 
 void Clipboard::endTheFocus() {

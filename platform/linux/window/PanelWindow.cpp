@@ -1,6 +1,7 @@
 #include "platform/linux/window/PanelWindow.h"
 
 #include "platform/linux/window/ApplicationIcon.h"
+#include "platform/linux/window/Present.h"
 
 #include <glibmm/main.h>
 #include <gtkmm/eventcontrollerkey.h>
@@ -55,10 +56,7 @@ PanelWindow::PanelWindow(Toplevels& toplevels, Content content,
     }
     addContent();
     listenForEscape();
-    if (!content_.token.empty()) {
-        window_.set_startup_id(content_.token);
-    }
-    window_.present();
+    gtk::present(window_, content_.token);
 }
 
 PanelWindow::~PanelWindow() {

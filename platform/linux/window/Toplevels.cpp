@@ -1,6 +1,7 @@
 #include "platform/linux/window/Toplevels.h"
 
 #include "platform/linux/window/ApplicationIcon.h"
+#include "platform/linux/window/Present.h"
 
 #include <algorithm>
 #include <utility>
@@ -94,10 +95,7 @@ void Toplevels::present(const std::string& token) {
     if (found == entries_.end()) {
         return;
     }
-    if (!token.empty()) {
-        found->window->set_startup_id(token);
-    }
-    found->window->present();
+    gtk::present(*found->window, token);
 }
 
 bool Toplevels::haveTheFocus() const {

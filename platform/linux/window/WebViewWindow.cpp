@@ -1,6 +1,7 @@
 #include "platform/linux/window/WebViewWindow.h"
 
 #include "platform/linux/window/Cookies.h"
+#include "platform/linux/window/Present.h"
 
 #include <giomm/simpleactiongroup.h>
 #include <glibmm/main.h>
@@ -203,10 +204,7 @@ void WebViewWindow::show(const std::string& token) {
         window_.property_default_height().signal_changed().connect([this] { tellSize(); });
         window_.property_maximized().signal_changed().connect([this] { tellSize(); });
     }
-    if (!token.empty()) {
-        window_.set_startup_id(token);
-    }
-    window_.present();
+    present(window_, token);
 }
 
 void WebViewWindow::hide() {

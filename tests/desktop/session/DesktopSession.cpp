@@ -194,10 +194,11 @@ std::optional<Screenshot> DesktopSession::screenshot(const std::string& window) 
     return Screenshot::read(file);
 }
 
-std::optional<Screenshot> DesktopSession::screenshotOf(const WindowGeometry& area) const {
+std::optional<Screenshot> DesktopSession::screenshotOf(const WindowGeometry& area,
+                                                       const std::string& window) const {
     const std::filesystem::path file = folder() / "screenshot.ppm";
     std::filesystem::remove(file);
-    ask({"import", "-silent", "-window", "root", "-crop",
+    ask({"timeout", "5", "import", "-silent", "-window", window, "-crop",
          std::to_string(area.width) + "x" + std::to_string(area.height) + "+" +
              std::to_string(area.x) + "+" + std::to_string(area.y),
          "+repage", "-depth", "8", file.string()});

@@ -50,7 +50,9 @@ class DesktopSession : public PrivateSession {
 
     // `window` is an X id, or "root".
     [[nodiscard]] std::optional<Screenshot> screenshot(const std::string& window) const;
-    [[nodiscard]] std::optional<Screenshot> screenshotOf(const WindowGeometry& area) const;
+    // A part of the window.
+    [[nodiscard]] std::optional<Screenshot> screenshotOf(const WindowGeometry& area,
+                                                         const std::string& window = "root") const;
     // For a test that failed: STEM.png, the screen, and the output of every program started so far
     // under STEM.NAME.out and STEM.NAME.err.
     void keepEvidence(const std::filesystem::path& folder, std::string stem) const;
