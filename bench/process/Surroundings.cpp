@@ -10,7 +10,10 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <map>
+#include <optional>
 #include <stdexcept>
+#include <thread>
 
 namespace bench {
 namespace {
@@ -32,14 +35,15 @@ void makePipe(int (&ends)[2]) {
     }
 }
 
-long statusNumber(const std::filesystem::path& file, const std::string& name) {
+// Nothing when whatever it is about has ended.
+std::optional<long> statusNumber(const std::filesystem::path& file, const std::string& name) {
     std::ifstream status(file);
     for (std::string line; std::getline(status, line);) {
         if (line.starts_with(name + ":")) {
             return std::stol(line.substr(name.size() + 1));
         }
     }
-    throw std::runtime_error("a measured process has ended");
+    return std::nullopt;
 }
 
 } // namespace
@@ -179,7 +183,11 @@ void Display::close(xcb_window_t window) {
 }
 
 double residentMiB(pid_t pid) {
-    return static_cast<double>(statusNumber(fmt::format("/proc/{}/status", pid), "VmRSS")) / 1024;
+    const auto kibibytes = statusNumber(fmt::format("/proc/{}/status", pid), "VmRSS");
+    if (!kibibytes) {
+        throw std::runtime_error("a measured process has ended");
+    }
+    return static_cast<double>(*kibibytes) / 1024;
 }
 
 double cpuMs(pid_t pid) {
@@ -191,13 +199,32 @@ double cpuMs(pid_t pid) {
     return static_cast<double>(spent.tv_sec) * 1e3 + static_cast<double>(spent.tv_nsec) / 1e6;
 }
 
-long wakeups(pid_t pid) {
+double wakeupsASecond(const std::vector<pid_t>& processes, std::chrono::seconds time) {
     long sum = 0;
-    for (const auto& thread :
-         std::filesystem::directory_iterator(fmt::format("/proc/{}/task", pid))) {
-        sum += statusNumber(thread.path() / "status", "voluntary_ctxt_switches");
+    std::map<std::string, long> before;
+    for (auto second = std::chrono::seconds(0); second <= time; ++second) {
+        std::map<std::string, long> now;
+        for (const pid_t process : processes) {
+            for (const auto& thread :
+                 std::filesystem::directory_iterator(fmt::format("/proc/{}/task", process))) {
+                if (const auto count =
+                        statusNumber(thread.path() / "status", "voluntary_ctxt_switches")) {
+                    now[thread.path()] = *count;
+                }
+            }
+        }
+        if (second.count() > 0) {
+            for (const auto& [thread, count] : now) {
+                const auto known = before.find(thread);
+                sum += known == before.end() ? count : count - known->second;
+            }
+        }
+        before = std::move(now);
+        if (second < time) {
+            std::this_thread::sleep_for(std::chrono::seconds(1));
+        }
     }
-    return sum;
+    return static_cast<double>(sum) / static_cast<double>(time.count());
 }
 
 pid_t childNamed(pid_t parent, const std::string& name) {

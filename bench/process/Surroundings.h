@@ -5,6 +5,7 @@
 #include <sys/types.h>
 #include <xcb/xcb.h>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
@@ -66,11 +67,12 @@ class Display {
     xcb_connection_t* connection_;
 };
 
-// Of a process and, for the application, its window program. Threads that have ended count in
-// processor time, but no more in wake-ups.
+// Threads that have ended count in processor time.
 [[nodiscard]] double residentMiB(pid_t pid);
 [[nodiscard]] double cpuMs(pid_t pid);
-[[nodiscard]] long wakeups(pid_t pid);
+// Of all their threads, over some whole seconds from now on. A thread that ends counts until the
+// last full second before that.
+[[nodiscard]] double wakeupsASecond(const std::vector<pid_t>& processes, std::chrono::seconds time);
 [[nodiscard]] pid_t childNamed(pid_t parent, const std::string& name);
 
 } // namespace bench

@@ -111,10 +111,7 @@ Usage usage(std::chrono::seconds idle) {
     usage.idleCpuMs = cpuMs(application) + cpuMs(window) - cpu;
     display.close(shown);
     std::this_thread::sleep_for(settling);
-    const long awake = wakeups(application) + wakeups(window);
-    std::this_thread::sleep_for(idle);
-    usage.hiddenWakeups = static_cast<double>(wakeups(application) + wakeups(window) - awake) /
-                          static_cast<double>(idle.count());
+    usage.hiddenWakeups = wakeupsASecond({application, window}, idle);
     return usage;
 }
 
