@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <optional>
 
@@ -103,11 +104,10 @@ class Notifications : public ::testing::Test {
     }
     // Both ends have seen what was sent before.
     void settle() {
-        const auto before = closed.size();
         g_dbus_connection_call(connection_.get(), service, path, service, "CloseNotification",
                                g_variant_new("(u)", marker), nullptr, G_DBUS_CALL_FLAGS_NONE, -1,
                                nullptr, nullptr, nullptr);
-        ASSERT_TRUE(eventually([&] { return closed.size() > before && closed.back() == marker; }));
+        ASSERT_TRUE(eventually([&] { return std::ranges::count(closed, marker) == 1; }));
         // A round trip of its own on the other connection, after which its signals have come.
         const gtk::GObjectPtr<GDBusConnection> shared(
             g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr));
