@@ -296,6 +296,7 @@ TEST_F(Notifications, areWithdrawnEvenBeforeTheyAreThere) {
     ASSERT_TRUE(isShown());
     notifications->withdraw();
     settle();
+    EXPECT_TRUE(eventually([&] { return !closed.empty(); }));
     EXPECT_THAT(closed, ElementsAre(1U));
     show("later");
     const auto before = shown.size();
