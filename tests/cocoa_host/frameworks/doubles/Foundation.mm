@@ -10,9 +10,17 @@
 #include <pwd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <future>
 #include <mutex>
+#include <string>
+
+// GNUstep's, and Apple's; nothing else here needs them.
+extern "C" NSString* NSTemporaryDirectory(void);
+extern "C" NSArray* NSSearchPathForDirectoriesInDomains(NSSearchPathDirectory directory,
+                                                        NSSearchPathDomainMask domains,
+                                                        BOOL expandTilde);
 
 namespace {
 
@@ -31,6 +39,26 @@ std::filesystem::path toPath(NSURL* url) { return url.path.UTF8String; }
 - (NSURL*)homeDirectoryForUser:(NSString*)name {
     const struct passwd* const entry = ::getpwnam(name.UTF8String);
     return entry == nullptr ? nil : [NSURL fileURLWithPath:toText(entry->pw_dir) isDirectory:YES];
+}
+// A folder for what replaces an item is a new one each time; GNUstep's is the one that all
+// temporary files share.
+- (NSURL*)URLForDirectory:(NSSearchPathDirectory)directory
+                 inDomain:(NSSearchPathDomainMask)domain
+        appropriateForURL:(NSURL*)__unused url
+                   create:(BOOL)create
+                    error:(NSError**)__unused error {
+    if (directory == NSItemReplacementDirectory) {
+        std::string folder = std::string(NSTemporaryDirectory().UTF8String) + "/replacement-XXXXXX";
+        return ::mkdtemp(folder.data()) == nullptr
+                   ? nil
+                   : [NSURL fileURLWithPath:toText(folder) isDirectory:YES];
+    }
+    NSString* const path = NSSearchPathForDirectoriesInDomains(directory, domain, YES).firstObject;
+    if (path != nil && create) {
+        std::error_code failed;
+        std::filesystem::create_directories(path.UTF8String, failed);
+    }
+    return path == nil ? nil : [NSURL fileURLWithPath:path isDirectory:YES];
 }
 // The new item is moved into the place of the original.
 - (BOOL)replaceItemAtURL:(NSURL*)original
