@@ -15,8 +15,11 @@ namespace platform {
 
 class DownloadBounds {
   public:
-    static constexpr std::uintmax_t reserve = std::uintmax_t{256} << 20; // bytes left to others
+    // Bytes that stay for others.
+    static constexpr std::uintmax_t reserve = std::uintmax_t{256} << 20;
+    // The space is looked at again after so many.
     static constexpr std::uint64_t bytesBetweenLooks = std::uint64_t{8} << 20;
+    // Without a byte.
     static constexpr std::chrono::seconds patience{20};
     // What the user is told.
     static constexpr std::string_view tooFull = "There is not enough space.";
