@@ -11,7 +11,9 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
+#include <string>
 
 namespace tool::test {
 namespace {
@@ -40,6 +42,24 @@ class TesselOnAFaultyDisk : public testing::TestWithParam<const char*> {
         std::ofstream(folder / "content") << content;
         ASSERT_EQ(run({"state", "cache", "put", name, folder / "content"}, {}).status, 0);
     }
+    // Runs the command with each of its calls going wrong in turn, `needed` among them, and
+    // `prepare` before each run. `refuses` looks at a run, and says whether it was one that failed.
+    void
+    tryEachCall(const std::vector<std::string>& command, const char* needed,
+                const std::function<void()>& prepare,
+                const std::function<bool(const ToolResult&, const std::string& call)>& refuses) {
+        prepare();
+        ASSERT_EQ(runWithFaultAt(command, 0).status, 0);
+        const auto calls = disk.calls();
+        ASSERT_THAT(calls, Contains(needed));
+        int refused = 0;
+        for (std::size_t call = 1; call <= calls.size(); ++call) {
+            prepare();
+            const auto result = runWithFaultAt(command, call);
+            refused += refuses(result, std::to_string(call) + " " + calls[call - 1]) ? 1 : 0;
+        }
+        EXPECT_GT(refused, 0);
+    }
 
     test_support::TemporaryFolder folder;
     const FaultyDisk disk{folder / "state", folder / "calls"};
@@ -47,43 +67,29 @@ class TesselOnAFaultyDisk : public testing::TestWithParam<const char*> {
 
 TEST_P(TesselOnAFaultyDisk, callsACacheKeptOnlyWhenItIs) {
     std::ofstream(folder / "new") << "new";
-    const std::vector<std::string> command{"state", "cache", "put", "name", folder / "new"};
-    put("name", "old");
-    ASSERT_EQ(runWithFaultAt(command, 0).status, 0);
-    const auto calls = disk.calls();
-    ASSERT_THAT(calls, Contains("write"));
-    int refused = 0;
-    for (std::size_t call = 1; call <= calls.size(); ++call) {
-        put("name", "old");
-        const auto result = runWithFaultAt(command, call);
-        if (result.status == 0) {
-            EXPECT_EQ(read("name"), "new") << call << " " << calls[call - 1];
-        } else {
-            ++refused;
+    tryEachCall(
+        {"state", "cache", "put", "name", folder / "new"}, "write", [this] { put("name", "old"); },
+        [this](const ToolResult& result, const std::string& call) {
+            if (result.status == 0) {
+                EXPECT_EQ(read("name"), "new") << call;
+                return false;
+            }
             EXPECT_EQ(result.status, 1);
             EXPECT_THAT(result.error, StartsWith("tessel: "));
             EXPECT_THAT(result.error, HasSubstr((folder / "state").native()));
-        }
-    }
-    EXPECT_GT(refused, 0);
+            return true;
+        });
 }
 
 TEST_P(TesselOnAFaultyDisk, callsCredentialsDeletedOnlyWhenTheyAre) {
-    const std::vector<std::string> command{"credentials", "delete"};
-    put("credentials.json", "{}");
-    ASSERT_EQ(runWithFaultAt(command, 0).status, 0);
-    const auto calls = disk.calls();
-    ASSERT_THAT(calls, Contains("unlink"));
-    int refused = 0;
-    for (std::size_t call = 1; call <= calls.size(); ++call) {
-        put("credentials.json", "{}");
-        const auto result = runWithFaultAt(command, call);
-        const bool isThere = std::filesystem::exists(folder / "state/credentials.json");
-        EXPECT_EQ(result.status, isThere ? 1 : 0) << call << " " << calls[call - 1];
-        EXPECT_THAT(result.error, isThere ? StartsWith("tessel: ") : StartsWith(""));
-        refused += isThere ? 1 : 0;
-    }
-    EXPECT_GT(refused, 0);
+    tryEachCall(
+        {"credentials", "delete"}, "unlink", [this] { put("credentials.json", "{}"); },
+        [this](const ToolResult& result, const std::string& call) {
+            const bool isThere = std::filesystem::exists(folder / "state/credentials.json");
+            EXPECT_EQ(result.status, isThere ? 1 : 0) << call;
+            EXPECT_THAT(result.error, isThere ? StartsWith("tessel: ") : StartsWith(""));
+            return isThere;
+        });
 }
 
 TEST_P(TesselOnAFaultyDisk, callsATokenKeptOnlyWhenItIs) {

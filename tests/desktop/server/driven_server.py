@@ -9,34 +9,24 @@ import signal
 import subprocess
 import sys
 import threading
-from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
-from urllib.parse import unquote, urlsplit
+from urllib.parse import urlsplit
+
+sys.dont_write_bytecode = True  # nothing is written beside the sources
+import test_http  # noqa: E402
 
 SCRIPT = b'<script src="/driver.js" defer></script></head>'
 
 
-class Handler(BaseHTTPRequestHandler):
-    protocol_version = "HTTP/1.1"
+class Handler(test_http.Handler):
     inner = ""
-
-    def reply(self, kind, body):
-        self.send_response(200)
-        self.send_header("Content-Type", kind)
-        self.send_header("Cache-Control", "no-store")
-        self.send_header("Content-Length", str(len(body)))
-        self.end_headers()
-        self.wfile.write(body)
 
     def handle_request(self):
         address = urlsplit(self.path)
         if address.path == "/report":
-            with open(os.path.join(os.environ["TEST_PAGES"], "reports"), "a",
-                      encoding="utf-8") as reports:
-                reports.write(unquote(address.query) + "\n")
-            self.reply("text/plain", b"")
+            self.take_report(address.query)
         elif address.path == "/driver.js":
             with open(os.environ["TEST_DRIVER"], "rb") as driver:
-                self.reply("text/javascript", driver.read())
+                self.reply(200, "text/javascript", driver.read())
         else:
             try:
                 self.forward()
@@ -69,16 +59,6 @@ class Handler(BaseHTTPRequestHandler):
             self.wfile.write(piece)
         server.close()
 
-    def log_message(self, *_):
-        pass
-
-
-class Server(ThreadingHTTPServer):
-    daemon_threads = True
-
-    def handle_error(self, request, client_address):
-        pass  # a client that went away
-
 
 def main(arguments):
     server = os.environ["DRIVEN_SERVER"]
@@ -90,7 +70,7 @@ def main(arguments):
     program = subprocess.Popen([server, *arguments], stdout=subprocess.PIPE, text=True)
     Handler.inner = re.search(r"http://([^/]+)/", program.stdout.readline()).group(1)
     signal.signal(signal.SIGTERM, lambda *_: program.terminate())
-    outer = Server((host, int(port)), Handler)
+    outer = test_http.Server((host, int(port)), Handler)
     threading.Thread(target=outer.serve_forever, daemon=True).start()
     sys.exit(program.wait())
 

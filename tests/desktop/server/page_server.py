@@ -7,24 +7,16 @@ import os
 import signal
 import sys
 import time
-from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
-from urllib.parse import parse_qs, unquote, urlsplit
+from urllib.parse import parse_qs, urlsplit
 
-PAGES = os.environ.get("TEST_PAGES", ".")
+sys.dont_write_bytecode = True  # nothing is written beside the sources
+import test_http  # noqa: E402
+from test_http import PAGES  # noqa: E402
+
 PIECE = 64 * 1024
 
 
-class Handler(BaseHTTPRequestHandler):
-    protocol_version = "HTTP/1.1"
-
-    def reply(self, status, kind, body):
-        self.send_response(status)
-        self.send_header("Content-Type", kind)
-        self.send_header("Cache-Control", "no-store")
-        self.send_header("Content-Length", str(len(body)))
-        self.end_headers()
-        self.wfile.write(body)
-
+class Handler(test_http.Handler):
     def send_attachment(self, query):
         size = int(query["size"][0]) if "size" in query else None
         rate = int(query.get("rate", ["0"])[0])
@@ -52,9 +44,7 @@ class Handler(BaseHTTPRequestHandler):
             nonce = os.environ.get("MEDIASERVER_HEALTH_NONCE", "")
             self.reply(200, "application/json", b'{"status":"ok","nonce":"%s"}' % nonce.encode())
         elif address.path == "/report":
-            with open(os.path.join(PAGES, "reports"), "a", encoding="utf-8") as reports:
-                reports.write(unquote(address.query) + "\n")
-            self.reply(200, "text/plain", b"")
+            self.take_report(address.query)
         elif address.path == "/attachment":
             self.send_attachment(parse_qs(address.query, encoding="utf-8"))
         else:
@@ -65,16 +55,6 @@ class Handler(BaseHTTPRequestHandler):
             except OSError:
                 self.reply(404, "text/plain", b"There is nothing here.\n")
 
-    def log_message(self, *_):
-        pass
-
-
-class Server(ThreadingHTTPServer):
-    daemon_threads = True
-
-    def handle_error(self, request, client_address):
-        pass  # a client that went away
-
 
 def main(arguments):
     if "-version" in arguments:
@@ -82,7 +62,7 @@ def main(arguments):
         return
     host, port = arguments[arguments.index("-addr") + 1].rsplit(":", 1)
     signal.signal(signal.SIGTERM, signal.SIG_DFL)
-    server = Server((host, int(port)), Handler)
+    server = test_http.Server((host, int(port)), Handler)
     print("listening", flush=True)
     server.serve_forever()
 
