@@ -13,6 +13,9 @@ set(THREADS_PREFER_PTHREAD_FLAG ON)
 set(ZORVANE_SANITIZE "" CACHE STRING "Sanitizers for -fsanitize=, comma separated")
 set(ZORVANE_OUTPUT_DIR "${CMAKE_BINARY_DIR}" CACHE PATH "Folder that receives Zorvane.app and bin/")
 
+# clang-tidy wants every file by itself; so may who works on one of them.
+option(ZORVANE_UNITY "Compile several files as one where that saves most of the time" ON)
+
 include(GNUInstallDirs)
 # The headers of an installed Tessel, which include each other from here.
 set(ZORVANE_INCLUDE_DIR "${CMAKE_INSTALL_INCLUDEDIR}/tessel")
@@ -25,7 +28,9 @@ endif()
 
 add_library(zorvane_flags INTERFACE)
 target_compile_options(zorvane_flags INTERFACE
-  -Wall -Wextra -Wpedantic $<$<BOOL:${ZORVANE_WARNINGS_ARE_ERRORS}>:-Werror> -Wshadow
+  -Wall -Wextra -Wpedantic $<$<BOOL:${ZORVANE_WARNINGS_ARE_ERRORS}>:-Werror>
+  # What one of many files that are compiled as one hides from another is no mistake.
+  $<$<NOT:$<BOOL:$<TARGET_PROPERTY:UNITY_BUILD>>>:-Wshadow>
   -Wconversion -Wsign-conversion -Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast
   -Wimplicit-fallthrough)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")

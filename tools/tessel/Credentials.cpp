@@ -13,13 +13,13 @@
 namespace tool {
 namespace {
 
-struct Options {
+struct CredentialsOptions {
     std::shared_ptr<StoreOptions> store;
     bool reveal = false;
     bool json = false;
 };
 
-void show(const tessel::Credentials& credentials, const Options& options) {
+void show(const tessel::Credentials& credentials, const CredentialsOptions& options) {
     const auto linkedAt = tessel::formatTimestampWithoutFraction(credentials.linkedAt);
     if (options.json) {
         boost::json::object object{{"serverOrigin", credentials.serverOrigin},
@@ -39,7 +39,7 @@ void show(const tessel::Credentials& credentials, const Options& options) {
 }
 
 // Says that they are gone only when they are.
-void remove(const Options& options, Tool& tool) {
+void remove(const CredentialsOptions& options, Tool& tool) {
     const auto platform = platform::makeHeadlessPlatform(tool.environment);
     const auto store = existingStore(*options.store, *platform, tool.environment);
     if (const auto removed = store.tryDeleteCredentials(); !removed) {
@@ -55,7 +55,7 @@ void addCredentials(CLI::App& app, Tool& tool) {
     CLI::App* const credentials =
         app.add_subcommand("credentials", "What a finished link left behind");
     credentials->require_subcommand(1);
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<CredentialsOptions>();
     options->store = addStoreOptions(*credentials);
     CLI::App* const shown =
         credentials->add_subcommand("show", "Print the credentials; exit 1 without any");

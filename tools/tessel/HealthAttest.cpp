@@ -64,7 +64,7 @@ class BundleAt final : public platform::Bundle {
     platform::InfoDictionary info_;
 };
 
-struct Options {
+struct AttestOptions {
     std::string bundle;
     std::string resource;
     std::string commit;
@@ -86,7 +86,7 @@ void printResult(const tessel::AppHealthCheck& check, tessel::AppHealthStatus st
     emit("{}\n", tessel::prettyJsonText(result).value_or(""));
 }
 
-void attest(const Options& options, Tool& tool) {
+void attest(const AttestOptions& options, Tool& tool) {
     const auto system = platform::makeHeadlessPlatform(tool.environment);
     const std::filesystem::path folder = options.bundle;
     auto info = system->readInfoFile(folder / "Contents/Info.plist");
@@ -116,7 +116,7 @@ void addAttest(CLI::App& health, Tool& tool) {
         examples({"tessel health attest --bundle Studio.app --resource build-attestation",
                   "tessel health attest --bundle Studio.app --resource "
                   "build-attestation --commit $(git rev-parse HEAD)"}));
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<AttestOptions>();
     command->add_option("--bundle", options->bundle, "The application bundle")->required();
     command
         ->add_option("--resource", options->resource,

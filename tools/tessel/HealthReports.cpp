@@ -18,7 +18,7 @@
 namespace tool::health {
 namespace {
 
-struct Options {
+struct ReportsOptions {
     StoreOptions store;
     std::string file = "-";
     bool json = false;
@@ -29,15 +29,15 @@ struct Options {
     std::string trigger;
 };
 
-using SharedOptions = std::shared_ptr<Options>;
+using SharedOptions = std::shared_ptr<ReportsOptions>;
 
-void addFile(CLI::App& command, Options& options) {
+void addFile(CLI::App& command, ReportsOptions& options) {
     command.add_option("FILE", options.file, "A report; - is standard input")
         ->capture_default_str();
 }
 
 // The content of the file named on the command line; without it the exit status is 2.
-std::optional<std::string> input(const Options& options, Tool& tool) {
+std::optional<std::string> input(const ReportsOptions& options, Tool& tool) {
     auto content = contentOf(options.file);
     if (!content) {
         tool.refuse(content.error());
@@ -46,7 +46,7 @@ std::optional<std::string> input(const Options& options, Tool& tool) {
     return *std::move(content);
 }
 
-void validate(const Options& options, Tool& tool) {
+void validate(const ReportsOptions& options, Tool& tool) {
     const auto content = input(options, tool);
     if (!content) {
         return;
@@ -67,7 +67,7 @@ void validate(const Options& options, Tool& tool) {
     }
 }
 
-void record(const Options& options, Tool& tool) {
+void record(const ReportsOptions& options, Tool& tool) {
     const auto content = input(options, tool);
     if (!content) {
         return;
@@ -79,11 +79,11 @@ void record(const Options& options, Tool& tool) {
 }
 
 // A person gets a table, unless --json is given; a script always gets JSON.
-bool wantsTable(const Options& options) {
+bool wantsTable(const ReportsOptions& options) {
     return !options.json && outputIsTerminal();
 }
 
-void printReport(const tessel::AppHealthReport& report, const Options& options, Tool& tool) {
+void printReport(const tessel::AppHealthReport& report, const ReportsOptions& options, Tool& tool) {
     const auto data = tessel::AppHealthJSON::storedData(report);
     if (options.keys) {
         emit("{}\n", tessel::AppHealthReportFile::keyOf(report, data));
@@ -94,7 +94,7 @@ void printReport(const tessel::AppHealthReport& report, const Options& options, 
     }
 }
 
-void printEntries(const Options& options, Tool& tool,
+void printEntries(const ReportsOptions& options, Tool& tool,
                   const std::vector<tessel::StoredAppHealthReport>& all) {
     if (!options.keys && wantsTable(options)) {
         printText(tableOf(all, wantsColour(tool.environment)));
@@ -109,7 +109,7 @@ void printEntries(const Options& options, Tool& tool,
     }
 }
 
-void latest(const Options& options, Tool& tool, const StoreToRead& store) {
+void latest(const ReportsOptions& options, Tool& tool, const StoreToRead& store) {
     if (const auto report = store->latestReport()) {
         printReport(*report, options, tool);
         return;
@@ -122,7 +122,7 @@ void latest(const Options& options, Tool& tool, const StoreToRead& store) {
                   : fmt::format("{} holds no report that can be read", file.native()));
 }
 
-void find(const Options& options, Tool& tool, const StoreToRead& store) {
+void find(const ReportsOptions& options, Tool& tool, const StoreToRead& store) {
     const auto trigger = tessel::fromRawValue<tessel::AppHealthTrigger>(options.trigger);
     if (const auto report =
             store->findReport(options.app, options.version, options.build, trigger)) {
@@ -133,7 +133,7 @@ void find(const Options& options, Tool& tool, const StoreToRead& store) {
 }
 
 CLI::App& addCommand(CLI::App& health, Tool& tool, const SharedOptions& options, const char* name,
-                     const char* description, void (*action)(const Options&, Tool&)) {
+                     const char* description, void (*action)(const ReportsOptions&, Tool&)) {
     CLI::App* const command = health.add_subcommand(name, description);
     command->callback([options, &tool, action] { action(*options, tool); });
     return *command;
@@ -141,7 +141,7 @@ CLI::App& addCommand(CLI::App& health, Tool& tool, const SharedOptions& options,
 
 CLI::App& addLook(CLI::App& health, Tool& tool, const SharedOptions& options, const char* name,
                   const char* description,
-                  void (*action)(const Options&, Tool&, const StoreToRead&)) {
+                  void (*action)(const ReportsOptions&, Tool&, const StoreToRead&)) {
     CLI::App* const command = health.add_subcommand(name, description);
     options->store.addRoot(*command);
     command->add_flag("--keys", options->keys, "Print the reports' keys only");
@@ -159,7 +159,7 @@ CLI::App& addLook(CLI::App& health, Tool& tool, const SharedOptions& options, co
 } // namespace
 
 void addReports(CLI::App& health, Tool& tool) {
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<ReportsOptions>();
     CLI::App& validating =
         addCommand(health, tool, options, "validate",
                    "Print what is wrong with a report, or ok; exit 1 if something is", validate);
@@ -178,11 +178,11 @@ void addReports(CLI::App& health, Tool& tool) {
         .footer(examples({"tessel health latest --root reports",
                           "tessel health latest --root reports --json | jq .status"}));
     addLook(health, tool, options, "history", "Print the reports that are kept, oldest first",
-            [](const Options& chosen, Tool& called, const StoreToRead& store) {
+            [](const ReportsOptions& chosen, Tool& called, const StoreToRead& store) {
                 printEntries(chosen, called, store->historyEntries());
             });
     addLook(health, tool, options, "pending", "Print the reports still to be submitted",
-            [](const Options& chosen, Tool& called, const StoreToRead& store) {
+            [](const ReportsOptions& chosen, Tool& called, const StoreToRead& store) {
                 printEntries(chosen, called, store->pendingEntries());
             });
     CLI::App& finding =

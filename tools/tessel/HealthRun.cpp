@@ -26,7 +26,7 @@ using platform::posix::WatchedEnd;
 using tessel::AppHealthCheck;
 using tessel::AppHealthStatus;
 
-struct Options {
+struct RunOptions {
     StoreOptions store;
     std::string plan;
     std::string trigger = "manual";
@@ -149,7 +149,7 @@ void endInterrupted(const Interrupts& interrupts, Tool& tool) {
     tool.status = Interrupts::exitStatus(interrupts.signal());
 }
 
-void run(const Options& options, Tool& tool, const Plan& plan) {
+void run(const RunOptions& options, Tool& tool, const Plan& plan) {
     const Interrupts interrupts;
     Checks checks(plan, tool.environment, interrupts);
     Submitter submitter(options.submit, tool.environment, interrupts);
@@ -173,7 +173,7 @@ void run(const Options& options, Tool& tool, const Plan& plan) {
     }
 }
 
-void runPlan(const Options& options, Tool& tool) {
+void runPlan(const RunOptions& options, Tool& tool) {
     const auto text = contentOf(options.plan);
     if (!text) {
         tool.refuse(text.error());
@@ -187,7 +187,7 @@ void runPlan(const Options& options, Tool& tool) {
     guarded(tool, [&] { run(options, tool, *plan); });
 }
 
-void flush(const Options& options, Tool& tool) {
+void flush(const RunOptions& options, Tool& tool) {
     if (!isThere(options.store, tool)) {
         return;
     }
@@ -204,7 +204,7 @@ void flush(const Options& options, Tool& tool) {
     });
 }
 
-CLI::Option* addSubmit(CLI::App& command, Options& options) {
+CLI::Option* addSubmit(CLI::App& command, RunOptions& options) {
     return command
         .add_option("--submit", options.submit,
                     "A shell command that takes each pending report on standard input and "
@@ -213,7 +213,7 @@ CLI::Option* addSubmit(CLI::App& command, Options& options) {
 }
 
 void addFlush(CLI::App& health, Tool& tool) {
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<RunOptions>();
     CLI::App* const command = health.add_subcommand(
         "flush", "Send the pending reports, oldest first; exit 1 if one is not taken");
     options->store.addRoot(*command);
@@ -226,7 +226,7 @@ void addFlush(CLI::App& health, Tool& tool) {
 } // namespace
 
 void addRun(CLI::App& health, Tool& tool) {
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<RunOptions>();
     CLI::App* const command = health.add_subcommand(
         "run", "Run the checks of a plan, keep and print the report; exit 1 if it failed");
     options->store.addRoot(*command);

@@ -16,7 +16,7 @@ namespace {
 
 using tessel::DeviceLink;
 
-struct Options {
+struct LinkOptions {
     std::string origin;
     StoreOptions store;
     std::optional<std::string> name;
@@ -48,7 +48,7 @@ void printLine(const boost::json::object& object) {
 
 class Session {
   public:
-    Session(const Options& options, Tool& tool)
+    Session(const LinkOptions& options, Tool& tool)
         : options_(options)
         , tool_(tool)
         , platform_(platform::makeHeadlessPlatform(tool.environment)) {
@@ -183,7 +183,7 @@ class Session {
         }
     }
 
-    const Options& options_;
+    const LinkOptions& options_;
     Tool& tool_;
     Interrupts interrupts_;
     platform::RunLoop loop_;
@@ -197,7 +197,7 @@ class Session {
 } // namespace
 
 void addLink(CLI::App& app, Tool& tool) {
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<LinkOptions>();
     CLI::App* const link = app.add_subcommand(
         "link", "Link to an account: show a code, wait until it is approved; exit 0 when linked");
     link->add_option("--origin", options->origin, "The account service")

@@ -11,13 +11,13 @@
 namespace tool {
 namespace {
 
-struct Options {
+struct StateOptions {
     std::shared_ptr<StoreOptions> store;
     std::string name;
     std::string file = "-";
 };
 
-void putCache(const Options& options, platform::HeadlessPlatform& platform, Tool& tool) {
+void putCache(const StateOptions& options, platform::HeadlessPlatform& platform, Tool& tool) {
     const auto content = contentOf(options.file, tessel::StateStore::largestCache);
     if (!content) {
         tool.fail(content.error());
@@ -32,7 +32,7 @@ void putCache(const Options& options, platform::HeadlessPlatform& platform, Tool
     }
 }
 
-void getCache(const Options& options, platform::HeadlessPlatform& platform, Tool& tool) {
+void getCache(const StateOptions& options, platform::HeadlessPlatform& platform, Tool& tool) {
     const auto store = existingStore(*options.store, platform, tool.environment);
     const auto content = store.loadCache(options.name);
     if (!content) {
@@ -44,14 +44,14 @@ void getCache(const Options& options, platform::HeadlessPlatform& platform, Tool
     printText(*content);
 }
 
-void removeCache(const Options& options, platform::HeadlessPlatform& platform, Tool& tool) {
+void removeCache(const StateOptions& options, platform::HeadlessPlatform& platform, Tool& tool) {
     const auto store = existingStore(*options.store, platform, tool.environment);
     if (const auto removed = store.tryRemoveCache(options.name); !removed) {
         tool.fail(removed.error().description());
     }
 }
 
-void moveToTrash(const Options& options, platform::HeadlessPlatform& platform, Tool& tool) {
+void moveToTrash(const StateOptions& options, platform::HeadlessPlatform& platform, Tool& tool) {
     if (!platform.privateFiles().exists(options.name)) {
         tool.fail(fmt::format("there is no {}", options.name));
         return;
@@ -65,7 +65,7 @@ void moveToTrash(const Options& options, platform::HeadlessPlatform& platform, T
     emit("{}\n", moved->native());
 }
 
-void makeFolder(const Options& options, platform::HeadlessPlatform& platform, Tool& tool) {
+void makeFolder(const StateOptions& options, platform::HeadlessPlatform& platform, Tool& tool) {
     const auto store = openStore(*options.store, platform, tool.environment);
     if (const auto& failure = store.setUpFailure()) {
         tool.fail(failure->description());
@@ -74,16 +74,17 @@ void makeFolder(const Options& options, platform::HeadlessPlatform& platform, To
     emit("{}\n", store.baseDir().native());
 }
 
-using Action = void (*)(const Options&, platform::HeadlessPlatform&, Tool&);
+using Action = void (*)(const StateOptions&, platform::HeadlessPlatform&, Tool&);
 
-void run(CLI::App& command, const std::shared_ptr<Options>& options, Tool& tool, Action action) {
+void run(CLI::App& command, const std::shared_ptr<StateOptions>& options, Tool& tool,
+         Action action) {
     command.callback([options, &tool, action] {
         const auto platform = platform::makeHeadlessPlatform(tool.environment);
         action(*options, *platform, tool);
     });
 }
 
-void addCache(CLI::App& state, const std::shared_ptr<Options>& options, Tool& tool) {
+void addCache(CLI::App& state, const std::shared_ptr<StateOptions>& options, Tool& tool) {
     CLI::App* const cache = state.add_subcommand("cache", "Keep bytes under a name");
     cache->require_subcommand(1);
     CLI::App* const put = cache->add_subcommand("put", "Save a file's bytes, or standard input's");
@@ -107,7 +108,7 @@ void addCache(CLI::App& state, const std::shared_ptr<Options>& options, Tool& to
 void addState(CLI::App& app, Tool& tool) {
     CLI::App* const state = app.add_subcommand("state", "An application's private folder");
     state->require_subcommand(1);
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<StateOptions>();
     options->store = addStoreOptions(*state);
     CLI::App* const dir = state->add_subcommand("dir", "Make the folder and print its path");
     dir->footer(examples({"tessel state dir --app Zorvane",

@@ -19,7 +19,7 @@
 namespace tool {
 namespace {
 
-struct Options {
+struct WebOptions {
     std::string file;
     bool reveal = false;
     bool noSandbox = false;
@@ -57,7 +57,7 @@ std::string findToolkitProgram(const std::filesystem::path& executable) {
         .native();
 }
 
-void openWindow(const Options& options, Tool& tool) {
+void openWindow(const WebOptions& options, Tool& tool) {
     const auto executable = platform::makeHeadlessPlatform(tool.environment)->executablePath();
     const auto program = findWindowProgram(executable);
     if (!program) {
@@ -78,7 +78,7 @@ void openWindow(const Options& options, Tool& tool) {
     tool.fail(fmt::format("cannot start {}: {}", path, platform::errnoText(errno)));
 }
 
-void printScript(const Options& options, Script script, Tool& tool) {
+void printScript(const WebOptions& options, Script script, Tool& tool) {
     const auto config = readWebAppFile(options.file);
     if (!config) {
         tool.refuse(config.error());
@@ -88,8 +88,8 @@ void printScript(const Options& options, Script script, Tool& tool) {
     printText(text);
 }
 
-std::shared_ptr<Options> addConfig(CLI::App& command) {
-    auto options = std::make_shared<Options>();
+std::shared_ptr<WebOptions> addConfig(CLI::App& command) {
+    auto options = std::make_shared<WebOptions>();
     command.add_option("CONFIG", options->file, "The web application: a JSON file, or -")
         ->required();
     return options;
