@@ -11,6 +11,7 @@
 #include <array>
 #include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <stdexcept>
@@ -24,6 +25,8 @@ namespace {
 using platform::posix::UniqueFd;
 
 constexpr std::chrono::seconds patience{30};
+// A limit that every system has, where not every one has a device that is full.
+constexpr const char* mayWriteNothing = "trap '' XFSZ; ulimit -f 0; exec \"$0\" \"$@\"";
 
 struct Made {
     UniqueFd child;
@@ -45,13 +48,24 @@ Made makeTerminal() {
     return made;
 }
 
+// Without a name.
+UniqueFd makeFile() {
+    std::FILE* const file = std::tmpfile();
+    if (file == nullptr) {
+        throw std::runtime_error("there is no temporary file");
+    }
+    UniqueFd made(::fcntl(::fileno(file), F_DUPFD_CLOEXEC, 0));
+    std::fclose(file);
+    return made;
+}
+
 Made make(Stream stream) {
     if (stream == Stream::terminal) {
         return makeTerminal();
     }
     Made made;
     if (stream == Stream::full) {
-        made.child.reset(::open("/dev/full", O_WRONLY | O_CLOEXEC));
+        made.child = makeFile();
     } else if (stream != Stream::closed) {
         auto pipe = platform::posix::makePipe();
         made.child = std::move(pipe->writeEnd);
@@ -107,6 +121,9 @@ ToolProcess::ToolProcess(const std::vector<std::string>& arguments, Streams stre
     std::vector<std::string> words = wrapper;
     if (words.empty()) {
         words.emplace_back(TESSEL_EXECUTABLE);
+    }
+    if (streams.output == Stream::full || streams.error == Stream::full) {
+        words.insert(words.begin(), {"/bin/sh", "-c", mayWriteNothing});
     }
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<std::string> variables = mergedEnvironment(environment);

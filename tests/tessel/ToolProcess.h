@@ -1,6 +1,6 @@
 // The real `tessel` while it runs, with each of its three standard descriptors at the end of
-// something real: a pipe, a pipe whose other end is closed, a full device, a terminal. For tests.
-// Killed by its id and reaped at the end whatever happened.
+// something real: a pipe, a pipe whose other end is closed, a file that must not grow, a terminal.
+// For tests. Killed by its id and reaped at the end whatever happened.
 #pragma once
 
 #include "platform/posix/UniqueFd.h"
@@ -16,7 +16,7 @@ namespace tool::test {
 enum class Stream {
     pipe,     // read by this process
     gonePipe, // nobody has the other end
-    full,     // a device on which no byte fits
+    full,     // a file in which no byte fits
     closed,   // no descriptor at all
     terminal, // the slave of a pseudo-terminal that this process reads
 };
