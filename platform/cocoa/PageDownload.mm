@@ -2,11 +2,13 @@
 
 #include "platform/DownloadBounds.h"
 #include "platform/DownloadName.h"
+#include "platform/DownloadTexts.h"
 #include "platform/cocoa/Text.h"
 
 #include <chrono>
 #include <filesystem>
 #include <optional>
+#include <string>
 #include <system_error>
 
 namespace {
@@ -88,14 +90,19 @@ ZorvanePageDownload* current = nil;
     return _part;
 }
 
+// The file's, as the user has chosen it.
+- (std::string)name {
+    return platform::cocoa::fromFoundation(_target.lastPathComponent).value_or("");
+}
+
 - (void)showProgress {
     NSWindow* const window = _window;
     if (window == nil) {
         return;
     }
     _panel = [[NSAlert alloc] init];
-    _panel.messageText = [@"Saving " stringByAppendingString:_target.lastPathComponent];
-    [_panel addButtonWithTitle:@"Cancel"];
+    _panel.messageText = platform::cocoa::toFoundation(platform::savingText([self name]));
+    [_panel addButtonWithTitle:platform::cocoa::toFoundation(platform::cancelSavingText)];
     _bar = [[NSProgressIndicator alloc] initWithFrame:NSMakeRect(0, 0, barWidth, barHeight)];
     _bar.indeterminate = NO;
     _bar.maxValue = 1;
@@ -175,7 +182,7 @@ ZorvanePageDownload* current = nil;
         return;
     }
     NSAlert* const alert = [[NSAlert alloc] init];
-    alert.messageText = [_target.lastPathComponent stringByAppendingString:@" could not be saved."];
+    alert.messageText = platform::cocoa::toFoundation(platform::notSavedText([self name]));
     alert.informativeText = why;
     alert.window.preventsApplicationTerminationWhenModal = NO;
     [alert beginSheetModalForWindow:window

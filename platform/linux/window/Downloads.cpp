@@ -2,6 +2,7 @@
 
 #include "platform/DownloadBounds.h"
 #include "platform/DownloadName.h"
+#include "platform/DownloadTexts.h"
 #include "platform/linux/GObjectPtr.h"
 #include "platform/linux/window/PageMemory.h"
 #include "platform/linux/window/PanelWindow.h"
@@ -141,10 +142,10 @@ class Downloads::Transfer {
         replaces_ = std::filesystem::exists(target_, ignored);
         panel_.emplace(
             owner_.toplevels_,
-            PanelWindow::Content{.title = "Saving " + name_,
+            PanelWindow::Content{.title = savingText(name_),
                                  .text = "In " + target_.parent_path().native(),
                                  .linkTitle = {},
-                                 .buttons = {"Cancel"},
+                                 .buttons = {std::string(cancelSavingText)},
                                  .defaultButton = noButton,
                                  .closeAnswer = 0,
                                  .showsProgress = true,
@@ -316,9 +317,7 @@ void Downloads::onStarted(WebKitNetworkSession* /*session*/, WebKitDownload* dow
 
 void Downloads::failed(const std::string& name, const std::string& why) {
     alerts_.show(++lastAlert_,
-                 {.message = fmt::format("{} could not be saved.", name),
-                  .informativeText = why,
-                  .buttons = {}},
+                 {.message = notSavedText(name), .informativeText = why, .buttons = {}},
                  [](std::uint32_t) {});
 }
 
