@@ -102,6 +102,45 @@ Screenshot Screenshot::part(const Box& box) const {
     return part;
 }
 
+Colour Screenshot::at(int x, int y) const {
+    return pixels_[static_cast<std::size_t>(y) * static_cast<std::size_t>(width_) +
+                   static_cast<std::size_t>(x)];
+}
+
+std::vector<Box> Screenshot::lines(const Box& area) const {
+    constexpr int clearlyOther = 24;
+    const Colour ground = dominantColour();
+    const auto standsOut = [&](Colour pixel) {
+        return std::abs(pixel.red - ground.red) > clearlyOther ||
+               std::abs(pixel.green - ground.green) > clearlyOther ||
+               std::abs(pixel.blue - ground.blue) > clearlyOther;
+    };
+    std::vector<Box> lines;
+    bool inLine = false;
+    for (int y = area.y; y < std::min(area.y + area.height, height_); ++y) {
+        int first = -1;
+        int last = -1;
+        for (int x = area.x; x < std::min(area.x + area.width, width_); ++x) {
+            if (standsOut(at(x, y))) {
+                first = first < 0 ? x : first;
+                last = x;
+            }
+        }
+        if (first >= 0 && !inLine) {
+            lines.push_back({.x = first, .y = y});
+        }
+        inLine = first >= 0;
+        if (inLine) {
+            Box& line = lines.back();
+            const int right = std::max(line.x + line.width, last + 1);
+            line.x = std::min(line.x, first);
+            line.width = right - line.x;
+            line.height = y + 1 - line.y;
+        }
+    }
+    return lines;
+}
+
 double Screenshot::contrast() const {
     const double ground = relativeLuminance(dominantColour());
     double best = 1;

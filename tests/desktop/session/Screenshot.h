@@ -49,6 +49,9 @@ class Screenshot {
     [[nodiscard]] Box boxOfDifference(const Screenshot& other) const;
     // As far as the picture goes.
     [[nodiscard]] Screenshot part(const Box& box) const;
+    // What stands out from the dominant colour inside the area, line by line: a box around each
+    // stretch of pixel rows that hold any of it.
+    [[nodiscard]] std::vector<Box> lines(const Box& area) const;
     // How well a drawing on one ground is seen: the contrast ratio of WCAG 2, 1 to 21, between the
     // dominant colour and the one that differs most from it.
     [[nodiscard]] double contrast() const;
@@ -57,6 +60,8 @@ class Screenshot {
     // Around all pixels of which that holds, by their index.
     template <typename Condition>
     [[nodiscard]] Box boxOfThose(Condition holds) const;
+
+    [[nodiscard]] Colour at(int x, int y) const;
 
     int width_ = 0;
     int height_ = 0;
