@@ -122,6 +122,14 @@ TEST_F(StatusMenu, bringsTheHiddenWindowBack) {
     EXPECT_TRUE(windowAppears());
 }
 
+TEST_F(StatusMenu, bringsTheHiddenWindowBackWhenTheItemIsActivated) {
+    ASSERT_NO_FATAL_FAILURE(launchUntilInTheTray());
+    session.close(window().value());
+    ASSERT_TRUE(windowDisappears());
+    tray.activate();
+    EXPECT_TRUE(windowAppears());
+}
+
 TEST_F(StatusMenu, copiesTheServersAddressAndOpensItInTheBrowser) {
     setBrowser();
     ASSERT_NO_FATAL_FAILURE(launchUntilInTheTray());

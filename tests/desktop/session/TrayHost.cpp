@@ -49,6 +49,11 @@ TrayHost::Variant TrayHost::menu(const char* method, GVariant* parameters) const
                       parameters);
 }
 
+void TrayHost::activate() const {
+    (void)tray_.call(item_.c_str(), "/StatusNotifierItem", itemInterface, "Activate",
+                     g_variant_new("(ii)", 0, 0));
+}
+
 void TrayHost::giveActivationToken(const char* token) const {
     (void)tray_.call(item_.c_str(), "/StatusNotifierItem", itemInterface,
                      "ProvideXdgActivationToken", g_variant_new("(s)", token));

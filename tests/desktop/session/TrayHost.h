@@ -27,6 +27,8 @@ class TrayHost {
     [[nodiscard]] std::string text(const char* property) const;
     [[nodiscard]] std::string toolTip() const; // its title, and its description in the lines below
 
+    // What a host does on a left click that opens no menu.
+    void activate() const;
     // What desktops do before they tell the item what the user chose.
     void giveActivationToken(const char* token) const;
 
