@@ -86,6 +86,38 @@ Result keepEntry(const Launcher& launcher, const std::filesystem::path& place, F
     return {};
 }
 
+std::filesystem::path entryOf(const std::string& id, const std::filesystem::path& dataHome) {
+    return dataHome / "applications" / (id + ".desktop");
+}
+
+std::filesystem::path iconOf(const std::string& id, const std::filesystem::path& dataHome) {
+    return dataHome / "icons/hicolor/scalable/apps" / (id + ".svg");
+}
+
+// Only when the system says so: a folder that cannot be read says nothing.
+bool isGone(const std::filesystem::path& file) {
+    std::error_code failed;
+    return std::filesystem::status(file, failed).type() == std::filesystem::file_type::not_found;
+}
+
+bool namesAMissingProgram(const std::string& content) {
+    const KeyFile file = parse(content);
+    if (!file) {
+        return false;
+    }
+    const gtk::GMemory<char> program(
+        ::g_key_file_get_string(file.get(), group, "TryExec", nullptr));
+    return program && std::filesystem::path(program.get()).is_absolute() && isGone(program.get());
+}
+
+Result removed(const std::filesystem::path& file) {
+    std::error_code failed;
+    std::filesystem::remove(file, failed);
+    return failed ? std::unexpected(
+                        fmt::format("cannot remove {}: {}", file.native(), failed.message()))
+                  : Result{};
+}
+
 // Only a link is ours to replace.
 Result keepIcon(const Launcher& launcher, const std::filesystem::path& place, FileSystem& files) {
     std::error_code failed;
@@ -111,13 +143,25 @@ Result keepIcon(const Launcher& launcher, const std::filesystem::path& place, Fi
 
 Result keepLauncher(const Launcher& launcher, const std::filesystem::path& dataHome,
                     FileSystem& files) {
-    auto kept = keepEntry(launcher,
-                          dataHome / "applications" / (launcher.applicationId + ".desktop"), files);
-    return kept ? keepIcon(launcher,
-                           dataHome / "icons/hicolor/scalable/apps" /
-                               (launcher.applicationId + ".svg"),
-                           files)
-                : kept;
+    auto kept = keepEntry(launcher, entryOf(launcher.applicationId, dataHome), files);
+    return kept ? keepIcon(launcher, iconOf(launcher.applicationId, dataHome), files) : kept;
+}
+
+Result removeStrayLauncher(const std::string& applicationId,
+                           const std::filesystem::path& dataHome) {
+    const std::filesystem::path entry = entryOf(applicationId, dataHome);
+    const auto content = posix::readFile(entry, largestEntry);
+    if (!content || !namesAMissingProgram(*content)) {
+        return {};
+    }
+    const std::filesystem::path icon = iconOf(applicationId, dataHome);
+    std::error_code failed;
+    if (std::filesystem::is_symlink(icon, failed) && isGone(icon)) {
+        if (auto gone = removed(icon); !gone) {
+            return gone;
+        }
+    }
+    return removed(entry);
 }
 
 } // namespace platform

@@ -60,7 +60,8 @@ bool needsALauncher(const Bundle& bundle, const ApplicationFolders& folders) {
 
 LinuxPlatform::LinuxPlatform(const NativeOptions& options, const Environment& environment,
                              appcast::Predecessor predecessor)
-    : folders_(xdgFolders(environment, homeFolder(environment)))
+    : applicationId_(options.applicationId)
+    , folders_(xdgFolders(environment, homeFolder(environment)))
     , log_(environment)
     , windows_({.executable = besideThisProgram(options.windowExecutable),
                 .applicationId = options.applicationId,
@@ -136,16 +137,29 @@ LinuxPlatform::LinuxPlatform(const NativeOptions& options, const Environment& en
             copyNotice_.show({.title = name, .text = text, .action = {}}, [] {});
         };
     if (needsALauncher(bundle_, applicationFolders_)) {
-        keepLauncher(options.applicationId);
+        keepLauncher();
+    } else {
+        takeStrayLauncherAway();
     }
 }
 
-void LinuxPlatform::keepLauncher(const std::string& applicationId) {
+LinuxPlatform::~LinuxPlatform() {
+    backgroundQueues_.finish();
+    takeStrayLauncherAway(); // the bundle may have gone meanwhile
+}
+
+void LinuxPlatform::takeStrayLauncherAway() {
+    if (const auto tidied = removeStrayLauncher(applicationId_, folders_.dataHome); !tidied) {
+        log_.write(tidied.error());
+    }
+}
+
+void LinuxPlatform::keepLauncher() {
     const std::filesystem::path resources = bundle_.resourcesPath().value_or("");
     const auto kept = platform::keepLauncher(
-        {.applicationId = applicationId,
-         .entry = resources / (applicationId + ".desktop"),
-         .icon = resources / "icons/hicolor/scalable/apps" / (applicationId + ".svg"),
+        {.applicationId = applicationId_,
+         .entry = resources / (applicationId_ + ".desktop"),
+         .icon = resources / "icons/hicolor/scalable/apps" / (applicationId_ + ".svg"),
          .executable = bundle_.executablePath()},
         folders_.dataHome, fileSystem_);
     if (!kept) {

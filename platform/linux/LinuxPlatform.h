@@ -42,7 +42,7 @@ class LinuxPlatform final : public NativePlatform {
     LinuxPlatform(const NativeOptions& options, const Environment& environment,
                   appcast::Predecessor predecessor);
     // Waits for the background tasks that are running: they use everything else.
-    ~LinuxPlatform() override { backgroundQueues_.finish(); }
+    ~LinuxPlatform() override;
     LinuxPlatform(const LinuxPlatform&) = delete;
     LinuxPlatform& operator=(const LinuxPlatform&) = delete;
 
@@ -78,9 +78,11 @@ class LinuxPlatform final : public NativePlatform {
     Workspace& workspace() override { return workspace_; }
 
   private:
-    void keepLauncher(const std::string& applicationId);
+    void keepLauncher();
+    void takeStrayLauncherAway();
 
     // Destroyed from the last to the first: what calls back goes before what is called.
+    const std::string applicationId_;
     const XdgFolders folders_;
     StderrLog log_;
     WindowHost windows_;

@@ -9,6 +9,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 
 namespace desktop {
 namespace {
@@ -25,17 +26,25 @@ class Install : public ApplicationTest {
     void launchFromDownloads() {
         // Where this folder exists and can be written, the application would be moved there.
         ASSERT_NE(::access("/Applications", W_OK), 0) << "this machine has /Applications";
-        const path built = path(ZORVANE_APPLICATION).parent_path().parent_path().parent_path();
-        std::filesystem::create_directories(downloaded.parent_path());
-        std::filesystem::copy(built, downloaded,
-                              std::filesystem::copy_options::recursive |
-                                  std::filesystem::copy_options::copy_symlinks);
+        copyTheBundleTo(downloaded);
         session.environment.erase("OSTRA_DEV_NO_MOVE");
         application =
             session.start({(downloaded / "Contents/MacOS/Zorvane").string()}, "application");
         ASSERT_TRUE(eventually([&] { return prompt().has_value(); }))
             << application->standardError();
         session.focus(*prompt());
+    }
+
+    static void copyTheBundleTo(const path& place) {
+        const path built = path(ZORVANE_APPLICATION).parent_path().parent_path().parent_path();
+        std::filesystem::create_directories(place.parent_path());
+        std::filesystem::copy(built, place,
+                              std::filesystem::copy_options::recursive |
+                                  std::filesystem::copy_options::copy_symlinks);
+    }
+    // Of a link, too, that leads nowhere.
+    [[nodiscard]] static bool isThere(const path& file) {
+        return std::filesystem::exists(std::filesystem::symlink_status(file));
     }
 
     // The question mark at the end has a meaning of its own where windows are looked for.
@@ -102,6 +111,28 @@ TEST_F(Install, movesAndRelaunchesAndTheOldInstanceGoes) {
 
     ::kill(running[0].pid, SIGTERM);
     EXPECT_TRUE(nothingIsLeft());
+}
+
+TEST_F(Install, takesItsLauncherAlongWhenTheBundleHasGone) {
+    copyTheBundleTo(installed);
+    application = session.start({(installed / "Contents/MacOS/Zorvane").string()}, "application");
+    ASSERT_TRUE(windowAppears()) << application->standardError();
+    EXPECT_TRUE(isThere(launcher));
+    EXPECT_TRUE(isThere(launchersIcon));
+    std::filesystem::remove_all(installed);
+    application->signal(SIGTERM);
+    EXPECT_EQ(application->waitForExit(patience), 0) << application->standardError();
+    EXPECT_FALSE(isThere(launcher));
+    EXPECT_FALSE(isThere(launchersIcon));
+}
+
+TEST_F(Install, takesTheLauncherOfAnEarlierBundleAwayAtItsStart) {
+    std::filesystem::create_directories(launcher.parent_path());
+    std::ofstream(launcher) << "[Desktop Entry]\nType=Application\nName=Zorvane\nTryExec="
+                            << (installed / "Contents/MacOS/Zorvane").string() << '\n';
+    application = launch();
+    ASSERT_TRUE(windowAppears()) << application->standardError();
+    EXPECT_FALSE(isThere(launcher));
 }
 
 TEST_F(Install, asksOnceWithTheApplicationsIconAndTheDefaultMarked) {

@@ -41,6 +41,10 @@ class LauncherTest : public ::testing::Test {
         return kept.has_value();
     }
 
+    [[nodiscard]] bool tidy() const {
+        return removeStrayLauncher(launcher.applicationId, dataHome).has_value();
+    }
+
     // What a desktop makes of the entry; nothing when it is not to be shown.
     [[nodiscard]] std::unique_ptr<GDesktopAppInfo, decltype(&g_object_unref)> read() const {
         return {g_desktop_app_info_new_from_filename(entry.c_str()), &g_object_unref};
@@ -72,9 +76,34 @@ TEST_F(LauncherTest, startsTheExecutableUnderTheNameAndIconOfTheApplication) {
 
 TEST_F(LauncherTest, goesWithTheBundle) {
     ASSERT_TRUE(keep());
+    EXPECT_TRUE(tidy());
+    EXPECT_TRUE(read());
     std::filesystem::remove_all(launcher.executable.parent_path().parent_path());
-    EXPECT_FALSE(read());
+    EXPECT_FALSE(read()); // at once, for a desktop
     EXPECT_FALSE(std::filesystem::exists(icon));
+    EXPECT_TRUE(tidy());
+    EXPECT_FALSE(std::filesystem::exists(std::filesystem::symlink_status(entry)));
+    EXPECT_FALSE(std::filesystem::exists(std::filesystem::symlink_status(icon)));
+    EXPECT_TRUE(tidy()); // there is nothing
+}
+
+TEST_F(LauncherTest, goesAloneWhenTheIconIsTheUsers) {
+    ASSERT_TRUE(keep());
+    std::filesystem::remove(icon);
+    std::ofstream(icon) << "<svg id='mine'/>";
+    std::filesystem::remove_all(launcher.executable.parent_path().parent_path());
+    EXPECT_TRUE(tidy());
+    EXPECT_FALSE(std::filesystem::exists(entry));
+    EXPECT_TRUE(std::filesystem::exists(icon));
+}
+
+TEST_F(LauncherTest, staysWhenNobodyKnowsThatItsProgramIsGone) {
+    std::filesystem::create_directories(entry.parent_path());
+    for (const char* line : {"", "TryExec=zorvane\n", "TryExec=missing/zorvane\n"}) {
+        std::ofstream(entry) << "[Desktop Entry]\nType=Application\nName=Mine\nExec=true\n" << line;
+        EXPECT_TRUE(tidy()) << line;
+        EXPECT_TRUE(std::filesystem::exists(entry)) << line;
+    }
 }
 
 TEST_F(LauncherTest, followsABundleThatLiesElsewhereNow) {
