@@ -13,6 +13,7 @@ namespace {
 
 using ::testing::AllOf;
 using ::testing::Contains;
+using ::testing::Each;
 using ::testing::Field;
 using ::testing::HasSubstr;
 
@@ -20,6 +21,15 @@ class Accessible : public ApplicationTest {
   protected:
     Accessibility accessibility{session};
 };
+
+TEST_F(Accessible, theApplicationIsCalledZorvane) {
+    launchUntilReady();
+    EXPECT_TRUE(eventually([&] { return !accessibility.objects().empty(); }));
+    EXPECT_THAT(accessibility.objects(), Each(Field(&AccessibleObject::application, "Zorvane")));
+    // Window managers and desktop entries know it by its id all the same.
+    EXPECT_THAT(session.ask({"xprop", "-id", window().value_or(""), "WM_CLASS"}),
+                HasSubstr("\"app.zorvane\"\n"));
+}
 
 TEST_F(Accessible, theButtonsOfTheHeaderBarHaveNamesAndDescriptions) {
     launchUntilReady();

@@ -1,7 +1,7 @@
 #include "platform/linux/window/MenuBars.h"
 
 #include "platform/linux/GObjectPtr.h"
-#include "platform/linux/window/ApplicationIcon.h"
+#include "platform/linux/window/ApplicationId.h"
 
 #include <algorithm>
 #include <utility>
@@ -129,7 +129,7 @@ void MenuBars::showAbout() {
         dialog_->set_program_name(about_.name);
         dialog_->set_version(about_.version);
         dialog_->set_copyright(about_.copyright);
-        dialog_->set_logo_icon_name(applicationIcon());
+        dialog_->set_logo_icon_name(applicationId());
     }
     const auto used =
         std::ranges::find_if(bars_, [](const auto& bar) { return bar->window().is_active(); });

@@ -1,6 +1,6 @@
 #include "platform/linux/window/PanelWindow.h"
 
-#include "platform/linux/window/ApplicationIcon.h"
+#include "platform/linux/window/ApplicationId.h"
 #include "platform/linux/window/Present.h"
 
 #include <glibmm/main.h>
@@ -92,7 +92,7 @@ void PanelWindow::addContent() {
     if (content_.isAlert) {
         auto& row = *Gtk::make_managed<Gtk::Box>(Gtk::Orientation::HORIZONTAL, margin);
         auto& icon = *Gtk::make_managed<Gtk::Image>();
-        icon.set_from_icon_name(applicationIcon());
+        icon.set_from_icon_name(applicationId());
         icon.set_pixel_size(iconPixels);
         icon.set_valign(Gtk::Align::START);
         auto& text = *Gtk::make_managed<Gtk::Box>(Gtk::Orientation::VERTICAL, margin / 3);

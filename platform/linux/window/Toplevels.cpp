@@ -1,6 +1,6 @@
 #include "platform/linux/window/Toplevels.h"
 
-#include "platform/linux/window/ApplicationIcon.h"
+#include "platform/linux/window/ApplicationId.h"
 #include "platform/linux/window/Present.h"
 
 #include <algorithm>
@@ -11,8 +11,8 @@ namespace {
 
 // A window that is not ours (a file chooser) gets it from its kind's default.
 gboolean onIconDue(gpointer window) {
-    gtk_window_set_icon_name(GTK_WINDOW(window), applicationIcon());
-    gtk_window_set_default_icon_name(applicationIcon());
+    gtk_window_set_icon_name(GTK_WINDOW(window), applicationId().c_str());
+    gtk_window_set_default_icon_name(applicationId().c_str());
     return G_SOURCE_REMOVE;
 }
 

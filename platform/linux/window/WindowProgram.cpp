@@ -1,6 +1,7 @@
 #include "platform/linux/window/WindowProgram.h"
 
 #include "platform/Utf8.h"
+#include "platform/linux/window/ApplicationId.h"
 
 #include <glib.h>
 
@@ -195,8 +196,9 @@ void WindowProgram::configure(std::string name, std::string version, std::string
         gtk_icon_theme_add_search_path(gtk_icon_theme_get_for_display(gdk_display_get_default()),
                                        iconFolder.c_str());
     }
-    if (!name.empty() && g_get_application_name() == std::string_view(g_get_prgname())) {
+    if (!name.empty() && g_get_prgname() == applicationId()) {
         g_set_application_name(name.c_str()); // which GLib lets nobody do twice
+        g_set_prgname(name.c_str());          // screen readers say this one
     }
     menuBars_.setAbout({.name = std::move(name),
                         .version = std::move(version),

@@ -1,5 +1,6 @@
 // zorvane-window APPLICATION_ID [--no-sandbox]: started by the application, which speaks to it on
 // standard input (platform/linux/connection/WindowInterface.xml). Ends when that connection does.
+#include "platform/linux/window/ApplicationId.h"
 #include "platform/linux/window/WindowProgram.h"
 
 #include <fcntl.h>
@@ -61,12 +62,12 @@ int main(int count, char** arguments) {
     }
     std::signal(SIGPIPE, SIG_IGN);
     platform::gtk::SandboxCheck sandbox;
-    // Window managers find the desktop entry by this name.
-    g_set_prgname(arguments[1]);
+    g_set_prgname(arguments[1]); // until the application has told its name
     if (gtk_init_check() == FALSE) {
         sayThatThereIsNoDisplay(std::move(socket));
         return 1;
     }
+    platform::gtk::setApplicationId(arguments[1]);
     Gtk::init_gtkmm_internals();
     useLocaleForTextsOnly();
     try {
