@@ -23,8 +23,9 @@ find_program(CMAKE_INSTALL_NAME_TOOL NAMES llvm-install-name-tool-19 llvm-instal
 
 find_program(ZORVANE_CCACHE ccache)
 if(ZORVANE_CCACHE)
-  # The compiler's name tells ccache nothing, and its script does not change with the compiler.
-  set(launcher env CCACHE_COMPILERTYPE=clang
+  # The compiler's name tells ccache nothing, and its script does not change with the compiler. What a
+  # file includes is known from its dependencies, without preprocessing it first.
+  set(launcher env CCACHE_COMPILERTYPE=clang CCACHE_DEPEND=1
     "CCACHE_EXTRAFILES=${zorvane_source}/packaging/macos/compiler/package-lock.json"
     "${ZORVANE_CCACHE}")
   set(CMAKE_CXX_COMPILER_LAUNCHER ${launcher})
@@ -44,8 +45,10 @@ list(PREPEND CMAKE_MODULE_PATH "${zorvane_zig}")
 set(zorvane_availability
   "-U_LIBCPP_DISABLE_AVAILABILITY -U_LIBCPP_HAS_NO_VENDOR_AVAILABILITY_ANNOTATIONS")
 
-# No path of this machine reaches the result.
-set(CMAKE_CXX_FLAGS_INIT "${zorvane_availability} -ffile-prefix-map=${zorvane_source}/=")
-string(APPEND CMAKE_CXX_FLAGS_INIT " -ffile-prefix-map=${CMAKE_BINARY_DIR}/sdk/include/=")
-set(CMAKE_OBJCXX_FLAGS_INIT "${CMAKE_CXX_FLAGS_INIT}")
-set(CMAKE_EXE_LINKER_FLAGS_INIT "-Wl,-dead_strip -s")
+# No path of this machine reaches the result. Forced, so that a build folder that was made with other
+# flags is built anew with these.
+string(CONCAT zorvane_flags "${zorvane_availability} -ffile-prefix-map=${zorvane_source}/="
+  " -ffile-prefix-map=${CMAKE_BINARY_DIR}/sdk/include/=")
+set(CMAKE_CXX_FLAGS "${zorvane_flags}" CACHE STRING "" FORCE)
+set(CMAKE_OBJCXX_FLAGS "${zorvane_flags}" CACHE STRING "" FORCE)
+set(CMAKE_EXE_LINKER_FLAGS "-Wl,-dead_strip -s" CACHE STRING "" FORCE)
