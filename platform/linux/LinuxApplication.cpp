@@ -195,9 +195,14 @@ bool LinuxApplication::registerOnBus() {
         tokens_.give(std::move(token));
         reopen();
     };
-    if (bus_.claim(launchToken(environment_), busPatience) != SessionBus::Claim::handedOver) {
+    const SessionBus::Claim claim = bus_.claim(launchToken(environment_), busPatience);
+    if (claim != SessionBus::Claim::handedOver) {
         bus_.onEnded = [this] { session_.reset(); };
-        bus_.onReturned = [this] { joinSession(); };
+        bus_.onReturned = [this] {
+            windows_.setBusIsSilent(false);
+            joinSession();
+        };
+        windows_.setBusIsSilent(claim == SessionBus::Claim::silent);
         return true;
     }
     instance_.stopListening();

@@ -24,6 +24,7 @@ class SessionBus {
         owned,
         handedOver, // another instance has the name; it was asked to show itself
         noBus,
+        silent, // it may still answer: onReturned
     };
 
     SessionBus(std::string applicationId, Log& log);

@@ -15,9 +15,18 @@ namespace {
 constexpr std::size_t mostDeaths = 3;
 constexpr std::chrono::minutes deathsCountFor{1};
 constexpr std::chrono::seconds answerPatience{10};
+constexpr unsigned silentBusPatienceSeconds = 2;
 constexpr std::chrono::seconds displayPatience{30};
 constexpr unsigned displayTickMilliseconds = 250;
 constexpr std::size_t longestReason = 500;
+// An address at which nobody looks for a bus. Without any, one would be looked for elsewhere.
+constexpr const char* noBus = "disabled:";
+
+void stop(guint& source) {
+    if (source != 0) {
+        g_source_remove(std::exchange(source, 0));
+    }
+}
 
 } // namespace
 
@@ -31,11 +40,9 @@ WindowHost::WindowHost(Setup setup, Log& log)
 }
 
 WindowHost::~WindowHost() {
-    for (const guint source : {displayTimer_, revival_}) {
-        if (source != 0) {
-            g_source_remove(source);
-        }
-    }
+    stop(displayTimer_);
+    stop(revival_);
+    stop(busTimer_);
 }
 
 std::expected<void, LaunchError> WindowHost::startAhead() {
@@ -47,8 +54,12 @@ std::expected<void, LaunchError> WindowHost::start() {
     if (!hasSandbox_) {
         arguments.emplace_back("--no-sandbox");
     }
+    Environment environment = setup_.environment;
+    if (!hasBus_) {
+        environment["DBUS_SESSION_BUS_ADDRESS"] = noBus;
+    }
     auto started =
-        WindowProcess::start(setup_.executable, arguments, setup_.environment, [this] { died(); });
+        WindowProcess::start(setup_.executable, arguments, environment, [this] { died(); });
     if (!started) {
         return std::unexpected(started.error());
     }
@@ -98,12 +109,38 @@ void WindowHost::watch() {
                                return;
                            }
                            watching_ = false;
+                           stop(busTimer_);
                            if (answer) {
                                hasEverAnswered_ = true;
                            } else {
                                stuck();
                            }
                        });
+    awaitAnswerWithoutBus();
+}
+
+void WindowHost::setBusIsSilent(bool silent) {
+    busIsSilent_ = silent;
+    hasBus_ = hasBus_ || !silent;
+    stop(busTimer_);
+    awaitAnswerWithoutBus();
+}
+
+void WindowHost::awaitAnswerWithoutBus() {
+    if (busIsSilent_ && hasBus_ && watching_) {
+        stop(busTimer_);
+        busTimer_ = g_timeout_add_seconds(silentBusPatienceSeconds, onBusPatienceOver, this);
+    }
+}
+
+gboolean WindowHost::onBusPatienceOver(gpointer data) {
+    auto* const self = static_cast<WindowHost*>(data);
+    self->busTimer_ = 0;
+    self->hasBus_ = false;
+    self->log_.write(fmt::format("{} waits for the session bus and is started again without it",
+                                 self->setup_.executable.filename().native()));
+    self->died();
+    return G_SOURCE_REMOVE;
 }
 
 void WindowHost::stuck() {
@@ -124,6 +161,7 @@ void WindowHost::died() {
     connection_.reset();
     process_.reset();
     watching_ = false;
+    stop(busTimer_);
     if (concluded_) {
         return;
     }

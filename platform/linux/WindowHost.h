@@ -2,7 +2,8 @@
 // it showed is said again to the next by those who want it shown. After three deaths within a
 // minute nothing is shown any more until the user asks for it; that is logged once. A program that
 // does not answer for ten seconds is given up, and if that was while it started the web engine, the
-// next one does without the engine's sandbox.
+// next one does without the engine's sandbox. One that does not answer while the session bus does
+// not either waits for it, as the toolkit does without end, and the next one does without the bus.
 //
 // A display that has gone is waited for, half a minute long. Main thread only, which iterates
 // GLib's default main context.
@@ -92,6 +93,8 @@ class WindowHost {
     }
     // What was just asked for may make the window program hang.
     void watch();
+    // Whether a session bus is there that does not answer.
+    void setBusIsSilent(bool silent);
 
     [[nodiscard]] bool showsAnything() const;
     [[nodiscard]] bool isAwaitingDisplay() const { return displayTimer_ != 0; }
@@ -118,6 +121,8 @@ class WindowHost {
     void awaitDisplay();
     static gboolean onDisplayTick(gpointer self);
     static gboolean onRevive(gpointer self);
+    void awaitAnswerWithoutBus();
+    static gboolean onBusPatienceOver(gpointer self);
     void displayMissing();
     void engineStarting();
     void engineStarted();
@@ -137,11 +142,14 @@ class WindowHost {
     bool hasSandbox_ = true;
     bool toldOfSandbox_ = false;
     bool watching_ = false;
+    bool busIsSilent_ = false;
+    bool hasBus_ = true;
     bool displayIsMissing_ = false;
     bool concluded_ = false;
     std::deque<Steady::time_point> deaths_;
     Steady::time_point displayGoneSince_;
     guint displayTimer_ = 0;
+    guint busTimer_ = 0;
     guint revival_ = 0;
 };
 

@@ -62,6 +62,16 @@ TEST_F(SilentDesktop, ofABusThatDoesNotAnswerHoldsUpNoServer) {
     expectAnOrderlyEnd();
 }
 
+// The toolkit would wait for it without end.
+TEST_F(SilentDesktop, ofABusThatDoesNotAnswerHoldsUpNoWindow) {
+    session.signalBus(SIGSTOP);
+    application = launch();
+    ASSERT_TRUE(windowAppears()) << application->standardError();
+    EXPECT_TRUE(showsTheServersPage()) << application->standardError();
+    EXPECT_EQ(logged("waits for the session bus and is started again without it"), 1U);
+    expectAnOrderlyEnd();
+}
+
 TEST_F(SilentDesktop, hasTheServerEndBeforeEverythingElse) {
     const PageServer server(session.folder());
     session.environment["OSTRA_SIDECAR"] = server.program();
