@@ -77,7 +77,8 @@ std::string likePattern(std::string_view text) {
 } // namespace
 
 Catalogue::Catalogue(const std::string& databasePath)
-    : database(databasePath) {
+    : databaseFile(databasePath)
+    , database(databasePath) {
     prepareSchema(database);
 }
 

@@ -73,6 +73,8 @@ class Catalogue {
     // Brings the schema of the file up to date first.
     explicit Catalogue(const std::string& databasePath);
 
+    [[nodiscard]] const std::string& path() const { return databaseFile; }
+
     std::vector<Library> libraries();
     std::optional<Library> library(std::int64_t id);
 
@@ -99,6 +101,7 @@ class Catalogue {
     std::int64_t total(const EntityQuery& wanted, const std::string& where,
                        const std::string& pattern);
 
+    const std::string databaseFile;
     Database database;
     Database::Version countedVersion; // of what was counted
     std::map<std::tuple<std::string, std::optional<std::int64_t>, std::optional<std::int64_t>,

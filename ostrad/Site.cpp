@@ -68,6 +68,16 @@ Reply ok(const json::value& body) {
     return jsonReply(200, json::serialize(body));
 }
 
+Reply pageOf(const EntityPage& page) {
+    json::array body;
+    for (const Entity& entity : page.entities) {
+        body.push_back(entityJson(entity));
+    }
+    Reply reply = ok(body);
+    reply.headers.emplace_back("X-Total-Count", std::to_string(page.total));
+    return reply;
+}
+
 std::string trimmed(std::string_view text) {
     const std::size_t first = text.find_first_not_of(" \t\r\n");
     if (first == std::string_view::npos) {
@@ -137,7 +147,8 @@ Site::Site(Settings siteSettings, Catalogue& siteCatalogue, Scanner& siteScanner
     , scanner(siteScanner)
     , account(accountLink)
     , devices(deviceLinks)
-    , turn(writeTurn) {}
+    , turn(writeTurn)
+    , finder(std::make_shared<Finder>(siteCatalogue.path())) {}
 
 Reply Site::handle(const Request& request) {
     if (!isOwnHost(request.header("host"), settings.address.port)) {
@@ -285,14 +296,12 @@ Reply Site::listEntities(const Call& call) {
     if (!query) {
         return errorReply(query.error().status, query.error().sentence);
     }
-    const EntityPage page = catalogue.entities(*query);
-    json::array body;
-    for (const Entity& entity : page.entities) {
-        body.push_back(entityJson(entity));
+    if (query->search.empty()) {
+        return pageOf(catalogue.entities(*query));
     }
-    Reply reply = ok(body);
-    reply.headers.emplace_back("X-Total-Count", std::to_string(page.total));
-    return reply;
+    return onWorker([found = finder, wanted = *query] {
+        return guarded([&] { return pageOf(found->find(wanted)); });
+    });
 }
 
 Reply Site::oneEntity(const Call& call) {

@@ -3,6 +3,7 @@
 #include "ostrad/AccountLink.h"
 #include "ostrad/Catalogue.h"
 #include "ostrad/DeviceLinks.h"
+#include "ostrad/Finder.h"
 #include "ostrad/Http.h"
 #include "ostrad/Modes.h"
 #include "ostrad/Options.h"
@@ -101,6 +102,7 @@ class Site {
     DeviceLinks& devices;
     WriteTurn& turn;
     std::shared_ptr<Streams> streams = std::make_shared<Streams>();
+    std::shared_ptr<Finder> finder;
 };
 
 } // namespace ostrad

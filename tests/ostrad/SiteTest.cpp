@@ -402,6 +402,20 @@ TEST_F(SiteTest, searchesEverythingAtOnce) {
     EXPECT_EQ(get("/api/entities").status, 400);
 }
 
+TEST_F(SiteTest, delaysNobodyElseForASearch) {
+    const auto isPutOff = [this](std::string_view query) {
+        Request request;
+        request.method = Method::get;
+        request.path = "/api/entities";
+        request.query = parseTarget(std::string("/?") + std::string(query))->query;
+        request.headers.emplace_back("host", "127.0.0.1:4280");
+        return static_cast<bool>(site.handle(request).onWorker);
+    };
+    EXPECT_TRUE(isPutOff("search=harbour"));
+    EXPECT_TRUE(isPutOff("search=harbour&type=movies.movie"));
+    EXPECT_FALSE(isPutOff("type=movies.movie"));
+}
+
 TEST_F(SiteTest, convertsNothingWithoutItsTools) {
     temp.write("films/A.mkv", "x");
     ASSERT_EQ(post("/api/libraries", add("movies", temp.path("films"))).status, 201);
