@@ -23,6 +23,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         },
         [&](const std::string& bytes) {
             require(starts == 1, "the start comes first, and once");
+            for (const std::uint32_t track : {0U, 1U, 2U}) {
+                require(ostrad::fragmentTime(bytes, track).value_or(0) > -(std::int64_t{1} << 32U),
+                        "nothing is shown long before the beginning");
+            }
             given += bytes.size();
         });
     for (std::size_t at = 0; at < text.size(); at += piece) {

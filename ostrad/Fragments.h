@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -32,5 +34,9 @@ class Fragments {
     bool initialized = false;
     bool broken = false;
 };
+
+// When the first picture or sound of that track is shown, in the track's own units: its decoding
+// time and what its first sample adds to that. Nothing when there is none of it.
+std::optional<std::int64_t> fragmentTime(std::string_view fragment, std::uint32_t track);
 
 } // namespace ostrad

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <condition_variable>
+#include <functional>
 #include <map>
 #include <thread>
 #include <utility>
@@ -29,14 +30,35 @@ constexpr std::int64_t kPartsBehind = 2;
 constexpr std::chrono::seconds kPatience{4};
 constexpr std::chrono::milliseconds kLastMoment{500}; // to end by itself after its last output
 constexpr ToolBounds kBounds{.memory = std::size_t{2} << 30U};
+constexpr std::uint32_t kVideoTrack = 1; // pictures are mapped first
+constexpr std::int64_t kUnitsPerMs = 90; // of the track of copied pictures
+constexpr std::int64_t kRoundingMs = 20; // less than from one picture to the next key frame
+
+std::vector<std::int64_t> startsOf(const LiveStream::Source& source) {
+    if (!source.videoCodec.empty()) {
+        return source.cuts;
+    }
+    const std::int64_t length = source.hasVideo ? kVideoPartMs : kAudioPartMs;
+    std::vector<std::int64_t> starts{0};
+    while (starts.back() + length <= source.durationMs - kLeastPartMs) {
+        starts.push_back(starts.back() + length);
+    }
+    return starts;
+}
+
+// Says to which part a fragment belongs.
+using Placing = std::function<std::int64_t(std::string_view fragment)>;
 
 } // namespace
 
 // One ffmpeg, from its start to its end, and the thread that reads it.
 class LiveStream::Run {
   public:
-    Run(ToolProcess process, std::int64_t first, std::shared_ptr<Places> allPlaces)
+    // Without placing, each fragment is a part; with it, what is before the first is left out.
+    Run(ToolProcess process, std::int64_t first, std::shared_ptr<Places> allPlaces,
+        Placing fragmentPlacing)
         : places(std::move(allPlaces))
+        , placing(std::move(fragmentPlacing))
         , next(first)
         , position(first)
         , tool(std::move(process))
@@ -76,14 +98,16 @@ class LiveStream::Run {
         std::unique_lock lock(mutex);
         position = number;
         changed.notify_all();
+        // What is behind may have been here and gone.
+        const auto isOver = [&] { return hasEnded || (next > number && number >= goneBefore); };
         changed.wait_for(lock, kPatience,
-                         [&] { return parts.contains(number) || hasEnded || stopping; });
+                         [&] { return parts.contains(number) || isOver() || stopping; });
         const auto found = parts.find(number);
         if (found != parts.end()) {
             return {.bytes = found->second};
         }
         return {.bytes = {},
-                .trouble = hasEnded && !stopping ? Trouble::unreadable : Trouble::late};
+                .trouble = isOver() && !stopping ? Trouble::unreadable : Trouble::late};
     }
 
     Part waitForStart() {
@@ -98,14 +122,18 @@ class LiveStream::Run {
   private:
     void readAll() {
         Fragments fragments([this](std::string bytes) { addStart(std::move(bytes)); },
-                            [this](std::string bytes) { addPart(std::move(bytes)); });
+                            [this](std::string bytes) { addFragment(std::move(bytes)); });
         std::array<char, 64 * 1024> buffer{};
         ssize_t got = 1;
         while (got > 0 && mayGoOn()) {
             got = tool.read(buffer, stopping);
-            if (got > 0 && !fragments.append({buffer.data(), static_cast<std::size_t>(got)})) {
+            if (got > 0 && (!fragments.append({buffer.data(), static_cast<std::size_t>(got)}) ||
+                            gathered.size() > Fragments::largestFragment)) {
                 got = -1;
             }
+        }
+        if (got == 0) {
+            addGathered();
         }
         const bool succeeded =
             tool.finish(stopping, got == 0 ? Clock::now() + kLastMoment : Clock::time_point::min());
@@ -121,7 +149,10 @@ class LiveStream::Run {
     // Rests while the viewer is far behind; false when it is time to end.
     bool mayGoOn() {
         std::unique_lock lock(mutex);
-        changed.wait(lock, [this] { return stopping || next <= position + partsAhead; });
+        changed.wait(lock, [this] {
+            return stopping || next <= position ||
+                   (next <= position + partsAhead && kept < mostKept);
+        });
         return !stopping;
     }
 
@@ -131,21 +162,51 @@ class LiveStream::Run {
         changed.notify_all();
     }
 
-    void addPart(std::string bytes) {
+    void addFragment(std::string bytes) {
+        if (!placing) {
+            const std::int64_t number = next; // changed by this thread alone
+            addPart(number, std::move(bytes));
+            return;
+        }
+        const std::int64_t number = std::max(placing(bytes), gatheredFor);
+        if (number != gatheredFor) {
+            addGathered();
+        }
+        gatheredFor = number;
+        if (number >= next) {
+            gathered += bytes;
+        }
+    }
+
+    void addGathered() {
+        if (!gathered.empty()) {
+            addPart(gatheredFor, std::exchange(gathered, {}));
+        }
+    }
+
+    void addPart(std::int64_t number, std::string bytes) {
         const std::scoped_lock lock(mutex);
-        parts.emplace(next, std::make_shared<const std::string>(std::move(bytes)));
-        ++next;
+        kept += bytes.size();
+        parts.emplace(number, std::make_shared<const std::string>(std::move(bytes)));
+        next = number + 1;
         while (!parts.empty() && parts.begin()->first < position - kPartsBehind) {
+            kept -= parts.begin()->second->size();
+            goneBefore = parts.begin()->first + 1;
             parts.erase(parts.begin());
         }
         changed.notify_all();
     }
 
     const std::shared_ptr<Places> places;
+    const Placing placing;
+    std::string gathered; // of the reading thread: the fragments of a part that is not whole yet
+    std::int64_t gatheredFor = 0;
     std::mutex mutex;
     std::condition_variable changed;
     std::map<std::int64_t, Bytes> parts;
     Bytes start;
+    std::size_t kept = 0; // bytes of all parts
+    std::int64_t goneBefore = 0;
     std::int64_t next;     // the part that comes next from ffmpeg
     std::int64_t position; // the part that was asked for last
     bool endedWell = false;
@@ -176,6 +237,7 @@ class LiveStream::Asking {
 
 LiveStream::LiveStream(Source streamSource, std::shared_ptr<Places> allPlaces)
     : source(std::move(streamSource))
+    , starts(startsOf(source))
     , places(std::move(allPlaces))
     , read(Clock::now()) {}
 
@@ -185,38 +247,41 @@ LiveStream::~LiveStream() {
     }
 }
 
-std::int64_t LiveStream::partMs() const {
-    return source.hasVideo ? kVideoPartMs : kAudioPartMs;
-}
-
-std::int64_t LiveStream::parts() const {
-    return std::max<std::int64_t>(1, (source.durationMs - kLeastPartMs + partMs() - 1) / partMs());
-}
-
 std::string LiveStream::mediaType() const {
+    const auto either = [](const std::string& copied, const char* encoded) {
+        return copied.empty() ? std::string(encoded) : copied;
+    };
     if (!source.hasVideo) {
         return "audio/mp4; codecs=\"mp4a.40.2\"";
     }
-    return source.audioTrack < 0 ? "video/mp4; codecs=\"avc1.4d4028\""
-                                 : "video/mp4; codecs=\"avc1.4d4028,mp4a.40.2\"";
+    const std::string video = either(source.videoCodec, "avc1.4d4028");
+    return source.audioTrack < 0 ? fmt::format("video/mp4; codecs=\"{}\"", video)
+                                 : fmt::format("video/mp4; codecs=\"{},{}\"", video,
+                                               either(source.audioCodec, "mp4a.40.2"));
 }
 
 std::string LiveStream::playlist(const std::string& name) const {
-    std::string list = fmt::format("#EXTM3U\n#EXT-X-VERSION:7\n#EXT-X-TARGETDURATION:{}\n"
-                                   "#EXT-X-PLAYLIST-TYPE:VOD\n#EXT-X-MAP:URI=\"{}-init.mp4\"\n",
-                                   (partMs() + 999) / 1000, name);
+    std::string list;
+    std::int64_t longest = 0;
     for (std::int64_t number = 0; number < parts(); ++number) {
-        const std::int64_t length =
-            number + 1 < parts() ? partMs()
-                                 : std::max<std::int64_t>(1, source.durationMs - number * partMs());
+        const auto index = static_cast<std::size_t>(number);
+        const std::int64_t end = number + 1 < parts() ? starts[index + 1] : source.durationMs;
+        const std::int64_t length = std::max<std::int64_t>(1, end - starts[index]);
+        longest = std::max(longest, length);
         fmt::format_to(std::back_inserter(list), "#EXTINF:{}.{:03},\n{}-{}.m4s\n", length / 1000,
                        length % 1000, name, number);
     }
-    return list + "#EXT-X-ENDLIST\n";
+    return fmt::format("#EXTM3U\n#EXT-X-VERSION:7\n#EXT-X-TARGETDURATION:{}\n"
+                       "#EXT-X-PLAYLIST-TYPE:VOD\n#EXT-X-MAP:URI=\"{}-init.mp4\"\n{}"
+                       "#EXT-X-ENDLIST\n",
+                       (longest + 999) / 1000, name, list);
 }
 
 std::vector<std::string> LiveStream::command(std::int64_t firstPart) const {
-    const std::int64_t startMs = firstPart * partMs();
+    // Sound lies a little before the pictures it belongs to, and ffmpeg goes to a key frame that
+    // may be an earlier one: copying begins a part before, which is left out.
+    const std::int64_t begin = copiesVideo() ? std::max<std::int64_t>(0, firstPart - 1) : firstPart;
+    const std::int64_t startMs = starts[static_cast<std::size_t>(begin)];
     const std::string at = fmt::format("{}.{:03}", startMs / 1000, startMs % 1000);
     std::vector<std::string> words =
         mediaCommand(source.ffmpeg, {"-nostdin", "-ss", at, "-i", "file:" + source.file,
@@ -224,7 +289,10 @@ std::vector<std::string> LiveStream::command(std::int64_t firstPart) const {
     const auto add = [&words](std::initializer_list<std::string> more) {
         words.insert(words.end(), more);
     };
-    if (source.hasVideo) {
+    if (copiesVideo()) {
+        add({"-map", "0:V:0", "-c:v", "copy", "-video_track_timescale",
+             std::to_string(kUnitsPerMs * 1000)});
+    } else if (source.hasVideo) {
         add({"-map",
              "0:V:0",
              "-c:v",
@@ -252,21 +320,35 @@ std::vector<std::string> LiveStream::command(std::int64_t firstPart) const {
              "-sc_threshold",
              "0",
              "-force_key_frames",
-             fmt::format("expr:gte(t,n_forced*{}.{:03})", partMs() / 1000, partMs() % 1000)});
+             fmt::format("expr:gte(t,n_forced*{}.{:03})", kVideoPartMs / 1000,
+                         kVideoPartMs % 1000)});
     }
     if (source.audioTrack >= 0) {
-        add({"-map", fmt::format("0:a:{}", source.audioTrack), "-c:a", "aac", "-b:a", "192k", "-ac",
-             "2", "-ar", "48000"});
+        add({"-map", fmt::format("0:a:{}", source.audioTrack)});
     }
-    if (source.hasVideo) {
-        add({"-movflags", "frag_keyframe+empty_moov+default_base_moof+frag_discont"});
+    if (source.audioTrack >= 0 && !source.audioCodec.empty()) {
+        add({"-c:a", "copy", "-copypriorss:a", "0"});
+    } else if (source.audioTrack >= 0) {
+        add({"-c:a", "aac", "-b:a", "192k", "-ac", "2", "-ar", "48000"});
+        if (copiesVideo()) {
+            add({"-bsf:a", "noise=drop='lt(pts,0)'"}); // what an encoder begins with
+        }
+    }
+    // The times in the parts are those of the file, wherever ffmpeg began. Copied pictures keep
+    // theirs to the digit, though some are decoded long before they are shown.
+    if (copiesVideo()) {
+        add({"-movflags",
+             "frag_keyframe+empty_moov+default_base_moof+frag_discont+negative_cts_offsets",
+             "-avoid_negative_ts", "disabled"});
+    } else if (source.hasVideo) {
+        add({"-movflags", "frag_keyframe+empty_moov+default_base_moof+frag_discont",
+             "-avoid_negative_ts", "make_non_negative"});
     } else {
-        add({"-vn", "-frag_duration", std::to_string(partMs() * 1000), "-movflags",
-             "empty_moov+default_base_moof+frag_discont"});
+        add({"-vn", "-frag_duration", std::to_string(kAudioPartMs * 1000), "-movflags",
+             "empty_moov+default_base_moof+frag_discont", "-avoid_negative_ts",
+             "make_non_negative"});
     }
-    // The times in the parts are those of the file, wherever ffmpeg began.
-    add({"-use_editlist", "0", "-avoid_negative_ts", "make_non_negative", "-output_ts_offset", at,
-         "-f", "mp4", "pipe:1"});
+    add({"-use_editlist", "0", "-output_ts_offset", at, "-f", "mp4", "pipe:1"});
     return words;
 }
 
@@ -301,7 +383,14 @@ std::shared_ptr<LiveStream::Run> LiveStream::runFor(std::int64_t number, Trouble
         trouble = Trouble::unreadable;
         return nullptr;
     }
-    run = std::make_shared<Run>(*std::move(tool), number, places);
+    const auto place = [starts = starts](std::string_view fragment) {
+        const auto time = fragmentTime(fragment, kVideoTrack);
+        const auto after = std::ranges::upper_bound(starts, time ? *time / kUnitsPerMs + kRoundingMs
+                                                                 : std::int64_t{0});
+        return std::max<std::int64_t>(0, after - starts.begin() - 1);
+    };
+    run = std::make_shared<Run>(*std::move(tool), number, places,
+                                copiesVideo() ? Placing(place) : Placing());
     return run;
 }
 

@@ -92,6 +92,33 @@ std::string audioCodec(const json::object& stream) {
     return found == words.end() ? name : std::string(found->second);
 }
 
+// An MP4 describes its tracks before their first frame, so the description must be known by then.
+bool isDescribed(const json::object& stream) {
+    return numberAt(&stream, "extradata_size") > 0;
+}
+
+// Pictures that browsers play, if of a profile and level they know: eight bits and 4:2:0.
+std::string copiedVideo(const json::object& stream) {
+    constexpr std::array<std::string_view, 4> profiles{"Constrained Baseline", "Baseline", "Main",
+                                                       "High"};
+    const std::string pixels = textAt(&stream, "pix_fmt");
+    const bool isCommon = textAt(&stream, "codec_name") == "h264" &&
+                          numberAt(&stream, "level") > 0 &&
+                          (pixels == "yuv420p" || pixels == "yuvj420p") &&
+                          std::ranges::find(profiles, textAt(&stream, "profile")) != profiles.end();
+    return isCommon && isDescribed(stream) ? videoCodec(stream) : std::string();
+}
+
+std::string copiedAudio(const json::object& stream) {
+    constexpr std::array<std::pair<std::string_view, std::string_view>, 3> words{
+        {{"LC", "mp4a.40.2"}, {"HE-AAC", "mp4a.40.5"}, {"HE-AACv2", "mp4a.40.29"}}};
+    const auto found = std::ranges::find(words, textAt(&stream, "profile"),
+                                         &std::pair<std::string_view, std::string_view>::first);
+    const bool isCommon = textAt(&stream, "codec_name") == "aac" && found != words.end() &&
+                          between(numberAt(&stream, "channels"), 1, 6, 0) != 0;
+    return isCommon && isDescribed(stream) ? std::string(found->second) : std::string();
+}
+
 bool isText(const std::string& codec) {
     constexpr std::array<std::string_view, 6> formats{"subrip", "ass",      "ssa",
                                                       "webvtt", "mov_text", "text"};
@@ -149,6 +176,7 @@ std::optional<MediaTracks> parseTracks(std::string_view text, std::string_view f
             const bool isCover = numberAt(objectAt(*stream, "disposition"), "attached_pic") != 0;
             if (!isCover && !tracks.hasVideo) {
                 tracks.hasVideo = true;
+                tracks.copyCodec = copiedVideo(*stream);
                 codecs = videoCodec(*stream) + (codecs.empty() ? "" : ",") + codecs;
             }
         } else if (kind == "audio" && tracks.audio.size() < kMostTracks) {
@@ -158,7 +186,8 @@ std::optional<MediaTracks> parseTracks(std::string_view text, std::string_view f
             tracks.audio.push_back({.codec = codec,
                                     .language = textAt(tags, "language"),
                                     .title = textAt(tags, "title"),
-                                    .channels = numberAt(stream, "channels")});
+                                    .channels = numberAt(stream, "channels"),
+                                    .copyCodec = copiedAudio(*stream)});
         } else if (kind == "subtitle") {
             if (isText(codec) && tracks.text.size() < kMostTracks) {
                 tracks.text.push_back({.codec = codec,
@@ -193,6 +222,7 @@ std::optional<MediaTracks> readTracks(const std::string& ffprobePath, const std:
             ffprobePath,
             {"-print_format", "json", "-show_chapters", "-show_entries",
              "format=duration,format_name:stream=codec_type,codec_name,profile,level,pix_fmt,"
+             "extradata_size,"
              "channels:"
              "stream_tags=language,title:stream_disposition=attached_pic:chapter=start_time:"
              "chapter_tags=title",

@@ -17,6 +17,7 @@ struct AudioTrack {
     std::string language;
     std::string title;
     std::int64_t channels = 0;
+    std::string copyCodec; // in the words of RFC 6381, where it may be copied into an MP4; or empty
 };
 
 struct SubtitleTrack {
@@ -34,6 +35,7 @@ struct MediaTracks {
     std::int64_t durationMs = 0;
     bool hasVideo = false;         // cover pictures are none
     std::string directType;        // the media type with its codecs (RFC 6381); empty: ask nothing
+    std::string copyCodec;         // of the pictures, as for a track of sound
     std::vector<AudioTrack> audio; // in ffmpeg's order: 0:a:0, 0:a:1, ...
     std::vector<SubtitleTrack> text; // those that are text; `textIndexes` are ffmpeg's
     std::vector<std::int64_t> textIndexes;

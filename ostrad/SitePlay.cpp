@@ -1,5 +1,6 @@
 // The routes of playing: what can be chosen of a file, streams for browsers that cannot play it as
 // it is, subtitles, and how far somebody has come.
+#include "ostrad/CutPoints.h"
 #include "ostrad/MediaTracks.h"
 #include "ostrad/Modes.h"
 #include "ostrad/Replies.h"
@@ -12,8 +13,10 @@
 #include <boost/json/array.hpp>
 #include <boost/json/object.hpp>
 #include <boost/json/serialize.hpp>
+#include <boost/json/value_from.hpp>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <atomic>
 
 namespace ostrad {
@@ -56,13 +59,19 @@ std::optional<std::string> checkedPath(const MediaFile& file) {
                : std::nullopt;
 }
 
+// What a client is asked about what could be copied, and answers with.
+std::string copyType(std::string_view family, const std::string& codec) {
+    return codec.empty() ? std::string() : fmt::format("{}/mp4; codecs=\"{}\"", family, codec);
+}
+
 json::object tracksJson(const MediaTracks& tracks, const std::vector<SubtitleFile>& beside) {
     json::array audio;
     for (const AudioTrack& track : tracks.audio) {
         audio.push_back(json::object{{"codec", text(track.codec)},
                                      {"language", text(track.language)},
                                      {"title", text(track.title)},
-                                     {"channels", track.channels}});
+                                     {"channels", track.channels},
+                                     {"copyType", text(copyType("audio", track.copyCodec))}});
     }
     json::array subtitles;
     for (std::size_t index = 0; index < tracks.text.size(); ++index) {
@@ -80,9 +89,71 @@ json::object tracksJson(const MediaTracks& tracks, const std::vector<SubtitleFil
         chapters.push_back(
             json::object{{"startMs", chapter.startMs}, {"title", text(chapter.title)}});
     }
-    return {{"durationMs", tracks.durationMs},       {"kind", tracks.hasVideo ? "video" : "audio"},
-            {"directType", text(tracks.directType)}, {"audio", std::move(audio)},
-            {"subtitles", std::move(subtitles)},     {"chapters", std::move(chapters)}};
+    return {{"durationMs", tracks.durationMs},
+            {"kind", tracks.hasVideo ? "video" : "audio"},
+            {"directType", text(tracks.directType)},
+            {"copyType", text(copyType("video", tracks.copyCodec))},
+            {"audio", std::move(audio)},
+            {"subtitles", std::move(subtitles)},
+            {"chapters", std::move(chapters)}};
+}
+
+// The media types a client says it plays; nothing when it says something else.
+std::optional<std::vector<std::string>> typesIn(const json::value* list) {
+    std::vector<std::string> types;
+    if (list == nullptr) {
+        return types;
+    }
+    constexpr std::size_t most = 100;
+    if (!list->is_array() || list->get_array().size() > most) {
+        return std::nullopt;
+    }
+    for (const json::value& type : list->get_array()) {
+        if (!type.is_string()) {
+            return std::nullopt;
+        }
+        types.emplace_back(type.get_string().data(), type.get_string().size());
+    }
+    return types;
+}
+
+struct Tools {
+    std::string ffmpeg;
+    std::string ffprobe;
+};
+
+// What is copied of the file, as far as the client plays it and it can be cut.
+LiveStream::Source sourceOf(const MediaTracks& tracks, std::int64_t audio,
+                            const std::vector<std::string>& plays, const Tools& tools,
+                            const std::string& path) {
+    const auto isPlayed = [&plays](const std::string& type) {
+        return !type.empty() && std::ranges::find(plays, type) != plays.end();
+    };
+    LiveStream::Source source{.ffmpeg = tools.ffmpeg,
+                              .file = path,
+                              .hasVideo = tracks.hasVideo,
+                              .audioTrack = tracks.audio.empty() ? -1 : audio,
+                              .durationMs = tracks.durationMs};
+    if (isPlayed(copyType("video", tracks.copyCodec))) {
+        source.cuts = readCutPoints(tools.ffprobe, path, tracks.durationMs, never());
+        source.videoCodec = source.cuts.empty() ? std::string() : tracks.copyCodec;
+    }
+    if (tracks.hasVideo && !tracks.audio.empty()) {
+        const std::string& codec = tracks.audio[static_cast<std::size_t>(audio)].copyCodec;
+        source.audioCodec = isPlayed(copyType("audio", codec)) ? codec : std::string();
+    }
+    return source;
+}
+
+json::array copiedKinds(const LiveStream::Source& source) {
+    json::array kinds;
+    if (!source.videoCodec.empty()) {
+        kinds.emplace_back("video");
+    }
+    if (!source.audioCodec.empty()) {
+        kinds.emplace_back("audio");
+    }
+    return kinds;
 }
 
 Reply partReply(const LiveStream::Part& part, std::string_view contentType) {
@@ -176,33 +247,37 @@ Reply Site::openStream(const Call& call) {
     }
     const json::value* const wanted = body->if_contains("audio");
     const std::int64_t audio = wanted != nullptr && wanted->is_int64() ? wanted->get_int64() : 0;
-    return onWorker(
-        [file = *file, audio, ffmpeg = settings.ffmpeg, ffprobe = settings.ffprobe, all = streams] {
-            const auto path = checkedPath(file);
-            const auto tracks = path ? readTracks(ffprobe, *path, never()) : std::nullopt;
-            if (!tracks || tracks->durationMs <= 0) {
-                return errorReply(422, "This file cannot be read as audio or video.");
-            }
-            const auto most = static_cast<std::int64_t>(tracks->audio.size());
-            if (audio < 0 || (most > 0 && audio >= most)) {
-                return errorReply(400, "There is no such audio track.");
-            }
-            const std::string name = all->open({.ffmpeg = ffmpeg,
-                                                .file = *path,
-                                                .hasVideo = tracks->hasVideo,
-                                                .audioTrack = most > 0 ? audio : -1,
-                                                .durationMs = tracks->durationMs});
-            const auto stream = all->find(name);
-            return jsonReply(201, json::serialize(json::object{
-                                      {"id", text(name)},
-                                      {"playlist", text(fmt::format("/hls/{}-index.m3u8", name))},
-                                      {"init", text(fmt::format("/hls/{}-init.mp4", name))},
-                                      {"part", text(fmt::format("/hls/{}-", name))},
-                                      {"mediaType", text(stream ? stream->mediaType() : "")},
-                                      {"partMs", stream ? stream->partMs() : 0},
-                                      {"parts", stream ? stream->parts() : 0},
-                                      {"durationMs", tracks->durationMs}}));
-        });
+    auto plays = typesIn(body->if_contains("plays"));
+    if (!plays) {
+        return errorReply(400, "plays must be a list of media types.");
+    }
+    return onWorker([file = *file, audio, plays = *std::move(plays), all = streams,
+                     tools = Tools{.ffmpeg = settings.ffmpeg, .ffprobe = settings.ffprobe}] {
+        const auto path = checkedPath(file);
+        const auto tracks = path ? readTracks(tools.ffprobe, *path, never()) : std::nullopt;
+        if (!tracks || tracks->durationMs <= 0) {
+            return errorReply(422, "This file cannot be read as audio or video.");
+        }
+        const auto most = static_cast<std::int64_t>(tracks->audio.size());
+        if (audio < 0 || (most > 0 && audio >= most)) {
+            return errorReply(400, "There is no such audio track.");
+        }
+        LiveStream::Source source = sourceOf(*tracks, audio, plays, tools, *path);
+        json::array copied = copiedKinds(source);
+        const std::string name = all->open(std::move(source));
+        const auto stream = all->find(name);
+        return jsonReply(
+            201, json::serialize(json::object{
+                     {"id", text(name)},
+                     {"playlist", text(fmt::format("/hls/{}-index.m3u8", name))},
+                     {"init", text(fmt::format("/hls/{}-init.mp4", name))},
+                     {"part", text(fmt::format("/hls/{}-", name))},
+                     {"mediaType", text(stream ? stream->mediaType() : "")},
+                     {"copied", std::move(copied)},
+                     {"parts", stream ? stream->parts() : 0},
+                     {"startsMs", stream ? json::value_from(stream->startsMs()) : json::array()},
+                     {"durationMs", tracks->durationMs}}));
+    });
 }
 
 Reply Site::closeStream(const Call& call) {

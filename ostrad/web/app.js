@@ -441,7 +441,7 @@ function take(media, entity) {
 
 // Plays a file as it is where the browser can, and as a stream that the server converts elsewhere.
 // Returns what the server knows about the file, if it does.
-async function load(media, entity, { audioTrack = 0, from = 0, convert = false, onTrouble, isCurrent }) {
+async function load(media, entity, { audioTrack = 0, from = 0, convert = false, copy = true, onTrouble, isCurrent }) {
   let tracks = null;
   try {
     tracks = (await api(`/api/entities/${entity.id}/tracks`)).body;
@@ -455,7 +455,9 @@ async function load(media, entity, { audioTrack = 0, from = 0, convert = false, 
     take(media, entity);
     media.src = entity.media.url;
   } else {
-    const stream = (await post(`/api/entities/${entity.id}/stream`, { audio: audioTrack })).body;
+    const types = tracks ? [tracks.copyType, tracks.audio.length ? tracks.audio[audioTrack].copyType : ''] : [];
+    const plays = copy ? LiveFeed.plays(media, types) : [];
+    const stream = (await post(`/api/entities/${entity.id}/stream`, { audio: audioTrack, plays })).body;
     feed = new LiveFeed(media, stream, onTrouble);
     if (!isCurrent()) { feed.close(); return { tracks, feed: null }; }
     if (!LiveFeed.canPlay(media, stream)) { feed.close(); throw new Error('This browser plays neither the file nor a converted stream.'); }
@@ -626,18 +628,18 @@ function openVideo(entity, siblings) {
   showVideo({ from: resumeAt(entity) });
 }
 
-async function showVideo({ audioTrack = 0, from = 0, convert = false }) {
+async function showVideo({ audioTrack = 0, from = 0, convert = false, copy = true }) {
   const video = byId('video');
   const { entity } = theatre;
   const opening = ++theatre.opening;
   const isCurrent = () => opening === theatre.opening;
   closeFeed(theatre);
-  Object.assign(theatre, { converted: convert || audioTrack > 0, audioTrack });
+  Object.assign(theatre, { converted: convert || audioTrack > 0, copy, audioTrack });
   const onTrouble = text => { if (isCurrent()) byId('video-error').textContent = text; };
   onTrouble('');
   video.replaceChildren();
   try {
-    const { tracks, feed } = await load(video, entity, { audioTrack, from, convert, onTrouble, isCurrent });
+    const { tracks, feed } = await load(video, entity, { audioTrack, from, convert, copy, onTrouble, isCurrent });
     if (!isCurrent()) { if (feed) feed.close(); return; }
     Object.assign(theatre, { tracks, feed });
     drawChoices(tracks);
@@ -686,7 +688,7 @@ function setUpVideo() {
     video.load();
   });
   byId('video-next').addEventListener('click', () => { if (theatreNeighbour(1)) openVideo(theatreNeighbour(1), theatre.queue); });
-  byId('video-audio').addEventListener('change', () => showVideo({ audioTrack: Number(byId('video-audio').value), from: video.currentTime, convert: theatre.converted }));
+  byId('video-audio').addEventListener('change', () => showVideo({ audioTrack: Number(byId('video-audio').value), from: video.currentTime, convert: theatre.converted, copy: theatre.copy }));
   byId('video-text').addEventListener('change', () => showSubtitles(byId('video-text').value));
   byId('video-chapter').addEventListener('change', () => { if (byId('video-chapter').value) video.currentTime = Number(byId('video-chapter').value) / 1000; });
   video.addEventListener('timeupdate', () => report(video, false));
@@ -694,7 +696,10 @@ function setUpVideo() {
   video.addEventListener('ended', () => { if (theatre.entity && theatre.entity.type === 'tv.episode' && theatreNeighbour(1)) openVideo(theatreNeighbour(1), theatre.queue); });
   video.addEventListener('error', () => {
     if (!theatre.entity || !video.getAttribute('src')) return;
-    if (!theatre.feed && !theatre.converted) showVideo({ from: video.currentTime || resumeAt(theatre.entity), convert: true });
+    const from = video.currentTime || resumeAt(theatre.entity);
+    if (!theatre.feed && !theatre.converted) showVideo({ from, convert: true });
+    // What cannot be decoded as it is can be encoded anew.
+    else if (theatre.feed && theatre.feed.stream.copied.length) showVideo({ audioTrack: theatre.audioTrack, from, convert: true, copy: false });
     else byId('video-error').textContent = 'This file cannot be played here: its format is not supported.';
   });
 }

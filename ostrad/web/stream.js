@@ -13,7 +13,7 @@ class LiveFeed {
     this.media = media;
     this.stream = stream;
     this.onTrouble = onTrouble;
-    this.part = stream.partMs / 1000;
+    this.latest = -1; // the part that was taken last
     this.closed = false;
     this.abort = null;
     this.wake = () => {};
@@ -53,6 +53,21 @@ class LiveFeed {
     this.wake();
     if (this.url) URL.revokeObjectURL(this.url);
     fetch(`/api/streams/${this.stream.id}`, { method: 'DELETE', keepalive: true }).catch(() => {});
+  }
+
+  // The part with that time in it.
+  partAt(seconds) {
+    let number = 0;
+    for (let step = 1 << 20; step > 0; step >>= 1) {
+      if (number + step < this.stream.parts && this.stream.startsMs[number + step] <= seconds * 1000) number += step;
+    }
+    return number;
+  }
+
+  // What this browser plays of what could be copied.
+  static plays(media, types) {
+    const isPlayed = type => ('MediaSource' in window ? MediaSource.isTypeSupported(type) : media.canPlayType(type) !== '');
+    return types.filter(type => type && isPlayed(type));
   }
 
   // The end of what is there from this time on; the time itself when nothing is.
@@ -114,7 +129,9 @@ class LiveFeed {
   async step() {
     const time = this.media.currentTime;
     const until = this.bufferedUntil(time);
-    const number = Math.floor((until + 0.15) / this.part);
+    let number = this.partAt(until + 0.15);
+    // The sound that belongs to the last pictures of a part may be in the next one.
+    if (number === this.latest && [time, time - 0.5].some(at => this.bufferedUntil(at) > at)) ++number;
     const ended = number >= this.stream.parts || this.missing === number;
     if (ended && this.source.readyState === 'open') this.source.endOfStream();
     if (ended || until - time > LiveFeed.ahead) {
@@ -124,8 +141,12 @@ class LiveFeed {
     try {
       const bytes = await this.load(`${this.stream.part}${number}.m4s`);
       if (this.closed) return;
-      if (bytes) await this.append(bytes);
-      else this.missing = number; // shorter than it said
+      if (bytes) {
+        await this.append(bytes);
+        this.latest = number;
+      } else {
+        this.missing = number; // shorter than it said
+      }
     } catch (error) {
       if (error.name !== 'AbortError') throw error; // else somebody seeked
     }

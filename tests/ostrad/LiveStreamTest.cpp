@@ -19,13 +19,16 @@ using Trouble = LiveStream::Trouble;
 
 constexpr std::size_t kPartSize = 100'000;
 
-std::string box(const std::string& type, const std::string& content) {
-    const std::size_t size = content.size() + 8;
+std::string word(std::size_t size) {
     std::string bytes;
     for (const unsigned shift : {24U, 16U, 8U, 0U}) {
         bytes += static_cast<char>(size >> shift);
     }
-    return bytes + type + content;
+    return bytes;
+}
+
+std::string box(const std::string& type, const std::string& content) {
+    return word(content.size() + 8) + type + content;
 }
 
 class LiveStreamTest : public testing::Test {
@@ -41,6 +44,35 @@ class LiveStreamTest : public testing::Test {
         }
         temp.write("fragments", bytes);
         tool("exec cat '" + temp.path("fragments") + "'");
+    }
+    // Fragments of copied pictures that are shown from those times on, in milliseconds.
+    void prepareCopies(const std::vector<int>& times) {
+        std::string bytes = box("ftyp", "x") + box("moov", "head");
+        for (std::size_t number = 0; number < times.size(); ++number) {
+            const std::string time = word(0) + word(static_cast<std::size_t>(times[number]) * 90);
+            const std::string first = word(0) + word(1);
+            bytes += box("moof", box("traf", box("tfhd", first) + box("tfdt", time))) +
+                     box("mdat", fmt::format("<{}>", number));
+        }
+        temp.write("fragments", bytes);
+        tool("exec cat '" + temp.path("fragments") + "'");
+    }
+    LiveStream::Source copies() {
+        auto copied = source();
+        copied.videoCodec = "avc1.64001f";
+        copied.audioCodec = "mp4a.40.5";
+        copied.cuts = {0, 4000, 9500, 12'000};
+        copied.durationMs = 20'000;
+        return copied;
+    }
+    // All that are in the part, in the numbers of this file.
+    static std::string fragmentsOf(const LiveStream::Part& part) {
+        std::string all;
+        const std::string_view bytes = part.bytes ? std::string_view(*part.bytes) : "";
+        for (std::size_t at = bytes.find('<'); at != bytes.npos; at = bytes.find('<', at + 1)) {
+            all += bytes.substr(at, bytes.find('>', at) + 1 - at);
+        }
+        return part.bytes ? all : numberOf(part);
     }
     void tool(const std::string& does) {
         temp.writeProgram("ffmpeg",
@@ -133,6 +165,34 @@ TEST_F(LiveStreamTest, goesOnNoFurtherThanAFewPartsBeyondTheReader) {
 }
 #endif
 
+#ifdef __linux__
+TEST_F(LiveStreamTest, keepsLessAheadOfWhatIsLarge) {
+    // Eight parts, each half as large as all that is kept.
+    constexpr std::size_t large = LiveStream::mostKept / 2;
+    std::ofstream file(temp.path("fragments"), std::ios::binary);
+    file << box("ftyp", "x") << box("moov", "head");
+    for (int number = 0; number < 8; ++number) {
+        file << box("moof", "m") << word(large) << "mdat" << fmt::format("<{}>", number);
+        file.seekp(static_cast<std::streamoff>(large) - 11, std::ios::cur);
+    }
+    file << box("free", "");
+    file.close();
+    tool("exec cat '" + temp.path("fragments") + "'");
+    LiveStream stream(source(), places);
+    constexpr std::size_t slack = 1 << 20;
+    for (const std::size_t position : {0U, 1U, 2U, 3U}) {
+        ASSERT_EQ(numberOf(stream.part(static_cast<std::int64_t>(position))),
+                  fmt::format("<{}>", position));
+        for (int look = 0; look < 20; ++look) {
+            stream.part(static_cast<std::int64_t>(position));
+            ASSERT_LE(taken().value_or(8 * large),
+                      std::max<std::size_t>(2, position + 1) * large + slack)
+                << position;
+        }
+    }
+}
+#endif
+
 TEST_F(LiveStreamTest, restsWhenNothingIsReadAndStartsAgain) {
     LiveStream stream(source(), places);
     EXPECT_EQ(numberOf(stream.part(0)), "<0>");
@@ -157,6 +217,61 @@ TEST_F(LiveStreamTest, isRefusedWhileThereIsNoPlace) {
         EXPECT_EQ(numberOf(first.part(30)), "<0>") << "a seek needs no second place";
     }
     EXPECT_EQ(numberOf(second.part(0)), "<0>") << "the first has ended with its stream";
+}
+
+TEST_F(LiveStreamTest, putsCopiedPicturesIntoPartsByTheirTimes) {
+    prepareCopies({0, 2000, 3989, 6000, 9500, 12'001, 14'000});
+    LiveStream stream(copies(), places);
+    EXPECT_EQ(stream.parts(), 4);
+    EXPECT_EQ(stream.mediaType(), "video/mp4; codecs=\"avc1.64001f,mp4a.40.5\"");
+    const std::string list = stream.playlist("s");
+    EXPECT_THAT(list, HasSubstr("#EXTINF:4.000,\ns-0.m4s\n#EXTINF:5.500,\ns-1.m4s\n"
+                                "#EXTINF:2.500,\ns-2.m4s\n#EXTINF:8.000,\ns-3.m4s\n#EXT-X-END"));
+    EXPECT_THAT(list, HasSubstr("#EXT-X-TARGETDURATION:8\n"));
+    EXPECT_EQ(fragmentsOf(stream.part(0)), "<0><1>");
+    EXPECT_EQ(fragmentsOf(stream.part(1)), "<2><3>") << "times are rounded";
+    EXPECT_EQ(fragmentsOf(stream.part(2)), "<4>");
+    EXPECT_EQ(fragmentsOf(stream.part(3)), "<5><6>");
+    EXPECT_THAT(runs(),
+                ElementsAre(testing::AllOf(HasSubstr(" -ss 0.000 "), HasSubstr(" -c:v copy "),
+                                           HasSubstr(" -c:a copy "))));
+}
+
+TEST_F(LiveStreamTest, beginsToCopyAPartBeforeAndLeavesThatOut) {
+    prepareCopies({1000, 4000, 9500, 12'000});
+    LiveStream stream(copies(), places);
+    EXPECT_EQ(fragmentsOf(stream.part(2)), "<2>");
+    EXPECT_THAT(runs().at(0), HasSubstr(" -ss 4.000 "));
+    EXPECT_EQ(fragmentsOf(stream.part(3)), "<3>");
+    EXPECT_EQ(runs().size(), 1U);
+    EXPECT_EQ(fragmentsOf(stream.part(1)), "<1>");
+    EXPECT_EQ(runs().size(), 2U) << "what was left out may lack sound";
+}
+
+TEST_F(LiveStreamTest, doesNotWaitForAPartThatIsNotThere) {
+    prepareCopies({0, 9500, 12'000});
+    tool("exec tail -c +1 -f '" + temp.path("fragments") + "'"); // it does not end
+    LiveStream stream(copies(), places);
+    EXPECT_EQ(stream.part(1).trouble, Trouble::unreadable);
+    EXPECT_EQ(fragmentsOf(stream.part(2)), "<1>");
+}
+
+TEST_F(LiveStreamTest, encodesWhatIsNotCopied) {
+    auto mixed = copies();
+    mixed.audioCodec.clear();
+    prepareCopies({0});
+    LiveStream pictures(mixed, places);
+    EXPECT_EQ(pictures.mediaType(), "video/mp4; codecs=\"avc1.64001f,mp4a.40.2\"");
+    pictures.part(0);
+    EXPECT_THAT(runs().at(0), testing::AllOf(HasSubstr(" -c:v copy "), HasSubstr(" -c:a aac ")));
+    mixed = source();
+    mixed.audioCodec = "mp4a.40.5";
+    LiveStream sound(mixed, places);
+    EXPECT_EQ(sound.mediaType(), "video/mp4; codecs=\"avc1.4d4028,mp4a.40.5\"");
+    EXPECT_EQ(sound.startsMs().at(1), 4000);
+    sound.part(0);
+    EXPECT_THAT(runs().at(1),
+                testing::AllOf(HasSubstr(" -c:v libx264 "), HasSubstr(" -c:a copy ")));
 }
 
 TEST_F(LiveStreamTest, saysWhatIsWrong) {

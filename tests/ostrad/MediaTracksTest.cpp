@@ -42,6 +42,53 @@ TEST(MediaTracks, nameTheTypeABrowserIsAskedAbout) {
         << "a cover is no video";
 }
 
+std::string copied(const std::string& stream) {
+    const auto tracks = parseTracks(probe("matroska,webm", stream), "film.mkv");
+    return !tracks            ? "unreadable"
+           : tracks->hasVideo ? tracks->copyCodec
+                              : tracks->audio.front().copyCodec;
+}
+
+TEST(MediaTracks, nameWhatBrowsersMayPlayAsItIs) {
+    const auto h264 = [](const std::string& profile, const std::string& pixels, int level = 31) {
+        return copied(R"({"codec_type":"video","codec_name":"h264","profile":")" + profile +
+                      R"(","pix_fmt":")" + pixels + R"(","extradata_size":39,"level":)" +
+                      std::to_string(level) + "}");
+    };
+    EXPECT_EQ(h264("High", "yuv420p"), "avc1.64001f");
+    EXPECT_EQ(h264("High", "yuvj420p"), "avc1.64001f");
+    EXPECT_EQ(h264("Main", "yuv420p", 40), "avc1.4d0028");
+    EXPECT_EQ(h264("Constrained Baseline", "yuv420p", 51), "avc1.420033");
+    EXPECT_EQ(h264("High 10", "yuv420p10le"), "");
+    EXPECT_EQ(h264("High", "yuv420p10le"), "");
+    EXPECT_EQ(h264("High 4:2:2", "yuv422p"), "");
+    EXPECT_EQ(h264("High", "yuv422p"), "");
+    EXPECT_EQ(h264("Extended", "yuv420p"), "");
+    EXPECT_EQ(h264("High", "yuv420p", -99), "") << "nobody knows";
+    EXPECT_EQ(copied(R"({"codec_type":"video","codec_name":"hevc","profile":"Main",
+                         "pix_fmt":"yuv420p","level":93})"),
+              "");
+    const auto sound = [](const std::string& codec, const std::string& profile, int channels = 2) {
+        return copied(R"({"codec_type":"audio","codec_name":")" + codec + R"(","profile":")" +
+                      profile + R"(","extradata_size":5,"channels":)" + std::to_string(channels) +
+                      "}");
+    };
+    EXPECT_EQ(sound("aac", "LC"), "mp4a.40.2");
+    EXPECT_EQ(sound("aac", "LC", 6), "mp4a.40.2");
+    EXPECT_EQ(sound("aac", "HE-AAC"), "mp4a.40.5");
+    EXPECT_EQ(sound("aac", "HE-AACv2"), "mp4a.40.29");
+    EXPECT_EQ(sound("aac", "LC", 8), "");
+    EXPECT_EQ(sound("aac", "LC", 0), "");
+    EXPECT_EQ(sound("aac", "Main"), "");
+    EXPECT_EQ(sound("ac3", "LC"), "");
+    // What is described only in its frames.
+    EXPECT_EQ(copied(R"({"codec_type":"audio","codec_name":"aac","profile":"LC","channels":2})"),
+              "");
+    EXPECT_EQ(copied(R"({"codec_type":"video","codec_name":"h264","profile":"High",
+                         "pix_fmt":"yuv420p","level":31})"),
+              "");
+}
+
 TEST(MediaTracks, listWhatCanBeChosen) {
     const auto tracks = parseTracks(
         R"({"format":{"duration":"61.5","format_name":"matroska,webm"},

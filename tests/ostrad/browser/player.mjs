@@ -3,7 +3,7 @@
 import { mkdirSync, writeFileSync } from 'node:fs';
 import { join } from 'node:path';
 import assert from 'node:assert/strict';
-import { ask, cleanUp, folder, makeSound, makeVideo, openPage, runSteps, startServer } from './harness.mjs';
+import { addLibrary, ask, cleanUp, folder, makeSound, makeVideo, openPage, runSteps, startServer } from './harness.mjs';
 
 // Goes on with Tab until something of that name has the focus, and can be seen to have it.
 async function tabTo(page, name, key = 'Tab') {
@@ -161,6 +161,44 @@ const steps = {
     assert.equal(await page.evaluate(() => document.activeElement.tagName), 'MAIN');
   },
 
+  async 'copies pictures and sound when another track is chosen'(page, server) {
+    await addLibrary(server, 'movies', join(folder, 'films'));
+    const opened = page.waitForResponse(reply => /\/stream$/.test(reply.url()) && reply.request().method() === 'POST');
+    await page.evaluate(() => { location.hash = '#/m/movies'; });
+    await page.getByRole('button', { name: /A Film/ }).press('Enter');
+    await page.locator('#video-audio').selectOption('1');
+    const stream = await (await opened).json();
+    assert.deepEqual(stream.copied, ['video', 'audio']);
+    await videoIs(page, () => { const v = document.getElementById('video'); return v.currentTime > 0.2 && v.videoWidth === 96; });
+    assert.match(await video(page).evaluate(v => v.src), /^blob:/);
+    // Far ahead, a little back, and on over the end of a part.
+    for (const time of [75, 20, 50.5]) {
+      await video(page).evaluate((v, to) => { v.currentTime = to; }, time);
+      await page.waitForFunction(from => { const v = document.getElementById('video'); return v.currentTime > from + 0.2 && v.currentTime < from + 20 && v.readyState >= 3; }, time);
+    }
+    const end = await page.evaluate(starts => starts.find(start => start > 52000) / 1000, stream.startsMs);
+    await page.waitForFunction(to => document.getElementById('video').currentTime > to + 0.3, end);
+    // The last ten seconds are dark.
+    const light = () => video(page).evaluate(v => {
+      const canvas = Object.assign(document.createElement('canvas'), { width: 96, height: 54 });
+      const picture = canvas.getContext('2d');
+      picture.drawImage(v, 0, 0);
+      return Math.max(...picture.getImageData(0, 0, 96, 54).data.filter((value, index) => index % 4 !== 3));
+    });
+    assert.ok(await light() > 100);
+    await video(page).evaluate(v => { v.pause(); v.currentTime = 85; });
+    await videoIs(page, () => { const v = document.getElementById('video'); return Math.abs(v.currentTime - 85) < 0.01 && v.readyState >= 3 && !v.seeking; });
+    assert.ok(await light() < 40);
+    await video(page).evaluate(v => { v.currentTime = 79; });
+    await videoIs(page, () => { const v = document.getElementById('video'); return Math.abs(v.currentTime - 79) < 0.01 && v.readyState >= 3 && !v.seeking; });
+    assert.ok(await light() > 100);
+    // To the end, and over it.
+    await video(page).evaluate(v => { v.currentTime = 88; v.play(); });
+    await videoIs(page, () => document.getElementById('video').ended);
+    await page.keyboard.press('Escape');
+    await page.locator('#video-dialog').waitFor({ state: 'hidden' });
+  },
+
   async 'links and unlinks the account'(page, server) {
     const linked = async () => (await ask(server, 'api/account/link/status')).body.linked;
     await tabTo(page, /^Account not linked$/, 'Shift+Tab');
@@ -199,6 +237,8 @@ try {
   ['First', 'Second', 'Third'].forEach((name, index) => makeSound(`music/Someone/An Album/0${index + 1} - ${name}.ogg`, 20));
   mkdirSync(join(folder, 'music', 'Zoe', 'Album'), { recursive: true });
   makeSound('music/Zoe/Album/01 - Zero.ogg', 2);
+  mkdirSync(join(folder, 'films'));
+  makeVideo('films/A Film (2020).mkv', 90, ['-map', '0:v', '-map', '1:a', '-map', '1:a', '-vf', "drawbox=t=fill:color=black:enable='gte(t,80)'", '-c:v', 'libx264', '-preset', 'veryfast', '-pix_fmt', 'yuv420p', '-bf', '2', '-g', '15', '-c:a', 'aac']);
   const server = await startServer('player');
   const page = await openPage();
   await page.goto(server.root);
