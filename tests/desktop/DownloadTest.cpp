@@ -21,6 +21,16 @@ class Download : public PageTest {
   protected:
     Download() { fs::create_directory(target); }
 
+    // Where what is offered is saved as long as the user chooses no other place.
+    [[nodiscard]] fs::path makeFolderForDownloads() const {
+        const fs::path folder = session.folder() / "home/Downloads";
+        fs::create_directory(folder);
+        fs::create_directories(session.configHome());
+        std::ofstream(session.configHome() / "user-dirs.dirs")
+            << "XDG_DOWNLOAD_DIR=\"$HOME/Downloads\"\n";
+        return folder;
+    }
+
     void launchAndOffer(const std::string& attachment) {
         launchWithPage(offer(attachment));
         ASSERT_TRUE(appears("Save File")) << application->standardError();
@@ -96,15 +106,21 @@ TEST_F(Download, isSavedWhereTheUserSaysAndNowhereElse) {
 }
 
 TEST_F(Download, isOfferedUnderANameWithoutFolders) {
-    fs::create_directory(session.folder() / "home/Downloads");
-    fs::create_directories(session.configHome());
-    std::ofstream(session.configHome() / "user-dirs.dirs")
-        << "XDG_DOWNLOAD_DIR=\"$HOME/Downloads\"\n";
+    const fs::path downloads = makeFolderForDownloads();
     launchAndOffer("/attachment?name=..%2F..%2F.hidden.mkv&size=1000");
     ASSERT_TRUE(answers("Save File", "Return"));
-    EXPECT_TRUE(
-        eventually([&] { return fs::exists(session.folder() / "home/Downloads/hidden.mkv"); }));
+    EXPECT_TRUE(eventually([&] { return fs::exists(downloads / "hidden.mkv"); }));
     EXPECT_THAT(atHome(), ElementsAre("Downloads"));
+}
+
+// The engine takes care of folders itself.
+TEST_F(Download, isOfferedUnderANameThatFileSystemsTake) {
+    const fs::path downloads = makeFolderForDownloads();
+    launchAndOffer(fmt::format("/attachment?name={}.mkv&size=1000", std::string(230, 'a')));
+    ASSERT_TRUE(answers("Save File", "Return"));
+    EXPECT_TRUE(
+        eventually([&] { return fs::exists(downloads / (std::string(196, 'a') + ".mkv")); }));
+    EXPECT_EQ(namesIn(downloads).size(), 1U);
 }
 
 TEST_F(Download, isWhatTheViewCannotShow) {

@@ -64,6 +64,14 @@ TEST_F(HostilePage, thatHangsHoldsUpNothing) {
     quit();
 }
 
+// Bubblewrap takes its page along; without it, the page goes on for ten seconds by itself.
+TEST_F(HostilePage, thatHangsWithoutASandboxHoldsUpNothing) {
+    session.useInsteadOfBubblewrap("#!/bin/sh\nexit 1\n");
+    launchWithPage(page("for (;;);"));
+    ASSERT_TRUE(reports("begun"));
+    quit();
+}
+
 TEST_F(HostilePage, thatTakesAllMemoryIsEnded) {
     launchWithPage(page("const all = []; for (;;) {"
                         " try { all.push(new Uint8Array(1 << 26).fill(1)); } catch (e) {}"
@@ -185,9 +193,11 @@ TEST_F(HostilePage, thatWaitsForAnAnswerIsShownAnewWhenTheWindowProgramDies) {
     quit();
 }
 
+// A dialog with a main loop of its own would hold up the page as well.
 TEST_F(HostilePage, thatPrintsHoldsUpNoQuit) {
-    launchWithPage(page("print();"));
+    launchWithPage(page("print(); fetch('/report?goes-on');"));
     ASSERT_TRUE(eventually([&] { return session.visibleWindow("Print").has_value(); }));
+    EXPECT_TRUE(reports("goes-on"));
     EXPECT_TRUE(menuAnswersAtOnce());
     quit();
 }
