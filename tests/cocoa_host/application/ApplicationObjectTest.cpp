@@ -138,6 +138,21 @@ TEST_F(CocoaApplicationTest, isAskedToReopenByASecondInstanceWhichEnds) {
     EXPECT_THAT(first->ask("windows"), ElementsAre("Probe"));
 }
 
+TEST_F(CocoaApplicationTest, endsWhenTheInstanceThatRunsDoesNotAnswer) {
+    const auto first = launch();
+    settle(*first);
+    first->signal(SIGSTOP);
+    DrivenProgram second({COCOA_HOST_PROBE});
+    EXPECT_EQ(second.waitForExit(), 1);
+    EXPECT_EQ(count(second, "launched"), 0);
+    EXPECT_THAT(second.complaints(),
+                Contains("test.zorvane.probe is running already, but does not answer"));
+    first->signal(SIGCONT);
+    first->signal(SIGTERM);
+    EXPECT_EQ(first->waitForExit(), 0);
+    EXPECT_EQ(count(*first, "reopen, visible windows: false"), 0);
+}
+
 TEST_F(CocoaApplicationTest, waitsForTheInstanceThatItFollows) {
     auto first = launch({"--stop-milliseconds", "300"});
     settle(*first);

@@ -1,7 +1,9 @@
 // A file that a page offers: where the user says, whole or not at all, one at a time.
+#include "platform/DownloadBounds.h"
 #include "platform/cocoa/CocoaWebWindow.h"
 #include "tests/cocoa_host/Turning.h"
 #include "tests/cocoa_host/frameworks/doubles/Modal.h"
+#include "tests/cocoa_host/frameworks/doubles/Volume.h"
 #include "tests/cocoa_host/frameworks/doubles/WebKitHost.h"
 #include "tests/support/temporary/TemporaryFolder.h"
 
@@ -21,6 +23,7 @@ using cocoa_host::settle;
 using cocoa_host::sheetOwner;
 using cocoa_host::textOf;
 using cocoa_host::turnUntil;
+using platform::DownloadBounds;
 using platform::cocoa::CocoaWebWindow;
 
 class CocoaDownloadTest : public testing::Test {
@@ -34,6 +37,7 @@ class CocoaDownloadTest : public testing::Test {
         }
     }
     void TearDown() override {
+        cocoa_host::spaceLeft().reset();
         // One that a failed test has left would keep the next from being taken.
         [download hostFail:@"the test is over"];
         @autoreleasepool {
@@ -128,6 +132,8 @@ TEST_F(CocoaDownloadTest, showsHowFarItIs) {
     choosePlace();
     NSAlert* const panel = sheetOwner(native());
     EXPECT_EQ(textOf(panel.messageText), "Saving song.ogg");
+    ASSERT_EQ(panel.buttons.count, 1U);
+    EXPECT_EQ(textOf(panel.buttons.firstObject.title), "Cancel");
     EXPECT_FALSE(panel.window.preventsApplicationTerminationWhenModal);
     auto* const bar = static_cast<NSProgressIndicator*>(panel.accessoryView);
     download.hostFraction = 0.25;
@@ -160,6 +166,20 @@ TEST_F(CocoaDownloadTest, saysWhyItFailedAndLeavesNothing) {
     EXPECT_EQ(textOf(alert.messageText), "song.ogg could not be saved.");
     EXPECT_EQ(textOf(alert.informativeText), "the server is gone");
     EXPECT_FALSE(alert.window.preventsApplicationTerminationWhenModal);
+    endSheet(native(), NSAlertFirstButtonReturn);
+}
+
+TEST_F(CocoaDownloadTest, isGivenUpBeforeTheVolumeIsFull) {
+    offer(@"song.ogg");
+    choosePlace();
+    write("mus");
+    cocoa_host::spaceLeft() = DownloadBounds::reserve - 1;
+    download.hostByteCount = DownloadBounds::bytesBetweenLooks;
+    ASSERT_TRUE(turnUntil([&] { return download.hostCancelled; }));
+    ASSERT_TRUE(turnUntil([&] { return !std::filesystem::exists(part.parent_path()); }));
+    NSAlert* const alert = sheetOwner(native());
+    EXPECT_EQ(textOf(alert.messageText), "song.ogg could not be saved.");
+    EXPECT_EQ(textOf(alert.informativeText), DownloadBounds::tooFull);
     endSheet(native(), NSAlertFirstButtonReturn);
 }
 

@@ -178,6 +178,14 @@ TEST_F(CocoaWebWindowTest, leavesNothingWhenItEnds) {
     EXPECT_TRUE(watched.expired());
 }
 
+TEST_F(CocoaWebWindowTest, goesFromTheScreenWhenItEndsWhoeverStillHasItsWindow) {
+    window->makeKeyAndOrderFront();
+    NSWindow* const left = native();
+    ASSERT_TRUE(left.visible);
+    window.reset();
+    EXPECT_FALSE(left.visible);
+}
+
 TEST_F(CocoaWebWindowTest, tellsNobodyOfItsOwnEnd) {
     int told = 0;
     window->onWillClose = [&] { ++told; };
@@ -321,6 +329,16 @@ TEST_F(CocoaWebWindowTest, loadsThePageAgainOrAsksForItAgainWhenNoneCame) {
     EXPECT_EQ(view().hostReloads, 1U);
     EXPECT_EQ(view().hostRequests.count, 2U);
     ASSERT_TRUE(turnUntil([&] { return loads == 3; }));
+}
+
+TEST_F(CocoaWebWindowTest, doesNotGoBackFromAPageGivenAsTextToTheAddressBefore) {
+    int loads = 0;
+    window->onDidFinishNavigation = [&](const std::string& /*title*/) { ++loads; };
+    window->loadUrl("https://a.example/", std::chrono::seconds(7));
+    window->loadHtml("<p>Starting</p>");
+    window->reload();
+    EXPECT_EQ(view().hostRequests.count, 1U);
+    EXPECT_TRUE(turnUntil([&] { return loads == 2; }));
 }
 
 TEST_F(CocoaWebWindowTest, reportsEveryLoadWithItsTitle) {
@@ -514,10 +532,13 @@ TEST_F(CocoaWebWindowTest, answersASheetThatIsStillUpWhenItEnds) {
                  answer:^(BOOL agreed) {
                    answers += agreed ? 100 : 1;
                  }];
+    NSWindow* const left = native();
+    ASSERT_NE(left.attachedSheet, nil);
     @autoreleasepool {
         window.reset();
     }
     EXPECT_EQ(answers, 1);
+    EXPECT_EQ(left.attachedSheet, nil);
 }
 
 // A window's second sheet waits for the first, and is forgotten with the window.

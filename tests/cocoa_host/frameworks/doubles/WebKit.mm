@@ -4,6 +4,9 @@
 #include <cstdint>
 #include <memory>
 
+// The runtime's: one method has several selectors, by the types that each file gives it.
+extern "C" BOOL sel_isEqual(SEL one, SEL other);
+
 namespace cocoa_host {
 
 int& miscalledHandlers() {
@@ -79,10 +82,15 @@ using cocoa_host::otherNavigation;
     return self;
 }
 - (BOOL)respondsToSelector:(SEL)selector {
-    return (self.fields != nil || selector != @selector(valueForHTTPHeaderField:)) &&
+    return (self.fields != nil || !sel_isEqual(selector, @selector(valueForHTTPHeaderField:))) &&
            [super respondsToSelector:selector];
 }
 - (NSString*)valueForHTTPHeaderField:(NSString*)field {
+    if (self.fields == nil) {
+        [[NSException exceptionWithName:@"NSInvalidArgumentException"
+                                 reason:@"the response has no header fields"
+                               userInfo:nil] raise];
+    }
     return self.fields[field];
 }
 @end
@@ -123,6 +131,12 @@ using cocoa_host::otherNavigation;
 }
 - (void)setHostFraction:(double)fraction {
     _progress.fractionCompleted = fraction;
+}
+- (long long)hostByteCount {
+    return _progress.completedUnitCount;
+}
+- (void)setHostByteCount:(long long)count {
+    _progress.completedUnitCount = count;
 }
 - (BOOL)hostCancelled {
     return _cancelled;

@@ -25,6 +25,7 @@ struct Navigation {
 // A file on its way. Nobody is told anything but by these.
 @interface WKDownload (Host)
 @property (nonatomic) double hostFraction;
+@property (nonatomic) long long hostByteCount;
 @property (nonatomic, readonly) BOOL hostCancelled;
 // Where the delegate said that it goes, and whether it said so.
 @property (nonatomic, readonly, nullable) NSURL* hostDestination;
