@@ -18,7 +18,7 @@ ARGS ?=
 FORMATTED := '*.h' '*.cpp' '*.mm' ':!:platform/cocoa/interfaces' ':!:tests/platform/cocoa/declarations'
 
 .PHONY: build run test sanitize tsan soak storm mutants bench fuzz format lint docs screenshots macos \
-  test-cocoa test-web package test-package test-debian13 clean
+  test-cocoa test-cocoa-mutants test-web package test-package test-debian13 clean
 
 build:
 	@tools/setup build
@@ -112,6 +112,12 @@ test-cocoa:
 	cmake --preset cocoa-host
 	cmake --build --preset cocoa-host --parallel $(JOBS)
 	ctest --test-dir build/cocoa-host --output-on-failure --parallel $(JOBS) -L cocoa-host -R '$(TESTS)'
+
+# Takes one rule after the other out of the macOS back end, as `make mutants` does elsewhere. Takes
+# long, so no other target runs it.
+test-cocoa-mutants:
+	@tools/setup build run test cocoa
+	@tests/mutants/run --cocoa-host '$(MUTANTS)'
 
 # The reference of Tessel's public interface: build/docs/index.html. A comment that is missing, or that
 # Doxygen cannot follow, is an error.
