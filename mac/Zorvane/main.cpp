@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <functional>
 #include <memory>
+#include <string_view>
 #include <utility>
 
 namespace {
@@ -74,6 +75,10 @@ zorvane::LaunchSteps launchSteps(platform::NativePlatform& system,
     return steps;
 }
 
+void sayWhyItCannotStart(std::string_view why) {
+    fmt::print(stderr, "Zorvane cannot start: {}\n", why);
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -87,9 +92,10 @@ int main(int argc, char** argv) {
     }
     const auto system = platform::makeNativePlatform({.applicationId = "app.zorvane",
                                                       .guardianExecutable = "zorvane-guardian",
-                                                      .windowExecutable = "zorvane-window"});
+                                                      .windowExecutable = "zorvane-window",
+                                                      .sayWhyItEnds = &sayWhyItCannotStart});
     if (!system) {
-        fmt::print(stderr, "Zorvane cannot start: {}\n", system.error());
+        sayWhyItCannotStart(system.error());
         return 1;
     }
     platform::NativePlatform& native = **system;

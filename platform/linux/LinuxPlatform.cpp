@@ -3,6 +3,7 @@
 #include "platform/appcast/ThisSystem.h"
 #include "platform/linux/DisplaySocket.h"
 #include "platform/linux/FindApplicationFolders.h"
+#include "platform/linux/GlibThreads.h"
 #include "platform/linux/Launcher.h"
 #include "platform/posix/ProcessEntry.h"
 
@@ -178,6 +179,9 @@ makeNativePlatform(const NativeOptions& options) {
         posix::requireThreads();
     } catch (const std::runtime_error& error) {
         return std::unexpected(error.what());
+    }
+    if (options.sayWhyItEnds) {
+        desktop::sayWhenGlibGetsNoThread(options.sayWhyItEnds);
     }
     g_set_prgname(options.applicationId.c_str());
     if (auto trouble = desktop::displayTrouble(environment)) {

@@ -12,6 +12,7 @@
 namespace desktop {
 namespace {
 
+using ::testing::EndsWith;
 using ::testing::IsEmpty;
 
 using Launch = ApplicationTest;
@@ -91,6 +92,34 @@ TEST_F(Launch, saysThatThereAreNoThreadsThoughOthersTakeThemOnlyLater) {
     EXPECT_EQ(application->standardError(),
               std::string("Zorvane cannot start: ") + platform::posix::noMoreThreads + "\n");
     EXPECT_TRUE(nothingIsLeft());
+}
+
+// Without handling, GLib ends a process by a signal that gets no thread for it.
+TEST_F(Launch, servesOrSaysThatThereAreNoThreadsWhicheverOfGlibsIsRefused) {
+    session.environment["LD_PRELOAD"] = ZORVANE_FEWTHREADS;
+    session.environment[fewthreads::programVariable] = "Zorvane";
+    session.environment[fewthreads::libraryVariable] = "libglib-";
+    const std::string sentence =
+        std::string("Zorvane cannot start: ") + platform::posix::noMoreThreads + "\n";
+    int sentences = 0;
+    for (int most = 0; most < 4; ++most) {
+        session.environment[fewthreads::mostVariable] = std::to_string(most);
+        application = launch();
+        ASSERT_TRUE(eventually([&] {
+            return !application->isRunning() || logged("ostrad spawned") > 0;
+        })) << most
+            << ": " << application->standardError();
+        application->signal(SIGTERM);
+        const auto status = application->waitForExit(patience);
+        if (status == 1) {
+            ++sentences;
+            EXPECT_THAT(application->standardError(), EndsWith(sentence));
+        } else {
+            EXPECT_EQ(status, 0) << most << ": " << application->standardError();
+        }
+        EXPECT_TRUE(nothingIsLeft());
+    }
+    EXPECT_GT(sentences, 0);
 }
 
 // Every file and folder of ours that somebody else could read or enter.

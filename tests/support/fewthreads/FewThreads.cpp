@@ -22,6 +22,24 @@ long most() {
                : LONG_MAX;
 }
 
+long refused() {
+    const char* const number = std::getenv(fewthreads::refusedVariable);
+    return number == nullptr ? LONG_MAX : std::strtol(number, nullptr, 10);
+}
+
+bool counts(const void* caller) {
+    const char* const library = std::getenv(fewthreads::libraryVariable);
+    if (library == nullptr) {
+        return true;
+    }
+    Dl_info info = {};
+    if (::dladdr(caller, &info) == 0) {
+        return false;
+    }
+    const std::string_view file(info.dli_fname);
+    return file.substr(file.rfind('/') + 1).starts_with(library);
+}
+
 } // namespace
 
 extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
@@ -29,5 +47,9 @@ extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attribute
     using Create = int (*)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
     static const auto create = reinterpret_cast<Create>(::dlsym(RTLD_NEXT, "pthread_create"));
     static const long limit = most();
-    return ++started > limit ? EAGAIN : create(thread, attributes, body, argument);
+    if (limit == LONG_MAX || !counts(__builtin_return_address(0))) {
+        return create(thread, attributes, body, argument);
+    }
+    const long later = ++started - limit;
+    return later > 0 && later <= refused() ? EAGAIN : create(thread, attributes, body, argument);
 }

@@ -6,5 +6,9 @@ namespace fewthreads {
 
 inline constexpr const char* programVariable = "FEWTHREADS_PROGRAM"; // the name of the executable
 inline constexpr const char* mostVariable = "FEWTHREADS_MOST";
+// How many are refused afterwards; all of them when it is not there.
+inline constexpr const char* refusedVariable = "FEWTHREADS_REFUSED";
+// When it is there, only threads count that a library asks for whose file name begins like this.
+inline constexpr const char* libraryVariable = "FEWTHREADS_LIBRARY";
 
 } // namespace fewthreads
