@@ -64,14 +64,6 @@ TEST_F(HostilePage, thatHangsHoldsUpNothing) {
     quit();
 }
 
-// Bubblewrap takes its page along; without it, the page goes on for ten seconds by itself.
-TEST_F(HostilePage, thatHangsWithoutASandboxHoldsUpNothing) {
-    session.useInsteadOfBubblewrap("#!/bin/sh\nexit 1\n");
-    launchWithPage(page("for (;;);"));
-    ASSERT_TRUE(reports("begun"));
-    quit();
-}
-
 TEST_F(HostilePage, thatTakesAllMemoryIsEnded) {
     launchWithPage(page("const all = []; for (;;) {"
                         " try { all.push(new Uint8Array(1 << 26).fill(1)); } catch (e) {}"
