@@ -54,6 +54,18 @@ void ApplicationTest::keepTheServerSilent() {
     session.environment["OSTRA_SIDECAR"] = silent.string();
 }
 
+void ApplicationTest::letTheServerRunOnce() {
+    const std::filesystem::path server =
+        std::filesystem::path(ZORVANE_APPLICATION).parent_path() / "ostrad";
+    const std::filesystem::path script = session.folder() / "server-of-one-run";
+    const std::filesystem::path ran = session.folder() / "ran";
+    std::ofstream(script) << fmt::format("#!/bin/sh\n[ ! -e '{0}' ] || exec sleep 1000\n: >'{0}'\n"
+                                         "exec '{1}' \"$@\"\n",
+                                         ran.string(), server.string());
+    std::filesystem::permissions(script, std::filesystem::perms::owner_all);
+    session.environment["OSTRA_SIDECAR"] = script.string();
+}
+
 std::optional<std::string> ApplicationTest::window() const {
     return session.visibleWindow("Zorvane");
 }

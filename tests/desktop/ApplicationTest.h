@@ -40,6 +40,8 @@ class ApplicationTest : public ::testing::Test {
     [[nodiscard]] std::optional<std::string> window() const;
     // From now on the server that is started never becomes healthy: the starting page stays.
     void keepTheServerSilent();
+    // The first server is the one that ships; those that follow it never become healthy.
+    void letTheServerRunOnce();
 
     [[nodiscard]] bool windowAppears() const;
     [[nodiscard]] bool windowDisappears() const;
