@@ -3,13 +3,16 @@
 #include "tests/cocoa_host/application/DrivenProgram.h"
 #include "tests/desktop/session/Waiting.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <csignal>
 #include <cstring>
+#include <filesystem>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace {
@@ -34,6 +37,14 @@ class CocoaApplicationTest : public testing::Test {
     // which quits without a reason.
     static void settle(DrivenProgram& program) {
         EXPECT_TRUE(desktop::eventually([&] { return program.ask("signals").size() == 3; }));
+    }
+
+    static bool hasOpen(pid_t process, const char* name) {
+        std::error_code gone;
+        const std::filesystem::directory_iterator files(fmt::format("/proc/{}/fd", process), gone);
+        return std::ranges::any_of(files, [&](const auto& file) {
+            return std::filesystem::read_symlink(file, gone).filename() == name;
+        });
     }
 
     static long count(const DrivenProgram& program, const std::string& line) {
@@ -157,6 +168,7 @@ TEST_F(CocoaApplicationTest, waitsForTheInstanceThatItFollows) {
     auto first = launch({"--stop-milliseconds", "300"});
     settle(*first);
     DrivenProgram next({COCOA_HOST_PROBE}, {{newInstanceVariable, "1"}});
+    ASSERT_TRUE(desktop::eventually([&] { return hasOpen(next.pid(), "instance.lock"); }));
     first->signal(SIGTERM);
     EXPECT_EQ(first->waitForExit(), 0);
     EXPECT_EQ(count(*first, "reopen, visible windows: false"), 0);
