@@ -50,8 +50,8 @@ struct NativeOptions {
     // the place of the system's.
     std::filesystem::path updateAuthorities = {};
     // Says why the application cannot go on, where a library of the system would end it by a signal
-    // without a word; it exits with 1 afterwards. Called on any thread. Empty: it ends as the library
-    // ends it.
+    // without a word; it exits with 1 afterwards. Called on any thread. Empty: it ends as the
+    // library ends it.
     std::function<void(std::string_view why)> sayWhyItEnds = {};
 };
 

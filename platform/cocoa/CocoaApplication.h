@@ -66,6 +66,7 @@ class CocoaApplication final : public Application {
 
     // Nothing when this process is the instance, else what it has to exit with.
     [[nodiscard]] std::optional<int> exitStatusOfASecondInstance();
+    void answerSecondInstances();
     void watchSignals();
 
     NSApplication* toolkit_;

@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <system_error>
 
 @interface ZorvaneApplicationDelegate : NSObject <NSApplicationDelegate>
 // Not owned; null once the application object is gone.
@@ -138,13 +139,24 @@ std::optional<int> CocoaApplication::exitStatusOfASecondInstance() {
         if (instance_->listen([observer](const std::string&) {
                 onMainThread(observer, &CocoaApplication::reopenRequested);
             })) {
-            instanceWatch_.emplace(*instance_);
+            answerSecondInstances();
         }
     }
     if (instance_->failure()) {
         log_->write(*instance_->failure());
     }
     return std::nullopt;
+}
+
+void CocoaApplication::answerSecondInstances() {
+    try {
+        instanceWatch_.emplace(*instance_);
+    } catch (const std::system_error& error) {
+        const std::string sentence =
+            fmt::format("a second instance is not answered: {}", error.what());
+        log_->write(sentence);
+        fmt::print(stderr, "{}\n", sentence);
+    }
 }
 
 void CocoaApplication::didFinishLaunching() {

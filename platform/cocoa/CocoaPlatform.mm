@@ -5,6 +5,7 @@
 #include "platform/posix/ProcessEntry.h"
 
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 namespace platform {
@@ -52,7 +53,11 @@ makeNativePlatform(const NativeOptions& options) {
         if (!folder) {
             return std::unexpected(std::move(folder.error()));
         }
-        return std::make_unique<cocoa::CocoaPlatform>(options, currentEnvironment(), *folder);
+        try {
+            return std::make_unique<cocoa::CocoaPlatform>(options, currentEnvironment(), *folder);
+        } catch (const std::system_error&) {
+            return std::unexpected(posix::noMoreThreads); // somebody else took them meanwhile
+        }
     }
 }
 

@@ -1,7 +1,9 @@
 // NSApplication and its delegate, seen from the product's side: a small application says what it
 // was told (tests/desktop/probe).
+#include "platform/posix/ProcessEntry.h"
 #include "tests/cocoa_host/application/DrivenProgram.h"
 #include "tests/desktop/session/Waiting.h"
+#include "tests/support/fewthreads/FewThreads.h"
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -162,6 +164,28 @@ TEST_F(CocoaApplicationTest, endsWhenTheInstanceThatRunsDoesNotAnswer) {
     first->signal(SIGTERM);
     EXPECT_EQ(first->waitForExit(), 0);
     EXPECT_EQ(count(*first, "reopen, visible windows: false"), 0);
+}
+
+// It makes sure that there are as many threads as it needs, and one of the next is refused; which
+// of them is the one that answers depends on what the system's libraries have started before.
+TEST_F(CocoaApplicationTest, goesOnWithoutAThreadThatAnswersASecondInstance) {
+    bool wasRefused = false;
+    for (std::size_t more = 0; more < 4 && !wasRefused; ++more) {
+        DrivenProgram program(
+            {COCOA_HOST_PROBE},
+            {{"LD_PRELOAD", COCOA_HOST_FEWTHREADS},
+             {fewthreads::programVariable, "cocoa-host-probe"},
+             {fewthreads::refusedVariable, "1"},
+             {fewthreads::mostVariable, std::to_string(platform::posix::neededThreads + more)}});
+        if (program.says("launched")) {
+            wasRefused = std::ranges::any_of(program.complaints(), [](const std::string& line) {
+                return line.contains("a second instance is not answered: Resource temporarily");
+            });
+        } else {
+            EXPECT_EQ(program.waitForExit(), 1);
+        }
+    }
+    EXPECT_TRUE(wasRefused);
 }
 
 TEST_F(CocoaApplicationTest, waitsForTheInstanceThatItFollows) {
