@@ -265,6 +265,17 @@ const steps = {
     assert.ok(await focusIsOnScreen(page));
   },
 
+  async 'leads from the first of many that match to all of them'(page) {
+    await page.evaluate(() => { location.hash = '#/s/track%20000'; });
+    await page.getByText('The first 200 of 1,000 results.').waitFor();
+    await page.getByRole('link', { name: 'See all Tracks that match' }).press('Enter');
+    await page.waitForURL(/#\/m\/music\/music\.track\?q=track\+000$/);
+    await page.getByText('1,000 tracks').waitFor();
+    await page.evaluate(() => { location.hash = '#/s/track%2000000'; });
+    await page.getByText('10 results').waitFor();
+    assert.equal(await page.getByRole('link', { name: /See all/ }).count(), 0);
+  },
+
   async 'begins at the top of another page, also when it is drawn twice'(page) {
     await page.evaluate(() => {
       location.hash = '#/m/music/music.track';

@@ -95,6 +95,23 @@ const steps = {
     await page.getByRole('button', { name: 'Remove games' }).click();
     await page.getByText('The folder and the files in it stay as they are.').waitFor();
     await everywhere(page, 'removing a folder');
+    // Larger letters need more than one line of buttons, each of them whole.
+    await page.setViewportSize({ width: 320, height: 800 });
+    const broken = await page.evaluate(() => {
+      const buttons = [...document.querySelectorAll('#remove-dialog .dialog-buttons button')];
+      for (const one of buttons) one.style.fontSize = '20px';
+      const room = document.querySelector('#remove-dialog .dialog-buttons').getBoundingClientRect();
+      const found = buttons.filter(one => {
+        const text = document.createRange();
+        text.selectNodeContents(one);
+        const box = one.getBoundingClientRect();
+        return text.getClientRects().length !== 1 || box.left < room.left - 1 || box.right > room.right + 1;
+      }).map(one => one.textContent);
+      for (const one of buttons) one.style.fontSize = '';
+      return found;
+    });
+    assert.deepEqual(broken, []);
+    await page.setViewportSize({ width: 1280, height: 800 });
     await page.keyboard.press('Escape');
     assert.equal(await page.evaluate(() => document.activeElement.getAttribute('aria-label')), 'Remove games');
   },
