@@ -1,19 +1,15 @@
 #include "ostrad/Fragments.h"
 
+#include "tests/ostrad/Boxes.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace ostrad {
 namespace {
 
-std::string box(const std::string& type, const std::string& content) {
-    const auto size = static_cast<std::uint32_t>(content.size() + 8);
-    std::string bytes;
-    for (const int shift : {24, 16, 8, 0}) {
-        bytes += static_cast<char>(size >> static_cast<unsigned>(shift) & 0xffU);
-    }
-    return bytes + type + content;
-}
+using test::box;
+using test::word;
 
 struct Cut {
     std::vector<std::string> starts;
@@ -52,14 +48,6 @@ TEST(Fragments, waitForTheEndOfABox) {
     Cut cut;
     EXPECT_TRUE(cut.fragments.append(head + one.substr(0, one.size() - 1)));
     EXPECT_THAT(cut.parts, testing::IsEmpty());
-}
-
-std::string word(std::uint32_t value) {
-    std::string bytes;
-    for (const unsigned shift : {24U, 16U, 8U, 0U}) {
-        bytes += static_cast<char>(value >> shift & 0xffU);
-    }
-    return bytes;
 }
 
 std::string track(std::uint32_t id, const std::string& decoding, const std::string& run) {

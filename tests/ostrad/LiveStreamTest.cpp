@@ -1,5 +1,6 @@
 // Streams of a tool that only hands out what was prepared, and writes down how it was started.
 #include "ostrad/Streams.h"
+#include "tests/ostrad/Boxes.h"
 #include "tests/ostrad/TempFolder.h"
 
 #include <fmt/format.h>
@@ -13,24 +14,14 @@ namespace ostrad {
 namespace {
 
 using namespace std::chrono_literals;
+using test::box;
 using test::eventually;
+using test::word;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using Trouble = LiveStream::Trouble;
 
 constexpr std::size_t kPartSize = 100'000;
-
-std::string word(std::size_t size) {
-    std::string bytes;
-    for (const unsigned shift : {24U, 16U, 8U, 0U}) {
-        bytes += static_cast<char>(size >> shift);
-    }
-    return bytes;
-}
-
-std::string box(const std::string& type, const std::string& content) {
-    return word(content.size() + 8) + type + content;
-}
 
 class LiveStreamTest : public testing::Test {
   protected:

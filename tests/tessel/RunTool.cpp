@@ -37,15 +37,6 @@ std::string contents(std::FILE* file) {
     return text;
 }
 
-std::vector<char*> pointers(std::vector<std::string>& strings) {
-    std::vector<char*> result;
-    for (std::string& text : strings) {
-        result.push_back(text.data());
-    }
-    result.push_back(nullptr);
-    return result;
-}
-
 std::vector<std::string> mergedEnvironment(const std::map<std::string, std::string>& more) {
     std::vector<std::string> result;
     for (char** entry = environ; *entry != nullptr; ++entry) {
@@ -61,6 +52,15 @@ std::vector<std::string> mergedEnvironment(const std::map<std::string, std::stri
 }
 
 } // namespace
+
+std::vector<char*> pointers(std::vector<std::string>& strings) {
+    std::vector<char*> result;
+    for (std::string& text : strings) {
+        result.push_back(text.data());
+    }
+    result.push_back(nullptr);
+    return result;
+}
 
 ToolResult runTool(const std::vector<std::string>& arguments, const std::string& input,
                    const std::map<std::string, std::string>& environment) {

@@ -1,6 +1,7 @@
 #include "tests/tessel/ToolProcess.h"
 
 #include "platform/posix/Pipe.h"
+#include "tests/tessel/RunTool.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -76,16 +77,7 @@ Made make(Stream stream) {
     return made;
 }
 
-std::vector<char*> pointers(std::vector<std::string>& strings) {
-    std::vector<char*> result;
-    for (std::string& text : strings) {
-        result.push_back(text.data());
-    }
-    result.push_back(nullptr);
-    return result;
-}
-
-std::vector<std::string> mergedEnvironment(const std::map<std::string, std::string>& more) {
+std::vector<std::string> plainEnvironment(const std::map<std::string, std::string>& more) {
     std::vector<std::string> result;
     for (char** entry = environ; *entry != nullptr; ++entry) {
         const std::string text = *entry;
@@ -126,7 +118,7 @@ ToolProcess::ToolProcess(const std::vector<std::string>& arguments, Streams stre
         words.insert(words.begin(), {"/bin/sh", "-c", mayWriteNothing});
     }
     words.insert(words.end(), arguments.begin(), arguments.end());
-    std::vector<std::string> variables = mergedEnvironment(environment);
+    std::vector<std::string> variables = plainEnvironment(environment);
     const int failure = posix_spawnp(&pid_, words.front().c_str(), &actions, nullptr,
                                      pointers(words).data(), pointers(variables).data());
     posix_spawn_file_actions_destroy(&actions);

@@ -15,13 +15,13 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
 
-struct Wrong {
+struct WrongUsage {
     std::vector<std::string> arguments;
     std::string said;
 };
 
 TEST(WrongUsage, namesWhatIsWrongAndWhatWasMeantPerhaps) {
-    const std::vector<Wrong> table = {
+    const std::vector<WrongUsage> table = {
         {{"vresion"}, "tessel has no command \"vresion\"; did you mean \"version\"?"},
         {{"cred"}, "tessel has no command \"cred\"; did you mean \"credentials\"?"},
         {{"zzzzzz"}, "tessel has no command \"zzzzzz\" (see \"tessel --help\")"},

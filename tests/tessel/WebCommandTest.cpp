@@ -90,14 +90,14 @@ TEST(TesselScript, passesLineEndsAndNulThrough) {
                 HasSubstr(std::string("= \"a\n\r\0b\u2028\";", 13)));
 }
 
-struct Wrong {
+struct WrongField {
     const char* field;
     boost::json::value value;
     const char* message;
 };
 
 TEST(WebAppDocument, isRefusedWithTheNameOfTheFieldThatIsWrong) {
-    const std::vector<Wrong> table{
+    const std::vector<WrongField> table{
         {"origin", 1, "\"origin\" is no string"},
         {"origin", "", "\"origin\" is no absolute URL"},
         {"origin", "studio.example", "\"origin\" is no absolute URL"},
@@ -120,7 +120,7 @@ TEST(WebAppDocument, isRefusedWithTheNameOfTheFieldThatIsWrong) {
         {"appHeaderName", 1, "\"appHeaderName\" is no string"},
         {"userAgent", true, "\"userAgent\" is no string"},
         {"usarAgent", "Studio/1.0", "there is no field \"usarAgent\""}};
-    for (const Wrong& wrong : table) {
+    for (const WrongField& wrong : table) {
         auto document = studio();
         document[wrong.field] = wrong.value;
         const auto refused = bootstrap(boost::json::serialize(document));
