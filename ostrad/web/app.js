@@ -511,7 +511,7 @@ function play(entity, siblings) {
   }
   if (siblings !== player.queue) {
     player.queue = siblings.filter(other => other.media && other.media.kind === 'audio');
-    if (player.shuffled) shuffle(entity);
+    if (player.shuffled) shuffleFrom(entity);
   }
   playAudio(entity, false);
 }
@@ -527,8 +527,7 @@ async function playAudio(entity, convert) {
   byId('player-art').replaceWith(Object.assign(art(entity), { id: 'player-art' }));
   drawPlayer();
   markPlaying();
-  const step = by => (neighbour(by) ? () => play(neighbour(by), player.queue) : null);
-  tellSystem(entity, audio, { previous: step(-1), next: step(1) });
+  tellOfAudio();
   const isCurrent = () => player.entity === entity;
   if (!convert && audio.canPlayType(entity.media.contentType) !== '') {
     take(audio, entity);
@@ -545,7 +544,14 @@ async function playAudio(entity, convert) {
   }
 }
 
-function shuffle(first) {
+function tellOfAudio() {
+  const step = by => (neighbour(by) ? () => play(neighbour(by), player.queue) : null);
+  tellSystem(player.entity, audio, { previous: step(-1), next: step(1) });
+}
+
+// The order before is kept for the end of it.
+function shuffleFrom(first) {
+  player.ordered = player.queue;
   const rest = player.queue.filter(other => other.id !== first.id);
   for (let index = rest.length - 1; index > 0; --index) {
     const other = Math.floor(Math.random() * (index + 1));
@@ -557,9 +563,10 @@ function shuffle(first) {
 function toggleShuffle() {
   player.shuffled = !player.shuffled;
   byId('player-shuffle').setAttribute('aria-pressed', String(player.shuffled));
-  if (player.shuffled) { player.ordered = player.queue; shuffle(player.entity); }
-  else if (player.ordered) player.queue = player.ordered;
+  if (player.shuffled) shuffleFrom(player.entity);
+  else player.queue = player.ordered;
   drawPlayer();
+  tellOfAudio();
 }
 
 function markPlaying() {

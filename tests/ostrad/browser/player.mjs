@@ -161,6 +161,58 @@ const steps = {
     assert.equal(await page.evaluate(() => document.activeElement.tagName), 'MAIN');
   },
 
+  async 'shuffles music, and the media keys follow'(page) {
+    await page.evaluate(() => {
+      const session = navigator.mediaSession;
+      const set = session.setActionHandler.bind(session);
+      window.keys = {};
+      session.setActionHandler = (name, action) => { window.keys[name] = action; set(name, action); };
+      Math.random = () => 0;
+      location.hash = '#/m/music/music.track';
+    });
+    const does = key => page.evaluate(name => window.keys[name] !== null, key);
+    const press = key => page.evaluate(name => window.keys[name](), key);
+    const plays = title => page.waitForFunction(wanted => document.getElementById('player-title').textContent === wanted, title);
+    const isShuffled = async () => await page.locator('#player-shuffle').getAttribute('aria-pressed') === 'true';
+    const playThird = async () => {
+      await tabTo(page, /First/);
+      await page.keyboard.press('ArrowDown');
+      await page.keyboard.press('ArrowDown');
+      await page.keyboard.press('Enter');
+      await plays('Third');
+    };
+    await page.locator('.head').getByText('4 tracks').waitFor();
+    await playThird();
+    assert.ok(await does('previoustrack'));
+    await page.keyboard.press('s');
+    assert.ok(await isShuffled());
+    // What plays is the first of the new order.
+    assert.ok(!await does('previoustrack'));
+    for (const title of ['Second', 'Zero', 'First']) {
+      await press('nexttrack');
+      await plays(title);
+    }
+    assert.ok(!await does('nexttrack'));
+    await page.keyboard.press('s');
+    assert.ok(!await isShuffled());
+    assert.ok(!await does('previoustrack'));
+    await press('nexttrack');
+    await plays('Second');
+    // Another list has an order of its own to go back to.
+    await page.keyboard.press('s');
+    await page.evaluate(() => { location.hash = '#/m/music/music.album'; });
+    await tabTo(page, /An Album/);
+    await page.keyboard.press('Enter');
+    await page.getByRole('heading', { name: 'An Album' }).waitFor();
+    await playThird();
+    assert.ok(await does('nexttrack'));
+    await page.keyboard.press('s');
+    assert.ok(!await does('nexttrack'), 'it is the last of the album');
+    await tabTo(page, /^Close player$/);
+    await page.keyboard.press('Enter');
+    await page.locator('#player').waitFor({ state: 'hidden' });
+  },
+
   async 'copies pictures and sound when another track is chosen'(page, server) {
     await addLibrary(server, 'movies', join(folder, 'films'));
     const opened = page.waitForResponse(reply => /\/stream$/.test(reply.url()) && reply.request().method() === 'POST');
