@@ -383,11 +383,11 @@ std::shared_ptr<LiveStream::Run> LiveStream::runFor(std::int64_t number, Trouble
         trouble = Trouble::unreadable;
         return nullptr;
     }
-    const auto place = [starts = starts](std::string_view fragment) {
+    const auto place = [begins = starts](std::string_view fragment) {
         const auto time = fragmentTime(fragment, kVideoTrack);
-        const auto after = std::ranges::upper_bound(starts, time ? *time / kUnitsPerMs + kRoundingMs
+        const auto after = std::ranges::upper_bound(begins, time ? *time / kUnitsPerMs + kRoundingMs
                                                                  : std::int64_t{0});
-        return std::max<std::int64_t>(0, after - starts.begin() - 1);
+        return std::max<std::int64_t>(0, after - begins.begin() - 1);
     };
     run = std::make_shared<Run>(*std::move(tool), number, places,
                                 copiesVideo() ? Placing(place) : Placing());
