@@ -23,7 +23,7 @@ constexpr std::int64_t kLatestStartMs = 500; // of the pictures, when the sound 
 constexpr std::int64_t kLeastAtEndMs = 100;
 constexpr double kLatest = 3'600'000; // seconds
 constexpr double kLargest = 1e15;
-constexpr ToolLimits kLimits{.time = std::chrono::seconds(4), .maxOutput = 4 * 1024 * 1024};
+constexpr ToolLimits kLimits{.time = std::chrono::seconds(4), .maxOutput = std::size_t{4} << 20U};
 
 std::optional<double> number(std::string_view text, double most) {
     const std::string copy(text.substr(0, 40));
@@ -63,12 +63,10 @@ std::optional<Packets> readPackets(std::string_view report) {
             packets.start = *time;
             packets.size = *size;
             hasStart = true;
-        } else if (kind != "packet") {
-            return std::nullopt;
-        } else if (last.starts_with(",K")) {
+        } else if (kind == "packet" && last.starts_with(",K")) {
             packets.keys.push_back(*time);
             others = 0;
-        } else if (++others >= kPackets || *time < packets.keys.back()) {
+        } else if (kind != "packet" || ++others >= kPackets || *time < packets.keys.back()) {
             return std::nullopt;
         }
     }

@@ -123,7 +123,7 @@ class LiveStream::Run {
     void readAll() {
         Fragments fragments([this](std::string bytes) { addStart(std::move(bytes)); },
                             [this](std::string bytes) { addFragment(std::move(bytes)); });
-        std::array<char, 64 * 1024> buffer{};
+        std::array<char, std::size_t{64} << 10U> buffer{};
         ssize_t got = 1;
         while (got > 0 && mayGoOn()) {
             got = tool.read(buffer, stopping);

@@ -11,16 +11,12 @@ namespace ostrad {
 // The tool's path, then what holds for every input, then `words`.
 inline std::vector<std::string> mediaCommand(const std::string& tool,
                                              std::initializer_list<std::string> words) {
-    std::vector<std::string> command{
-        tool,
-        "-v",
-        "quiet",
-        "-protocol_whitelist",
-        "file",
-        "-format_whitelist",
+    constexpr const char* formats =
         "matroska,webm,mov,mp4,m4a,3gp,3g2,mj2,avi,mpegts,mpegtsraw,mpeg,mpegvideo,m4v,h264,hevc,"
         "ogg,mp3,flac,wav,w64,aiff,aac,ac3,eac3,dts,dtshd,truehd,asf,flv,ape,wv,tta,caf,au,amr,"
-        "jpeg_pipe,png_pipe,image2,webp_pipe,gif,srt,ass,webvtt"};
+        "jpeg_pipe,png_pipe,image2,webp_pipe,gif,srt,ass,webvtt";
+    std::vector<std::string> command{
+        tool, "-v", "quiet", "-protocol_whitelist", "file", "-format_whitelist", formats};
     command.insert(command.end(), words);
     return command;
 }

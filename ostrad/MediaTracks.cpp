@@ -177,7 +177,7 @@ std::optional<MediaTracks> parseTracks(std::string_view text, std::string_view f
             if (!isCover && !tracks.hasVideo) {
                 tracks.hasVideo = true;
                 tracks.copyCodec = copiedVideo(*stream);
-                codecs = videoCodec(*stream) + (codecs.empty() ? "" : ",") + codecs;
+                codecs.insert(0, videoCodec(*stream) + (codecs.empty() ? "" : ","));
             }
         } else if (kind == "audio" && tracks.audio.size() < kMostTracks) {
             if (tracks.audio.empty()) {

@@ -182,7 +182,7 @@ std::optional<MediaFile> Site::playable(const Call& call) {
     const auto id = wholeNumber(call.argument);
     auto file = id ? catalogue.mediaFile(*id) : std::nullopt;
     const Mode* const mode = file ? findMode(file->modeId) : nullptr;
-    const FileKind* const kind = mode == nullptr ? nullptr : fileKind(*mode, file->path);
+    const FileKind* const kind = file && mode != nullptr ? fileKind(*mode, file->path) : nullptr;
     const bool plays =
         kind != nullptr && (kind->kind == MediaKind::audio || kind->kind == MediaKind::video);
     return plays ? std::move(file) : std::nullopt;
@@ -295,7 +295,7 @@ Reply Site::streamPart(const Call& call) {
     if (!stream) {
         return errorReply(404, "There is no such stream.");
     }
-    std::string_view part = call.argument.substr(dash + 1);
+    const std::string_view part = call.argument.substr(dash + 1);
     if (part == "index.m3u8") {
         return plain("application/vnd.apple.mpegurl",
                      stream->playlist(std::string(call.argument.substr(0, dash))),

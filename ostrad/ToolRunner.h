@@ -19,7 +19,7 @@ namespace ostrad {
 
 struct ToolLimits {
     std::chrono::milliseconds time{10'000};
-    std::size_t maxOutput = 1024 * 1024;
+    std::size_t maxOutput = std::size_t{1} << 20U;
     ToolBounds bounds = {};
 };
 

@@ -71,12 +71,15 @@ void onMainThread(ZorvaneApplicationDelegate* observer, void (CocoaApplication::
     CFRunLoopWakeUp(CFRunLoopGetMain());
 }
 
-// Why this process ends at once: for the log, and for who started it in a terminal.
-void sayGoodbye(Log& log, const std::filesystem::path& privateFolder, std::string_view why) {
-    const std::string sentence =
-        fmt::format("{} is running already, {}", privateFolder.filename().native(), why);
+// For the log, and for who started it in a terminal.
+void say(Log& log, const std::string& sentence) {
     log.write(sentence);
     fmt::print(stderr, "{}\n", sentence);
+}
+
+// Why this process ends at once.
+void sayGoodbye(Log& log, const std::filesystem::path& privateFolder, std::string_view why) {
+    say(log, fmt::format("{} is running already, {}", privateFolder.filename().native(), why));
 }
 
 constexpr SystemEvent sessionQuit{.eventClass = fourCharacters("aevt"),
@@ -152,10 +155,7 @@ void CocoaApplication::answerSecondInstances() {
     try {
         instanceWatch_.emplace(*instance_);
     } catch (const std::system_error& error) {
-        const std::string sentence =
-            fmt::format("a second instance is not answered: {}", error.what());
-        log_->write(sentence);
-        fmt::print(stderr, "{}\n", sentence);
+        say(*log_, fmt::format("a second instance is not answered: {}", error.what()));
     }
 }
 

@@ -29,8 +29,10 @@ using KeyFile = std::unique_ptr<GKeyFile, KeyFileFree>;
 
 KeyFile parse(const std::string& content) {
     KeyFile file(::g_key_file_new());
+    // NOLINTBEGIN(clang-analyzer-optin.core.EnumCastOutOfRange): a C enumeration of flags
     const auto flags =
         static_cast<GKeyFileFlags>(G_KEY_FILE_KEEP_COMMENTS | G_KEY_FILE_KEEP_TRANSLATIONS);
+    // NOLINTEND(clang-analyzer-optin.core.EnumCastOutOfRange)
     if (content.empty() || ::g_key_file_load_from_data(file.get(), content.data(), content.size(),
                                                        flags, nullptr) == FALSE) {
         return nullptr;

@@ -192,8 +192,8 @@ makeNativePlatform(const NativeOptions& options) {
     try {
         auto platform =
             std::make_unique<desktop::LinuxPlatform>(options, environment, std::move(predecessor));
-        if (platform->trouble()) {
-            return std::unexpected(*platform->trouble());
+        if (auto trouble = platform->trouble()) {
+            return std::unexpected(*std::move(trouble));
         }
         return platform;
     } catch (const std::system_error&) {

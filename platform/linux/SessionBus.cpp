@@ -96,7 +96,8 @@ SessionBus::Claim SessionBus::claim(const std::string& token, std::chrono::milli
     if (!known) {
         log_.write("the session bus does not answer");
         return Claim::silent;
-    } else if (name_ == Name::refused) {
+    }
+    if (name_ == Name::refused) {
         log_.write(fmt::format("the session bus is not used: {}", trouble_));
     } else if (name_ == Name::owned) {
         return Claim::owned;

@@ -255,7 +255,7 @@ void WindowHost::engineStarted() {
     engineIsStarting_ = false;
 }
 
-void WindowHost::sandboxMissing(std::string reason) {
+void WindowHost::sandboxMissing(const std::string& reason) {
     if (!std::exchange(toldOfSandbox_, true)) {
         log_.write(fmt::format("pages run without a sandbox: {}",
                                prefixOfWholeCharacters(reason, longestReason)));

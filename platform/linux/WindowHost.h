@@ -126,7 +126,7 @@ class WindowHost {
     void displayMissing();
     void engineStarting();
     void engineStarted();
-    void sandboxMissing(std::string reason);
+    void sandboxMissing(const std::string& reason);
 
     Setup setup_;
     Log& log_;

@@ -1,5 +1,7 @@
 #include "tests/health/Worker.h"
 
+#include "tests/support/processes/Arguments.h"
+
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -15,6 +17,8 @@ extern char** environ;
 
 namespace health_worker {
 namespace {
+
+using process_test::pointersTo;
 
 std::vector<std::string> environmentFor(const std::filesystem::path& root,
                                         const std::optional<Fault>& fault) {
@@ -42,15 +46,6 @@ std::vector<std::string> environmentFor(const std::filesystem::path& root,
         add(faultfs::actionVariable, fault->action);
     }
     return variables;
-}
-
-std::vector<char*> pointersTo(std::vector<std::string>& strings) {
-    std::vector<char*> pointers;
-    for (auto& text : strings) {
-        pointers.push_back(text.data());
-    }
-    pointers.push_back(nullptr);
-    return pointers;
 }
 
 std::vector<std::string> linesOf(std::FILE* file) {

@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <fstream>
 #include <set>
 #include <sstream>
 #include <thread>
@@ -109,20 +108,6 @@ class CopiedStreamTest : public StreamTest {
                     "-of", "csv=p=0", path})
             .output;
     }
-    // Processor time of all tools of the server that have ended, in ticks.
-    long toolTime() {
-        std::ifstream file("/proc/" + std::to_string(server->pid()) + "/stat");
-        std::string text((std::istreambuf_iterator<char>(file)), {});
-        std::istringstream rest(text.substr(text.rfind(')') + 1));
-        std::string word;
-        for (int field = 3; field < 16; ++field) {
-            rest >> word;
-        }
-        long user = 0;
-        long system = 0;
-        rest >> user >> system;
-        return user + system;
-    }
     void end(const boost::json::object& stream) {
         exchange(port, "DELETE", "/api/streams/" + std::string(stream.at("id").as_string()));
         EXPECT_TRUE(eventually(
@@ -183,21 +168,22 @@ TEST_F(CopiedStreamTest, playsTheRightTimeInTheMiddleAndSaysHowLongPartsAre) {
     EXPECT_THAT(list, HasSubstr("#EXT-X-TARGETDURATION:6\n"));
 }
 
-#ifdef __linux__
 TEST_F(CopiedStreamTest, costsAFractionOfEncoding) {
     makeFilm("a.mkv", 30, h264 + aac, "testsrc2=size=640x360:rate=25");
     const std::string id = addFilms();
     const auto cost = [&](const boost::json::object& stream) {
-        const long before = toolTime();
+        const auto ofTools = [this] {
+            return process_test::processorTime(server->pid()).ofChildren;
+        };
+        const auto before = ofTools();
         whole(stream);
         end(stream);
-        return toolTime() - before;
+        return ofTools() - before;
     };
-    const long encoded = cost(open(id));
-    const long straight = cost(openForAll(id));
+    const auto encoded = cost(open(id));
+    const auto straight = cost(openForAll(id));
     EXPECT_LT(straight * 4, encoded);
 }
-#endif
 
 TEST_F(CopiedStreamTest, encodesOnlyTheSoundThatNoBrowserPlays) {
     makeFilm("a.mkv", 20, h264 + std::vector<std::string>{"-c:a", "ac3"});

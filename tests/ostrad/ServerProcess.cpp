@@ -1,6 +1,7 @@
 #include "tests/ostrad/ServerProcess.h"
 
 #include "platform/posix/Pipe.h"
+#include "tests/support/processes/Arguments.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -21,14 +22,7 @@ namespace ostrad::test {
 
 namespace {
 
-std::vector<char*> pointers(std::vector<std::string>& texts) {
-    std::vector<char*> result;
-    for (std::string& text : texts) {
-        result.push_back(text.data());
-    }
-    result.push_back(nullptr);
-    return result;
-}
+using process_test::pointersTo;
 
 std::vector<std::string> environmentWith(const ServerProcess::Environment& added) {
     std::vector<std::string> result;
@@ -63,7 +57,7 @@ ServerProcess::ServerProcess(const std::string& program, const std::vector<std::
     posix_spawn_file_actions_adddup2(&files, ends->writeEnd.get(), 1);
     posix_spawn_file_actions_adddup2(&files, ends->writeEnd.get(), 2);
     const int error = ::posix_spawn(&child, program.c_str(), &files, nullptr,
-                                    pointers(command).data(), pointers(variables).data());
+                                    pointersTo(command).data(), pointersTo(variables).data());
     posix_spawn_file_actions_destroy(&files);
     ends->writeEnd.reset();
     if (error != 0) {

@@ -8,6 +8,7 @@
 #include "tests/desktop/session/TrayHost.h"
 #include "tests/desktop/session/Waiting.h"
 #include "tests/storm/Storm.h"
+#include "tests/support/processes/ProcessTable.h"
 #include "tests/support/testchild/TestChild.h"
 
 #include <fcntl.h>
@@ -75,20 +76,6 @@ double peakResidentMiB(pid_t pid) {
     return 0;
 }
 
-// Of all its threads, those that ended included.
-double processorMs(pid_t pid) {
-    const std::string stat = desktop::readFile(fmt::format("/proc/{}/stat", pid));
-    std::istringstream fields(stat.substr(std::min(stat.rfind(')') + 1, stat.size())));
-    std::string skipped;
-    for (int field = 3; field < 14; ++field) {
-        fields >> skipped;
-    }
-    double user = 0;
-    double system = 0;
-    fields >> user >> system;
-    return (user + system) * 1000 / static_cast<double>(::sysconf(_SC_CLK_TCK));
-}
-
 struct Seen {
     double peakMiB = 0;
     double slowestMenuMs = 0;
@@ -123,7 +110,8 @@ Seen watch(Storm& storm, const std::string& cues, const std::string& where) {
             longest);
     }
     seen.peakMiB = peakResidentMiB(application->pid());
-    seen.processorMs = processorMs(application->pid());
+    seen.processorMs =
+        static_cast<double>(process_test::processorTime(application->pid()).own.count());
     storm.quit(*application, where);
     return seen;
 }

@@ -1,5 +1,7 @@
 #include "tests/tessel/RunTool.h"
 
+#include "tests/support/processes/Arguments.h"
+
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -14,6 +16,8 @@ extern char** environ;
 
 namespace tool::test {
 namespace {
+
+using process_test::pointersTo;
 
 // An unnamed temporary file: neither side can block on the other, however much is written.
 using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
@@ -53,15 +57,6 @@ std::vector<std::string> mergedEnvironment(const std::map<std::string, std::stri
 
 } // namespace
 
-std::vector<char*> pointers(std::vector<std::string>& strings) {
-    std::vector<char*> result;
-    for (std::string& text : strings) {
-        result.push_back(text.data());
-    }
-    result.push_back(nullptr);
-    return result;
-}
-
 ToolResult runTool(const std::vector<std::string>& arguments, const std::string& input,
                    const std::map<std::string, std::string>& environment) {
     return runProgram(TESSEL_EXECUTABLE, arguments, input, environment);
@@ -86,7 +81,7 @@ ToolResult runProgram(const std::string& program, const std::vector<std::string>
     std::vector<std::string> variables = mergedEnvironment(environment);
     pid_t pid = 0;
     const int failure = posix_spawn(&pid, program.c_str(), &actions, nullptr,
-                                    pointers(words).data(), pointers(variables).data());
+                                    pointersTo(words).data(), pointersTo(variables).data());
     posix_spawn_file_actions_destroy(&actions);
     if (failure != 0) {
         throw std::runtime_error("cannot start " + program + ": " + std::strerror(failure));

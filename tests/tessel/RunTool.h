@@ -25,7 +25,4 @@ struct ToolResult {
                                     const std::string& input = {},
                                     const std::map<std::string, std::string>& environment = {});
 
-// What posix_spawn takes: they point into the strings, and a null pointer ends them.
-[[nodiscard]] std::vector<char*> pointers(std::vector<std::string>& strings);
-
 } // namespace tool::test

@@ -1,7 +1,7 @@
 #include "tests/tessel/ToolProcess.h"
 
 #include "platform/posix/Pipe.h"
-#include "tests/tessel/RunTool.h"
+#include "tests/support/processes/Arguments.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -120,7 +120,8 @@ ToolProcess::ToolProcess(const std::vector<std::string>& arguments, Streams stre
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<std::string> variables = plainEnvironment(environment);
     const int failure = posix_spawnp(&pid_, words.front().c_str(), &actions, nullptr,
-                                     pointers(words).data(), pointers(variables).data());
+                                     process_test::pointersTo(words).data(),
+                                     process_test::pointersTo(variables).data());
     posix_spawn_file_actions_destroy(&actions);
     if (failure != 0) {
         throw std::runtime_error("cannot start " + words.front() + ": " + std::strerror(failure));

@@ -1,6 +1,7 @@
 #include "tests/desktop/session/Program.h"
 
 #include "tests/desktop/session/Waiting.h"
+#include "tests/support/processes/Arguments.h"
 
 #include <fcntl.h>
 #include <sys/prctl.h>
@@ -18,14 +19,7 @@
 namespace desktop {
 namespace {
 
-std::vector<char*> pointers(const std::vector<std::string>& strings) {
-    std::vector<char*> result;
-    for (const std::string& text : strings) {
-        result.push_back(const_cast<char*>(text.c_str()));
-    }
-    result.push_back(nullptr);
-    return result;
-}
+using process_test::pointersTo;
 
 [[noreturn]] void become(const std::vector<char*>& arguments, const std::vector<char*>& environment,
                          const char* outputFile, const char* errorFile) {
@@ -54,7 +48,7 @@ std::set<pid_t>& unreaped() {
 } // namespace
 
 std::string readFile(const std::filesystem::path& file) {
-    std::ifstream stream(file, std::ios::binary);
+    const std::ifstream stream(file, std::ios::binary);
     std::ostringstream text;
     // An error on the way ends the text; in /proc that is a process that went away meanwhile.
     text << stream.rdbuf();
@@ -66,10 +60,10 @@ Program::Program(const std::vector<std::string>& command, const platform::Enviro
     : output_(std::move(output)) {
     std::vector<std::string> variables;
     for (const auto& [name, value] : environment) {
-        variables.push_back(name + "=" + value);
+        variables.push_back(std::string(name).append("=").append(value));
     }
-    const std::vector<char*> arguments = pointers(command);
-    const std::vector<char*> environmentPointers = pointers(variables);
+    const std::vector<char*> arguments = pointersTo(command);
+    const std::vector<char*> environmentPointers = pointersTo(variables);
     const std::string outputFile = output_.string() + ".out";
     const std::string errorFile = output_.string() + ".err";
     pid_ = ::fork();

@@ -1,5 +1,7 @@
 #include "tests/platform/appcast/Tracing.h"
 
+#include "tests/support/processes/Arguments.h"
+
 #include <fmt/format.h>
 #include <sys/ptrace.h>
 #include <sys/wait.h>
@@ -15,16 +17,9 @@
 namespace test_support {
 namespace {
 
-constexpr int callStop = SIGTRAP | 0x80; // with PTRACE_O_TRACESYSGOOD
+using process_test::pointersTo;
 
-std::vector<char*> pointersTo(std::vector<std::string>& strings) {
-    std::vector<char*> pointers;
-    for (auto& text : strings) {
-        pointers.push_back(text.data());
-    }
-    pointers.push_back(nullptr);
-    return pointers;
-}
+constexpr int callStop = SIGTRAP | 0x80; // with PTRACE_O_TRACESYSGOOD
 
 pid_t start(std::vector<std::string> arguments, const std::vector<std::string>& variables) {
     std::vector<std::string> environment = variables;

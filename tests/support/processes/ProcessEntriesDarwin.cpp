@@ -2,13 +2,16 @@
 #include "tests/support/processes/ProcessTable.h"
 
 #include <libproc.h>
+#include <mach/mach_time.h>
 #include <sys/proc.h>
 #include <sys/proc_info.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
 #include <cstdint>
+#include <stdexcept>
 
 namespace process_test {
 namespace {
@@ -68,6 +71,21 @@ std::size_t threadsNamed(const std::string& name) {
                    static_cast<int>(sizeof info) &&
                name == info.pth_name;
     }));
+}
+
+ProcessorTime processorTime(pid_t pid) {
+    rusage_info_v2 used{};
+    if (::proc_pid_rusage(pid, RUSAGE_INFO_V2, reinterpret_cast<rusage_info_t*>(&used)) != 0) {
+        throw std::runtime_error("there is no process " + std::to_string(pid));
+    }
+    mach_timebase_info_data_t base{};
+    ::mach_timebase_info(&base);
+    const auto inMs = [&base](std::uint64_t units) {
+        const std::uint64_t nanoseconds = units / base.denom * base.numer;
+        return std::chrono::milliseconds(static_cast<std::int64_t>(nanoseconds / 1'000'000));
+    };
+    return {.own = inMs(used.ri_user_time + used.ri_system_time),
+            .ofChildren = inMs(used.ri_child_user_time + used.ri_child_system_time)};
 }
 
 std::size_t openDescriptors() {

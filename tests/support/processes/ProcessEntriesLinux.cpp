@@ -5,10 +5,13 @@
 #include <unistd.h>
 
 #include <cctype>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <optional>
 #include <sstream>
+#include <stdexcept>
 
 namespace process_test {
 namespace {
@@ -57,6 +60,29 @@ std::size_t threadsNamed(const std::string& name) {
         count += line == name ? 1U : 0U;
     }
     return count;
+}
+
+ProcessorTime processorTime(pid_t pid) {
+    std::ifstream file(fs::path("/proc") / std::to_string(pid) / "stat");
+    const std::string line((std::istreambuf_iterator<char>(file)), {});
+    const auto close = line.rfind(')');
+    if (close == std::string::npos) {
+        throw std::runtime_error("there is no process " + std::to_string(pid));
+    }
+    std::istringstream fields(line.substr(close + 1));
+    std::string skipped;
+    for (int field = 3; field < 14; ++field) { // as proc_pid_stat(5) counts them
+        fields >> skipped;
+    }
+    std::int64_t user = 0;
+    std::int64_t system = 0;
+    std::int64_t childrensUser = 0;
+    std::int64_t childrensSystem = 0;
+    fields >> user >> system >> childrensUser >> childrensSystem;
+    const auto inMs = [](std::int64_t ticks) {
+        return std::chrono::milliseconds(ticks * 1000 / ::sysconf(_SC_CLK_TCK));
+    };
+    return {.own = inMs(user + system), .ofChildren = inMs(childrensUser + childrensSystem)};
 }
 
 std::size_t openDescriptors() {

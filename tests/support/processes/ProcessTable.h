@@ -28,6 +28,15 @@ inline constexpr std::chrono::seconds patience(30);
 // Whether the process has ended; its parent may not have asked for its status yet.
 [[nodiscard]] bool isGone(pid_t pid);
 
+// What a process has taken of the processors so far, threads that have ended included; and those of
+// its children that it has reaped, with theirs. In steps of a hundredth of a second.
+struct ProcessorTime {
+    std::chrono::milliseconds own{0};
+    std::chrono::milliseconds ofChildren{0};
+};
+// Throws std::runtime_error when the process is not there.
+[[nodiscard]] ProcessorTime processorTime(pid_t pid);
+
 [[nodiscard]] std::size_t openDescriptors();
 // Waits for so many threads of a name, since one that was joined is listed for a moment longer.
 [[nodiscard]] bool threadsBecome(const std::string& name, std::size_t number);
