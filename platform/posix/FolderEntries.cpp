@@ -10,9 +10,9 @@
 #include <string_view>
 
 namespace platform::posix {
+namespace {
 
-std::expected<std::vector<std::string>, int> folderEntries(int folder) {
-    UniqueFd own(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+std::expected<std::vector<std::string>, int> entriesOf(UniqueFd own) {
     if (!own) {
         return std::unexpected(errno);
     }
@@ -39,6 +39,16 @@ std::expected<std::vector<std::string>, int> folderEntries(int folder) {
         return std::unexpected(errno);
     }
     return names;
+}
+
+} // namespace
+
+std::expected<std::vector<std::string>, int> folderEntries(int folder) {
+    return entriesOf(UniqueFd(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)));
+}
+
+std::expected<std::vector<std::string>, int> folderEntries(const std::filesystem::path& folder) {
+    return entriesOf(UniqueFd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)));
 }
 
 } // namespace platform::posix

@@ -1,12 +1,12 @@
 #include "platform/posix/PosixFileSystem.h"
 
-#include <dirent.h>
+#include "platform/posix/FolderEntries.h"
+
 #include <fcntl.h>
 #include <fmt/core.h>
 #include <sys/stat.h>
 
 #include <cerrno>
-#include <memory>
 #include <optional>
 #include <system_error>
 #include <utility>
@@ -96,28 +96,11 @@ bool PosixFileSystem::fileExists(const std::filesystem::path& path) const {
 
 std::expected<std::vector<std::string>, FileError>
 PosixFileSystem::fileNames(const std::filesystem::path& folder) const {
-    const auto close = [](DIR* open) { ::closedir(open); };
-    const std::unique_ptr<DIR, decltype(close)> directory(::opendir(folder.c_str()));
-    if (!directory) {
-        return failure("cannot list the folder", folder, errno);
+    auto names = posix::folderEntries(folder);
+    if (!names) {
+        return failure("cannot list the folder", folder, names.error());
     }
-    std::vector<std::string> names;
-    while (true) {
-        errno = 0;
-        // Every call has a directory stream of its own, which makes readdir safe here.
-        const dirent* entry = ::readdir(directory.get()); // NOLINT(concurrency-mt-unsafe)
-        if (entry == nullptr) {
-            break;
-        }
-        const std::string_view name = entry->d_name;
-        if (name != "." && name != "..") {
-            names.emplace_back(name);
-        }
-    }
-    if (errno != 0) {
-        return failure("cannot list the folder", folder, errno);
-    }
-    return names;
+    return *std::move(names);
 }
 
 std::expected<std::filesystem::path, FileError>
