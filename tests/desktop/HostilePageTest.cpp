@@ -81,6 +81,25 @@ TEST_F(HostilePage, thatTakesAllMemoryIsEnded) {
     quit();
 }
 
+// A page that hangs with more than it may have, not one that goes on taking what the computer has.
+TEST_F(HostilePage, thatTakesTooMuchMemoryWhileItIsHiddenIsEnded) {
+    launchWithPage("<body>hostile<script>"
+                   "document.onvisibilitychange = () => { const all = [];"
+                   " for (let n = 0; n < 40; ++n) all.push(new Uint8Array(1 << 26).fill(1));"
+                   " for (;;); };"
+                   "fetch('/report?begun');</script>");
+    ASSERT_TRUE(reports("begun"));
+    const auto before = processesNamed("WebKitWebProcess");
+    ASSERT_FALSE(before.empty());
+    session.close(window().value_or(""));
+    EXPECT_TRUE(eventually([&] {
+        const auto now = processesNamed("WebKitWebProcess");
+        return now.empty() || now.front().pid != before.front().pid;
+    }));
+    EXPECT_TRUE(menuAnswersAtOnce());
+    quit();
+}
+
 TEST_F(HostilePage, thatShowsAlertsWithoutEndIsNotHeardAnyMore) {
     launchWithPage(page("for (let n = 0; n < 5000; ++n) alert(n);"
                         "fetch('/report?silent').then(() => { for (;;) alert('again'); });"));

@@ -12,11 +12,11 @@
 #include <fstream>
 #include <string>
 #include <system_error>
+#include <utility>
 
 namespace platform::gtk {
 namespace {
 
-constexpr unsigned lookSeconds = 2;
 // As the kernel cuts names. Only the engine's processes are below us by these.
 constexpr const char* webProcess = "WebKitWebProces";
 constexpr const char* networkProgram = "WebKitNetworkPr";
@@ -65,20 +65,28 @@ void visitBelow(pid_t pid, int depth, const char* program, const Visit& visit) {
 
 } // namespace
 
-PageMemory::PageMemory()
-    : timer_(g_timeout_add_seconds(lookSeconds, onLook, this)) {}
+PageMemory::PageMemory(std::function<bool()> isPageOnScreen)
+    : isPageOnScreen_(std::move(isPageOnScreen)) {
+    lookAfter(secondsUntilLook(/*isPageOnScreen=*/true));
+}
 
 PageMemory::~PageMemory() {
     g_source_remove(timer_);
 }
 
-gboolean PageMemory::onLook(gpointer /*self*/) {
+void PageMemory::lookAfter(unsigned seconds) {
+    timer_ = g_timeout_add_seconds(seconds, onLook, this);
+}
+
+gboolean PageMemory::onLook(gpointer data) {
+    auto* const self = static_cast<PageMemory*>(data);
     visitBelow(::getpid(), 0, webProcess, [](pid_t pid) {
         if (residentMebibytes(pid) > long{pageMemoryLimit}) {
             kill(pid);
         }
     });
-    return G_SOURCE_CONTINUE;
+    self->lookAfter(secondsUntilLook(self->isPageOnScreen_()));
+    return G_SOURCE_REMOVE;
 }
 
 void killPages() {

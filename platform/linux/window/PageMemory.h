@@ -1,14 +1,22 @@
 // Ends a page's process that takes too much memory. The engine's own limit is looked after by the
 // very thread that runs the page's scripts, so a script that never pauses is beyond it: every two
-// seconds this looks at the web processes below this program from outside. Main thread only.
+// seconds, and every eight while no page is on the screen, this looks at the web processes below
+// this program from outside. Main thread only.
 #pragma once
 
 #include <glib.h>
 #include <sys/types.h>
 
+#include <functional>
+
 namespace platform::gtk {
 
 inline constexpr guint pageMemoryLimit = 2048; // MiB
+
+// From one look to the next: each wakes up the computer.
+constexpr unsigned secondsUntilLook(bool isPageOnScreen) {
+    return isPageOnScreen ? 2 : 8;
+}
 
 // Every page's process below this program, at once.
 void killPages();
@@ -18,15 +26,17 @@ void killPages();
 
 class PageMemory {
   public:
-    PageMemory();
+    explicit PageMemory(std::function<bool()> isPageOnScreen);
     ~PageMemory();
     PageMemory(const PageMemory&) = delete;
     PageMemory& operator=(const PageMemory&) = delete;
 
   private:
     static gboolean onLook(gpointer self);
+    void lookAfter(unsigned seconds);
 
-    guint timer_;
+    std::function<bool()> isPageOnScreen_;
+    guint timer_ = 0;
 };
 
 } // namespace platform::gtk

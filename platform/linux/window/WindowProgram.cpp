@@ -264,7 +264,11 @@ void WindowProgram::makeWindow(Id id, std::string title, std::int32_t width, std
     window.view = std::make_unique<WebViewWindow>(toplevels_, storage_, options, eventsOf(id));
     downloads_.watch(storage_.session());
     if (!memory_) {
-        memory_.emplace();
+        memory_.emplace([this] {
+            return std::ranges::any_of(windows_, [](const auto& entry) {
+                return entry.second.view->window().get_visible();
+            });
+        });
     }
     menuBars_.add(window.view->window());
 }
