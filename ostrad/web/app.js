@@ -441,7 +441,7 @@ function take(media, entity) {
 
 // Plays a file as it is where the browser can, and as a stream that the server converts elsewhere.
 // Returns what the server knows about the file, if it does.
-async function load(media, entity, { audioTrack = 0, from = 0, convert = false, copy = true, onTrouble, isCurrent }) {
+async function load(media, entity, { audioTrack = 0, from = 0, convert = false, copy = true, onTrouble, onFailure, isCurrent }) {
   let tracks = null;
   try {
     tracks = (await api(`/api/entities/${entity.id}/tracks`)).body;
@@ -458,13 +458,13 @@ async function load(media, entity, { audioTrack = 0, from = 0, convert = false, 
     const types = tracks ? [tracks.copyType, tracks.audio.length ? tracks.audio[audioTrack].copyType : ''] : [];
     const plays = copy ? LiveFeed.plays(media, types) : [];
     const stream = (await post(`/api/entities/${entity.id}/stream`, { audio: audioTrack, plays })).body;
-    feed = new LiveFeed(media, stream, onTrouble);
+    feed = new LiveFeed(media, stream, { onTrouble, onFailure });
     if (!isCurrent()) { feed.close(); return { tracks, feed: null }; }
     if (!LiveFeed.canPlay(media, stream)) { feed.close(); throw new Error('This browser plays neither the file nor a converted stream.'); }
     take(media, entity);
     feed.start();
   }
-  if (from > 0) media.addEventListener('loadedmetadata', () => { media.currentTime = from; }, { once: true });
+  if (from > 0) media.addEventListener('loadedmetadata', () => { if (isCurrent()) media.currentTime = from; }, { once: true });
   media.play().catch(() => {});
   return { tracks, feed };
 }
@@ -641,18 +641,28 @@ async function showVideo({ audioTrack = 0, from = 0, convert = false, copy = tru
   const opening = ++theatre.opening;
   const isCurrent = () => opening === theatre.opening;
   closeFeed(theatre);
-  Object.assign(theatre, { converted: convert || audioTrack > 0, copy, audioTrack });
+  Object.assign(theatre, { converted: convert || audioTrack > 0, copy, audioTrack, from, isLoaded: false });
   const onTrouble = text => { if (isCurrent()) byId('video-error').textContent = text; };
   onTrouble('');
   video.replaceChildren();
   try {
-    const { tracks, feed } = await load(video, entity, { audioTrack, from, convert, copy, onTrouble, isCurrent });
+    const onFailure = text => { if (isCurrent()) showOtherwise(text); };
+    const { tracks, feed } = await load(video, entity, { audioTrack, from, convert, copy, onTrouble, onFailure, isCurrent });
     if (!isCurrent()) { if (feed) feed.close(); return; }
-    Object.assign(theatre, { tracks, feed });
+    Object.assign(theatre, { tracks, feed, isLoaded: true });
     drawChoices(tracks);
   } catch (error) {
     onTrouble(error.message);
   }
+}
+
+// What cannot be played as it is comes as a stream, and what cannot be copied into one is encoded anew.
+function showOtherwise(sentence) {
+  const video = byId('video');
+  const from = video.readyState ? video.currentTime : theatre.from;
+  if (!theatre.feed && !theatre.converted) showVideo({ from, convert: true });
+  else if (theatre.feed && theatre.feed.stream.copied.length) showVideo({ audioTrack: theatre.audioTrack, from, convert: true, copy: false });
+  else byId('video-error').textContent = sentence;
 }
 
 const languageName = code => {
@@ -702,12 +712,8 @@ function setUpVideo() {
   video.addEventListener('pause', () => report(video, true));
   video.addEventListener('ended', () => { if (theatre.entity && theatre.entity.type === 'tv.episode' && theatreNeighbour(1)) openVideo(theatreNeighbour(1), theatre.queue); });
   video.addEventListener('error', () => {
-    if (!theatre.entity || !video.getAttribute('src')) return;
-    const from = video.currentTime || resumeAt(theatre.entity);
-    if (!theatre.feed && !theatre.converted) showVideo({ from, convert: true });
-    // What cannot be decoded as it is can be encoded anew.
-    else if (theatre.feed && theatre.feed.stream.copied.length) showVideo({ audioTrack: theatre.audioTrack, from, convert: true, copy: false });
-    else byId('video-error').textContent = 'This file cannot be played here: its format is not supported.';
+    // What was shown before may fail while something else is being opened.
+    if (theatre.entity && theatre.isLoaded) showOtherwise('This file cannot be played here: its format is not supported.');
   });
 }
 

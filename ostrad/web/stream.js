@@ -8,11 +8,13 @@ class LiveFeed {
   static behind = 60;
   static tries = 20;
 
-  // onTrouble gets a sentence, or nothing once it is over.
-  constructor(media, stream, onTrouble) {
+  // onTrouble gets a sentence, or nothing once it is over; onFailure gets one when nothing more comes.
+  // What the element itself cannot decode is an error of the element.
+  constructor(media, stream, { onTrouble, onFailure = onTrouble }) {
     this.media = media;
     this.stream = stream;
     this.onTrouble = onTrouble;
+    this.onFailure = onFailure;
     this.latest = -1; // the part that was taken last
     this.closed = false;
     this.abort = null;
@@ -122,7 +124,7 @@ class LiveFeed {
       await this.append(head);
       while (!this.closed) await this.step();
     } catch (error) {
-      if (!this.closed) this.onTrouble(error.message);
+      if (!this.closed) this.onFailure(error.message);
     }
   }
 
@@ -144,6 +146,8 @@ class LiveFeed {
       if (bytes) {
         await this.append(bytes);
         this.latest = number;
+      } else if (this.stream.copied.length) {
+        throw new Error('A part of this film cannot be read.');
       } else {
         this.missing = number; // shorter than it said
       }

@@ -251,6 +251,45 @@ const steps = {
     await page.locator('#video-dialog').waitFor({ state: 'hidden' });
   },
 
+  async 'goes on with what is encoded where a copy fails'(page) {
+    const missing = route => route.fulfill({ status: 404, json: { error: 'There is no such part.' } });
+    const broken = async route => {
+      const reply = await route.fetch();
+      const bytes = await reply.body();
+      await route.fulfill({ response: reply, body: bytes.fill(0xff, bytes.indexOf('mdat') + 4) });
+    };
+    for (const [what, pattern, fails] of [['no head', /-init\.mp4$/, missing], ['no parts', /\.m4s$/, missing], ['parts that cannot be decoded', /\.m4s$/, broken]]) {
+      await page.getByRole('button', { name: /A Film/ }).press('Enter');
+      await videoIs(page, () => document.getElementById('video').readyState >= 3);
+      await video(page).evaluate(v => { v.currentTime = 40; });
+      await videoIs(page, () => { const v = document.getElementById('video'); return v.currentTime > 40.1 && v.readyState >= 3; });
+      const opened = [];
+      await page.route(/\/stream$/, async route => {
+        const reply = await route.fetch();
+        opened.push({ asked: route.request().postDataJSON(), ...await reply.json() });
+        await route.fulfill({ response: reply });
+      });
+      let failed = 0;
+      await page.route(/\/hls\//, route => {
+        const address = route.request().url();
+        if (!pattern.test(address) || !opened.some(one => address.includes(one.id) && one.copied.length)) return route.continue();
+        ++failed;
+        return fails(route);
+      });
+      await page.locator('#video-audio').selectOption('1');
+      while (opened.length < 2) await page.waitForResponse(/\/stream$/);
+      await videoIs(page, () => { const v = document.getElementById('video'); return v.readyState >= 3 && v.currentTime > 40.2 && v.currentTime < 60; });
+      assert.ok(failed > 0, what);
+      assert.deepEqual(opened.map(one => one.copied), [['video', 'audio'], []], what);
+      assert.deepEqual(opened.map(one => one.asked.audio), [1, 1], what);
+      assert.equal(await page.locator('#video-error').textContent(), '', what);
+      await page.unroute(/\/stream$/);
+      await page.unroute(/\/hls\//);
+      await page.keyboard.press('Escape');
+      await page.locator('#video-dialog').waitFor({ state: 'hidden' });
+    }
+  },
+
   async 'links and unlinks the account'(page, server) {
     const linked = async () => (await ask(server, 'api/account/link/status')).body.linked;
     await tabTo(page, /^Account not linked$/, 'Shift+Tab');
