@@ -1,4 +1,5 @@
 // Films whose pictures or sound a browser plays, and which are not encoded anew for it.
+#include "tests/ostrad/Boxes.h"
 #include "tests/ostrad/StreamFixture.h"
 #include "tests/support/processes/ProcessTable.h"
 
@@ -166,6 +167,35 @@ TEST_F(CopiedStreamTest, playsTheRightTimeInTheMiddleAndSaysHowLongPartsAre) {
             << number;
     }
     EXPECT_THAT(list, HasSubstr("#EXT-X-TARGETDURATION:6\n"));
+}
+
+// When the first picture of a part is decoded, in milliseconds: a number without a sign
+// (ISO/IEC 14496-12, 8.8.12), so nothing may lie before the beginning of the film.
+std::uint64_t decodedAt(const std::string& part) {
+    for (const auto fragment : boxesIn(part, "moof")) {
+        for (const auto track : boxesIn(fragment, "traf")) {
+            const auto head = boxesIn(track, "tfhd");
+            const auto time = boxesIn(track, "tfdt");
+            if (head.size() == 1 && time.size() == 1 && numberAt(head[0], 4) == 1) {
+                return numberAt(time[0], 4, time[0].at(0) == 0 ? 4 : 8) / 90;
+            }
+        }
+    }
+    ADD_FAILURE() << "there are no pictures";
+    return 0;
+}
+
+TEST_F(CopiedStreamTest, beginsToDecodeWhereEachPartBegins) {
+    makeFilm("a.mkv", 20, h264 + aac); // a key frame waits for two pictures that are shown later
+    const auto stream = openForAll(addFilms());
+    const auto& starts = stream.at("startsMs").as_array();
+    ASSERT_GE(starts.size(), 4U);
+    for (std::size_t number = 0; number < starts.size(); ++number) {
+        const std::string bytes = part(stream, static_cast<int>(number)).body;
+        EXPECT_NEAR(static_cast<double>(decodedAt(bytes)),
+                    static_cast<double>(starts[number].as_int64()), 100)
+            << number;
+    }
 }
 
 TEST_F(CopiedStreamTest, costsAFractionOfEncoding) {
