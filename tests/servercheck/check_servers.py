@@ -7,25 +7,51 @@ CHECKER is a command that takes a server and --json. EXPECTATION is "keeps" (eve
 "keeps-least" (what may be left out is not offered), or "breaks:NAME:CLAUSE:LEVEL:SEEN": the server is
 told to break NAME; then CLAUSE alone has failed, and SEEN is part of what was seen.
 """
+import contextlib
 import json
 import os
 import shlex
+import socket
 import subprocess
 import sys
 import tempfile
+import threading
 
 OPTIONAL = ["modes", "libraries", "totals", "link-status", "link-start"]
 
 TRIES = 8
 
 
+@contextlib.contextmanager
+def heir():
+    """Goes on answering, once, for the first server that leaves it its port and ends: what a server
+    had started somewhere else would do so."""
+    def answer():
+        with contextlib.suppress(OSError):
+            server, _ = door.accept()
+            door.close()  # to the next launches
+            nonce, (port,), *_ = socket.recv_fds(server, 100, 1)
+            server.recv(1)  # nothing, once it has ended
+            with socket.socket(fileno=port) as listening:
+                client, _ = listening.accept()
+            client.recv(10_000)
+            client.sendall(b'HTTP/1.1 200 OK\r\nContent-Length: %d\r\nConnection: close\r\n\r\n{"nonce":"%s"}'
+                           % (len(nonce) + 12, nonce))
+            client.recv(1)  # it closes first
+    with tempfile.TemporaryDirectory() as folder, socket.socket(socket.AF_UNIX) as door:
+        door.bind(os.path.join(folder, "heir"))
+        door.listen()
+        threading.Thread(target=answer, daemon=True).start()
+        yield os.path.join(folder, "heir")
+
+
 def examine(checker, server, breaks):
-    with tempfile.TemporaryDirectory() as folder:
+    with tempfile.TemporaryDirectory() as folder, heir() as its_heir:
         # No display, and so no toolkit; and a folder of its own that has to be empty again. The
         # servers in Python run with the system's own, not with a launcher that is slow to start.
         environment = {name: value for name, value in os.environ.items()
                        if name not in ("DISPLAY", "WAYLAND_DISPLAY", "DBUS_SESSION_BUS_ADDRESS")}
-        environment.update(TMPDIR=folder, BREAKS=breaks,
+        environment.update(TMPDIR=folder, BREAKS=breaks, HEIR=its_heir,
                            PATH=os.path.dirname(sys.executable) + ":" + os.environ.get("PATH", ""))
         run = subprocess.run([*shlex.split(checker), server, "--json"], env=environment,
                              stdout=subprocess.PIPE)

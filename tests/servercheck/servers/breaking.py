@@ -106,6 +106,14 @@ class Server(ThreadingHTTPServer):
         return connection, client
 
 
+def leave(server):
+    """Hands the port to somebody who stays; nothing when nobody is there."""
+    heir = socket.socket(socket.AF_UNIX)
+    if heir.connect_ex(os.environ["HEIR"]) == 0:
+        socket.send_fds(heir, [NONCE.encode()], [server.fileno()])
+    return heir  # closed when this process has ended
+
+
 def main():
     parser = argparse.ArgumentParser(allow_abbrev=False)
     parser.add_argument("-version", action="store_true")
@@ -140,6 +148,7 @@ def main():
         print("nonce", NONCE, flush=True)
     host, port = options.addr.rsplit(":", 1)
     server = Server(("0.0.0.0" if BREAKS == "loopback" else host, int(port)), Handler)
+    heir = leave(server) if BREAKS == "gone" else None
     print("listening", flush=True)
     server.serve_forever()
 
