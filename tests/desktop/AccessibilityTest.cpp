@@ -3,6 +3,7 @@
 #include "tests/desktop/session/Accessibility.h"
 
 #include "tests/desktop/ApplicationTest.h"
+#include "tests/desktop/session/Clipboard.h"
 
 #include <gmock/gmock.h>
 
@@ -51,6 +52,7 @@ class Keyboard : public Accessible {
   protected:
     static constexpr Colour first{.red = 80, .green = 0, .blue = 0};
     static constexpr Colour last{.red = 0, .green = 80, .blue = 0};
+    static constexpr Colour pasted{.red = 0, .green = 80, .blue = 80};
     static constexpr Colour none{.red = 80, .green = 80, .blue = 80};
 
     void SetUp() override {
@@ -58,11 +60,12 @@ class Keyboard : public Accessible {
         std::filesystem::create_directories(folder);
         std::filesystem::permissions(folder.parent_path(), std::filesystem::perms::owner_all);
         std::ofstream(folder / "index.html") << R"html(<!doctype html><meta charset="utf-8">
-<body style="margin:0;background:rgb(0,0,80)"><input id="first"><input id="last">
+<body style="margin:0;background:rgb(0,0,80)"><input id="first"><input id="last"><p>something to read</p>
 <script>
 const show = colour => document.body.style.background = colour;
 document.querySelector('#first').onfocus = () => show('rgb(80,0,0)');
 document.querySelector('#last').onfocus = () => show('rgb(0,80,0)');
+document.onpaste = () => show('rgb(0,80,80)');
 window.onblur = () => show('rgb(80,80,80)');
 </script></body>)html";
         session.environment["OSTRA_SIDECAR"] = ZORVANE_WRAPPER;
@@ -108,6 +111,21 @@ TEST_F(Keyboard, leadsFromThePageToTheHeaderBarAndBack) {
     EXPECT_TRUE(comesBy("Tab", first));
     EXPECT_TRUE(comesBy("shift+Tab", none));
     EXPECT_TRUE(focusComesTo("Main Menu")) << accessibility.focusedName();
+}
+
+// Where Tab would end after the page's last element, WebKitGTK has a text view that nobody sees.
+TEST_F(Keyboard, leavesTheEditCommandsToThePageAfterIt) {
+    session.pressKey("Tab");
+    ASSERT_TRUE(comesToHave(last));
+    session.pressKey("Tab");
+    ASSERT_TRUE(comesToHave(none));
+    const auto copied = [&] { return clipboardText(session.environment.at("DISPLAY")); };
+    session.pressKey("ctrl+a");
+    session.pressKey("ctrl+c");
+    EXPECT_TRUE(eventually([&] { return copied() == "\nsomething to read"; }))
+        << copied().value_or("nothing");
+    session.pressKey("ctrl+v");
+    EXPECT_TRUE(comesToHave(pasted));
 }
 
 } // namespace

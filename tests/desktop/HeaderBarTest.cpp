@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <utility>
+#include <vector>
 
 namespace desktop {
 namespace {
@@ -71,6 +72,17 @@ class HeaderBar : public ApplicationTest {
         session.pressKey("Escape");
         (void)eventually([&] { return !menu(); }, std::chrono::seconds(2));
         return shot;
+    }
+
+    // The lines of text and the separators of the menu that is open at that place, from the top.
+    [[nodiscard]] std::vector<Box> linesAt(const WindowGeometry& place) const {
+        constexpr int edge = 16; // shadow, frame, and what is between frame and text
+        const auto shot = session.screenshotOf(place);
+        return shot ? shot->lines({.x = edge,
+                                   .y = edge,
+                                   .width = shot->width() - 2 * edge,
+                                   .height = shot->height() - 2 * edge})
+                    : std::vector<Box>();
     }
 
     [[nodiscard]] bool goesBy(const std::string& key, const std::string& title) const {
@@ -213,6 +225,44 @@ TEST_F(HeaderBar, showsTheToolTipOfTheStatusItemButNotOverItsMenu) {
     ASSERT_TRUE(eventually([&] { return !menu(); }));
     session.movePointer(place.x + 300, place.y + 300);
     EXPECT_TRUE(toolTipComes());
+}
+
+TEST_F(HeaderBar, tellsInItsOpenMenuWhatBecomesOfTheServer) {
+    letTheServerRunOnce();
+    launchUntilReady();
+    ASSERT_TRUE(statusButtonComesToBe(true));
+    ASSERT_TRUE(showsTheServersPage()); // the application knows the server is there
+    const WindowGeometry button = session.geometry(window().value());
+    session.click(button.x + 26, button.y + 27);
+    constexpr std::size_t rows = 12 + 5; // of text, and separators, which come last
+    std::optional<WindowGeometry> place;
+    std::vector<Box> before;
+    ASSERT_TRUE(eventually([&] {
+        place = menu();
+        before = place ? linesAt(*place) : std::vector<Box>();
+        return before.size() == rows;
+    })) << before.size();
+
+    const int height = place->height;
+    ::kill(serverLaunches(1).front().pid, SIGKILL);
+    // "Server: Starting ostrad..." comes where "Server: Online" was ...
+    std::vector<Box> after;
+    ASSERT_TRUE(eventually([&] {
+        place = menu().value_or(*place); // as wide as what it says
+        after = linesAt(*place);
+        return after.size() == rows && after[1].width > before[1].width + 8;
+    })) << after.size();
+    // ... and nothing has moved.
+    EXPECT_EQ(place->height, height);
+    for (std::size_t row = 3; row < rows; ++row) {
+        EXPECT_NEAR(after[row].y, before[row].y, 1) << row; // what became grey has fainter edges
+        EXPECT_NEAR(after[row].height, before[row].height, 2) << row;
+    }
+    // The keyboard is on its first item still; the next one that can be chosen is "Restart Server".
+    const std::size_t launches = serverLaunches(2).size();
+    session.pressKey("Down");
+    session.pressKey("Return");
+    EXPECT_GT(serverLaunches(launches + 1).size(), launches);
 }
 
 class HeaderBarIn : public HeaderBar, public ::testing::WithParamInterface<ColourPreference> {};

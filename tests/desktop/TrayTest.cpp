@@ -90,11 +90,6 @@ class Tray : public ::testing::Test {
         });
     }
 
-    void clickStatusButton(const std::string& window) const {
-        const WindowGeometry place = session.geometry(window);
-        session.click(place.x + 26, place.y + 27);
-    }
-
     DesktopSession session;
     const std::filesystem::path bundle = session.folder() / "Probe.app";
     std::unique_ptr<Program> probe;
@@ -114,16 +109,6 @@ TEST_F(Tray, isShownByARealPanelWithAMenuThatWorks) {
     }));
     EXPECT_TRUE(chooses({"Down", "Return"}, "chosen: hello"));
     EXPECT_TRUE(probe->isRunning());
-}
-
-TEST_F(Tray, showsInTheHeaderBarWhatChangesWhileTheMenuIsOpen) {
-    launch({"--window", "probe", "--change-open-menu"});
-    const std::string window = awaitWindow();
-    ASSERT_TRUE(opensByClicks([&] { clickStatusButton(window); }, 1));
-    ASSERT_TRUE(says("menu changed"));
-    // The row above it has gone, and is no longer the first that can be chosen.
-    EXPECT_TRUE(chooses({"Return"}, "chosen: never"));
-    EXPECT_EQ(count("chosen: hello"), 0);
 }
 
 TEST_F(Tray, canEndTheApplicationFromItsMenu) {

@@ -34,12 +34,9 @@ const Command* find(StandardAction action) {
     return found == commands.end() ? nullptr : found;
 }
 
-// What a web view has inside is its own business: one of WebKitGTK's helpers is a text view.
 bool canBeEdited(GtkWidget* widget) {
     return widget != nullptr &&
-           (WEBKIT_IS_WEB_VIEW(widget) ||
-            ((GTK_IS_TEXT(widget) || GTK_IS_TEXT_VIEW(widget)) &&
-             gtk_widget_get_ancestor(widget, WEBKIT_TYPE_WEB_VIEW) == nullptr));
+           (WEBKIT_IS_WEB_VIEW(widget) || GTK_IS_TEXT(widget) || GTK_IS_TEXT_VIEW(widget));
 }
 
 } // namespace

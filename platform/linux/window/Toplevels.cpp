@@ -56,8 +56,8 @@ void Toplevels::remove(Gtk::Window& window) {
     });
 }
 
-void Toplevels::addCommand(const std::string& name, std::function<void()> command) {
-    commands_->add_action(name, std::move(command));
+void Toplevels::addCommand(const std::string& name, const std::function<void()>& command) {
+    commands_->add_action(name, command);
 }
 
 void Toplevels::setKey(const std::string& action, const std::string& accelerator) {

@@ -24,7 +24,7 @@ class Toplevels {
     void add(Gtk::Window& window);
     void remove(Gtk::Window& window);
 
-    void addCommand(const std::string& name, std::function<void()> command);
+    void addCommand(const std::string& name, const std::function<void()>& command);
     // "app.quit", "<Control>q": instead of the key that the action had.
     void setKey(const std::string& action, const std::string& accelerator);
 

@@ -19,7 +19,6 @@
 //   --main-menu                 has a main menu with every standard command
 //   --status TITLE              has a status item with that title and a menu of a few items
 //   --symbol NAME               the status item shows that symbol instead, if there is one
-//   --change-open-menu          "Say_hello" goes and "Never" can be chosen while the menu is open
 //   --tool-tip TEXT             and has that tool tip
 //   --copy TEXT                 puts TEXT on the clipboard at launch
 //   --open URL                  opens URL at launch
@@ -207,35 +206,19 @@ class Probe final : public platform::ApplicationDelegate {
         }
         statusItem_->onMenuNeedsUpdate = [this] {
             say("menu opens, {}", ++openings_);
-            if (has("--change-open-menu")) {
-                // Once the menu is on the screen.
-                native_.mainQueue().postAfter(std::chrono::milliseconds(500),
-                                              [this] { changeMenu(); });
-            }
             return statusMenu();
         };
         statusItem_->menuChanged(statusMenu());
     }
 
-    void changeMenu() {
-        changed_ = true;
-        statusItem_->menuChanged(statusMenu());
-        say("menu changed");
-    }
-
     platform::Menu statusMenu() {
-        platform::Menu menu{
-            {.title = fmt::format("Opened: {}", openings_), .enabled = false},
-            {.separator = true},
-            {.title = "Say_hello", .action = [] { say("chosen: hello"); }},
-            {.title = "Never", .enabled = changed_, .action = [] { say("chosen: never"); }},
-            {.title = "Checked", .checked = true, .action = [] { say("chosen: checked"); }},
-            {.separator = true},
-            {.title = "Stop", .action = [this] { native_.application().terminate(); }}};
-        if (changed_) {
-            menu.erase(menu.begin() + 2);
-        }
-        return menu;
+        return {{.title = fmt::format("Opened: {}", openings_), .enabled = false},
+                {.separator = true},
+                {.title = "Say_hello", .action = [] { say("chosen: hello"); }},
+                {.title = "Never", .enabled = false, .action = [] { say("chosen: never"); }},
+                {.title = "Checked", .checked = true, .action = [] { say("chosen: checked"); }},
+                {.separator = true},
+                {.title = "Stop", .action = [this] { native_.application().terminate(); }}};
     }
 
     // A page in one blue, darker the more web processes have died. The script tries what a page
@@ -252,7 +235,6 @@ class Probe final : public platform::ApplicationDelegate {
     std::unique_ptr<platform::WebWindow> window_;
     std::unique_ptr<platform::StatusItem> statusItem_;
     int openings_ = 0;
-    bool changed_ = false;
     int questions_ = 0;
     int deaths_ = 0;
 };
