@@ -178,7 +178,6 @@ TEST_F(MacPackaging, refusesALibraryOfThisMac) {
     tools.prints("otool",
                  "/x/Zorvane (architecture arm64):\n"
                  "\t/usr/lib/libSystem.B.dylib (compatibility version 1.0.0, current version 1)\n"
-                 "\t@rpath/Sparkle.framework/Versions/B/Sparkle (compatibility version 1.6.0)\n"
                  "\t/opt/homebrew/opt/fmt/lib/libfmt.11.dylib (compatibility version 11.0.0, "
                  "current version 11.2.0)\n");
     const auto done = tools.run("packaging/macos/check-libraries.sh", {app()});
@@ -191,6 +190,22 @@ TEST_F(MacPackaging, refusesALibraryOfThisMac) {
                                       "statically\n"));
 }
 
+TEST_F(MacPackaging, acceptsALibraryThatIsReallyInTheBundle) {
+    tools.prints("otool", "/x/Zorvane:\n"
+                          "\t@rpath/libfmt.11.dylib (compatibility version 11.0.0)\n"
+                          "\t@loader_path/../Frameworks/liburl.dylib (compatibility version 1)\n");
+    auto done = tools.run("packaging/macos/check-libraries.sh", {app()});
+    EXPECT_EQ(done.status, 1);
+    EXPECT_THAT(done.output, HasSubstr("Zorvane loads what other Macs do not have: "
+                                       "@rpath/libfmt.11.dylib "
+                                       "@loader_path/../Frameworks/liburl.dylib\n"));
+    std::filesystem::create_directories(root / "Zorvane.app/Contents/Frameworks");
+    std::ofstream(root / "Zorvane.app/Contents/Frameworks/libfmt.11.dylib") << "content";
+    std::ofstream(root / "Zorvane.app/Contents/Frameworks/liburl.dylib") << "content";
+    done = tools.run("packaging/macos/check-libraries.sh", {app()});
+    EXPECT_EQ(done.status, 0) << done.output;
+}
+
 TEST_F(MacPackaging, acceptsTheSystemsOwnLibrariesInEveryProgram) {
     const auto done = tools.run("packaging/macos/check-libraries.sh", {app()});
     EXPECT_EQ(done.status, 0) << done.output;
@@ -200,8 +215,13 @@ TEST_F(MacPackaging, acceptsTheSystemsOwnLibrariesInEveryProgram) {
 TEST_F(MacPackaging, doesNotTakeAnUnreadableProgramForAGoodOne) {
     tools.fails("otool", 1);
     EXPECT_EQ(tools.run("packaging/macos/check-libraries.sh", {app()}).status, 1);
+    tools.fails("otool", 0);
+    tools.prints("otool", "/x/Zorvane: is not an object file:\n");
+    auto done = tools.run("packaging/macos/check-libraries.sh", {app()});
+    EXPECT_EQ(done.status, 1);
+    EXPECT_THAT(done.output, StartsWith("check-libraries: otool names no library of " + app()));
     tools.remove("otool");
-    const auto done = tools.run("packaging/macos/check-libraries.sh", {app()});
+    done = tools.run("packaging/macos/check-libraries.sh", {app()});
     EXPECT_EQ(done.status, 1);
     EXPECT_EQ(done.output, "check-libraries: there is no otool here (it comes with Xcode's "
                            "tools)\n");
