@@ -3,6 +3,7 @@
 #include "tests/cocoa_host/application/DrivenProgram.h"
 #include "tests/desktop/session/ProcessTree.h"
 #include "tests/desktop/session/Waiting.h"
+#include "tests/support/temporary/TemporaryFolder.h"
 #include "tests/support/testchild/TestChild.h"
 
 #include <gmock/gmock.h>
@@ -10,6 +11,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
@@ -35,9 +37,9 @@ class ZorvaneOnCocoa : public testing::Test {
         EXPECT_TRUE(nothingIsLeft()) << desktop::describe(descendants());
     }
 
-    static std::unique_ptr<DrivenProgram> launch() {
+    static std::unique_ptr<DrivenProgram> launch(const std::string& path = ZORVANE_APPLICATION) {
         return std::make_unique<DrivenProgram>(
-            std::vector<std::string>{ZORVANE_APPLICATION},
+            std::vector<std::string>{path},
             DrivenProgram::Variables{{"OSTRA_DEV_NO_MOVE", "1"},
                                      {"OSTRA_SIDECAR", testchild::path().string()}});
     }
@@ -88,6 +90,18 @@ TEST_F(ZorvaneOnCocoa, startsItsServerAndShowsIt) {
     EXPECT_THAT(application->ask("choose Open Web App"), IsEmpty());
     EXPECT_THAT(application->ask("opened"), ElementsAre(url));
     EXPECT_THAT(application->ask("tool-tip").front(), HasSubstr("Server: Online"));
+}
+
+TEST_F(ZorvaneOnCocoa, isTheSameApplicationWhenItIsStartedByALink) {
+    ASSERT_TRUE(isOnline());
+    const std::string version = application->ask("menu").front();
+    application->tell("choose Quit Zorvane & Stop Server");
+    ASSERT_EQ(application->waitForExit(), 0);
+    const test_support::TemporaryFolder elsewhere;
+    std::filesystem::create_symlink(ZORVANE_APPLICATION, elsewhere / "zorvane");
+    application = launch((elsewhere / "zorvane").native());
+    EXPECT_TRUE(isOnline());
+    EXPECT_EQ(application->ask("menu").front(), version);
 }
 
 TEST_F(ZorvaneOnCocoa, startsAServerAnewThatDied) {

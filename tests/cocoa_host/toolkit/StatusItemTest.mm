@@ -62,6 +62,7 @@ TEST_F(CocoaStatusItemTest, showsExactlyWhatIsAnsweredWhenItsMenuOpens) {
         return {{.title = "Opened " + std::to_string(++opened)}};
     };
     EXPECT_EQ(native().menu.numberOfItems, 0);
+    EXPECT_FALSE(item->keepsMenu()); // so nobody makes one meanwhile
     openMenu(native());
     openMenu(native());
     ASSERT_EQ(native().menu.numberOfItems, 1);

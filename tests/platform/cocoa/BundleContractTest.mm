@@ -67,6 +67,25 @@ TEST(CocoaBundle, saysNothingOfAnInfoFileThatCannotBeRead) {
     EXPECT_EQ(bundle.auxiliaryExecutable("helper"), std::nullopt);
 }
 
+TEST(CocoaBundle, saysTextsAndNothingElseOfItsInfoFile) {
+    const test_support::TemporaryFolder root;
+    std::filesystem::create_directories(root / "Values.app/Contents/MacOS");
+    writeText(root / "Values.app/Contents/Info.plist",
+              "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
+              "<key>Text</key><string>7</string><key>Number</key><integer>7</integer>"
+              "<key>Truth</key><true/><key>Texts</key><array><string>7</string></array>"
+              "<key>Table</key><dict><key>Text</key><string>7</string></dict></dict></plist>\n");
+    const platform::cocoa::CocoaBundle bundle(
+        [NSBundle bundleWithPath:platform::cocoa::toFoundation((root / "Values.app").native())]);
+    EXPECT_EQ(bundle.infoString("Text"), "7");
+    const auto all = bundle.infoDictionary();
+    for (const auto* const other : {"Number", "Truth", "Texts", "Table"}) {
+        EXPECT_EQ(bundle.infoString(other), std::nullopt) << other;
+        ASSERT_TRUE(all.contains(other)) << other;
+        EXPECT_EQ(all.at(other), std::nullopt) << other;
+    }
+}
+
 TEST(CocoaBundle, isNoneForAnExecutableWithoutAnApplicationAroundIt) {
     const platform::cocoa::CocoaBundle bundle(NSBundle.mainBundle);
     EXPECT_EQ(bundle.bundlePath(), std::nullopt);

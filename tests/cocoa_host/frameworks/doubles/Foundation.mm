@@ -8,7 +8,9 @@
 
 #include <dlfcn.h>
 #include <pwd.h>
+#include <sys/auxv.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -216,14 +218,38 @@ std::size_t blockObserverCount() { return blockObservers().count; }
 @end
 
 // Bundles with a Contents folder, which GNUstep's know nothing of. What has none is left to it,
-// but for the running executable, which stands in its own folder.
+// but for the running executable, which stands in its own folder. As on a Mac, that is the path it
+// was started by (dyld(3): "the path may be a symbolic link"), where GNUstep has the one behind
+// links.
 namespace {
 
 NSURL* urlOf(const std::filesystem::path& path, bool isFolder) {
     return [NSURL fileURLWithPath:toText(path) isDirectory:isFolder];
 }
 
-std::filesystem::path executableFile() { return std::filesystem::read_symlink("/proc/self/exe"); }
+std::filesystem::path executableFile() {
+    static const auto file = std::filesystem::absolute(
+        reinterpret_cast<const char*>(static_cast<std::uintptr_t>(::getauxval(AT_EXECFN))));
+    return file;
+}
+
+bool isStartedByALink() {
+    static const bool answer =
+        executableFile().lexically_normal() != std::filesystem::read_symlink("/proc/self/exe");
+    return answer;
+}
+
+// The main bundle asks for its own path while it is made.
+bool isMain(NSBundle* bundle) {
+    static thread_local bool isAsked = false;
+    if (isAsked) {
+        return false;
+    }
+    isAsked = true;
+    const bool answer = bundle == NSBundle.mainBundle;
+    isAsked = false;
+    return answer;
+}
 
 NSURL* urlIfThere(const std::filesystem::path& path) {
     return std::filesystem::exists(path) ? urlOf(path, false) : nil;
@@ -242,7 +268,10 @@ bool hasContents(NSBundle* bundle) {
 
 @implementation NSBundle (Host)
 - (NSString*)host_bundlePath {
-    NSString* const path = [self host_bundlePath];
+    NSString* path = [self host_bundlePath];
+    if (isStartedByALink() && isMain(self)) {
+        path = toText(executableFile().parent_path());
+    }
     const std::filesystem::path folder = path == nil ? "" : path.UTF8String;
     const bool isInApplication =
         folder.filename() == "MacOS" && folder.parent_path().filename() == "Contents";
