@@ -98,7 +98,8 @@ fuzz:
 	cmake --build --preset fuzz --parallel $(JOBS)
 	@fuzz/run
 
-# Zorvane.app for macOS, built and examined without a Mac: build/macos/Zorvane.app.
+# Zorvane.app for macOS and the tests that a Mac builds, compiled, linked and examined without a Mac:
+# build/macos/Zorvane.app.
 macos:
 	@tools/setup-macos
 	@tools/check-scripts

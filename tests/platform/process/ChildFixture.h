@@ -26,7 +26,7 @@ namespace process_test {
 class Recorder {
   public:
     [[nodiscard]] std::function<void(std::string_view)> onOutput() const {
-        return [shared = shared](std::string_view bytes) {
+        return [shared = shared_](std::string_view bytes) {
             const std::lock_guard lock(shared->mutex);
             shared->output += bytes;
             shared->outputAfterExit |= shared->status.has_value();
@@ -34,7 +34,7 @@ class Recorder {
         };
     }
     [[nodiscard]] std::function<void(platform::ExitStatus)> onExit() const {
-        return [shared = shared](platform::ExitStatus status) {
+        return [shared = shared_](platform::ExitStatus status) {
             const std::lock_guard lock(shared->mutex);
             shared->status = status;
             ++shared->exits;
@@ -44,40 +44,40 @@ class Recorder {
 
     // True once the output holds the text.
     [[nodiscard]] bool says(std::string_view text) const {
-        std::unique_lock lock(shared->mutex);
-        return shared->changed.wait_for(
-            lock, patience, [&] { return shared->output.find(text) != std::string::npos; });
+        std::unique_lock lock(shared_->mutex);
+        return shared_->changed.wait_for(
+            lock, patience, [&] { return shared_->output.find(text) != std::string::npos; });
     }
     // The number after the word, once the line is complete.
     [[nodiscard]] pid_t numberAfter(const std::string& word) const {
-        std::unique_lock lock(shared->mutex);
+        std::unique_lock lock(shared_->mutex);
         const auto line = [&] {
-            const auto start = shared->output.find(word + ' ');
-            const bool whole =
-                start != std::string::npos && shared->output.find('\n', start) != std::string::npos;
-            return whole ? shared->output.substr(start + word.size() + 1) : std::string();
+            const auto start = shared_->output.find(word + ' ');
+            const bool whole = start != std::string::npos &&
+                               shared_->output.find('\n', start) != std::string::npos;
+            return whole ? shared_->output.substr(start + word.size() + 1) : std::string();
         };
-        if (!shared->changed.wait_for(lock, patience, [&] { return !line().empty(); })) {
+        if (!shared_->changed.wait_for(lock, patience, [&] { return !line().empty(); })) {
             throw std::runtime_error("the child never said " + word);
         }
         return std::stoi(line());
     }
     [[nodiscard]] std::optional<platform::ExitStatus> exit() const {
-        std::unique_lock lock(shared->mutex);
-        shared->changed.wait_for(lock, patience, [&] { return shared->status.has_value(); });
-        return shared->status;
+        std::unique_lock lock(shared_->mutex);
+        shared_->changed.wait_for(lock, patience, [&] { return shared_->status.has_value(); });
+        return shared_->status;
     }
     [[nodiscard]] std::string output() const {
-        const std::lock_guard lock(shared->mutex);
-        return shared->output;
+        const std::lock_guard lock(shared_->mutex);
+        return shared_->output;
     }
     [[nodiscard]] int exits() const {
-        const std::lock_guard lock(shared->mutex);
-        return shared->exits;
+        const std::lock_guard lock(shared_->mutex);
+        return shared_->exits;
     }
     [[nodiscard]] bool hadOutputAfterExit() const {
-        const std::lock_guard lock(shared->mutex);
-        return shared->outputAfterExit;
+        const std::lock_guard lock(shared_->mutex);
+        return shared_->outputAfterExit;
     }
 
   private:
@@ -89,7 +89,7 @@ class Recorder {
         int exits = 0;
         bool outputAfterExit = false;
     };
-    std::shared_ptr<Shared> shared = std::make_shared<Shared>();
+    std::shared_ptr<Shared> shared_ = std::make_shared<Shared>();
 };
 
 inline platform::ChildOptions testChild(std::vector<std::string> cues) {
