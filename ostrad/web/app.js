@@ -108,15 +108,18 @@ function art(entity, extra = '') {
   return node;
 }
 
-function subtitle(entity) {
+// On the page of what it belongs to, showParents is false: its number or what is in it says more.
+function subtitle(entity, showParents = true) {
   const mode = modeOf(entity);
   const parts = [];
-  if (entity.media) {
+  if (!showParents) {
+    if (entity.media && entity.number) parts.push(`${typeOf(mode, entity.type).name} ${entity.number}`);
+  } else if (entity.media) {
     if (entity.type === 'tv.episode' && entity.grandparentTitle) parts.push(entity.grandparentTitle, entity.parentTitle);
     else if (entity.parentTitle) parts.push(entity.grandparentTitle || '', entity.parentTitle);
   } else if (entity.parentTitle) parts.push(entity.parentTitle);
   if (entity.year) parts.push(String(entity.year));
-  if (!entity.media && !entity.parentTitle && entity.childCount) {
+  if (!entity.media && !(showParents && entity.parentTitle) && entity.childCount) {
     const types = mode.entityTypes;
     const below = types[types.findIndex(type => type.id === entity.type) + 1];
     if (below) parts.push(counted(below, entity.childCount));
@@ -136,7 +139,7 @@ function progressMarks(entity) {
 const isPlayable = entity => Boolean(entity.media) && (entity.media.kind === 'audio' || entity.media.kind === 'video');
 
 // The siblings are what comes before and after it, or a function that asks for them.
-function tile(entity, siblings) {
+function tile(entity, siblings, { showParents = true } = {}) {
   const mode = modeOf(entity);
   const type = typeOf(mode, entity.type);
   const picture = art(entity);
@@ -145,7 +148,7 @@ function tile(entity, siblings) {
     if (entity.durationMs) picture.append(el('span', { class: 'length' }, clock(entity.durationMs)));
     picture.append(el('span', { class: 'badge' }, icon('play', 20)), ...progressMarks(entity));
   }
-  const inside = [picture, el('div', { class: 'tile-title', title: entity.title }, entity.title), el('div', { class: 'tile-sub' }, subtitle(entity))];
+  const inside = [picture, el('div', { class: 'tile-title', title: entity.title }, entity.title), el('div', { class: 'tile-sub' }, subtitle(entity, showParents))];
   const look = { class: 'tile' + (type && type.isPerson ? ' person' : ''), 'data-key': 'e' + entity.id };
   if (!entity.media) return el('a', { ...look, href: `#/e/${entity.id}` }, ...inside);
   if (playable) return el('button', { ...look, type: 'button', 'aria-label': `Play ${entity.title}`, onclick: () => playAmong(entity, siblings) }, ...inside);
@@ -179,7 +182,7 @@ function placeholder(inRows, index) {
 }
 
 function listing(entities) {
-  if (entities.every(entity => isRowType(entity.type))) return el('ul', { class: 'rows' }, ...entities.map(entity => el('li', {}, row(entity, entities, { showParents: true }))));
+  if (entities.every(entity => isRowType(entity.type))) return el('ul', { class: 'rows told' }, ...entities.map(entity => el('li', {}, row(entity, entities, { showParents: true }))));
   return el('div', { class: 'grid ' + (shapes[modeOf(entities[0]).id] || '') }, ...entities.map(entity => tile(entity, entities)));
 }
 
@@ -189,11 +192,11 @@ function longListing(type, mode, query, first, { showParents = true, onTotal } =
   const fetchPage = (offset, limit) => api('/api/entities?' + new URLSearchParams({ ...query, type: type.id, offset, limit }));
   const list = new LongList({
     scroller: byId('view'), label: type.plural, first, fetchPage, onTotal,
-    look: inRows ? { list: 'rows', line: '' } : { list: 'tiles', line: `grid ${shapes[mode.id] || ''}` },
+    look: inRows ? { list: showParents ? 'rows told' : 'rows', line: '' } : { list: 'tiles', line: `grid ${shapes[mode.id] || ''}` },
     drawItem: (entity, index) => {
       if (!entity) return placeholder(inRows, index);
       const siblings = () => list.around(index);
-      return inRows ? row(entity, siblings, { showParents }) : tile(entity, siblings);
+      return inRows ? row(entity, siblings, { showParents }) : tile(entity, siblings, { showParents });
     },
   });
   return list;
@@ -207,12 +210,18 @@ function drawNav() {
   const nav = byId('nav');
   const focused = nav.contains(document.activeElement) ? document.activeElement.getAttribute('href') : null;
   const [first, second] = location.hash.replace(/^#\//, '').split('?')[0].split('/');
-  const link = (href, name, iconName, count, current) => el('a', { class: 'nav-link', href, title: name, 'aria-current': current ? 'page' : null }, icon(iconName), el('span', {}, name), count === null ? null : el('span', { class: 'count' }, countText.format(count)));
-  nav.replaceChildren(link('#/', 'Home', 'home', null, !first),
-    ...state.modes.filter(mode => modeLibraries(mode).length).map(mode => link(`#/m/${mode.id}`, mode.name, mode.id, itemTotal(mode), first === 'm' && second === mode.id)));
+  const link = (href, name, iconName, count, current) => el('a', { class: 'nav-link', href, title: name, 'aria-current': current || null }, icon(iconName), el('span', {}, name), count === null ? null : el('span', { class: 'count' }, countText.format(count)));
+  nav.replaceChildren(link('#/', 'Home', 'home', null, first ? '' : 'page'),
+    ...state.modes.filter(mode => modeLibraries(mode).length).map(mode => link(`#/m/${mode.id}`, mode.name, mode.id, itemTotal(mode), first === 'm' && second === mode.id ? 'page' : first === 'e' && shown.modeId === mode.id ? 'true' : '')));
+  showCurrentLink();
+  for (const anchor of nav.children) if (focused && anchor.getAttribute('href') === focused) anchor.focus();
+}
+
+// Where the window is narrow the links are a line that scrolls.
+function showCurrentLink() {
+  const nav = byId('nav');
   const current = nav.querySelector('[aria-current]');
   if (current && nav.scrollWidth > nav.clientWidth) nav.scrollLeft = current.offsetLeft - (nav.clientWidth - current.offsetWidth) / 2;
-  for (const anchor of nav.children) if (focused && anchor.getAttribute('href') === focused) anchor.focus();
 }
 
 function parseRoute() {
@@ -256,6 +265,7 @@ async function draw({ moved = false } = {}) {
   drawNav();
   if (arriving) {
     arriving = false;
+    nameSearch(route);
     comeBack();
     return;
   }
@@ -376,12 +386,17 @@ async function searchPage({ parts }) {
   const summary = isPart ? `The first ${countText.format(body.length)} of ${countText.format(total)} results.` : total === 1 ? '1 result' : `${countText.format(total)} results`;
   return { path: 's', search: wanted, nodes: [el('div', { class: 'head' }, el('div', { class: 'grow' }, el('h1', {}, `“${wanted}”`), el('p', { class: 'muted', role: 'status' }, total ? summary : 'Nothing matches. Try fewer letters.'))),
     ...kinds.map(({ mode, type, found }) => el('section', { class: 'section', 'aria-label': `${mode.name}: ${type.plural}` },
-      el('div', { class: 'section-head' }, el('h2', {}, type.plural), el('span', { class: 'muted' }, mode.name),
+      el('div', { class: 'section-head' }, el('h2', {}, type.plural), mode.name === type.plural ? null : el('span', { class: 'muted' }, mode.name),
         isPart ? el('a', { class: 'more', href: hrefWith(`m/${mode.id}/${type.id}`, wanted), 'data-key': 'more-' + type.id, 'aria-label': `See all ${type.plural} that match` }, 'See all') : null), listing(found)))] };
+}
+
+function nameSearch({ parts }) {
+  byId('search').value = parts[0] === 's' ? parts[1] || '' : '';
 }
 
 function setUpSearch() {
   const field = byId('search');
+  nameSearch(parseRoute());
   let typing = 0;
   field.addEventListener('input', () => {
     clearTimeout(typing);
@@ -423,7 +438,7 @@ async function entityPage({ parts }) {
     el('div', { class: 'kind' }, type.name), el('h1', {}, entity.title),
     el('p', { class: 'facts' }, ...facts.flatMap((fact, index) => index ? [' · ', fact] : [fact])),
     items.length ? el('button', { type: 'button', class: 'button primary', 'data-key': 'play-all', onclick: playAll }, icon('play', 17), 'Play') : null));
-  return { path, lists, nodes: [hero, ...lists.map(list => list.section)] };
+  return { path, lists, modeId: mode.id, nodes: [hero, ...lists.map(list => list.section)] };
 }
 
 // ---------------------------------------------------------------- playing
@@ -931,6 +946,7 @@ async function start() {
   setUpSearch();
   document.addEventListener('keydown', onKey, true);
   window.addEventListener('hashchange', () => draw({ moved: true }));
+  window.addEventListener('resize', showCurrentLink);
   // Before the link that was clicked leads away.
   byId('page').addEventListener('click', event => { if (event.target.closest('a[href^="#"]')) rememberPlace(); });
   document.addEventListener('visibilitychange', () => { if (!document.hidden) { poll(); drawAccount(); } });

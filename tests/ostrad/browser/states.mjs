@@ -49,6 +49,53 @@ const steps = {
     }
   },
 
+  async 'says where one is, also in a narrow window'(page, server) {
+    const show = (await ask(server, 'api/entities?type=tv.show')).body[0].id;
+    const season = (await ask(server, 'api/entities?type=tv.season')).body[0].id;
+    // The link of the kind that is looked at, whole within the bar.
+    const current = () => page.evaluate(() => {
+      const bar = document.getElementById('nav').getBoundingClientRect();
+      return [...document.querySelectorAll('#nav [aria-current]')].filter(one => {
+        const link = one.getBoundingClientRect();
+        return link.left >= bar.left && link.right <= bar.right + 1;
+      }).map(one => one.title);
+    });
+    await page.setViewportSize({ width: 320, height: 800 });
+    for (const [place, heading, name] of [['#/m/tv', 'TV', 'TV'], [`#/e/${show}`, 'A Show', 'TV'], [`#/e/${season}`, 'Season 1', 'TV'], ['#/', 'Home', 'Home']]) {
+      await go(page, place);
+      await page.getByRole('heading', { name: heading, exact: true }).waitFor();
+      assert.deepEqual(await current(), [name], place);
+    }
+    await page.setViewportSize({ width: 1280, height: 800 });
+    await go(page, `#/e/${show}`);
+    // On its own page nobody needs to be told what a season belongs to.
+    await page.getByRole('link', { name: 'Season 1 2 episodes' }).waitFor();
+    await page.setViewportSize({ width: 320, height: 800 });
+    await page.waitForFunction(() => document.getElementById('nav').scrollLeft > 0);
+    assert.deepEqual(await current(), ['TV']);
+    // Tracks of many albums tell whose they are, below their names.
+    await go(page, '#/m/music/music.track');
+    const track = page.getByRole('button', { name: /First of a name/ });
+    await track.waitFor();
+    const [name, by] = await track.evaluate(one => ['.name', '.by'].map(part => { const box = one.querySelector(part).getBoundingClientRect(); return { top: box.top, bottom: box.bottom, left: box.left }; }));
+    assert.equal(await track.locator('.by').innerText(), 'Someone · An Album');
+    assert.ok(by.top >= name.bottom - 1 && by.left === name.left, JSON.stringify([name, by]));
+    await page.setViewportSize({ width: 1280, height: 800 });
+  },
+
+  async 'keeps what was searched for in its field'(page) {
+    const field = page.getByRole('searchbox', { name: 'Search everything' });
+    await go(page, '#/s/one');
+    await page.getByRole('heading', { name: '“one”' }).waitFor();
+    assert.equal(await field.inputValue(), 'one');
+    await page.reload();
+    await page.getByRole('heading', { name: '“one”' }).waitFor();
+    assert.equal(await field.inputValue(), 'one');
+    await go(page, '#/');
+    await page.getByRole('heading', { name: 'Home' }).waitFor();
+    assert.equal(await field.inputValue(), '');
+  },
+
   async 'nothing found, nothing there: says what to try'(page) {
     for (const [place, text] of [['#/m/tv?q=zzz', /Try fewer letters/], ['#/s/zzz', /Try fewer letters/], ['#/e/999999', /There is no such entity/], ['#/m/nothing', /no such kind/]]) {
       await go(page, place);
