@@ -320,7 +320,10 @@ Reply Site::folders(const Call& call) {
 Reply Site::media(const Call& call) {
     const auto id = wholeNumber(call.argument);
     const auto file = id ? catalogue.mediaFile(*id) : std::nullopt;
-    const Mode* const mode = file ? findMode(file->modeId) : nullptr;
+    if (!file) {
+        return errorReply(404, "There is no such file.");
+    }
+    const Mode* const mode = findMode(file->modeId);
     const FileKind* const kind = mode == nullptr ? nullptr : fileKind(*mode, file->path);
     if (kind == nullptr) {
         return errorReply(404, "There is no such file.");
