@@ -12,6 +12,7 @@ import json
 import os
 import shlex
 import socket
+import struct
 import subprocess
 import sys
 import tempfile
@@ -34,10 +35,12 @@ def heir():
             server.recv(1)  # nothing, once it has ended
             with socket.socket(fileno=port) as listening:
                 client, _ = listening.accept()
+            # Nothing stays of the connection that would keep the port from the next launch.
+            client.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
             client.recv(10_000)
             client.sendall(b'HTTP/1.1 200 OK\r\nContent-Length: %d\r\nConnection: close\r\n\r\n{"nonce":"%s"}'
                            % (len(nonce) + 12, nonce))
-            client.recv(1)  # it closes first
+            client.close()
     with tempfile.TemporaryDirectory() as folder, socket.socket(socket.AF_UNIX) as door:
         door.bind(os.path.join(folder, "heir"))
         door.listen()
@@ -64,8 +67,12 @@ def main():
     for _ in range(TRIES):
         report, status, left = examine(checker, server, more[0] if more else "")
         version = next(one for one in report["clauses"] if one["id"] == "version")
-        # On a computer that is very busy Python takes more than three seconds to say its version.
-        if version["outcome"] != "not offered" or (what, more[1:2]) != ("breaks", ["version"]):
+        failed = [one["id"] for one in report["clauses"] if one["outcome"] == "failed"]
+        # On a computer that is very busy Python takes more than three seconds to say its version, and
+        # closes a connection later than the next launch looks at the port.
+        late = (version["outcome"] == "not offered" if more[1:2] == ["version"]
+                else failed != ["gone"] and more[1:2] == ["gone"])
+        if what != "breaks" or not late:
             break
     shown = json.dumps(report, indent=1)
     outcomes = {}
