@@ -2,6 +2,7 @@
 
 #include "platform/Utf8.h"
 #include "platform/linux/DisplaySocket.h"
+#include "platform/linux/WindowStartedFirst.h"
 
 #include <fmt/format.h>
 
@@ -46,7 +47,8 @@ WindowHost::~WindowHost() {
 }
 
 std::expected<void, LaunchError> WindowHost::startAhead() {
-    return start();
+    auto spawned = takeWindowStartedFirst();
+    return spawned ? join(std::move(*spawned)) : start();
 }
 
 std::expected<void, LaunchError> WindowHost::start() {
@@ -58,19 +60,23 @@ std::expected<void, LaunchError> WindowHost::start() {
     if (!hasBus_) {
         environment["DBUS_SESSION_BUS_ADDRESS"] = noBus;
     }
-    auto started =
-        WindowProcess::start(setup_.executable, arguments, environment, [this] { died(); });
-    if (!started) {
-        return std::unexpected(started.error());
+    auto spawned = spawnWindow(setup_.executable, arguments, environment);
+    return spawned ? join(std::move(*spawned)) : std::unexpected(spawned.error());
+}
+
+std::expected<void, LaunchError> WindowHost::join(SpawnedWindow spawned) {
+    auto process = WindowProcess::watch(spawned.pid, [this] { died(); });
+    if (!process) {
+        return std::unexpected(process.error());
     }
     try {
         connection_ = std::make_unique<connection::PeerConnection>(
-            std::move(started->socket), calls_, connection::ConnectionLimits{}, [this] { died(); });
+            std::move(spawned.socket), calls_, connection::ConnectionLimits{}, [this] { died(); });
     } catch (const std::runtime_error& error) {
         log_.write(fmt::format("cannot talk to {}: {}", setup_.executable.native(), error.what()));
         return std::unexpected(LaunchError{"cannot talk to " + setup_.executable.native(), EPROTO});
     }
-    process_ = std::move(started->process);
+    process_ = std::move(*process);
     ++run_;
     engineIsStarting_ = false;
     watching_ = false;

@@ -12,6 +12,7 @@
 #include "platform/Environment.h"
 #include "platform/Log.h"
 #include "platform/linux/WindowProcess.h"
+#include "platform/linux/WindowSpawn.h"
 #include "platform/linux/connection/PeerConnection.h"
 
 #include <chrono>
@@ -61,7 +62,8 @@ class WindowHost {
     WindowHost(const WindowHost&) = delete;
     WindowHost& operator=(const WindowHost&) = delete;
 
-    // Starts the window program ahead of need, so that it loads beside this process.
+    // Starts the window program ahead of need, so that it loads beside this process, unless that
+    // was done before this process was loaded (WindowStartedFirst.h).
     [[nodiscard]] std::expected<void, LaunchError> startAhead();
     void setAbout(About about);
 
@@ -114,6 +116,7 @@ class WindowHost {
     using Steady = std::chrono::steady_clock;
 
     [[nodiscard]] std::expected<void, LaunchError> start();
+    [[nodiscard]] std::expected<void, LaunchError> join(SpawnedWindow spawned);
     void died();
     void revive();
     void giveUp();

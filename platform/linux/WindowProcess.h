@@ -1,6 +1,5 @@
-// One run of the window program: a process in a group of its own, joined to this one by a socket
-// pair whose other end is its standard input. It ends with this process, and with this object:
-// the group is killed. Its standard error is ours. Main thread only.
+// One run of the window program (WindowSpawn.h), watched. It ends with this process, and with this
+// object: the group is killed. Main thread only.
 #pragma once
 
 #include "platform/ChildProcess.h"
@@ -10,25 +9,17 @@
 
 #include <chrono>
 #include <expected>
-#include <filesystem>
 #include <functional>
 #include <memory>
-#include <string>
-#include <vector>
 
 namespace platform::desktop {
 
 class WindowProcess {
   public:
-    struct Started {
-        std::unique_ptr<WindowProcess> process;
-        posix::UniqueFd socket;
-    };
-
-    // `onExit` is called once, later, when the process has exited by itself.
-    [[nodiscard]] static std::expected<Started, LaunchError>
-    start(const std::filesystem::path& executable, const std::vector<std::string>& arguments,
-          const Environment& environment, std::function<void()> onExit);
+    // Takes over what spawnWindow() started. `onExit` is called once, later, when the process has
+    // exited by itself.
+    [[nodiscard]] static std::expected<std::unique_ptr<WindowProcess>, LaunchError>
+    watch(pid_t pid, std::function<void()> onExit);
     ~WindowProcess();
     WindowProcess(const WindowProcess&) = delete;
     WindowProcess& operator=(const WindowProcess&) = delete;

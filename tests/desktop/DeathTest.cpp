@@ -143,6 +143,8 @@ TEST_F(DeathTest, bubblewrapThatHangsIsGivenUp) {
     application = launch();
     ASSERT_FALSE(serverLaunches(1).empty());
     const ServerLaunch server = serverLaunches(1).front();
+    ASSERT_TRUE(windowAppears()) << application->standardError();
+    EXPECT_EQ(logged("does not answer"), 0U) << "the window waited for the engine";
     ASSERT_TRUE(eventually([&] { return serverAnswers(server.port); }));
     EXPECT_TRUE(showsTheServersPage()) << application->standardError();
     EXPECT_EQ(logged("pages run without a sandbox: bubblewrap does not answer"), 1U)

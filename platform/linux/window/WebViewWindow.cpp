@@ -120,6 +120,7 @@ WebViewWindow::WebViewWindow(Toplevels& toplevels, WebStorage& storage,
 }
 
 WebViewWindow::~WebViewWindow() {
+    firstLoad_.disconnect();
     loadTimer_.disconnect();
     tidying_.disconnect();
     g_signal_handlers_disconnect_by_data(view_, this);
@@ -254,25 +255,42 @@ void WebViewWindow::setInterests(const WindowInterests& interests) {
     navigation_->interests = interests;
 }
 
-void WebViewWindow::aboutToLoad() {
-    loadSettled();
-    events_.engineStarting();
+// Requests come before this priority, and the drawing of what is on the screen after it. No page
+// exists yet that could hold up the first load for ever.
+void WebViewWindow::begin(std::function<void()> load) {
+    const auto start = [this, load = std::move(load)] {
+        everLoaded_ = true;
+        loadSettled();
+        events_.engineStarting();
+        load();
+    };
+    if (everLoaded_) {
+        start();
+        return;
+    }
+    firstLoad_.disconnect();
+    firstLoad_ = Glib::signal_idle().connect(
+        [start] {
+            start();
+            return false;
+        },
+        Glib::PRIORITY_HIGH_IDLE);
 }
 
 void WebViewWindow::loadHtml(const std::string& html) {
-    aboutToLoad();
-    webkit_web_view_load_html(view_, html.c_str(), nullptr);
+    begin([this, html] { webkit_web_view_load_html(view_, html.c_str(), nullptr); });
 }
 
 void WebViewWindow::loadUrl(const std::string& url, std::chrono::seconds timeout) {
-    aboutToLoad();
-    load_ = Load::requested;
-    loadingUrl_ = url;
-    loadTimer_ = Glib::signal_timeout().connect_seconds(
-        [this] { return loadTimedOut(); },
-        static_cast<unsigned>(std::clamp<std::chrono::seconds::rep>(
-            timeout.count(), 1, std::numeric_limits<int>::max())));
-    webkit_web_view_load_uri(view_, url.c_str());
+    begin([this, url, timeout] {
+        load_ = Load::requested;
+        loadingUrl_ = url;
+        loadTimer_ = Glib::signal_timeout().connect_seconds(
+            [this] { return loadTimedOut(); },
+            static_cast<unsigned>(std::clamp<std::chrono::seconds::rep>(
+                timeout.count(), 1, std::numeric_limits<int>::max())));
+        webkit_web_view_load_uri(view_, url.c_str());
+    });
 }
 
 // A page asked for earlier may still report here; only what follows the start of the load in
@@ -303,6 +321,10 @@ void WebViewWindow::onLoadChanged(WebKitWebView* view, WebKitLoadEvent event, gp
 }
 
 void WebViewWindow::askForLife() {
+    firstLoad_.disconnect();
+    if (!everLoaded_) {
+        return;
+    }
     alive_ = false;
     webkit_web_view_evaluate_javascript(view_, "0", -1, "app", nullptr, asking_.get(), onAlive,
                                         this);

@@ -2,6 +2,9 @@
 // hide it; Control+Shift+I opens the inspector where it is allowed. Where the window goes is the
 // window manager's business. Pages never change the window's title. Main thread only.
 //
+// The first page is loaded once whatever else was asked for has been done: a window that is to be
+// shown is on the screen before the engine starts.
+//
 // A view that has not received the first byte of a page when the time is over stops loading and
 // shows WebKit's own page for a failed load.
 #pragma once
@@ -75,7 +78,7 @@ class WebViewWindow {
     void tellSize();
     bool loadTimedOut();
     void loadSettled();
-    void aboutToLoad();
+    void begin(std::function<void()> load);
 
     Toplevels& toplevels_;
     const WindowEvents events_;
@@ -89,6 +92,8 @@ class WebViewWindow {
     std::optional<PageDialogs> dialogs_;
     bool alive_ = true;
     GObjectPtr<GCancellable> asking_{g_cancellable_new()};
+    bool everLoaded_ = false;
+    sigc::connection firstLoad_;
     sigc::connection loadTimer_;
     sigc::connection tidying_;
     Load load_ = Load::none;
