@@ -95,8 +95,8 @@ struct HttpServer::Impl {
 
 namespace {
 
-// One client connection. Its socket resets on close from the first moment; only an exchange that
-// the client ended itself is closed the ordinary way.
+// One client connection. Its socket resets on close from the first moment; after the client's end
+// of stream it is kept until ours has arrived, so that there is nothing left to reset.
 class Connection {
   public:
     Connection(tcp::socket socket, const HttpLimits& httpLimits,
@@ -128,7 +128,7 @@ class Connection {
         stream.expires_after(limits.idle);
         const beast::error_code error = co_await readRequest(parser);
         if (error == http::error::end_of_stream) {
-            finishOnClose(stream.socket().native_handle());
+            co_await finish();
             co_return false;
         }
         if (error) {
@@ -311,12 +311,30 @@ class Connection {
         while (discarded < kFarewellBytes) {
             auto [error, size] = co_await stream.async_read_some(asio::buffer(scratch), kAwait);
             if (error == asio::error::eof) {
-                finishOnClose(stream.socket().native_handle());
+                co_await finish();
             }
             if (error) {
                 co_return;
             }
             discarded += size;
+        }
+    }
+
+    // Our end of stream, after the client's. A socket that is closed before the client has
+    // acknowledged everything holds the port until then, whatever becomes of this process: for a
+    // fifth of a second when a packet was lost, and for as long as a client does not read.
+    asio::awaitable<void> finish() {
+        constexpr std::chrono::milliseconds longestPause{1000};
+        const auto deadline = std::chrono::steady_clock::now() + limits.stalledReply;
+        beast::error_code error;
+        stream.socket().shutdown(tcp::socket::shutdown_send, error);
+        asio::steady_timer timer(stream.get_executor());
+        std::chrono::milliseconds pause{1};
+        while (!error && !hasEnded(stream.socket().native_handle()) &&
+               std::chrono::steady_clock::now() < deadline) {
+            timer.expires_after(pause);
+            co_await timer.async_wait(kAwait);
+            pause = std::min(2 * pause, longestPause);
         }
     }
 

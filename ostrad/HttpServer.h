@@ -17,8 +17,9 @@ namespace ostrad {
 // they are in memory, so a disk that is slow to wake keeps nobody waiting but those who want it.
 // The constructor throws std::system_error when the address cannot be had.
 //
-// No connection is ever left in TIME_WAIT on the server's port, not even when the process is
-// killed: the next owner of the port can bind it at once, without SO_REUSEADDR.
+// No connection is ever left on the server's port, in TIME_WAIT or waiting for a client's last
+// word, not even when the process is killed: the next owner can bind it at once, without
+// SO_REUSEADDR.
 
 struct HttpLimits {
     std::uint32_t headerBytes = 16 * 1024;

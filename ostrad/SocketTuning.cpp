@@ -1,21 +1,15 @@
 #include "ostrad/SocketTuning.h"
 
 #include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 
 namespace ostrad {
 
-namespace {
-
-void setLinger(int socket, bool on) {
-    const linger option{.l_onoff = on ? 1 : 0, .l_linger = 0};
-    static_cast<void>(::setsockopt(socket, SOL_SOCKET, SO_LINGER, &option, sizeof option));
-}
-
-} // namespace
-
 void resetOnClose(int socket) {
-    setLinger(socket, true);
+    const linger option{.l_onoff = 1, .l_linger = 0};
+    static_cast<void>(::setsockopt(socket, SOL_SOCKET, SO_LINGER, &option, sizeof option));
 }
 
 void resetNow(int socket) {
@@ -26,8 +20,20 @@ void resetNow(int socket) {
 #endif
 }
 
-void finishOnClose(int socket) {
-    setLinger(socket, false);
+bool hasEnded(int socket) {
+#ifdef __APPLE__
+    constexpr int question = TCP_CONNECTION_INFO;
+    constexpr int closed = 0; // TCPS_CLOSED
+    tcp_connection_info info{};
+#else
+    constexpr int question = TCP_INFO;
+    constexpr int closed = TCP_CLOSE;
+    tcp_info info{};
+#endif
+    socklen_t length = sizeof info;
+    // A system that has no connection to tell about any more has none.
+    return ::getsockopt(socket, IPPROTO_TCP, question, &info, &length) != 0 ||
+           info.tcpi_state == closed;
 }
 
 int secondDescriptor(int socket) {

@@ -12,9 +12,9 @@ void resetOnClose(int socket);
 // Ends the connection with a reset now, though another thread may have a descriptor of it still.
 void resetNow(int socket);
 
-// The ordinary close. Safe once the peer has sent its own end of stream: then TIME_WAIT is the
-// peer's.
-void finishOnClose(int socket);
+// Whether both sides have ended the connection and the peer has acknowledged everything, or it
+// broke.
+[[nodiscard]] bool hasEnded(int socket);
 
 // A second descriptor of the socket, for another thread: what is closed meanwhile cannot be
 // mistaken for it. Negative when there is none left.
