@@ -20,6 +20,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <chrono>
+
 namespace platform::appcast {
 namespace {
 
@@ -135,7 +138,7 @@ class Updates : public ::testing::Test {
                 .notice = notice,
                 .log = log};
     }
-    // Runs what it is asked to, after telling the test.
+    // Runs what it is asked to, after telling the test; with less patience where the test has less.
     struct WatchedCommands final : CommandRunner {
         std::expected<CommandResult, CommandError> run(const std::filesystem::path& executable,
                                                        const std::vector<std::string>& arguments,
@@ -144,11 +147,14 @@ class Updates : public ::testing::Test {
             if (whenRun) {
                 whenRun();
             }
-            return system.run(executable, arguments, timeout, maxOutput);
+            allowed = timeout;
+            return system.run(executable, arguments, std::min(timeout, patience), maxOutput);
         }
 
         PosixCommandRunner system;
         std::function<void()> whenRun;
+        std::chrono::milliseconds allowed{0}; // the last time
+        std::chrono::milliseconds patience = std::chrono::hours(1);
     };
     std::expected<void, std::string> succeed(const std::filesystem::path& program,
                                              const std::function<bool()>& isCancelled) {
@@ -316,6 +322,19 @@ TEST_F(Updates, areNotInstalledUnlessTheNewProgramKnowsItsVersion) {
         EXPECT_THAT(events, IsEmpty()) << "it is not started beside the old one";
         controller.reset();
     }
+}
+
+TEST_F(Updates, areNotInstalledWhenTheNewProgramDoesNotAnswerWithinTenSeconds) {
+    newProgram = "#!/bin/sh\nexec sleep 600\n";
+    commands.patience = 50ms;
+    offer("2");
+    askAndSettle();
+    ui.press("Install and Relaunch");
+    settle();
+    EXPECT_EQ(commands.allowed, 10s);
+    EXPECT_THAT(shownText(), HasSubstr("the new version does not start: it does not answer"));
+    expectUntouched();
+    EXPECT_THAT(events, IsEmpty());
 }
 
 TEST_F(Updates, areNotEvenAskedForTheirVersionOnceTheirControllerHasGone) {
