@@ -25,15 +25,20 @@ bool AccountLink::isLinked() {
     return catalogue.setting(kLinkedKey).has_value();
 }
 
-std::optional<std::string> AccountLink::pendingCode() {
+void AccountLink::forgetWhatIsOver() {
     if (pending && now() - pending->startedAt >= kCodeLife) {
         pending.reset();
     }
+}
+
+std::optional<std::string> AccountLink::pendingCode() {
+    forgetWhatIsOver();
     return pending ? std::optional(pending->code) : std::nullopt;
 }
 
 std::string AccountLink::start() {
-    if (pendingCode() && now() - pending->startedAt <= kCodeLife / 2) {
+    forgetWhatIsOver();
+    if (pending && now() - pending->startedAt <= kCodeLife / 2) {
         return pending->code;
     }
     pending = Pending{.code = newLinkCode(letter), .startedAt = now()};
@@ -41,7 +46,8 @@ std::string AccountLink::start() {
 }
 
 AccountLink::Outcome AccountLink::check(std::string_view code) {
-    if (!pendingCode()) {
+    forgetWhatIsOver();
+    if (!pending) {
         return Outcome::nothingPending;
     }
     if (sameLinkCode(code, pending->code)) {

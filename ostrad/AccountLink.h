@@ -38,6 +38,7 @@ class AccountLink {
 
   private:
     Outcome check(std::string_view code);
+    void forgetWhatIsOver();
 
     struct Pending {
         std::string code;

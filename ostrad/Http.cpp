@@ -107,7 +107,7 @@ std::string_view reasonPhrase(int status) {
         int status;
         std::string_view phrase;
     };
-    static constexpr std::array<Entry, 18> kPhrases{{
+    static constexpr std::array<Entry, 22> kPhrases{{
         {100, "Continue"},
         {200, "OK"},
         {201, "Created"},
@@ -116,15 +116,19 @@ std::string_view reasonPhrase(int status) {
         {206, "Partial Content"},
         {304, "Not Modified"},
         {400, "Bad Request"},
+        {401, "Unauthorized"},
         {403, "Forbidden"},
         {404, "Not Found"},
+        {410, "Gone"},
         {405, "Method Not Allowed"},
         {409, "Conflict"},
         {413, "Content Too Large"},
         {415, "Unsupported Media Type"},
         {416, "Range Not Satisfiable"},
+        {422, "Unprocessable Content"},
         {431, "Request Header Fields Too Large"},
         {500, "Internal Server Error"},
+        {501, "Not Implemented"},
         {503, "Service Unavailable"},
     }};
     const auto found = std::ranges::find(kPhrases, status, &Entry::status);

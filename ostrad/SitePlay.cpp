@@ -290,10 +290,13 @@ Reply Site::closeStream(const Call& call) {
 
 Reply Site::streamPart(const Call& call) {
     const std::size_t dash = call.argument.find('-');
-    const auto stream =
-        dash == std::string_view::npos ? nullptr : streams->find(call.argument.substr(0, dash));
-    if (!stream) {
+    if (dash == std::string_view::npos) {
         return errorReply(404, "There is no such stream.");
+    }
+    const auto stream = streams->find(call.argument.substr(0, dash));
+    if (!stream) {
+        // Forgotten, closed, or of a server that was here before: its viewer may open another one.
+        return errorReply(410, "This stream is over.");
     }
     const std::string_view part = call.argument.substr(dash + 1);
     if (part == "index.m3u8") {

@@ -531,7 +531,7 @@ function play(entity, siblings) {
   playAudio(entity, false);
 }
 
-async function playAudio(entity, convert) {
+async function playAudio(entity, convert, from = resumeAt(entity)) {
   take(audio, null);
   closeFeed(player);
   player.entity = entity;
@@ -547,13 +547,16 @@ async function playAudio(entity, convert) {
   if (!convert && audio.canPlayType(entity.media.contentType) !== '') {
     take(audio, entity);
     audio.src = entity.media.url;
-    const from = resumeAt(entity);
     if (from) audio.addEventListener('loadedmetadata', () => { audio.currentTime = from; }, { once: true });
     audio.play().catch(() => {});
     return;
   }
+  const onTrouble = text => { byId('player-sub').textContent = text || subtitle(entity); };
+  const onFailure = (text, isOver) => {
+    if (isOver && isCurrent()) playAudio(entity, convert, audio.currentTime); else onTrouble(text);
+  };
   try {
-    player.feed = (await load(audio, entity, { from: resumeAt(entity), convert, isCurrent, onTrouble: text => { byId('player-sub').textContent = text || subtitle(entity); } })).feed;
+    player.feed = (await load(audio, entity, { from, convert, isCurrent, onTrouble, onFailure })).feed;
   } catch (error) {
     if (isCurrent()) byId('player-sub').textContent = error.message;
   }
@@ -661,7 +664,10 @@ async function showVideo({ audioTrack = 0, from = 0, convert = false, copy = tru
   onTrouble('');
   video.replaceChildren();
   try {
-    const onFailure = text => { if (isCurrent()) showOtherwise(text); };
+    const onFailure = (text, isOver) => {
+      if (!isCurrent()) return;
+      if (isOver) showVideo({ audioTrack, from: whereItIs(), convert, copy }); else showOtherwise(text);
+    };
     const { tracks, feed } = await load(video, entity, { audioTrack, from, convert, copy, onTrouble, onFailure, isCurrent });
     if (!isCurrent()) { if (feed) feed.close(); return; }
     Object.assign(theatre, { tracks, feed, isLoaded: true });
@@ -671,10 +677,11 @@ async function showVideo({ audioTrack = 0, from = 0, convert = false, copy = tru
   }
 }
 
+const whereItIs = () => (byId('video').readyState ? byId('video').currentTime : theatre.from);
+
 // What cannot be played as it is comes as a stream, and what cannot be copied into one is encoded anew.
 function showOtherwise(sentence) {
-  const video = byId('video');
-  const from = video.readyState ? video.currentTime : theatre.from;
+  const from = whereItIs();
   if (!theatre.feed && !theatre.converted) showVideo({ from, convert: true });
   else if (theatre.feed && theatre.feed.stream.copied.length) showVideo({ audioTrack: theatre.audioTrack, from, convert: true, copy: false });
   else byId('video-error').textContent = sentence;

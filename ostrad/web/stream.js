@@ -1,5 +1,9 @@
 'use strict';
 
+class StreamIsOver extends Error {
+  constructor() { super('The server has forgotten this stream.'); }
+}
+
 // Feeds a media element with a stream that the server converts: part after part, a little ahead of
 // where the viewer is, from wherever the viewer seeks. Where Media Source Extensions are missing, the
 // element takes the play list itself.
@@ -8,7 +12,8 @@ class LiveFeed {
   static behind = 60;
   static tries = 20;
 
-  // onTrouble gets a sentence, or nothing once it is over; onFailure gets one when nothing more comes.
+  // onTrouble gets a sentence, or nothing once it is over; onFailure gets one when nothing more comes,
+  // and whether another stream would go on: a server that was started again knows nothing of this one.
   // What the element itself cannot decode is an error of the element.
   constructor(media, stream, { onTrouble, onFailure = onTrouble }) {
     this.media = media;
@@ -89,14 +94,24 @@ class LiveFeed {
   async load(address) {
     for (let attempt = 0; !this.closed; ++attempt) {
       this.abort = new AbortController();
-      const reply = await fetch(address, { cache: 'no-store', signal: this.abort.signal });
-      if (reply.ok) {
-        this.onTrouble('');
-        return await reply.arrayBuffer();
+      let wait = 1.5;
+      try {
+        const reply = await fetch(address, { cache: 'no-store', signal: this.abort.signal });
+        if (reply.ok) {
+          const bytes = await reply.arrayBuffer();
+          this.onTrouble('');
+          return bytes;
+        }
+        if (reply.status === 410) throw new StreamIsOver();
+        if (reply.status !== 503 || attempt === LiveFeed.tries) return null;
+        this.onTrouble((await reply.json()).error);
+        wait = Number(reply.headers.get('Retry-After') || 1);
+      } catch (error) {
+        if (error.name === 'AbortError' || error instanceof StreamIsOver) throw error;
+        attempt = 0;
+        if (!this.closed) this.onTrouble('The server does not answer. Trying again…');
       }
-      if (reply.status !== 503 || attempt === LiveFeed.tries) return null;
-      this.onTrouble((await reply.json()).error);
-      await new Promise(resolve => setTimeout(resolve, 1000 * Number(reply.headers.get('Retry-After') || 1)));
+      await new Promise(resolve => setTimeout(resolve, 1000 * wait));
     }
     return null;
   }
@@ -124,7 +139,7 @@ class LiveFeed {
       await this.append(head);
       while (!this.closed) await this.step();
     } catch (error) {
-      if (!this.closed) this.onFailure(error.message);
+      if (!this.closed) this.onFailure(error.message, error instanceof StreamIsOver);
     }
   }
 

@@ -41,6 +41,10 @@ TEST(HttpDate, isAnImfFixdate) {
 
 TEST(ReasonPhrase, existsForAStatusWeSend) {
     EXPECT_EQ(reasonPhrase(206), "Partial Content");
+    for (const int status : {100, 200, 201, 202, 204, 206, 304, 400, 401, 403, 404,
+                             405, 409, 410, 413, 415, 416, 422, 431, 500, 501, 503}) {
+        EXPECT_NE(reasonPhrase(status), "Unknown") << status;
+    }
     EXPECT_EQ(reasonPhrase(799), "Unknown");
 }
 

@@ -426,7 +426,7 @@ TEST_F(SiteTest, convertsNothingWithoutItsTools) {
     EXPECT_EQ(get(address + "/subtitles?track=s0").status, 501);
     EXPECT_EQ(post(address + "/stream", "{}").status, 501);
     EXPECT_EQ(post("/api/entities/999/stream", "{}").status, 404);
-    EXPECT_EQ(get("/hls/0123-0.m4s").status, 404);
+    EXPECT_EQ(get("/hls/0123-0.m4s").status, 410);
     EXPECT_EQ(get("/hls/0123").status, 404);
 }
 

@@ -88,7 +88,7 @@ TEST_F(StreamTest, seeksAtOnceAndEndsWhereTheFilmEnds) {
 }
 
 TEST_F(StreamTest, startsNoToolBeforeAPartIsWantedAndGoesOnOnlyALittle) {
-    makeFilm("a.mkv", 400, {"-c:v", "mpeg4", "-c:a", "ac3"});
+    makeFilm("a.mkv", 120, {"-c:v", "mpeg4", "-c:a", "ac3"});
     const std::string id = addFilms();
     const auto stream = open(id);
     EXPECT_TRUE(toolsOf(server->pid()).empty());
@@ -103,11 +103,11 @@ TEST_F(StreamTest, startsNoToolBeforeAPartIsWantedAndGoesOnOnlyALittle) {
         exchange(port, "DELETE", "/api/streams/" + std::string(stream.at("id").as_string())).status,
         200);
     EXPECT_TRUE(eventually([this] { return toolsOf(server->pid()).empty(); }));
-    EXPECT_EQ(part(stream, 1).status, 404);
+    EXPECT_EQ(part(stream, 1).status, 410);
 }
 
 TEST_F(StreamTest, endsTheToolOfAViewerThatStoppedReadingAndGoesOnLater) {
-    makeFilm("a.mkv", 400, {"-c:v", "mpeg4", "-c:a", "ac3"});
+    makeFilm("a.mkv", 120, {"-c:v", "mpeg4", "-c:a", "ac3"});
     const auto stream = open(addFilms());
     EXPECT_EQ(part(stream, 0).status, 200);
     const auto stopped = std::chrono::steady_clock::now();
@@ -119,7 +119,7 @@ TEST_F(StreamTest, endsTheToolOfAViewerThatStoppedReadingAndGoesOnLater) {
 }
 
 TEST_F(StreamTest, endsTheToolsWithTheServerHoweverItEnds) {
-    makeFilm("a.mkv", 400, {"-c:v", "mpeg4", "-c:a", "ac3"});
+    makeFilm("a.mkv", 120, {"-c:v", "mpeg4", "-c:a", "ac3"});
     const std::string id = addFilms();
     for (const int signal : {SIGTERM, SIGKILL}) {
         const auto stream = open(id);
@@ -134,7 +134,7 @@ TEST_F(StreamTest, endsTheToolsWithTheServerHoweverItEnds) {
 }
 
 TEST_F(StreamTest, refusesMoreViewersThanTheComputerCanServe) {
-    makeFilm("a.mkv", 400, {"-c:v", "mpeg4", "-c:a", "ac3"});
+    makeFilm("a.mkv", 120, {"-c:v", "mpeg4", "-c:a", "ac3"});
     const std::string id = addFilms();
     std::vector<boost::json::object> streams;
     const unsigned places = std::max(2U, std::thread::hardware_concurrency() / 2);

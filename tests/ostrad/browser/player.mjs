@@ -72,6 +72,19 @@ const steps = {
     await videoIs(page, () => document.getElementById('video').paused);
   },
 
+  async 'goes on when the server is there again'(page, server) {
+    const trouble = page.locator('#video-error');
+    await page.keyboard.press('k');
+    server.kill('SIGKILL');
+    await video(page).evaluate(v => { v.currentTime = 55; });
+    await trouble.filter({ hasText: 'The server does not answer. Trying again…' }).waitFor();
+    await startServer('player', { port: new URL(server.root).port });
+    await videoIs(page, () => { const v = document.getElementById('video'); return v.currentTime > 55.2 && v.currentTime < 75 && v.readyState >= 3; });
+    await trouble.waitFor({ state: 'hidden' });
+    await page.keyboard.press('k');
+    await videoIs(page, () => document.getElementById('video').paused);
+  },
+
   async 'shows subtitles and chapters'(page) {
     const shows = text => page.waitForFunction(wanted => { const t = document.getElementById('video').textTracks[0]; return wanted ? t && t.cues && t.cues.length === 1 && t.cues[0].text === wanted : !t; }, text);
     await page.keyboard.press('c');
