@@ -66,6 +66,16 @@ function(zorvane_library name)
     "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>" "$<INSTALL_INTERFACE:${ZORVANE_INCLUDE_DIR}>")
 endfunction()
 
+# zorvane_test_flags(name): what is compiled for tests only. GoogleTest prints numbers by way of what
+# libc++ has since macOS 13.3; tests run where they are built.
+function(zorvane_test_flags name)
+  if(CMAKE_CROSSCOMPILING)
+    target_compile_options(${name} PRIVATE "SHELL:-Xclang -triple -Xclang aarch64-apple-macosx13.3.0")
+  elseif(APPLE)
+    target_compile_options(${name} PRIVATE -mmacosx-version-min=13.3)
+  endif()
+endfunction()
+
 # zorvane_test(name LABEL unit|integration|desktop SOURCES ... [DEPENDS ...] [RUN_SERIAL] [SEPARATELY]):
 # a GoogleTest executable whose tests are registered with CTest one by one. Under a sanitizer, where
 # a process is slow to start, the unit tests of an executable run in one, and several files are
@@ -91,15 +101,15 @@ function(zorvane_test name)
   endif()
   target_precompile_headers(${name} PRIVATE <gmock/gmock.h> <gtest/gtest.h> <string> <vector>
     <chrono> <functional> <memory>)
-  # GoogleTest prints numbers by way of what libc++ has since macOS 13.3 only; tests run where they are
-  # built.
+  zorvane_test_flags(${name})
   if(CMAKE_CROSSCOMPILING)
-    # Not run here. The compiler cache serves a precompiled header without times only.
-    target_compile_options(${name} PRIVATE "SHELL:-Xclang -triple -Xclang aarch64-apple-macosx13.3.0"
-      "SHELL:-Xclang -fno-pch-timestamp")
+    # Not run here.
+    set_target_properties(${name} PROPERTIES DISABLE_PRECOMPILE_HEADERS ON)
+    set(header tests/support/precompiled/CMakeFiles/test_precompiled.dir/Precompiled.cpp.o)
+    target_compile_options(${name} PRIVATE
+      "$<$<COMPILE_LANGUAGE:CXX>:SHELL:-Xclang -include-pch -Xclang ${header}.pch>")
+    set_source_files_properties(${arg_SOURCES} PROPERTIES OBJECT_DEPENDS "${CMAKE_BINARY_DIR}/${header}")
     return()
-  elseif(APPLE)
-    target_compile_options(${name} PRIVATE -mmacosx-version-min=13.3)
   endif()
   set(properties LABELS ${arg_LABEL} TIMEOUT ${arg_TIMEOUT})
   if(arg_RUN_SERIAL)

@@ -25,8 +25,10 @@ find_program(ZORVANE_CCACHE ccache)
 if(ZORVANE_CCACHE)
   # The compiler's name tells ccache nothing, and its script does not change with the compiler. What a
   # file includes is known from its dependencies, without preprocessing it first.
-  # By its content: each clone has another time and path for it.
+  # By its content: each clone has another time and path for it. A precompiled header is known by what
+  # macos-zig/precompile says of it.
   set(launcher env CCACHE_COMPILERTYPE=clang CCACHE_COMPILERCHECK=content CCACHE_DEPEND=1
+    CCACHE_PCH_EXTSUM=1
     "CCACHE_EXTRAFILES=${zorvane_source}/packaging/macos/compiler/package-lock.json"
     "${ZORVANE_CCACHE}")
   set(CMAKE_CXX_COMPILER_LAUNCHER ${launcher})

@@ -1,0 +1,9 @@
+// What nearly every test includes, parsed once for all that are compiled for another system.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
