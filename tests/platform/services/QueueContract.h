@@ -112,6 +112,19 @@ TEST_P(MainQueueContract, runsDelayedTasksInTheOrderOfTheirTimes) {
     EXPECT_EQ(order, "abc");
 }
 
+TEST_P(MainQueueContract, runsATaskWithoutADelayInItsTurn) {
+    std::string order;
+    queue.post([&] { order += "a"; });
+    queue.postAfter(std::chrono::nanoseconds(0), [&] { order += "b"; });
+    queue.post([&] { order += "c"; });
+    queue.postAfter(std::chrono::seconds(-5), [&] { order += "d"; });
+    queue.post([&] { order += "e"; });
+
+    harness->runUntil([&] { return order.size() == 5; });
+
+    EXPECT_EQ(order, "abcde");
+}
+
 TEST_P(MainQueueContract, takesADelayThatIsOverAndOneThatNeverEnds) {
     int ran = 0;
     queue.postAfter(std::chrono::nanoseconds::max(), [&] { ran += 1000; });

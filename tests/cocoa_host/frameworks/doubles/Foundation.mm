@@ -39,6 +39,9 @@ std::filesystem::path toPath(NSURL* url) { return url.path.UTF8String; }
     return [NSURL fileURLWithPath:NSHomeDirectory() isDirectory:YES];
 }
 - (NSURL*)homeDirectoryForUser:(NSString*)name {
+    if (name.length == 0) {
+        return self.homeDirectoryForCurrentUser;
+    }
     const struct passwd* const entry = ::getpwnam(name.UTF8String);
     return entry == nullptr ? nil : [NSURL fileURLWithPath:toText(entry->pw_dir) isDirectory:YES];
 }
