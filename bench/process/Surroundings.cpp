@@ -1,19 +1,26 @@
 #include "bench/process/Surroundings.h"
 
+#include "platform/posix/UniqueFd.h"
+
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <optional>
+#include <set>
+#include <sstream>
 #include <stdexcept>
 #include <thread>
+#include <utility>
 
 namespace bench {
 namespace {
@@ -188,6 +195,52 @@ double residentMiB(pid_t pid) {
         throw std::runtime_error("a measured process has ended");
     }
     return static_cast<double>(*kibibytes) / 1024;
+}
+
+double residentTogetherMiB(const std::vector<pid_t>& processes) {
+    constexpr std::uint64_t present = std::uint64_t{1} << 63;
+    constexpr std::uint64_t shared = std::uint64_t{1} << 61; // of a file, or of shared memory
+    const auto pageSize = static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
+    std::size_t own = 0;
+    std::set<std::pair<std::string, std::uint64_t>> together; // the file, and where in it
+    for (const pid_t process : processes) {
+        std::ifstream maps(fmt::format("/proc/{}/maps", process));
+        const platform::posix::UniqueFd pages(
+            ::open(fmt::format("/proc/{}/pagemap", process).c_str(), O_RDONLY | O_CLOEXEC));
+        for (std::string line; std::getline(maps, line);) {
+            std::istringstream words(line);
+            std::uint64_t begin = 0;
+            std::uint64_t end = 0;
+            std::uint64_t offset = 0;
+            char dash = 0;
+            std::string rights;
+            std::string device;
+            std::string inode;
+            words >> std::hex >> begin >> dash >> end >> rights >> offset >> device >> inode;
+            std::vector<std::uint64_t> entries((end - begin) / pageSize);
+            const ssize_t bytes =
+                ::pread(pages.get(), entries.data(), entries.size() * sizeof entries.front(),
+                        static_cast<off_t>(begin / pageSize * sizeof entries.front()));
+            entries.resize(static_cast<std::size_t>(std::max<ssize_t>(bytes, 0)) /
+                           sizeof entries.front());
+            std::uint64_t page = offset / pageSize;
+            for (const std::uint64_t entry : entries) {
+                const std::uint64_t place = page++;
+                if ((entry & present) == 0) {
+                    continue;
+                }
+                if ((entry & shared) != 0) {
+                    together.emplace(device + ' ' + inode, place);
+                } else {
+                    ++own;
+                }
+            }
+        }
+    }
+    if (own == 0) {
+        throw std::runtime_error("a measured process has ended");
+    }
+    return static_cast<double>((own + together.size()) * pageSize) / 1024 / 1024;
 }
 
 double cpuMs(pid_t pid) {

@@ -69,6 +69,9 @@ class Display {
 
 // Threads that have ended count in processor time.
 [[nodiscard]] double residentMiB(pid_t pid);
+// What the processes occupy together: a page of a file, or of shared memory, that several of them
+// have in memory counts once.
+[[nodiscard]] double residentTogetherMiB(const std::vector<pid_t>& processes);
 [[nodiscard]] double cpuMs(pid_t pid);
 // Of all their threads, over some whole seconds from now on. A thread that ends counts until the
 // last full second before that.

@@ -123,6 +123,22 @@ TEST_F(DeathTest, bubblewrapThatMakesNoNamespacesMeansPagesWithoutASandbox) {
     EXPECT_TRUE(processesNamed("bwrap").empty());
 }
 
+// Nor does whoever kills it, or the half of it that is inside, while it is asked.
+TEST_F(DeathTest, bubblewrapThatIsKilledWhileItIsAskedIsUsedAllTheSame) {
+    const std::filesystem::path real = session.folder() / "real-bwrap";
+    std::filesystem::copy_file("/usr/bin/bwrap", real);
+    for (const std::string killed : {"kill -KILL $$", "exit 137"}) {
+        session.useInsteadOfBubblewrap("#!/bin/sh\n[ \"$1\" = --unshare-user ] && " + killed +
+                                       "\nexec " + real.string() + " \"$@\"\n");
+        launchUntilReady();
+        EXPECT_TRUE(showsTheServersPage()) << application->standardError();
+        EXPECT_EQ(logged("without a sandbox"), 0U) << application->standardError();
+        EXPECT_FALSE(processesNamed("real-bwrap").empty()) << describe(session.processes());
+        application->signal(SIGTERM);
+        EXPECT_EQ(application->waitForExit(patience), 0);
+    }
+}
+
 // Bubblewrap's second process waits for the first, whatever becomes of that one.
 TEST_F(DeathTest, whileBubblewrapIsAskedLeavesNothing) {
     session.useInsteadOfBubblewrap("#!/bin/sh\nsleep 1000 &\nwait\n");

@@ -109,6 +109,17 @@ class HeaderBar : public ApplicationTest {
     }
 };
 
+// It takes megabytes and the time of a start.
+TEST_F(HeaderBar, showsItsSymbolsWithoutALibraryForDrawings) {
+    launchUntilReady();
+    ASSERT_TRUE(statusButtonComesToBe(true));
+    const auto program = processesNamed("zorvane-window");
+    ASSERT_EQ(program.size(), 1U);
+    const std::string loaded = readFile(fmt::format("/proc/{}/maps", program.front().pid));
+    EXPECT_NE(loaded.find("libgtk-4"), std::string::npos);
+    EXPECT_EQ(loaded.find("librsvg"), std::string::npos);
+}
+
 TEST_F(HeaderBar, hasTheStatusMenuOnADesktopWithoutATray) {
     launchUntilReady();
     ASSERT_TRUE(statusButtonComesToBe(true));

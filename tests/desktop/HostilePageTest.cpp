@@ -64,6 +64,19 @@ TEST_F(HostilePage, thatHangsHoldsUpNothing) {
     quit();
 }
 
+// Without the sandbox nothing but the window program ends it: the engine itself waits ten seconds.
+TEST_F(HostilePage, thatHangsWithoutASandboxGoesWithTheApplicationThatIsKilled) {
+    session.useInsteadOfBubblewrap("#!/bin/sh\nexit 1\n");
+    launchWithPage(page("for (;;);"));
+    ASSERT_TRUE(reports("begun"));
+    ASSERT_FALSE(processesNamed("WebKitWebProcess").empty());
+    application->signal(SIGKILL);
+    EXPECT_TRUE(application->waitForExit(patience).has_value());
+    EXPECT_TRUE(eventually([&] { return processesNamed("WebKitWebProcess").empty(); },
+                           std::chrono::seconds(8)))
+        << describe(session.processes());
+}
+
 TEST_F(HostilePage, thatTakesAllMemoryIsEnded) {
     launchWithPage(page("const all = []; for (;;) {"
                         " try { all.push(new Uint8Array(1 << 26).fill(1)); } catch (e) {}"

@@ -3,10 +3,18 @@
 #include <gtkmm/headerbar.h>
 #include <gtkmm/popovermenu.h>
 
+#include <algorithm>
 #include <utility>
 
 namespace platform::gtk {
 namespace {
+
+// As the bundle's theme has it: in the name of a picture of pixels GTK takes the first dot for the
+// end.
+std::string iconOf(std::string symbol) {
+    std::ranges::replace(symbol, '.', '-');
+    return symbol + "-symbolic";
+}
 
 // What assistive technology calls a button that shows a symbol only: its one part that takes the
 // focus. The tool tip describes it.
@@ -55,7 +63,7 @@ void HeaderBar::showStatusItem(const StatusLooks& looks) {
         return;
     }
     if (!looks.symbol.empty()) {
-        statusButton_.set_icon_name(looks.symbol + "-symbolic");
+        statusButton_.set_icon_name(iconOf(looks.symbol));
     } else {
         statusButton_.set_label(looks.title);
     }

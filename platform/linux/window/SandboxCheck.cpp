@@ -32,6 +32,13 @@ constexpr const char* longestLife = "4";
 constexpr int notFound = 127; // what it exits with
 constexpr std::size_t longestComplaint = 500;
 
+// Who was killed says nothing about namespaces: bubblewrap itself, or the half of it that is
+// inside.
+bool wasKilled(const ExitStatus& status) {
+    constexpr int signalled = 128; // as shells have it
+    return status.code == (status.signalled ? SIGKILL : signalled + SIGKILL);
+}
+
 std::string oneLine(std::string text) {
     std::ranges::replace(text, '\n', ' ');
     return std::string(trimmed(prefixOfWholeCharacters(text, longestComplaint)));
@@ -104,7 +111,7 @@ std::optional<std::string> SandboxCheck::finish() {
         }
     }
     const ExitStatus status = posix::reap(std::exchange(child_, -1));
-    if (status.succeeded()) {
+    if (status.succeeded() || (wasKilled(status) && said.empty())) {
         return std::nullopt;
     }
     if (!status.signalled && status.code == notFound) {

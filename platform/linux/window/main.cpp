@@ -30,6 +30,12 @@ platform::posix::UniqueFd takeSocket() {
     return socket;
 }
 
+// The application has gone, and the connection to it: pages end in order then, also one that hangs.
+void endSoon(int /*signal*/) {
+    constexpr unsigned patienceSeconds = 2; // for a program that hangs itself
+    ::alarm(patienceSeconds);
+}
+
 // gtkmm makes the user's locale the global one of C++ too, with which streams would group digits.
 void useLocaleForTextsOnly() {
     std::locale::global(std::locale::classic());
@@ -61,6 +67,7 @@ int main(int count, char** arguments) {
         return 2;
     }
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGTERM, endSoon);
     platform::gtk::SandboxCheck sandbox;
     g_set_prgname(arguments[1]); // until the application has told its name
     if (gtk_init_check() == FALSE) {
