@@ -9,7 +9,6 @@
 #include "platform/linux/XdgFolders.h"
 #include "platform/posix/InstanceLock.h"
 #include "platform/posix/ProcessEntry.h"
-#include "platform/posix/Reaping.h"
 
 #include <dlfcn.h>
 
@@ -56,10 +55,7 @@ int main(int count, char** arguments) {
         return cannotStart(error.what());
     }
     void* const application = ::dlopen((folder / APPLICATION_MODULE).c_str(), RTLD_LAZY);
-    if (application == nullptr) {
-        if (window) {
-            platform::posix::killAndReap(window->pid);
-        }
+    if (application == nullptr) { // the window program ends with this one
         return cannotStart(::dlerror());
     }
     if (window) {
