@@ -152,8 +152,10 @@ gboolean WindowHost::onBusPatienceOver(gpointer data) {
 void WindowHost::stuck() {
     log_.write(fmt::format("{} does not answer and is started again",
                            setup_.executable.filename().native()));
+    // An engine waits for ever for a part of its sandbox that was killed while it began; that says
+    // nothing about a sandbox that has worked before, unless it happens twice.
     if (engineIsStarting_ && hasSandbox_) {
-        hasSandbox_ = false;
+        hasSandbox_ = std::exchange(sandboxHasWorked_, false);
     }
     died();
 }
@@ -259,6 +261,7 @@ void WindowHost::engineStarting() {
 
 void WindowHost::engineStarted() {
     engineIsStarting_ = false;
+    sandboxHasWorked_ = hasSandbox_ && !toldOfSandbox_;
 }
 
 void WindowHost::sandboxMissing(const std::string& reason) {

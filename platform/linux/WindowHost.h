@@ -143,6 +143,7 @@ class WindowHost {
     bool hasEverAnswered_ = false;
     bool engineIsStarting_ = false;
     bool hasSandbox_ = true;
+    bool sandboxHasWorked_ = false; // in the window program that was there last
     bool toldOfSandbox_ = false;
     bool watching_ = false;
     bool busIsSilent_ = false;

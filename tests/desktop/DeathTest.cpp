@@ -6,6 +6,7 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <fstream>
 #include <random>
 
 namespace desktop {
@@ -17,6 +18,11 @@ class DeathTest : public ApplicationTest {
     // window is asked for; whether there was one.
     [[nodiscard]] bool killOne(const std::string& name) {
         return eventually([&] {
+            // A second one of which the engine waits for a killed part would mean no sandbox.
+            if (logged("does not answer and is started again") > hangs_) {
+                ++hangs_;
+                EXPECT_TRUE(showsThePageOnceItIsAskedFor()) << application->standardError();
+            }
             for (const Process& process : processesNamed(name)) {
                 if (process.state != 'Z' && ::kill(process.pid, SIGKILL) == 0) {
                     return true;
@@ -48,6 +54,7 @@ class DeathTest : public ApplicationTest {
     }
 
     std::size_t asked_ = 0;
+    std::size_t hangs_ = 0;
 };
 
 class DeathOf : public DeathTest, public ::testing::WithParamInterface<const char*> {};
@@ -168,6 +175,25 @@ TEST_F(DeathTest, bubblewrapThatHangsIsGivenUp) {
     application->signal(SIGTERM);
     EXPECT_EQ(application->waitForExit(std::chrono::seconds(24)), 0);
     EXPECT_TRUE(nothingIsLeft()) << describe(session.processes());
+}
+
+// Whoever killed a part of it says nothing about a sandbox that has worked.
+TEST_F(DeathTest, bubblewrapThatHangsOnceAfterItHasWorkedIsUsedAgain) {
+    const std::filesystem::path real = session.folder() / "real-bwrap";
+    std::filesystem::copy_file("/usr/bin/bwrap", real);
+    const std::filesystem::path hang = session.folder() / "hang";
+    session.useInsteadOfBubblewrap("#!/bin/sh\n[ \"$1\" = --unshare-user ] || ! rm '" +
+                                   hang.string() + "' 2> /dev/null || exec sleep 1000\nexec " +
+                                   real.string() + " \"$@\"\n");
+    launchUntilReady();
+    ASSERT_TRUE(showsTheServersPage()) << application->standardError();
+    std::ofstream(hang).close();
+    ASSERT_TRUE(killOne("zorvane-window")) << describe(session.processes());
+    ASSERT_TRUE(eventually([&] { return logged("does not answer and is started again") == 1; }))
+        << application->standardError();
+    EXPECT_TRUE(showsTheServersPage()) << application->standardError();
+    EXPECT_EQ(logged("without a sandbox"), 0U) << application->standardError();
+    EXPECT_FALSE(processesNamed("real-bwrap").empty()) << describe(session.processes());
 }
 
 } // namespace
