@@ -14,6 +14,13 @@ namespace {
 
 using Say = std::function<void(std::string_view why)>;
 
+Say* say = nullptr;
+
+[[noreturn]] void end() {
+    (*say)(posix::noMoreThreads);
+    ::_exit(EXIT_FAILURE);
+}
+
 std::string_view textOf(std::span<const GLogField> fields, std::string_view key) {
     for (const GLogField& field : fields) {
         if (field.key == key) {
@@ -27,20 +34,31 @@ std::string_view textOf(std::span<const GLogField> fields, std::string_view key)
 }
 
 // What GLib writes at this level is its last word.
-GLogWriterOutput write(GLogLevelFlags level, const GLogField* fields, gsize count, gpointer data) {
+GLogWriterOutput write(GLogLevelFlags level, const GLogField* fields, gsize count,
+                       gpointer /*data*/) {
     if ((level & G_LOG_LEVEL_ERROR) != 0 &&
         textOf({fields, count}, "MESSAGE").starts_with("creating thread ")) {
-        (*static_cast<const Say*>(data))(posix::noMoreThreads);
-        ::_exit(EXIT_FAILURE);
+        end();
     }
-    return g_log_writer_default(level, fields, count, data);
+    return g_log_writer_default(level, fields, count, nullptr);
+}
+
+// In newer GLib (2.84) the pool of GIO's tasks comes with its first thread, and without it not at
+// all: an assertion is GIO's last word then.
+void printError(const gchar* text) {
+    if (std::string_view(text).find("assertion failed: (task_pool != NULL)") !=
+        std::string_view::npos) {
+        end();
+    }
+    (void)!::write(STDERR_FILENO, text, std::string_view(text).size());
 }
 
 } // namespace
 
-void sayWhenGlibGetsNoThread(Say say) {
-    g_log_set_writer_func(write, new Say(std::move(say)),
-                          [](gpointer data) { delete static_cast<Say*>(data); });
+void sayWhenGlibGetsNoThread(std::function<void(std::string_view why)> newSay) {
+    say = new Say(std::move(newSay));
+    g_log_set_writer_func(write, nullptr, nullptr);
+    g_set_printerr_handler(printError);
 }
 
 } // namespace platform::desktop
