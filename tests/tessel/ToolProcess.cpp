@@ -119,20 +119,10 @@ ToolProcess::ToolProcess(const std::vector<std::string>& arguments, Streams stre
     }
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<std::string> variables = plainEnvironment(environment);
-    // As a person starts it, though these tests run in a script's background, where Ctrl-C is
-    // ignored.
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    sigset_t defaults;
-    sigemptyset(&defaults);
-    sigaddset(&defaults, SIGINT);
-    posix_spawnattr_setsigdefault(&attributes, &defaults);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
-    const int failure = posix_spawnp(&pid_, words.front().c_str(), &actions, &attributes,
+    const int failure = posix_spawnp(&pid_, words.front().c_str(), &actions, nullptr,
                                      process_test::pointersTo(words).data(),
                                      process_test::pointersTo(variables).data());
     posix_spawn_file_actions_destroy(&actions);
-    posix_spawnattr_destroy(&attributes);
     if (failure != 0) {
         throw std::runtime_error("cannot start " + words.front() + ": " + std::strerror(failure));
     }
