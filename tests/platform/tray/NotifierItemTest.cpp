@@ -323,6 +323,7 @@ TEST_F(NotifierItem, announcesWhatChangedAndNothingElse) {
     makeItem();
     item->setToolTip("Same");
     item->setTitle("Same");
+    settle(); // whoever comes to listen now hears nothing of the beginning
     Host panel = host();
     item->setToolTip("Same");
     item->setTitle("Same");
