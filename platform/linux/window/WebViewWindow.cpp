@@ -285,10 +285,13 @@ void WebViewWindow::loadUrl(const std::string& url, std::chrono::seconds timeout
     begin([this, url, timeout] {
         load_ = Load::requested;
         loadingUrl_ = url;
-        loadTimer_ = Glib::signal_timeout().connect_seconds(
+        // Not by connect_seconds(), which may come a quarter of a second early.
+        constexpr std::chrono::seconds longest(std::numeric_limits<int>::max() / 1000);
+        loadTimer_ = Glib::signal_timeout().connect(
             [this] { return loadTimedOut(); },
-            static_cast<unsigned>(std::clamp<std::chrono::seconds::rep>(
-                timeout.count(), 1, std::numeric_limits<int>::max())));
+            static_cast<unsigned>(
+                std::chrono::milliseconds(std::clamp(timeout, std::chrono::seconds(1), longest))
+                    .count()));
         webkit_web_view_load_uri(view_, url.c_str());
     });
 }
