@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 
 namespace platform::posix {
@@ -23,8 +24,10 @@ std::expected<std::string, int> readFile(const std::filesystem::path& path, std:
     if (static_cast<unsigned long long>(status.st_size) > maxBytes) {
         return std::unexpected(EFBIG);
     }
-    // The file may grow or shrink meanwhile: the size is a first guess, the bound holds anyway.
-    std::string content(static_cast<std::size_t>(status.st_size) + 1, '\0');
+    // The file may grow or shrink meanwhile, and the kernel says 0 of its own: the size is a first
+    // guess, the bound holds anyway.
+    constexpr std::size_t least = 256;
+    std::string content(std::max(static_cast<std::size_t>(status.st_size) + 1, least), '\0');
     std::size_t size = 0;
     while (true) {
         const ssize_t count = ::read(file.get(), content.data() + size, content.size() - size);

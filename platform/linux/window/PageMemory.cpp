@@ -1,5 +1,6 @@
 #include "platform/linux/window/PageMemory.h"
 
+#include "platform/posix/ReadFile.h"
 #include "platform/posix/UniqueFd.h"
 
 #include <fmt/format.h>
@@ -7,12 +8,15 @@
 #include <sys/types.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
+#include <cstddef>
 #include <filesystem>
-#include <fstream>
+#include <sstream>
 #include <string>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 namespace platform::gtk {
 namespace {
@@ -22,9 +26,14 @@ constexpr const char* webProcess = "WebKitWebProces";
 constexpr const char* networkProgram = "WebKitNetworkPr";
 constexpr int deepest = 8; // bubblewrap stands in between
 
+std::string contentOf(const std::filesystem::path& path) {
+    constexpr std::size_t most = 64UL * 1024;
+    return posix::readFile(path, most).value_or(std::string());
+}
+
 // Anonymous memory; what is mapped from files can be dropped.
 long residentMebibytes(pid_t pid) {
-    std::ifstream file(fmt::format("/proc/{}/statm", pid));
+    std::istringstream file(contentOf(fmt::format("/proc/{}/statm", pid)));
     long size = 0;
     long resident = 0;
     long shared = 0;
@@ -41,26 +50,40 @@ void kill(pid_t pid) {
     }
 }
 
+// A child belongs to the thread that started it.
 template <typename Visit>
-void visitBelow(pid_t pid, int depth, const char* program, const Visit& visit) {
-    std::string name;
-    std::getline(std::ifstream(fmt::format("/proc/{}/comm", pid)), name);
-    if (name == program) {
-        visit(pid);
-        return;
+void visitChildren(const std::filesystem::path& task, const Visit& visit) {
+    std::istringstream children(contentOf(task / "children"));
+    for (pid_t child = 0; children >> child;) {
+        visit(child);
     }
-    if (depth >= deepest) {
-        return;
-    }
-    // A child belongs to the thread that started it.
-    std::error_code gone;
-    for (std::filesystem::directory_iterator task(fmt::format("/proc/{}/task", pid), gone), end;
-         !gone && task != end; task.increment(gone)) {
-        std::ifstream children(task->path() / "children");
-        for (pid_t child = 0; children >> child;) {
-            visitBelow(child, depth + 1, program, visit);
+}
+
+template <typename Visit>
+void visitBelow(pid_t pid, int depth, const char* program, Threads threads, const Visit& visit) {
+    const auto look = [&](pid_t child) {
+        if (contentOf(fmt::format("/proc/{}/comm", child)) == fmt::format("{}\n", program)) {
+            visit(child);
+        } else if (depth < deepest) {
+            visitBelow(child, depth + 1, program, threads, visit);
         }
+    };
+    const std::filesystem::path tasks = fmt::format("/proc/{}/task", pid);
+    if (threads == Threads::main) {
+        visitChildren(tasks / std::to_string(pid), look);
+        return;
     }
+    std::error_code gone;
+    for (std::filesystem::directory_iterator task(tasks, gone), end; !gone && task != end;
+         task.increment(gone)) {
+        visitChildren(task->path(), look);
+    }
+}
+
+std::vector<pid_t> below(const char* program, Threads threads) {
+    std::vector<pid_t> found;
+    visitBelow(::getpid(), 0, program, threads, [&](pid_t pid) { found.push_back(pid); });
+    return found;
 }
 
 } // namespace
@@ -80,23 +103,26 @@ void PageMemory::lookAfter(unsigned seconds) {
 
 gboolean PageMemory::onLook(gpointer data) {
     auto* const self = static_cast<PageMemory*>(data);
-    visitBelow(::getpid(), 0, webProcess, [](pid_t pid) {
+    for (const pid_t pid : pageProcesses(threadsToLookAt(self->looks_++))) {
         if (residentMebibytes(pid) > long{pageMemoryLimit}) {
             kill(pid);
         }
-    });
+    }
     self->lookAfter(secondsUntilLook(self->isPageOnScreen_()));
     return G_SOURCE_REMOVE;
 }
 
+std::vector<pid_t> pageProcesses(Threads threads) {
+    return below(webProcess, threads);
+}
+
 void killPages() {
-    visitBelow(::getpid(), 0, webProcess, [](pid_t pid) { kill(pid); });
+    std::ranges::for_each(pageProcesses(Threads::all), kill);
 }
 
 pid_t networkProcess() {
-    pid_t found = 0;
-    visitBelow(::getpid(), 0, networkProgram, [&](pid_t pid) { found = pid; });
-    return found;
+    const std::vector<pid_t> found = below(networkProgram, Threads::all);
+    return found.empty() ? 0 : found.back();
 }
 
 } // namespace platform::gtk

@@ -8,6 +8,7 @@
 #include <sys/types.h>
 
 #include <functional>
+#include <vector>
 
 namespace platform::gtk {
 
@@ -17,6 +18,18 @@ inline constexpr guint pageMemoryLimit = 2048; // MiB
 constexpr unsigned secondsUntilLook(bool isPageOnScreen) {
     return isPageOnScreen ? 2 : 8;
 }
+
+// The engine starts its processes in the main thread; whether it always does is looked at now and
+// then. To look at every thread takes most of what a look costs.
+enum class Threads { all, main };
+
+constexpr Threads threadsToLookAt(unsigned look) {
+    constexpr unsigned between = 8;
+    return look % between == 0 ? Threads::all : Threads::main;
+}
+
+// The pages' processes below this program: below its main thread, or below any.
+[[nodiscard]] std::vector<pid_t> pageProcesses(Threads threads);
 
 // Every page's process below this program, at once.
 void killPages();
@@ -37,6 +50,7 @@ class PageMemory {
 
     std::function<bool()> isPageOnScreen_;
     guint timer_ = 0;
+    unsigned looks_ = 0;
 };
 
 } // namespace platform::gtk

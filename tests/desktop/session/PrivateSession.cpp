@@ -114,6 +114,13 @@ std::vector<Process> PrivateSession::processesNamed(const std::string& name) con
         const std::string program = process.command.substr(0, process.command.find(' '));
         return std::filesystem::path(program).filename() != name;
     });
+    // What it forked and what has not become another program yet.
+    const std::vector<Process> all = found;
+    std::erase_if(found, [&](const Process& process) {
+        return std::ranges::any_of(all, [&](const Process& other) {
+            return other.pid == process.parent && other.command == process.command;
+        });
+    });
     return found;
 }
 

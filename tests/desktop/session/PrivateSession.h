@@ -42,7 +42,8 @@ class PrivateSession {
     // What the programs under test have started and left: all descendants of this process but
     // the session itself.
     [[nodiscard]] std::vector<Process> processes() const;
-    // Those whose program has that name.
+    // Those whose program has that name; not their copies, which a fork leaves until they execute
+    // another program.
     [[nodiscard]] std::vector<Process> processesNamed(const std::string& name) const;
     // For programs started from now on, which know bubblewrap by its absolute path.
     void useInsteadOfBubblewrap(const std::string& script);
