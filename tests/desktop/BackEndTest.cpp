@@ -343,7 +343,11 @@ TEST_F(BackEnd, remembersAWindowsSizeUnderItsName) {
     std::string window = awaitWindow();
     EXPECT_GE(session.geometry(window).width, 640);
     session.resize(window, 900, 700);
-    ASSERT_TRUE(eventually([&] { return session.geometry(window).width == 900; }));
+    ASSERT_TRUE(eventually([&] { // drawn so, and not only told so
+        const auto shot = session.screenshot(window);
+        const Box page = shot ? shot->boxOf({.red = 32, .green = 64, .blue = 192}) : Box{};
+        return page.width > 850 && page.width <= 900 && page.height > 600;
+    }));
     probe->signal(SIGTERM);
     ASSERT_EQ(probe->waitForExit(patience), 0);
 

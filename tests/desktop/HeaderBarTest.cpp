@@ -172,8 +172,10 @@ TEST_F(HeaderBar, tellsAboutTheApplicationWithItsIcon) {
     const auto iconOf = [&](const std::string& id) {
         return session.ask({"xprop", "-id", id, "-notype", "32c", "_NET_WM_ICON"});
     };
-    EXPECT_NE(iconOf(window).find(", 4294955366"), std::string::npos); // the gold, opaque
-    EXPECT_EQ(iconOf(window), iconOf(this->window().value()));
+    EXPECT_TRUE(eventually([&] { // the gold, opaque
+        return iconOf(window).find(", 4294955366") != std::string::npos;
+    })) << iconOf(window);
+    EXPECT_TRUE(eventually([&] { return iconOf(window) == iconOf(this->window().value()); }));
 }
 
 TEST_F(HeaderBar, keysOfTheApplicationWorkInTheAboutWindow) {

@@ -58,17 +58,19 @@ class ReturnAfterTheDeathOf : public Return, public ::testing::WithParamInterfac
             return named.empty() ? std::vector<pid_t>() : std::vector{named.back().pid};
         }
         std::vector<pid_t> found;
+        const std::vector<Process> all = session.processes();
         const std::vector<Process> pages = processesNamed("WebKitWebProcess");
         pid_t parent = pages.empty() ? 0 : pages.front().parent;
-        for (auto wrap = std::ranges::find(named, parent, &Process::pid); wrap != named.end();
-             wrap = std::ranges::find(named, parent, &Process::pid)) {
+        for (auto wrap = std::ranges::find(all, parent, &Process::pid);
+             wrap != all.end() && wrap->command.contains("bwrap");
+             wrap = std::ranges::find(all, parent, &Process::pid)) {
             found.push_back(wrap->pid);
             parent = wrap->parent;
         }
         return found;
     }
     [[nodiscard]] bool areGone(const std::vector<pid_t>& killed) const {
-        return std::ranges::none_of(processesNamed(GetParam().of), [&](const Process& process) {
+        return std::ranges::none_of(session.processes(), [&](const Process& process) {
             return std::ranges::find(killed, process.pid) != killed.end();
         });
     }
