@@ -1,7 +1,8 @@
-// The application on Wayland: the compositor (weston, without a screen) dies, and another comes at
-// the same socket.
+// The application on Wayland: the compositor (weston, without a screen) dies, with or without
+// another that comes at the same socket, or falls silent.
 #include "tests/desktop/ApplicationTest.h"
 #include "tests/desktop/session/PageServer.h"
+#include "tests/desktop/session/Stopwatch.h"
 
 #include <algorithm>
 #include <csignal>
@@ -31,6 +32,12 @@ class Compositor : public ApplicationTest {
         compositor->signal(SIGKILL);
         (void)compositor->waitForExit(patience);
     }
+    void launchUntilItIsShown() {
+        session.environment.erase("DISPLAY");
+        application = launch();
+        ASSERT_FALSE(serverLaunches(1).empty()) << application->standardError();
+        ASSERT_TRUE(showsTheWindow()) << application->standardError() << sceneOf();
+    }
     // What it draws, in weston's words.
     [[nodiscard]] std::string sceneOf() const {
         const auto asking = session.start({"weston-debug", "scene-graph"}, "scene");
@@ -48,10 +55,7 @@ class Compositor : public ApplicationTest {
 };
 
 TEST_F(Compositor, thatDiesHurtsNobodyElseAndTheWindowComesBackWithTheNext) {
-    session.environment.erase("DISPLAY");
-    application = launch();
-    ASSERT_FALSE(serverLaunches(1).empty()) << application->standardError();
-    ASSERT_TRUE(showsTheWindow()) << application->standardError() << sceneOf();
+    ASSERT_NO_FATAL_FAILURE(launchUntilItIsShown());
     ASSERT_TRUE(eventually([&] { return timesAsked() == 1; }));
     const ServerLaunch first = serverLaunches(1).front();
     killCompositor();
@@ -65,6 +69,34 @@ TEST_F(Compositor, thatDiesHurtsNobodyElseAndTheWindowComesBackWithTheNext) {
     EXPECT_EQ(serverLaunches(1).size(), 1U);
     application->signal(SIGTERM);
     EXPECT_EQ(application->waitForExit(patience), 0);
+}
+
+TEST_F(Compositor, thatDiesWithTheSessionBusEndsTheApplicationInOrder) {
+    ASSERT_NO_FATAL_FAILURE(launchUntilItIsShown());
+    session.killBus();
+    const Stopwatch stopwatch;
+    killCompositor();
+    EXPECT_EQ(application->waitForExit(patience), 0) << application->standardError();
+    EXPECT_TRUE(nothingIsLeft()) << describe(session.processes());
+    EXPECT_TRUE(stopwatch.within(std::chrono::seconds(8)));
+}
+
+TEST_F(Compositor, thatDoesNotAnswerHoldsUpNoEnd) {
+    ASSERT_NO_FATAL_FAILURE(launchUntilItIsShown());
+    const ServerLaunch first = serverLaunches(1).front();
+    compositor->signal(SIGSTOP);
+    const Stopwatch stopwatch;
+    application->signal(SIGTERM);
+    EXPECT_EQ(application->waitForExit(patience), 0) << application->standardError();
+    EXPECT_NE(::kill(first.pid, 0), 0);
+    EXPECT_TRUE(eventually([&] {
+        return processesNamed("zorvane-window").empty() &&
+               processesNamed("WebKitWebProcess").empty() &&
+               processesNamed("WebKitNetworkProcess").empty();
+    })) << describe(session.processes());
+    EXPECT_TRUE(stopwatch.within(std::chrono::seconds(8)));
+    killCompositor(); // with its own programs
+    EXPECT_TRUE(nothingIsLeft()) << describe(session.processes());
 }
 
 } // namespace

@@ -1,6 +1,9 @@
 // Sudden deaths: of the server, of the page's process, of the application, of the display.
 #include "tests/desktop/ApplicationTest.h"
 #include "tests/desktop/session/PortStealer.h"
+#include "tests/desktop/session/TrayHost.h"
+
+#include <gmock/gmock.h>
 
 #include <chrono>
 #include <csignal>
@@ -8,6 +11,7 @@
 namespace desktop {
 namespace {
 
+using ::testing::Contains;
 using Crash = ApplicationTest;
 
 TEST_F(Crash, ofTheServerIsFollowedByANewServerOnTheSamePortAndItsPage) {
@@ -63,12 +67,15 @@ TEST_F(Crash, ofTheApplicationTakesTheServerAndThePageAlong) {
 }
 
 TEST_F(Crash, ofTheDisplayHurtsNobodyElseAndTheWindowComesBackWithIt) {
+    TrayHost tray(session);
     launchUntilReady();
     ASSERT_TRUE(showsTheServersPage());
+    ASSERT_TRUE(tray.hasItem());
     const ServerLaunch server = serverLaunches(1).front();
     session.killDisplay();
     ASSERT_TRUE(eventually([&] { return processesNamed("zorvane-window").empty(); }));
     EXPECT_TRUE(serverAnswers(server.port));
+    EXPECT_THAT(tray.openMenu(), Contains("Show Zorvane Window"));
     session.restartDisplay();
     EXPECT_TRUE(windowAppears()) << application->standardError();
     EXPECT_TRUE(showsTheServersPage());

@@ -1,6 +1,8 @@
 // Deaths of everything that shows the window: the window program, and the web engine's processes,
 // also while they are being born. The application and its server go on, and the window comes back.
 #include "tests/desktop/ApplicationTest.h"
+#include "tests/desktop/session/Stopwatch.h"
+#include "tests/desktop/session/TrayHost.h"
 
 #include <gmock/gmock.h>
 
@@ -66,8 +68,10 @@ int deaths() {
 }
 
 TEST_P(DeathOf, atAnyMomentHurtsNobodyElse) {
+    TrayHost tray(session);
     launchUntilReady();
     ASSERT_TRUE(showsTheServersPage());
+    ASSERT_TRUE(tray.hasItem());
     const ServerLaunch server = serverLaunches(1).front();
     std::mt19937 random(7);
     for (int death = 0; death < deaths(); ++death) {
@@ -79,6 +83,7 @@ TEST_P(DeathOf, atAnyMomentHurtsNobodyElse) {
         ASSERT_TRUE(killOne(GetParam())) << describe(session.processes());
         ASSERT_TRUE(application->isRunning()) << application->standardError();
         ASSERT_EQ(::kill(server.pid, 0), 0);
+        EXPECT_THAT(tray.openMenu(), ::testing::Contains("Show Zorvane Window"));
     }
     EXPECT_TRUE(showsThePageOnceItIsAskedFor()) << application->standardError();
     EXPECT_TRUE(serverAnswers(server.port));
@@ -96,6 +101,7 @@ INSTANTIATE_TEST_SUITE_P(Every, DeathOf,
                          });
 
 TEST_F(DeathTest, ofTheWindowProgramThreeTimesInAMinuteLeavesTheWindowClosedUntilItIsAskedFor) {
+    TrayHost tray(session);
     launchUntilReady();
     for (int death = 1; death <= 3; ++death) {
         ASSERT_TRUE(windowAppears()) << application->standardError();
@@ -114,7 +120,9 @@ TEST_F(DeathTest, ofTheWindowProgramThreeTimesInAMinuteLeavesTheWindowClosedUnti
         << application->standardError();
     EXPECT_FALSE(window().has_value());
     EXPECT_TRUE(serverAnswers(serverLaunches(1).front().port));
-    askForTheWindow();
+    ASSERT_TRUE(tray.hasItem());
+    (void)tray.openMenu();
+    tray.click("Show Zorvane Window");
     EXPECT_TRUE(windowAppears()) << application->standardError();
     EXPECT_TRUE(showsTheServersPage());
     EXPECT_EQ(logged("the window stays closed"), 1U);
@@ -160,6 +168,30 @@ TEST_F(DeathTest, whileBubblewrapIsAskedLeavesNothing) {
         EXPECT_TRUE(application->waitForExit(std::chrono::seconds(10)).has_value());
         EXPECT_TRUE(nothingIsLeft()) << describe(session.processes());
     }
+}
+
+TEST_F(DeathTest, bubblewrapThatDoesNotSayWhetherItWorksMeansPagesWithoutASandbox) {
+    session.useInsteadOfBubblewrap("#!/bin/sh\nexec sleep 1000\n");
+    launchUntilReady();
+    EXPECT_TRUE(showsTheServersPage()) << application->standardError();
+    EXPECT_EQ(logged("pages run without a sandbox: bubblewrap does not answer"), 1U)
+        << application->standardError();
+    EXPECT_EQ(logged("is started again"), 0U) << "the engine was not even asked to use it";
+}
+
+TEST_F(DeathTest, bubblewrapThatHangsHoldsUpNeitherASecondLaunchNorAnEnd) {
+    const std::filesystem::path hangs = session.folder() / "hangs";
+    session.useInsteadOfBubblewrap("#!/bin/sh\n[ \"$1\" = --unshare-user ] && exit 0\n: > '" +
+                                   hangs.string() + "'\nexec sleep 1000\n");
+    application = launch();
+    ASSERT_TRUE(eventually([&] { return std::filesystem::exists(hangs); }))
+        << application->standardError();
+    askForTheWindow();
+    const Stopwatch stopwatch;
+    application->signal(SIGTERM);
+    EXPECT_EQ(application->waitForExit(patience), 0) << application->standardError();
+    EXPECT_TRUE(nothingIsLeft()) << describe(session.processes());
+    EXPECT_TRUE(stopwatch.within(std::chrono::seconds(8)));
 }
 
 // It passes the question before the first view, and then never starts what it is asked to.

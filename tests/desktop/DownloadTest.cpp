@@ -1,6 +1,7 @@
 // Files that a page of the real application offers: the user says where they go, and nothing but
 // whole files ever gets there.
 #include "tests/desktop/PageTest.h"
+#include "tests/desktop/session/Accessibility.h"
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -129,6 +130,24 @@ TEST_F(Download, isWhatTheViewCannotShow) {
     EXPECT_THAT(atHome(), IsEmpty());
     EXPECT_THAT(collected(), IsEmpty());
     quit();
+}
+
+TEST_F(Download, saysHowMuchOfItHasCome) {
+    const Accessibility accessibility(session);
+    launchAndOffer(slow);
+    ASSERT_TRUE(savesAs(target / "film.mkv"));
+    ASSERT_TRUE(appears("Saving film.mkv"));
+    std::set<std::string> said;
+    EXPECT_TRUE(eventually([&] {
+        for (const AccessibleObject& object : accessibility.objects()) {
+            if (object.name.find(" of 50.0") != std::string::npos) {
+                said.insert(object.name);
+            }
+        }
+        return said.size() >= 3;
+    })) << ::testing::PrintToString(said);
+    application->signal(SIGTERM);
+    EXPECT_EQ(application->waitForExit(patience), 0);
 }
 
 TEST_F(Download, isCancelledWhileItComes) {

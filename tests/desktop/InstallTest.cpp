@@ -80,6 +80,18 @@ TEST_F(Install, goesOnFromWhereItIsWhenTheUserDoesNotWantToMove) {
     EXPECT_TRUE(nothingIsLeft());
 }
 
+TEST_F(Install, goesOnFromWhereItIsWhenTheProgramThatAsksDies) {
+    launchFromDownloads();
+    const auto windows = processesNamed("zorvane-window");
+    ASSERT_EQ(windows.size(), 1U) << describe(session.processes());
+    ::kill(windows.front().pid, SIGKILL);
+    EXPECT_TRUE(windowAppears()) << application->standardError();
+    EXPECT_TRUE(showsTheServersPage()) << application->standardError();
+    EXPECT_FALSE(prompt().has_value());
+    EXPECT_FALSE(std::filesystem::exists(installed.parent_path()));
+    EXPECT_TRUE(application->isRunning());
+}
+
 TEST_F(Install, movesAndRelaunchesAndTheOldInstanceGoes) {
     launchFromDownloads();
     session.pressKey("Return");

@@ -62,6 +62,15 @@ TEST_F(SilentDesktop, ofABusThatDoesNotAnswerHoldsUpNoServer) {
     expectAnOrderlyEnd();
 }
 
+TEST_F(SilentDesktop, ofADisplayThatDoesNotAnswerHoldsUpNoServer) {
+    session.signalDisplay(SIGSTOP);
+    application = launch();
+    const std::vector<ServerLaunch> launches = serverLaunches(1);
+    ASSERT_FALSE(launches.empty()) << application->standardError();
+    EXPECT_TRUE(eventually([&] { return serverAnswers(launches.front().port); }));
+    expectAnOrderlyEnd();
+}
+
 // The toolkit would wait for it without end.
 TEST_F(SilentDesktop, ofABusThatDoesNotAnswerHoldsUpNoWindow) {
     session.signalBus(SIGSTOP);

@@ -87,6 +87,41 @@ class ConnectionTest : public ::testing::Test {
         g_object_unref(message);
     }
 
+    // A question to somebody who answers with that, whatever was asked; the answer, if it counts.
+    [[nodiscard]] std::optional<bool> answerTo(const ConnectionLimits& limits, GVariant* results) {
+        int ends[2] = {-1, -1};
+        EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+        theirs.emplace(posix::UniqueFd(ends[0]), none, limits, [this] { theirsClosed = true; });
+        raw = posix::UniqueFd(ends[1]);
+        bool isOver = false;
+        std::optional<bool> answer;
+        theirs->ask<bool>(
+            "DecideNavigation", PeerConnection::forEver,
+            [&](auto reply) {
+                isOver = true;
+                answer = reply ? std::optional(std::get<0>(*reply)) : std::nullopt;
+            },
+            std::uint64_t{1}, std::string(), false, false, false);
+        GDBusMessage* const message = g_dbus_message_new();
+        g_dbus_message_set_message_type(message, G_DBUS_MESSAGE_TYPE_METHOD_RETURN);
+        g_dbus_message_set_serial(message, 1);
+        g_dbus_message_set_reply_serial(message, 1); // the first thing that was sent
+        g_dbus_message_set_body(message, results);
+        gsize size = 0;
+        guchar* const bytes =
+            g_dbus_message_to_blob(message, &size, G_DBUS_CAPABILITY_FLAGS_NONE, nullptr);
+        EXPECT_EQ(::send(raw.get(), bytes, size, MSG_NOSIGNAL), static_cast<ssize_t>(size));
+        g_free(bytes);
+        g_object_unref(message);
+        EXPECT_TRUE(eventually([&] {
+            if (theirsClosed) {
+                theirs.reset();
+            }
+            return isOver;
+        }));
+        return answer;
+    }
+
     Owner owner;
     Calls none{Side::program};
     std::optional<PeerConnection> ours;
@@ -150,6 +185,19 @@ TEST_F(ConnectionTest, givesUpAnAnswerThatDoesNotComeInTime) {
     EXPECT_TRUE(eventually([&] { return unanswered; }));
 }
 
+TEST_F(ConnectionTest, takesNoAnswerOfOtherTypes) {
+    EXPECT_EQ(answerTo({}, g_variant_new("(b)", TRUE)), true);
+    EXPECT_EQ(answerTo({}, g_variant_new("(s)", "true")), std::nullopt);
+    EXPECT_EQ(answerTo({}, g_variant_new("(bb)", TRUE, TRUE)), std::nullopt);
+    EXPECT_FALSE(theirsClosed);
+}
+
+TEST_F(ConnectionTest, endsOverAnAnswerThatIsTooLong) {
+    const std::string text(1001, 'x');
+    EXPECT_EQ(answerTo({.largestMessage = 1000}, g_variant_new("(s)", text.c_str())), std::nullopt);
+    EXPECT_TRUE(theirsClosed);
+}
+
 TEST_F(ConnectionTest, endsWhenTheOtherSideHasGone) {
     connect();
     ours.reset();
@@ -209,6 +257,28 @@ TEST_F(ConnectionTest, endsOverMoreCallsThanCanBeDealtWith) {
         }
         return oursClosed;
     }));
+}
+
+TEST_F(ConnectionTest, endsOverMoreBytesThanCanBeDealtWith) {
+    connect({.mostBytes = 10'000});
+    const std::string text(1000, 'x');
+    EXPECT_TRUE(eventually([&] {
+        for (int count = 0; count < 200 && !oursClosed; ++count) {
+            theirs->tell("ScriptMessage", std::uint64_t{1}, std::string("a"), text);
+        }
+        return oursClosed;
+    }));
+}
+
+// What has been dealt with counts no more.
+TEST_F(ConnectionTest, goesOnHoweverMuchComesOneAfterTheOther) {
+    connect({.mostBytes = 10'000, .mostCalls = 8});
+    const std::string text(1000, 'x');
+    for (std::size_t count = 1; count <= 50; ++count) {
+        theirs->tell("ScriptMessage", std::uint64_t{1}, std::string("a"), text);
+        ASSERT_TRUE(eventually([&] { return owner.events.size() == count; })) << count;
+    }
+    EXPECT_FALSE(oursClosed);
 }
 
 TEST_F(ConnectionTest, refusesAHandlerWithOtherTypesThanTheInterface) {
