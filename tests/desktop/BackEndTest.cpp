@@ -113,6 +113,26 @@ TEST_F(BackEnd, keepsRunningWhenTheDelegateRefusesASignal) {
     EXPECT_EQ(count(*probe, "will terminate, aevt quit why logo"), 0U);
 }
 
+// Whether the process ignores the signal, as the system lists it.
+bool ignores(pid_t process, int signal) {
+    std::istringstream status(readFile(fmt::format("/proc/{}/status", process)));
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with("SigIgn:")) {
+            const auto ignored = std::stoull(line.substr(line.find('\t')), nullptr, 16);
+            return ((ignored >> static_cast<unsigned>(signal - 1)) & 1U) != 0;
+        }
+    }
+    return false;
+}
+
+TEST_F(BackEnd, learnsHowItsChildrenEndThoughWhoStartedItIgnoresThat) {
+    const auto idle = session.start({"env", "--ignore-signal=CHLD", "sleep", "1000"}, "idle");
+    ASSERT_TRUE(eventually([&] { return ignores(idle->pid(), SIGCHLD); }));
+    const auto probe = session.start({"env", "--ignore-signal=CHLD", ZORVANE_PROBE}, "probe");
+    ASSERT_TRUE(says(*probe, "launched")) << probe->standardError();
+    EXPECT_FALSE(ignores(probe->pid(), SIGCHLD));
+}
+
 TEST_F(BackEnd, takesNoHarmFromFurtherSignalsWhileItEnds) {
     const auto probe = launch({"--stop-milliseconds", "400"});
     ASSERT_TRUE(says(*probe, "launched"));

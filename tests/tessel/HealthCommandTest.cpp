@@ -109,6 +109,13 @@ TEST_F(HealthCommand, runExplainsAFailingCheckAndKeepsThatOutOfTheReport) {
     EXPECT_THAT(run({"exit 0", "exit 75", "exit 77"}).error, IsEmpty());
 }
 
+TEST_F(HealthCommand, runLearnsHowACheckEndsThoughWhoStartedItIgnoresThat) {
+    ToolProcess tool(runArguments(plan({"exit 7"})), {}, {},
+                     {"perl", "-e", "$SIG{CHLD} = 'IGNORE'; exec @ARGV", TESSEL_EXECUTABLE});
+    EXPECT_EQ(tool.wait(), 1);
+    EXPECT_THAT(tool.error(), HasSubstr("check.1 failed: exit status 7\n"));
+}
+
 // Whatever it opens itself has other numbers than those: what it prints gets nowhere else.
 TEST_F(HealthCommand, runPutsNothingOfItsOwnWhereADescriptorWasClosed) {
     const std::string look =

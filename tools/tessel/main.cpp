@@ -70,5 +70,7 @@ int main(int argc, char** argv) {
     tool::takeStandardDescriptors();
     // A reader that goes away is noticed where it is written to.
     std::signal(SIGPIPE, SIG_IGN);
+    // How a check ended is not told to a parent that inherited not wanting to know.
+    std::signal(SIGCHLD, SIG_DFL);
     return tool::finishOutput(run(argc, argv));
 }
