@@ -19,6 +19,9 @@ namespace platform::appcast {
 // Set in the new one; removed from its environment as soon as it was read.
 inline constexpr const char* handOverVariable = "APPLICATION_TAKES_OVER";
 
+// What either side gives the other.
+inline constexpr std::chrono::seconds handOverPatience{20};
+
 // The old one's side: starts the program in a session of its own, with this process's standard
 // output and error, and blocks until it is ready. Otherwise says, for a user and without a full
 // stop, why it is not within `patience`; then it was killed with its group and reaped. So it is

@@ -3,6 +3,7 @@
 #include "platform/ErrnoText.h"
 #include "platform/appcast/CheckSchedule.h"
 #include "platform/appcast/FirstStart.h"
+#include "platform/appcast/HandOver.h"
 
 #include <fmt/format.h>
 #include <sodium.h>
@@ -392,7 +393,7 @@ UpdateDriver::Installed UpdateDriver::installNow(const Download& archive, const 
     if (auto activated = unlessCancelled([&] { return update->activate(); }); !activated) {
         return failed(activated.error());
     }
-    const auto started = startSuccessor(programOf(plan.installed, plan.readInfo),
+    const auto started = startSuccessor(programOf(plan.installed, plan.readInfo), handOverPatience,
                                         [&archive] { return archive.isCancelled(); });
     if (started) {
         return std::make_shared<StagedUpdate>(*std::move(update));

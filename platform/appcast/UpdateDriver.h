@@ -25,6 +25,7 @@
 #include "platform/appcast/UpdateNotice.h"
 #include "platform/appcast/UpdateUi.h"
 
+#include <chrono>
 #include <expected>
 #include <filesystem>
 #include <functional>
@@ -35,10 +36,11 @@
 namespace platform::appcast {
 
 // Starts the program to follow this process, and blocks until it has taken over or it is certain
-// that it does not, or `isCancelled`, which it asks now and then, says so; then nothing of it is
-// left. Called on background threads.
+// that it does not, because of what happens to it, after `patience`, or since `isCancelled`, which
+// it asks now and then, says so; then nothing of it is left. Called on background threads.
 using StartSuccessor = std::function<std::expected<void, std::string>(
-    const std::filesystem::path& program, const std::function<bool()>& isCancelled)>;
+    const std::filesystem::path& program, std::chrono::milliseconds patience,
+    const std::function<bool()>& isCancelled)>;
 
 struct UpdateFacilities {
     HttpClient& http;

@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::array terminationSignals = {SIGTERM, SIGINT, SIGHUP};
 // An instance on its way out may have to wait for what it runs.
-constexpr std::chrono::seconds handOverPatience{20};
+constexpr std::chrono::seconds holderPatience{20};
 constexpr std::chrono::milliseconds busPatience{1000};
 // For the window program to write what pages stored, once the server is gone.
 constexpr std::chrono::milliseconds windowPatience{1000};
@@ -126,13 +126,13 @@ bool LinuxApplication::becomeTheInstance(int& exitStatus) {
         return true; // until it has gone, beside it
     }
     if (isNewInstance) {
-        instance_.waitForHolder(handOverPatience);
+        instance_.waitForHolder(holderPatience);
     }
     return claimTheInstance(exitStatus);
 }
 
 bool LinuxApplication::claimTheInstance(int& exitStatus) {
-    switch (instance_.claim(launchToken(environment_), handOverPatience)) {
+    switch (instance_.claim(launchToken(environment_), holderPatience)) {
     case InstanceLock::Outcome::handedOver:
         return false;
     case InstanceLock::Outcome::elsewhere:
@@ -167,12 +167,12 @@ bool LinuxApplication::takeOver() {
     if (!predecessor_.isThere()) {
         return true;
     }
-    if (!predecessor_.agreesToGo(handOverPatience)) {
+    if (!predecessor_.agreesToGo(appcast::handOverPatience)) {
         log_.write("the instance before this one has gone without handing over");
         giveUp(0);
         return false;
     }
-    instance_.waitForHolder(handOverPatience);
+    instance_.waitForHolder(holderPatience);
     int exitStatus = 0;
     if (!claimTheInstance(exitStatus)) {
         giveUp(exitStatus);

@@ -19,8 +19,6 @@ namespace platform {
 namespace desktop {
 namespace {
 
-constexpr std::chrono::seconds handOverPatience{20};
-
 // What the desktop gave this launch is not the next one's.
 appcast::StartSuccessor successorWith(Environment environment) {
     for (const char* name :
@@ -28,8 +26,9 @@ appcast::StartSuccessor successorWith(Environment environment) {
         environment.erase(name);
     }
     return [environment = std::move(environment)](const std::filesystem::path& program,
+                                                  std::chrono::milliseconds patience,
                                                   const std::function<bool()>& isCancelled) {
-        return appcast::handOverTo(program, environment, handOverPatience, isCancelled);
+        return appcast::handOverTo(program, environment, patience, isCancelled);
     };
 }
 

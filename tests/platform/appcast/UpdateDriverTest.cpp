@@ -131,8 +131,8 @@ class Updates : public ::testing::Test {
                 .workspace = workspace,
                 .commands = commands,
                 .startSuccessor =
-                    [this](const std::filesystem::path& program, const auto& isCancelled) {
-                        return succeed(program, isCancelled);
+                    [this](const auto& program, const auto patience, const auto& isCancelled) {
+                        return succeed(program, patience, isCancelled);
                     },
                 .ui = ui,
                 .notice = notice,
@@ -157,8 +157,10 @@ class Updates : public ::testing::Test {
         std::chrono::milliseconds patience = std::chrono::hours(1);
     };
     std::expected<void, std::string> succeed(const std::filesystem::path& program,
+                                             std::chrono::milliseconds patience,
                                              const std::function<bool()>& isCancelled) {
         events.push_back("start " + program.string());
+        successorPatience = patience;
         EXPECT_EQ(installedVersion(), "2") << "the new one is started in its place";
         EXPECT_THAT(events, Not(Contains("will terminate")));
         if (whenStarted) {
@@ -205,6 +207,7 @@ class Updates : public ::testing::Test {
     std::string newProgram;      // empty: one that knows its version
     std::string furtherElements; // of the item
     std::string successorFailure;
+    std::chrono::milliseconds successorPatience{0}; // that it was allowed, the last time
     std::function<void()> whenStarted;
     std::size_t pieces = 1;             // that the archive arrives in, 200 ms apart
     std::function<void()> whenExamined; // while the unpacked bundle is looked at
@@ -300,6 +303,14 @@ TEST_F(Updates, areTakenBackWhenTheNewVersionDoesNotTakeOver) {
     EXPECT_FALSE(application.terminated);
     EXPECT_THAT(events, ElementsAre(HasSubstr("start ")));
     expectUntouched();
+}
+
+TEST_F(Updates, haveTwentySecondsToTakeOver) {
+    offer("2");
+    askAndSettle();
+    ui.press("Install and Relaunch");
+    settle();
+    EXPECT_EQ(successorPatience, 20s);
 }
 
 TEST_F(Updates, areNotInstalledUnlessTheNewProgramKnowsItsVersion) {

@@ -73,8 +73,7 @@ class UpdatesOverHttps : public ::testing::Test {
                                            .workspace = workspace,
                                            .commands = commands,
                                            .startSuccessor =
-                                               [this](const std::filesystem::path& started,
-                                                      const auto& /*isCancelled*/) {
+                                               [this](const auto& started, auto&&... /*terms*/) {
                                                    program = started;
                                                    hasStarted = true;
                                                    return std::expected<void, std::string>();
