@@ -26,6 +26,8 @@ constexpr std::int64_t kVideoPartMs = 4000;
 // A whole number of AAC frames at 48 kHz, so that parts without video do not drift either.
 constexpr std::int64_t kAudioPartMs = 4096;
 constexpr std::int64_t kLeastPartMs = 100; // what is left at the end belongs to the part before
+// As far apart as encoders put their key frames unless they are told otherwise: 250 pictures.
+constexpr std::int64_t kLeadMs = 10'000;
 constexpr std::int64_t kPartsBehind = 2;
 constexpr std::chrono::seconds kPatience{4};
 constexpr std::chrono::milliseconds kLastMoment{500}; // to end by itself after its last output
@@ -44,6 +46,10 @@ std::vector<std::int64_t> startsOf(const LiveStream::Source& source) {
         starts.push_back(starts.back() + length);
     }
     return starts;
+}
+
+std::string seconds(std::int64_t milliseconds) {
+    return fmt::format("{}.{:03}", milliseconds / 1000, milliseconds % 1000);
 }
 
 // Says to which part a fragment belongs.
@@ -282,46 +288,33 @@ std::vector<std::string> LiveStream::command(std::int64_t firstPart) const {
     // may be an earlier one: copying begins a part before, which is left out.
     const std::int64_t begin = copiesVideo() ? std::max<std::int64_t>(0, firstPart - 1) : firstPart;
     const std::int64_t startMs = starts[static_cast<std::size_t>(begin)];
-    const std::string at = fmt::format("{}.{:03}", startMs / 1000, startMs % 1000);
-    std::vector<std::string> words =
-        mediaCommand(source.ffmpeg, {"-nostdin", "-ss", at, "-i", "file:" + source.file,
-                                     "-map_metadata", "-1", "-map_chapters", "-1", "-sn", "-dn"});
+    const std::string at = seconds(startMs);
+    // Without an index ffmpeg may begin between two key frames and see nothing before the next:
+    // encoding begins earlier, and what it sees until then is left out.
+    const bool mayMissPictures = source.hasVideo && !source.hasIndex && !copiesVideo();
+    const std::int64_t leadMs = mayMissPictures ? std::min(startMs, kLeadMs) : 0;
+    std::vector<std::string> words = mediaCommand(source.ffmpeg, {"-nostdin"});
     const auto add = [&words](std::initializer_list<std::string> more) {
         words.insert(words.end(), more);
     };
+    if (!mayMissPictures || leadMs < startMs) { // even the way to the beginning may miss them
+        add({"-ss", seconds(startMs - leadMs)});
+    }
+    add({"-i", "file:" + source.file, "-map_metadata", "-1", "-map_chapters", "-1", "-sn", "-dn"});
+    if (leadMs > 0) {
+        add({"-ss", seconds(leadMs)});
+    }
     if (copiesVideo()) {
         add({"-map", "0:V:0", "-c:v", "copy", "-video_track_timescale",
              std::to_string(kUnitsPerMs * 1000)});
     } else if (source.hasVideo) {
-        add({"-map",
-             "0:V:0",
-             "-c:v",
-             "libx264",
-             "-preset",
-             "veryfast",
-             "-profile:v",
-             "main",
-             "-level:v",
-             "4.0",
-             "-pix_fmt",
-             "yuv420p",
-             "-vf",
-             "scale='trunc(min(1920,iw)/2)*2':-2",
-             "-crf",
-             "23",
-             "-maxrate",
-             "8M",
-             "-bufsize",
-             "16M",
-             "-bf",
-             "0",
-             "-g",
-             "100000",
-             "-sc_threshold",
-             "0",
-             "-force_key_frames",
-             fmt::format("expr:gte(t,n_forced*{}.{:03})", kVideoPartMs / 1000,
-                         kVideoPartMs % 1000)});
+        add({"-map", "0:V:0", "-c:v", "libx264", "-preset", "veryfast", "-profile:v", "main",
+             "-level:v", "4.0", "-pix_fmt", "yuv420p", "-vf", "scale='trunc(min(1920,iw)/2)*2':-2",
+             "-crf", "23", "-maxrate", "8M", "-bufsize", "16M", "-bf", "0", "-g", "100000",
+             "-sc_threshold", "0", "-force_key_frames",
+             fmt::format("expr:gte(t,n_forced*{})", seconds(kVideoPartMs)),
+             // A picture for every part, and from its beginning on, however few a film has.
+             "-fps_mode", "cfr"});
     }
     if (source.audioTrack >= 0) {
         add({"-map", fmt::format("0:a:{}", source.audioTrack)});

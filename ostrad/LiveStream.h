@@ -25,6 +25,7 @@ class LiveStream {
         bool hasVideo = false;
         std::int64_t audioTrack = -1; // none
         std::int64_t durationMs = 0;
+        bool hasIndex = true; // MediaTracks.h
         // In the words of RFC 6381, what is copied as it is; empty: encoded anew. Sound is copied
         // beside pictures only.
         std::string videoCodec = {};

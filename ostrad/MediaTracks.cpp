@@ -201,7 +201,9 @@ std::optional<MediaTracks> parseTracks(std::string_view text, std::string_view f
     if (!tracks.hasVideo && tracks.audio.empty()) {
         return std::nullopt;
     }
-    tracks.directType = typeOf(textAt(format, "format_name"), tracks.hasVideo, fileName, codecs);
+    const std::string kind = textAt(format, "format_name");
+    tracks.directType = typeOf(kind, tracks.hasVideo, fileName, codecs);
+    tracks.hasIndex = kind != "mpegts" && kind != "mpeg";
     const json::value* const chapters = root->if_contains("chapters");
     if (chapters != nullptr && chapters->is_array()) {
         for (const json::value& entry : chapters->get_array()) {

@@ -34,6 +34,7 @@ struct Chapter {
 struct MediaTracks {
     std::int64_t durationMs = 0;
     bool hasVideo = false;         // cover pictures are none
+    bool hasIndex = true;          // without: who seeks comes out anywhere between two key frames
     std::string directType;        // the media type with its codecs (RFC 6381); empty: ask nothing
     std::string copyCodec;         // of the pictures, as for a track of sound
     std::vector<AudioTrack> audio; // in ffmpeg's order: 0:a:0, 0:a:1, ...

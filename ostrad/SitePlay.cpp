@@ -133,7 +133,8 @@ LiveStream::Source sourceOf(const MediaTracks& tracks, std::int64_t audio,
                               .file = path,
                               .hasVideo = tracks.hasVideo,
                               .audioTrack = tracks.audio.empty() ? -1 : audio,
-                              .durationMs = tracks.durationMs};
+                              .durationMs = tracks.durationMs,
+                              .hasIndex = tracks.hasIndex};
     if (isPlayed(copyType("video", tracks.copyCodec))) {
         source.cuts = readCutPoints(tools.ffprobe, path, tracks.durationMs, never());
         source.videoCodec = source.cuts.empty() ? std::string() : tracks.copyCodec;

@@ -42,6 +42,16 @@ TEST(MediaTracks, nameTheTypeABrowserIsAskedAbout) {
         << "a cover is no video";
 }
 
+TEST(MediaTracks, sayWhichFilesHaveNoIndexOfTheirKeyFrames) {
+    const auto hasIndex = [](const char* format) {
+        return parseTracks(probe(format, aac), "film").value().hasIndex;
+    };
+    EXPECT_FALSE(hasIndex("mpegts"));
+    EXPECT_FALSE(hasIndex("mpeg"));
+    EXPECT_TRUE(hasIndex("matroska,webm"));
+    EXPECT_TRUE(hasIndex("mov,mp4,m4a,3gp,3g2,mj2"));
+}
+
 std::string copied(const std::string& stream) {
     const auto tracks = parseTracks(probe("matroska,webm", stream), "film.mkv");
     return !tracks            ? "unreadable"

@@ -25,10 +25,35 @@ struct Format {
     std::vector<std::string> options;
 };
 
-class AnyFormat : public StreamTest, public testing::WithParamInterface<Format> {};
+// Films whose pictures are brighter the later they are shown.
+class AnyFormat : public StreamTest, public testing::WithParamInterface<Format> {
+  protected:
+    static constexpr int step = 4; // from each to the next
+
+    void makeFilmThatCounts() {
+        std::vector<std::string> options = GetParam().options;
+        options.insert(options.end(),
+                       {"-vf", "geq=lum=16+" + std::to_string(step) + "*N:cb=128:cr=128"});
+        makeFilm(GetParam().file, 10, options);
+    }
+    // How bright the first picture is of a file that is read from its beginning, from a time on.
+    double brightness(const std::string& path, const std::string& from = "0") {
+        const std::string pixels =
+            runToEnd(findTool("ffmpeg"),
+                     {"-v", "error", "-nostdin", "-i", path, "-ss", from, "-map", "0:v",
+                      "-frames:v", "1", "-vf", "extractplanes=y", "-f", "rawvideo", "-"})
+                .output;
+        EXPECT_EQ(pixels.size(), 64U * 36U);
+        double sum = 0;
+        for (const char pixel : pixels) {
+            sum += static_cast<unsigned char>(pixel);
+        }
+        return sum / (64 * 36);
+    }
+};
 
 TEST_P(AnyFormat, becomesPartsOfH264AndAac) {
-    makeFilm(GetParam().file, 10, GetParam().options);
+    makeFilmThatCounts();
     const std::string id = addFilms();
     const auto stream = open(id);
     EXPECT_EQ(stream.at("parts"), 3);
@@ -39,6 +64,10 @@ TEST_P(AnyFormat, becomesPartsOfH264AndAac) {
     // Its times are those of the film, to the frame of sound that an encoder begins with.
     EXPECT_THAT(seen, testing::AnyOf(HasSubstr("h264,4.0"), HasSubstr("h264,3.97")));
     EXPECT_THAT(seen, HasSubstr("aac,"));
+    // Whoever goes there sees what is shown there, wherever the film has its key frames.
+    temp.write("part.mp4", init(stream) + second.body);
+    EXPECT_NEAR(brightness(temp.path("part.mp4")),
+                brightness(temp.path("films/" + std::string(GetParam().file)), "4"), step / 2.0);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -72,6 +101,21 @@ INSTANTIATE_TEST_SUITE_P(
         Format{"dtsInMkv", "a.mkv", {"-c:v", "mpeg4", "-strict", "-2", "-c:a", "dca"}},
         Format{"mpeg2Ts", "a.ts", {"-c:v", "mpeg2video", "-c:a", "mp2"}}),
     [](const auto& format) { return std::string(format.param.name); });
+
+// A picture that stands for eight seconds, as in a film of slides.
+TEST_F(StreamTest, hasEveryPartOfAFilmWithFewPictures) {
+    makeFilm(
+        "a.mkv", 20,
+        {"-vf", "select=not(mod(n\\,40))", "-fps_mode", "vfr", "-c:v", "mpeg4", "-c:a", "ac3"});
+    const auto stream = open(addFilms());
+    EXPECT_EQ(stream.at("parts"), 5);
+    const std::string head = init(stream);
+    for (int number = 0; number < 5; ++number) {
+        EXPECT_THAT(decode(head + part(stream, number).body),
+                    HasSubstr("h264," + std::to_string(4 * number) + ".0"))
+            << number;
+    }
+}
 
 TEST_F(StreamTest, seeksAtOnceAndEndsWhereTheFilmEnds) {
     makeFilm("a.mkv", 120, {"-c:v", "mpeg4", "-c:a", "ac3"});
