@@ -266,6 +266,10 @@ TEST_F(AutostartTest, writesEntriesThatGioUnderstands) {
         ASSERT_NE(info, nullptr) << read(entry());
         GAppInfo* const application = G_APP_INFO(info.get());
         EXPECT_STREQ(g_app_info_get_name(application), "Test \\ App");
+        // By the name that the application's icon is installed under.
+        const std::unique_ptr<char, decltype(&g_free)> icon(
+            g_desktop_app_info_get_string(info.get(), "Icon"), &g_free);
+        EXPECT_STREQ(icon.get(), "app.test");
         int count = 0;
         char** arguments = nullptr;
         ASSERT_TRUE(g_shell_parse_argv(g_app_info_get_commandline(application), &count, &arguments,
