@@ -128,5 +128,27 @@ TEST_F(Keyboard, leavesTheEditCommandsToThePageAfterIt) {
     EXPECT_TRUE(comesToHave(pasted));
 }
 
+TEST_F(Keyboard, copiesNothingOverTheClipboardWhereNothingIsSelected) {
+    const auto copied = [&] { return clipboardText(session.environment.at("DISPLAY")); };
+    session.pressKey("ctrl+a"); // in the first field, which has nothing in it
+    session.pressKey("Tab");
+    ASSERT_TRUE(comesToHave(last));
+    session.pressKey("a");
+    session.pressKey("ctrl+a");
+    session.pressKey("ctrl+c");
+    ASSERT_TRUE(eventually([&] { return copied() == "a"; })) << copied().value_or("nothing");
+    session.pressKey("Delete");
+    session.pressKey("Tab");
+    ASSERT_TRUE(comesToHave(none));
+    ASSERT_TRUE(focusComesTo("Zorvane")) << accessibility.focusedName();
+    for (const char* key : {"ctrl+c", "ctrl+x"}) {
+        session.pressKey(key);
+    }
+    // What comes after them has been heard: so have they.
+    session.pressKey("ctrl+v");
+    EXPECT_TRUE(comesToHave(pasted));
+    EXPECT_EQ(copied(), "a");
+}
+
 } // namespace
 } // namespace desktop

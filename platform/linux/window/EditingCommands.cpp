@@ -10,20 +10,24 @@
 #include <array>
 
 namespace platform::gtk {
-namespace {
 
-struct Command {
+struct EditingCommands::Command {
     StandardAction action;
     const char* name;
     const char* forPages;   // WebKit's editing command
     const char* forEntries; // GtkText's action
+    bool ofSelection = false;
 };
+
+namespace {
+
+using Command = EditingCommands::Command;
 
 constexpr std::array commands = {
     Command{StandardAction::undo, "undo", WEBKIT_EDITING_COMMAND_UNDO, "text.undo"},
     Command{StandardAction::redo, "redo", WEBKIT_EDITING_COMMAND_REDO, "text.redo"},
-    Command{StandardAction::cut, "cut", WEBKIT_EDITING_COMMAND_CUT, "clipboard.cut"},
-    Command{StandardAction::copy, "copy", WEBKIT_EDITING_COMMAND_COPY, "clipboard.copy"},
+    Command{StandardAction::cut, "cut", WEBKIT_EDITING_COMMAND_CUT, "clipboard.cut", true},
+    Command{StandardAction::copy, "copy", WEBKIT_EDITING_COMMAND_COPY, "clipboard.copy", true},
     Command{StandardAction::paste, "paste", WEBKIT_EDITING_COMMAND_PASTE, "clipboard.paste"},
     Command{StandardAction::selectAll, "select-all", WEBKIT_EDITING_COMMAND_SELECT_ALL,
             "selection.select-all"},
@@ -39,10 +43,29 @@ bool canBeEdited(GtkWidget* widget) {
            (WEBKIT_IS_WEB_VIEW(widget) || GTK_IS_TEXT(widget) || GTK_IS_TEXT_VIEW(widget));
 }
 
+// Whether something is selected that can be seen. Where Tab has left the page WebKit takes a
+// selection of nothing for one, and empties the clipboard. What is selected in a frame only that
+// frame knows.
+constexpr const char* isSomethingSelected = R"js((() => {
+  const at = document.activeElement;
+  if (at instanceof HTMLIFrameElement || at instanceof HTMLFrameElement) return true;
+  if (at && typeof at.selectionStart === 'number' && at.selectionStart !== at.selectionEnd)
+    return true;
+  const selection = getSelection();
+  if (selection.isCollapsed) return false;
+  return selection.toString().trim() !== '' ||
+      selection.getRangeAt(0).cloneContents().querySelector('img,svg,canvas,video,object') !== null;
+})())js";
+
+void performInPage(WebKitWebView* view, const Command& command) {
+    webkit_web_view_execute_editing_command(view, command.forPages);
+}
+
 } // namespace
 
 EditingCommands::EditingCommands(Gtk::Window& window)
-    : window_(window) {
+    : window_(window)
+    , asking_(g_cancellable_new()) {
     g_weak_ref_init(&target_, nullptr);
     const auto actions = Gio::SimpleActionGroup::create();
     for (const Command& command : commands) {
@@ -54,6 +77,7 @@ EditingCommands::EditingCommands(Gtk::Window& window)
 }
 
 EditingCommands::~EditingCommands() {
+    g_cancellable_cancel(asking_.get());
     focusWatch_.disconnect();
     g_weak_ref_clear(&target_);
 }
@@ -76,11 +100,43 @@ void EditingCommands::perform(StandardAction action) {
     if (!target || command == nullptr) {
         return;
     }
-    if (WEBKIT_IS_WEB_VIEW(target.get())) {
-        webkit_web_view_execute_editing_command(WEBKIT_WEB_VIEW(target.get()), command->forPages);
-    } else {
+    if (!WEBKIT_IS_WEB_VIEW(target.get())) {
         gtk_widget_activate_action(target.get(), command->forEntries, nullptr);
+        return;
     }
+    waiting_.push_back(command);
+    if (waiting_.size() == 1) {
+        performWaiting(WEBKIT_WEB_VIEW(target.get()));
+    }
+}
+
+// One after the other, since each may change what is selected.
+void EditingCommands::performWaiting(WebKitWebView* view) {
+    while (!waiting_.empty() && !waiting_.front()->ofSelection) {
+        performInPage(view, *waiting_.front());
+        waiting_.pop_front();
+    }
+    if (!waiting_.empty()) {
+        webkit_web_view_evaluate_javascript(view, isSomethingSelected, -1, "editing", nullptr,
+                                            asking_.get(), onAnswered, this);
+    }
+}
+
+void EditingCommands::onAnswered(GObject* view, GAsyncResult* result, gpointer data) {
+    GError* error = nullptr;
+    const GObjectPtr<JSCValue> answer(
+        webkit_web_view_evaluate_javascript_finish(WEBKIT_WEB_VIEW(view), result, &error));
+    const bool isGone = g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CANCELLED) != FALSE;
+    g_clear_error(&error);
+    if (isGone) {
+        return;
+    }
+    auto* const self = static_cast<EditingCommands*>(data);
+    if (answer && jsc_value_to_boolean(answer.get()) != FALSE) {
+        performInPage(WEBKIT_WEB_VIEW(view), *self->waiting_.front());
+    }
+    self->waiting_.pop_front();
+    self->performWaiting(WEBKIT_WEB_VIEW(view));
 }
 
 void EditingCommands::removeAccelerators() {
