@@ -63,6 +63,10 @@ std::string launchToken(const Environment& environment) {
     return {};
 }
 
+std::string describeHolder(const std::optional<InstancePlace>& holder) {
+    return holder ? describe(*holder) : "it is not known where";
+}
+
 } // namespace
 
 LinuxApplication::LinuxApplication(std::string applicationId,
@@ -137,14 +141,13 @@ bool LinuxApplication::claimTheInstance(int& exitStatus) {
         return false;
     case InstanceLock::Outcome::elsewhere:
         log_.write(fmt::format("{} is running already ({}) and cannot show itself here ({})",
-                               applicationId_, describe(*instance_.holder()),
+                               applicationId_, describeHolder(instance_.holder()),
                                describeDisplay(here(environment_))));
         exitStatus = 1;
         return false;
     case InstanceLock::Outcome::unreachable:
         log_.write(fmt::format("{} is running already ({}), but does not answer", applicationId_,
-                               instance_.holder() ? describe(*instance_.holder())
-                                                  : std::string("it is not known where")));
+                               describeHolder(instance_.holder())));
         exitStatus = 1;
         return false;
     case InstanceLock::Outcome::unavailable:
@@ -157,8 +160,8 @@ bool LinuxApplication::claimTheInstance(int& exitStatus) {
                               },
                           .stays = [this] { return staysDisplaced(); }});
     }
-    if (instance_.failure()) {
-        log_.write(*instance_.failure());
+    if (const auto& failure = instance_.failure()) {
+        log_.write(*failure);
     }
     return registerOnBus();
 }

@@ -191,7 +191,7 @@ void WindowProgram::decideNavigation(Id id, const NavigationAction& action,
 }
 
 void WindowProgram::configure(std::string name, std::string version, std::string copyright,
-                              std::string iconFolder) {
+                              const std::string& iconFolder) {
     if (!iconFolder.empty()) {
         gtk_icon_theme_add_search_path(gtk_icon_theme_get_for_display(gdk_display_get_default()),
                                        iconFolder.c_str());
@@ -286,7 +286,7 @@ void WindowProgram::setSize(Id id, std::int32_t width, std::int32_t height, bool
     }
 }
 
-void WindowProgram::showWindow(Id id, std::uint64_t turn, std::string token) {
+void WindowProgram::showWindow(Id id, std::uint64_t turn, const std::string& token) {
     if (WebViewWindow* const view = find(id)) {
         windows_.at(id).turn = turn;
         view->show(token);
@@ -300,7 +300,7 @@ void WindowProgram::hideWindow(Id id, std::uint64_t turn) {
     }
 }
 
-void WindowProgram::setTitle(Id id, std::string title) {
+void WindowProgram::setTitle(Id id, const std::string& title) {
     if (WebViewWindow* const view = find(id)) {
         view->setTitle(title);
     }
@@ -312,7 +312,7 @@ void WindowProgram::setNetworkAllowed(Id id, bool allowed) {
     }
 }
 
-void WindowProgram::addScriptHandler(Id id, std::string name) {
+void WindowProgram::addScriptHandler(Id id, const std::string& name) {
     if (WebViewWindow* const view = find(id)) {
         view->addScriptHandler(name);
     }
@@ -339,19 +339,19 @@ void WindowProgram::setInterests(Id id, bool decides, bool finishes) {
     }
 }
 
-void WindowProgram::loadHtml(Id id, std::string html) {
+void WindowProgram::loadHtml(Id id, const std::string& html) {
     if (WebViewWindow* const view = find(id)) {
         view->loadHtml(html);
     }
 }
 
-void WindowProgram::loadUrl(Id id, std::string url, std::uint32_t seconds) {
+void WindowProgram::loadUrl(Id id, const std::string& url, std::uint32_t seconds) {
     if (WebViewWindow* const view = find(id)) {
         view->loadUrl(url, std::chrono::seconds(seconds));
     }
 }
 
-void WindowProgram::activate(std::string token) {
+void WindowProgram::activate(const std::string& token) {
     toplevels_.present(token);
 }
 
@@ -388,7 +388,7 @@ void WindowProgram::showPanel(Id id, std::string title, std::string text, std::s
         [this, id] { connection_->tell("PanelLinkFollowed", id); });
 }
 
-void WindowProgram::setPanelProgress(Id id, std::string text, double fraction) {
+void WindowProgram::setPanelProgress(Id id, const std::string& text, double fraction) {
     if (panel_ && id == panelId_) {
         panel_->setProgress(text, fraction < 0 ? std::nullopt : std::optional(fraction));
     }
@@ -406,11 +406,11 @@ void WindowProgram::closePanel(Id id) {
     }
 }
 
-void WindowProgram::setClipboard(std::string text, std::string token) {
+void WindowProgram::setClipboard(const std::string& text, const std::string& token) {
     clipboard_.setText(text, token);
 }
 
-void WindowProgram::setMainMenu(std::uint64_t edition, Entries entries) {
+void WindowProgram::setMainMenu(std::uint64_t edition, const Entries& entries) {
     menuBars_.setMainMenu(connection::menuOf(entries, [this, edition](std::uint32_t item) {
         connection_->tell("ItemChosen", edition, item);
     }));
@@ -440,7 +440,7 @@ void WindowProgram::askForStatusMenu(std::function<void(const Menu&)> show) {
         });
 }
 
-void WindowProgram::updateStatusMenu(std::uint64_t edition, Entries entries) {
+void WindowProgram::updateStatusMenu(std::uint64_t edition, const Entries& entries) {
     if (edition == statusEdition_) {
         menuBars_.updateStatusMenu(connection::menuOf(entries, [this, edition](std::uint32_t item) {
             connection_->tell("ItemChosen", edition, item);

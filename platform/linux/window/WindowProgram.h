@@ -59,7 +59,7 @@ class WindowProgram {
     void tellUnlessFlooded(const char* method, const Arguments&... arguments);
 
     void configure(std::string name, std::string version, std::string copyright,
-                   std::string iconFolder);
+                   const std::string& iconFolder);
     void setStorage(std::string dataFolder, std::string cacheFolder, std::string cookieFile);
     void makeWindow(Id id, std::string title, std::int32_t width, std::int32_t height,
                     std::int32_t minimumWidth, std::int32_t minimumHeight, bool closable,
@@ -67,35 +67,35 @@ class WindowProgram {
                     std::vector<Script> scripts, std::uint32_t sandbox);
     void dropWindow(Id id);
     void setSize(Id id, std::int32_t width, std::int32_t height, bool maximized);
-    void showWindow(Id id, std::uint64_t turn, std::string token);
+    void showWindow(Id id, std::uint64_t turn, const std::string& token);
     void hideWindow(Id id, std::uint64_t turn);
-    void setTitle(Id id, std::string title);
+    void setTitle(Id id, const std::string& title);
     void setNetworkAllowed(Id id, bool allowed);
-    void addScriptHandler(Id id, std::string name);
+    void addScriptHandler(Id id, const std::string& name);
     void setCookie(connection::Reply reply, Id id, std::string name, std::string value,
                    std::string domain, std::string path, std::int64_t expires, bool secure);
     void setInterests(Id id, bool decides, bool finishes);
-    void loadHtml(Id id, std::string html);
-    void loadUrl(Id id, std::string url, std::uint32_t seconds);
-    void activate(std::string token);
+    void loadHtml(Id id, const std::string& html);
+    void loadUrl(Id id, const std::string& url, std::uint32_t seconds);
+    void activate(const std::string& token);
     void showAlert(connection::Reply reply, Id id, std::string message, std::string text,
                    std::vector<std::string> buttons);
     void closeAlert(Id id);
     void showPanel(Id id, std::string title, std::string text, std::string linkTitle,
                    std::vector<std::string> buttons, std::uint32_t defaultButton,
                    std::uint32_t closeAnswer, bool showsProgress, std::string token);
-    void setPanelProgress(Id id, std::string text, double fraction);
+    void setPanelProgress(Id id, const std::string& text, double fraction);
     void raisePanel(Id id);
     void closePanel(Id id);
-    void setClipboard(std::string text, std::string token);
-    void setMainMenu(std::uint64_t edition, Entries entries);
+    void setClipboard(const std::string& text, const std::string& token);
+    void setMainMenu(std::uint64_t edition, const Entries& entries);
     void setStatusItem(bool shown, std::string symbol, std::string title, std::string description,
                        std::string toolTip);
     void ping();
     void finish();
 
     void decideNavigation(Id id, const NavigationAction& action, std::function<void(bool)> answer);
-    void updateStatusMenu(std::uint64_t edition, Entries entries);
+    void updateStatusMenu(std::uint64_t edition, const Entries& entries);
     void endPages();
     void askForStatusMenu(std::function<void(const Menu&)> show);
 

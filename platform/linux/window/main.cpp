@@ -26,7 +26,9 @@ platform::posix::UniqueFd takeSocket() {
     }
     platform::posix::UniqueFd socket(::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3));
     const platform::posix::UniqueFd nothing(::open("/dev/null", O_RDONLY | O_CLOEXEC));
-    ::dup2(nothing.get(), STDIN_FILENO);
+    if (nothing) {
+        ::dup2(nothing.get(), STDIN_FILENO);
+    }
     return socket;
 }
 
