@@ -6,6 +6,7 @@
 #include "tests/desktop/session/Stopwatch.h"
 #include "tests/platform/bus/PrivateBus.h"
 
+#include <chrono>
 #include <csignal>
 #include <functional>
 
@@ -83,9 +84,12 @@ TEST_F(SessionSign, ofASessionThatCloses) {
 
 TEST_F(SessionSign, ofADisplayThatGoesWithItsSessionBus) {
     launchUntilItListens();
+    const auto killed = std::chrono::steady_clock::now();
     session.killBus();
     session.killDisplay();
     expectAnOrderlyEndBy([] {});
+    // It has not waited for another display.
+    EXPECT_LT(std::chrono::steady_clock::now() - killed, std::chrono::seconds(30));
 }
 
 TEST_F(SessionSign, isNoneThatTheSessionIsLockedOrAnotherOneEnds) {
