@@ -17,7 +17,7 @@ namespace {
 constexpr unsigned saveDelayMilliseconds = 500;
 // What a hostile window program could say: nothing beyond this is believed.
 constexpr int largestSide = std::numeric_limits<short>::max();
-constexpr std::size_t longestText = 64 * 1024;
+constexpr std::size_t longestText = std::size_t{64} * 1024;
 constexpr std::size_t longestReason = 500;
 constexpr std::size_t longestBody = std::size_t{1} << 20;
 constexpr std::size_t deepestBody = 64;

@@ -20,7 +20,7 @@ using connection::Reply;
 constexpr std::chrono::seconds decisionPatience{5};
 // What pages say is cut or dropped beyond this; no honest page comes near it.
 constexpr std::size_t longestTitle = 4096;
-constexpr std::size_t longestUrl = 64 * 1024;
+constexpr std::size_t longestUrl = std::size_t{64} * 1024;
 constexpr std::size_t longestBody = std::size_t{1} << 20;
 constexpr int mostQuestions = 256;
 // For a page to say that it does not hang, once everything ends.
