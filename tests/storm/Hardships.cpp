@@ -154,7 +154,8 @@ void moveToAnotherUser(desktop::DesktopSession& session) {
          {"HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME", "XDG_CONFIG_HOME", "XDG_RUNTIME_DIR"}) {
         session.environment[variable] = (home / variable).string();
     }
-    session.environment.erase("DBUS_SESSION_BUS_ADDRESS");
+    // Without an address libraries start a bus of their own, which stays as long as the display.
+    session.environment["DBUS_SESSION_BUS_ADDRESS"] = "unix:path=/nonexistent/bus";
 }
 
 // One more each time, so that each thread and process in turn is the one too many.
