@@ -141,6 +141,8 @@ format:
 lint:
 	@tools/setup build run test lint
 	git ls-files $(FORMATTED) | xargs clang-format-19 --dry-run --Werror
+	@tests/mutants/run --check
+	@tests/mutants/run --check --cocoa-host
 	cmake --preset clang
 	cmake --build --preset clang --parallel $(JOBS)
 	git ls-files '*.cpp' ':!:*cocoa*' ':!:bench' | xargs -P $(JOBS) -n 4 clang-tidy-19 --quiet -p build/clang
