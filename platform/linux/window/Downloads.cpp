@@ -173,6 +173,9 @@ class Downloads::Transfer {
     }
 
     [[nodiscard]] std::optional<std::string_view> trouble() {
+        if (!bounds_) {
+            return std::nullopt;
+        }
         return bounds_->trouble(
             count_, std::chrono::steady_clock::now(), [this]() -> std::optional<std::uintmax_t> {
                 std::error_code failed;
@@ -186,7 +189,7 @@ class Downloads::Transfer {
 
     void received(std::uint64_t count) {
         count_ += count;
-        if (const auto found = bounds_ ? trouble() : std::nullopt) {
+        if (const auto found = trouble()) {
             failure_ = *found;
             stop();
             return;
@@ -236,8 +239,8 @@ class Downloads::Transfer {
     }
 
     void end() {
-        if (failure_) {
-            owner_.failed(name_, *std::exchange(failure_, std::nullopt));
+        if (const auto failure = std::exchange(failure_, std::nullopt)) {
+            owner_.failed(name_, *failure);
         }
         panel_.reset();
         owner_.done();
