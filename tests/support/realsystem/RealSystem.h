@@ -1,9 +1,11 @@
 // Every facility the supervisor takes, for real: child processes with their guardian, sockets,
-// HTTP, files below a temporary folder. Time runs faster by a factor; random bytes, defaults and
-// the bundle are fakes. The thread that makes the object is the main thread.
+// HTTP, files below a temporary folder, random bytes: what is left of a server is told by its
+// nonce, also beside other tests. Time runs faster by a factor; defaults and the bundle are fakes.
+// The thread that makes the object is the main thread.
 #pragma once
 
 #include "mac/Zorvane/ServerSupervisor.h"
+#include "platform/RandomSource.h"
 #include "platform/posix/CurlHttpClient.h"
 #include "platform/posix/PosixChildLauncher.h"
 #include "platform/posix/PosixCommandRunner.h"
@@ -12,6 +14,8 @@
 #include "platform/testing/InMemorySystem.h"
 #include "tests/support/fasttime/FastTime.h"
 #include "tests/support/temporary/TemporaryFolder.h"
+
+#include <memory>
 
 namespace test_support {
 
@@ -25,7 +29,7 @@ struct RealSystem {
     platform::PosixCommandRunner commands;
     platform::CurlHttpClient http;
     platform::PosixLoopbackPorts ports;
-    platform::testing::FakeRandomSource random; // differs from launch to launch, which is enough
+    std::unique_ptr<platform::RandomSource> random = platform::makeRandomSource();
     platform::PosixFileSystem files{folder / "support"};
     platform::testing::InMemoryDefaults defaults;
     platform::testing::FakeBundle bundle;
@@ -37,7 +41,7 @@ struct RealSystem {
                 .launcher = launcher,
                 .http = http,
                 .ports = ports,
-                .random = random,
+                .random = *random,
                 .defaults = defaults,
                 .bundle = bundle,
                 .commands = commands,
