@@ -96,6 +96,15 @@ TEST_F(Copying, byTheTraysPermissionTakesTheFocusForAMoment) {
     tray.click(copy);
     EXPECT_TRUE(eventually([&] { return clipboard() == address; })) << clipboard();
     EXPECT_EQ(notifications.shown().size(), before);
+    // The window that had the focus for it goes; its program stays.
+    std::vector<Process> programs = processesNamed("zorvane-window");
+    std::erase_if(programs, [&](const Process& one) { return one.parent != application->pid(); });
+    ASSERT_EQ(programs.size(), 1U) << describe(session.processes());
+    tray.giveActivationToken("of-another-click");
+    tray.click(copy);
+    EXPECT_FALSE(
+        eventually([&] { return ::kill(programs.front().pid, 0) != 0; }, std::chrono::seconds(2)));
+    EXPECT_EQ(clipboard(), address);
 }
 
 } // namespace

@@ -40,7 +40,7 @@ Clipboard::Clipboard(const Toplevels& windows, Events events)
 }
 
 Clipboard::~Clipboard() {
-    patience_.disconnect();
+    endTheFocus();
     g_signal_handlers_disconnect_by_data(gdk_display_get_clipboard(display_), this);
 }
 
@@ -66,7 +66,7 @@ void Clipboard::takeTheFocus(const std::string& text, const std::string& token) 
     tiny_ = std::make_unique<Gtk::Window>();
     tiny_->set_decorated(false);
     tiny_->set_default_size(1, 1);
-    tiny_->property_is_active().signal_changed().connect([this, text] {
+    activity_ = tiny_->property_is_active().signal_changed().connect([this, text] {
         if (tiny_->is_active()) {
             patience_.disconnect();
             give(text);
@@ -90,6 +90,7 @@ void Clipboard::takeTheFocus(const std::string& text, const std::string& token) 
 
 void Clipboard::endTheFocus() {
     patience_.disconnect();
+    activity_.disconnect(); // newer toolkits tell of it while the window goes
     tiny_.reset();
 }
 

@@ -44,6 +44,7 @@ class Clipboard {
     DataControl control_;
     bool isOurs_ = false;
     std::unique_ptr<Gtk::Window> tiny_;
+    sigc::connection activity_; // of that window
     sigc::connection patience_;
 };
 
