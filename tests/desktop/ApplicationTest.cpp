@@ -122,6 +122,14 @@ bool ApplicationTest::nothingIsLeft() const {
     return eventually([this] { return session.processes().empty(); });
 }
 
+bool ApplicationTest::noWindowIsLeft() const {
+    return eventually([this] {
+        return processesNamed("zorvane-window").empty() &&
+               processesNamed("WebKitWebProcess").empty() &&
+               processesNamed("WebKitNetworkProcess").empty();
+    });
+}
+
 std::size_t ApplicationTest::logged(const std::string& text) const {
     const std::string log = application->standardError();
     std::size_t count = 0;

@@ -55,6 +55,8 @@ class ApplicationTest : public ::testing::Test {
     // How often the application has written that.
     [[nodiscard]] std::size_t logged(const std::string& text) const;
     [[nodiscard]] bool nothingIsLeft() const;
+    // The same of what shows the window.
+    [[nodiscard]] bool noWindowIsLeft() const;
     [[nodiscard]] std::vector<Process> processesNamed(const std::string& name) const;
 
     DesktopSession session;

@@ -92,11 +92,7 @@ TEST_F(Compositor, thatDoesNotAnswerHoldsUpNoEnd) {
     application->signal(SIGTERM);
     EXPECT_EQ(application->waitForExit(patience), 0) << application->standardError();
     EXPECT_NE(::kill(first.pid, 0), 0);
-    EXPECT_TRUE(eventually([&] {
-        return processesNamed("zorvane-window").empty() &&
-               processesNamed("WebKitWebProcess").empty() &&
-               processesNamed("WebKitNetworkProcess").empty();
-    })) << describe(session.processes());
+    EXPECT_TRUE(noWindowIsLeft()) << describe(session.processes());
     EXPECT_TRUE(stopwatch.within(std::chrono::seconds(8)));
     killCompositor(); // with its own programs
     EXPECT_TRUE(nothingIsLeft()) << describe(session.processes());

@@ -172,11 +172,7 @@ TEST_F(Return, doesNotHappenWithoutTheApplication) {
     launchAndUse();
     const Stopwatch stopwatch;
     application->signal(SIGKILL);
-    EXPECT_TRUE(eventually([&] {
-        return processesNamed("zorvane-window").empty() &&
-               processesNamed("WebKitWebProcess").empty() &&
-               processesNamed("WebKitNetworkProcess").empty();
-    })) << describe(session.processes());
+    EXPECT_TRUE(noWindowIsLeft()) << describe(session.processes());
     EXPECT_TRUE(stopwatch.within(std::chrono::seconds(1)));
     EXPECT_EQ(application->waitForExit(patience), -SIGKILL);
     EXPECT_TRUE(nothingIsLeft()) << describe(session.processes());

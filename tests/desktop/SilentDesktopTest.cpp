@@ -20,6 +20,12 @@ class SilentDesktop : public ApplicationTest {
         session.signalBus(SIGCONT);
         ApplicationTest::TearDown();
     }
+    void launchUntilTheServerAnswers() {
+        application = launch();
+        const std::vector<ServerLaunch> launches = serverLaunches(1);
+        ASSERT_FALSE(launches.empty()) << application->standardError();
+        EXPECT_TRUE(eventually([&] { return serverAnswers(launches.front().port); }));
+    }
     void expectAnOrderlyEnd() {
         const ServerLaunch server = serverLaunches(1).front();
         const Stopwatch stopwatch;
@@ -54,20 +60,14 @@ TEST_F(SilentDesktop, ofBothHoldsUpNoEnd) {
 
 TEST_F(SilentDesktop, ofABusThatDoesNotAnswerHoldsUpNoServer) {
     session.signalBus(SIGSTOP);
-    application = launch();
-    const std::vector<ServerLaunch> launches = serverLaunches(1);
-    ASSERT_FALSE(launches.empty()) << application->standardError();
-    EXPECT_TRUE(eventually([&] { return serverAnswers(launches.front().port); }));
+    ASSERT_NO_FATAL_FAILURE(launchUntilTheServerAnswers());
     EXPECT_EQ(logged("the session bus does not answer"), 1U);
     expectAnOrderlyEnd();
 }
 
 TEST_F(SilentDesktop, ofADisplayThatDoesNotAnswerHoldsUpNoServer) {
     session.signalDisplay(SIGSTOP);
-    application = launch();
-    const std::vector<ServerLaunch> launches = serverLaunches(1);
-    ASSERT_FALSE(launches.empty()) << application->standardError();
-    EXPECT_TRUE(eventually([&] { return serverAnswers(launches.front().port); }));
+    ASSERT_NO_FATAL_FAILURE(launchUntilTheServerAnswers());
     expectAnOrderlyEnd();
 }
 

@@ -44,11 +44,12 @@ bool canBeEdited(GtkWidget* widget) {
 }
 
 // Whether something is selected that can be seen. Where Tab has left the page WebKit takes a
-// selection of nothing for one, and empties the clipboard. What is selected in a frame only that
-// frame knows.
+// selection of nothing for one, and empties the clipboard. What is selected in a frame or in an
+// element with a tree of its own only these know.
 constexpr const char* isSomethingSelected = R"js((() => {
   const at = document.activeElement;
   if (at instanceof HTMLIFrameElement || at instanceof HTMLFrameElement) return true;
+  if (at && (at.shadowRoot || at.localName.includes('-'))) return true;
   if (at && typeof at.selectionStart === 'number' && at.selectionStart !== at.selectionEnd)
     return true;
   const selection = getSelection();

@@ -100,7 +100,8 @@ void WindowProgram::run() {
     endPages();
 }
 
-// A page that hangs would go on for seconds without its window.
+// A page that hangs would go on for seconds without its window. The others have their answer to
+// finish what they are at; what they begin after it may hang as well, so nobody is left.
 void WindowProgram::endPages() {
     for (const auto& [id, window] : windows_) {
         window.view->askForLife();
@@ -115,9 +116,7 @@ void WindowProgram::endPages() {
             g_usleep(lifeTickMicroseconds);
         }
     }
-    if (isWaiting()) {
-        killPages();
-    }
+    killPages();
 }
 
 WebViewWindow* WindowProgram::find(Id id) {
