@@ -29,6 +29,7 @@ void ChildSession::begin(std::function<void()> onEnd) {
         outputWatch = io.watch(parts.output.get(), [this] { readOutput(); });
     }
     guardianWatch = io.watch(parts.state->guardian().socket.get(), [this] { guardianSpoke(); });
+    exitWatch = io.watch(parts.state->exitWatch(), [this] { wakeGuardian(); });
 }
 
 void ChildSession::readOutput() {
@@ -78,18 +79,25 @@ void ChildSession::guardianSpoke() {
     }
 }
 
+// Only the guardian says how the child ended, and one that was stopped says nothing.
+void ChildSession::wakeGuardian() {
+    io.unwatch(exitWatch);
+    parts.state->guardian().wakeUp();
+}
+
 // The system kills a child whose guardian died, where it can; here nobody is left to reap it.
-void ChildSession::endTree() {
+ExitStatus ChildSession::endTree() const {
     report(fmt::format("the guardian of process {} was killed, and with it the process",
                        parts.state->pid()));
     killAbandonedTree({.leader = parts.state->pid(), .mark = parts.mark.c_str()});
-    status = ExitStatus{.signalled = true, .code = SIGKILL};
+    return {.signalled = true, .code = SIGKILL};
 }
 
 void ChildSession::childEnded() {
     io.unwatch(guardianWatch);
+    io.unwatch(exitWatch);
     if (!status) {
-        endTree();
+        status = endTree();
     }
     if (parts.output) {
         passOnWhatIsLeft();

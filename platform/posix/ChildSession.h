@@ -38,7 +38,8 @@ class ChildSession {
     void passOnWhatIsLeft();
     void stopReading();
     void guardianSpoke();
-    void endTree();
+    void wakeGuardian();
+    [[nodiscard]] ExitStatus endTree() const;
     void childEnded();
 
     IoThread& io;
@@ -48,6 +49,7 @@ class ChildSession {
     std::optional<ExitStatus> status;
     IoThread::WatchId outputWatch = 0;
     IoThread::WatchId guardianWatch = 0;
+    IoThread::WatchId exitWatch = 0;
 };
 
 } // namespace platform::posix

@@ -96,6 +96,10 @@ class Unfinished {
 
 void Guardian::command(GuardianCommand command) const {
     [[maybe_unused]] const bool sent = sendAll(socket.get(), &command, sizeof command);
+    wakeUp();
+}
+
+void Guardian::wakeUp() const {
     ::kill(pid, SIGCONT);
 }
 

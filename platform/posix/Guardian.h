@@ -23,6 +23,7 @@ struct Guardian {
 
     // Wakes it up too, should somebody have stopped it.
     void command(GuardianCommand command) const;
+    void wakeUp() const;
     // The reports that have arrived. At the end of the stream `ended` becomes true.
     [[nodiscard]] std::optional<ExitStatus> readExit(bool& ended) const;
 };

@@ -106,7 +106,8 @@ void makePrivateFolder(const std::filesystem::path& folder) {
 } // namespace
 
 bool InstanceLock::isHeld(const std::filesystem::path& folder) {
-    const UniqueFd lock(::open((folder / lockName).c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    const UniqueFd lock(
+        ::open((folder / lockName).c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
     return lock && ::flock(lock.get(), LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
 }
 

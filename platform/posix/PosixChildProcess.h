@@ -31,6 +31,7 @@ class ChildState {
     void killGroup() { command(GuardianCommand::kill); }
 
     // For the serving thread.
+    [[nodiscard]] int exitWatch() const { return guarded.exitWatch.get(); }
     [[nodiscard]] const Guardian& guardian() const { return guarded.guardian; }
     // Lets go of the guardian, which has ended or is about to. Nothing is signalled afterwards.
     void reapGuardian();

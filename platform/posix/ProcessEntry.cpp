@@ -2,7 +2,9 @@
 
 #include "platform/posix/QuietThread.h"
 
+#include <fcntl.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -37,6 +39,20 @@ void resetIgnored() noexcept {
     }
 }
 
+// Whatever is opened next would take the place of a closed one, and be written into by the log. The
+// wrong way round, so that it still is an error to use them.
+void occupyStandardStreams() noexcept {
+    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
+        if (::fcntl(stream, F_GETFD) >= 0) {
+            continue;
+        }
+        const int opened = ::open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+        if (opened > stream) { // an earlier one could not be opened
+            ::close(opened);
+        }
+    }
+}
+
 void raiseDescriptorLimit() noexcept {
     struct rlimit limit = {};
     if (::getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < enoughDescriptors) {
@@ -55,6 +71,7 @@ void putInheritanceRight() noexcept {
     sigemptyset(&none);
     ::sigprocmask(SIG_SETMASK, &none, nullptr);
     raiseDescriptorLimit();
+    occupyStandardStreams();
 }
 
 void requireThreads() {

@@ -1,5 +1,6 @@
 // What a program inherits from whoever started it and cannot choose: signals that are ignored or
-// blocked, and limits. To be put right first of all, before there is a second thread.
+// blocked, limits, and standard streams that are closed. To be put right first of all, before there
+// is a second thread.
 #pragma once
 
 #include <cstddef>
@@ -9,7 +10,7 @@ namespace platform::posix {
 // Signals that are ignored get their default disposition (but SIGHUP, which nohup lets a program
 // ignore), none stays blocked, and as many descriptors are allowed as the system grants without
 // asking anybody. SIGPIPE and SIGXFSZ are ignored: a reader that is gone and a file that may not
-// grow are error codes.
+// grow are error codes. Nothing takes the place of a closed standard stream.
 void putInheritanceRight() noexcept;
 
 // The main loop's, the bus's, the log's, the children's, HTTP's and the workers' together.

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -81,6 +82,21 @@ TEST_F(Start, besideAnInstanceThatRunsStartsNoWindowProgram) {
     ASSERT_EQ(running.claim("", std::chrono::seconds(1)),
               platform::posix::InstanceLock::Outcome::held);
     EXPECT_FALSE(startsAWindow());
+}
+
+// The next thing that is opened would be there, and get what is written: the window's connection.
+TEST_F(Start, withStandardErrorClosedHasNothingElseInItsPlace) {
+    std::ofstream(programs / "zorvane-window")
+        << "#!/bin/sh\nreadlink /proc/$$/fd/2 > '" << started.string() << "'\nexec sleep 1000\n";
+    ASSERT_EQ(::mkfifo((programs / "zorvane-application.so").c_str(), 0600), 0);
+    const auto program =
+        session.start({"/bin/sh", "-c", "exec \"$0\" 2>&-", programs / "Zorvane"}, "start");
+    EXPECT_TRUE(eventually([&] { return readFile(started) == "/dev/null\n"; }))
+        << readFile(started);
+    program->signal(SIGKILL);
+    EXPECT_TRUE(program->waitForExit(patience).has_value());
+    EXPECT_TRUE(eventually([&] { return session.processes().empty(); }))
+        << describe(session.processes());
 }
 
 } // namespace

@@ -71,6 +71,12 @@ class InstanceTest : public testing::Test {
     std::unique_ptr<InstanceWatch> watch;
 };
 
+TEST_F(InstanceTest, isNotWaitedForWhereItsFileIsAPipe) {
+    std::filesystem::create_directories(folder());
+    ASSERT_EQ(::mkfifo((folder() / "instance.lock").c_str(), 0600), 0);
+    EXPECT_FALSE(InstanceLock::isHeld(folder()));
+}
+
 TEST_F(InstanceTest, isAskedToReopenByEverySecondOne) {
     start();
     EXPECT_EQ(InstanceLock(folder()).claim("token-1", patience), Outcome::handedOver);

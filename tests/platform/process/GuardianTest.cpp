@@ -254,6 +254,15 @@ TEST_F(Guarded, childMayBeKilledThoughItsGuardianIsStopped) {
     EXPECT_FALSE(hasChildren());
 }
 
+TEST_F(Guarded, childsExitIsReportedThoughItsGuardianIsStopped) {
+    const auto child = launch(guardedChild({"ready", "hang"}, recorder));
+    EXPECT_TRUE(recorder.says("ready"));
+    ::kill(parentOf(child->pid()), SIGSTOP);
+    ::kill(child->pid(), SIGKILL);
+    EXPECT_EQ(recorder.exit(), killedBy(SIGKILL));
+    EXPECT_FALSE(hasChildren());
+}
+
 class KilledGuardian : public ChildTest {
   protected:
     void SetUp() override {

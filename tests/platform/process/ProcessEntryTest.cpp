@@ -1,6 +1,7 @@
 // A program that was started by somebody who ignores, blocks and limits what it can.
 #include "platform/posix/ProcessEntry.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -96,6 +97,17 @@ TEST(ProcessEntry, mayHaveTheDescriptorsThatTheSystemGrants) {
                   return static_cast<int>(limit.rlim_cur);
               }),
               200);
+}
+
+TEST(ProcessEntry, letsNothingTakeThePlaceOfAClosedStandardStream) {
+    EXPECT_EQ(exitCodeOf([] {
+                  ::close(STDIN_FILENO);
+                  ::close(STDERR_FILENO);
+                  putInheritanceRight();
+                  const bool taken = ::open("/", O_RDONLY) <= STDERR_FILENO;
+                  return taken || ::write(STDERR_FILENO, "", 1) == 1 ? 1 : 0;
+              }),
+              0);
 }
 
 TEST(ProcessEntry, refusesToGoOnWithoutThreads) {
