@@ -113,11 +113,11 @@ std::expected<void, std::string> handOverTo(const std::filesystem::path& program
         posix::killAndReap(spawned->pid);
         return failed(exitWatch.error());
     }
-    if (receive(ours.get(), deadline, exitWatch->get(), isCancelled) == readyByte &&
-        send(ours.get(), goingByte)) {
+    const auto word = receive(ours.get(), deadline, exitWatch->get(), isCancelled);
+    const bool isGivenUp = isCancelled(); // by now, perhaps: it is asked only now and then
+    if (!isGivenUp && word == readyByte && send(ours.get(), goingByte)) {
         return {};
     }
-    const bool isGivenUp = isCancelled();
     const bool timedOut = isGivenUp || deadline.isOver();
     pollfd exited[] = {{.fd = exitWatch->get(), .events = POLLIN, .revents = 0}};
     const bool hasEnded = ::poll(exited, 1, timedOut ? 0 : endPatience) > 0;

@@ -9,6 +9,7 @@
 #include <array>
 #include <chrono>
 #include <csignal>
+#include <memory>
 #include <utility>
 
 namespace platform::desktop {
@@ -46,6 +47,38 @@ class EventScope {
 
   private:
     std::optional<SystemEvent>& current_;
+};
+
+// Whether a signal to end came while the main loop had no turn.
+class SignalsMeanwhile {
+  public:
+    SignalsMeanwhile() {
+        for (const int number : terminationSignals) {
+            GSource* const source = g_unix_signal_source_new(number);
+            g_source_set_callback(source, onSignal, &came_, nullptr);
+            g_source_attach(source, context_.get());
+            g_source_unref(source);
+        }
+    }
+    SignalsMeanwhile(const SignalsMeanwhile&) = delete;
+    SignalsMeanwhile& operator=(const SignalsMeanwhile&) = delete;
+    ~SignalsMeanwhile() = default;
+
+    [[nodiscard]] bool came() {
+        while (g_main_context_iteration(context_.get(), FALSE) != FALSE) {
+        }
+        return came_;
+    }
+
+  private:
+    static gboolean onSignal(gpointer came) {
+        *static_cast<bool*>(came) = true;
+        return G_SOURCE_CONTINUE;
+    }
+
+    bool came_ = false;
+    std::unique_ptr<GMainContext, decltype(&g_main_context_unref)> context_{g_main_context_new(),
+                                                                            &g_main_context_unref};
 };
 
 std::string valueOf(const Environment& environment, const char* name) {
@@ -170,12 +203,17 @@ bool LinuxApplication::takeOver() {
     if (!predecessor_.isThere()) {
         return true;
     }
+    SignalsMeanwhile signals;
     if (!predecessor_.agreesToGo(appcast::handOverPatience)) {
         log_.write("the instance before this one has gone without handing over");
         giveUp(0);
         return false;
     }
     instance_.waitForHolder(holderPatience);
+    if (signals.came()) { // as to the one before, with which it all ends
+        giveUp(0);
+        return false;
+    }
     int exitStatus = 0;
     if (!claimTheInstance(exitStatus)) {
         giveUp(exitStatus);

@@ -35,6 +35,7 @@
 #include "platform/linux/SessionManagerClient.h"
 #include "platform/linux/WindowHost.h"
 
+#include <atomic>
 #include <filesystem>
 #include <functional>
 #include <optional>
@@ -60,6 +61,8 @@ class LinuxApplication final : public Application {
     void setActivationPolicy(ActivationPolicy policy) override;
     [[nodiscard]] std::optional<SystemEvent> currentEvent() const override;
 
+    // Whether the end is agreed to; any thread.
+    [[nodiscard]] bool isEnding() const { return ending_; }
     // The news that the user closed (hid) a window.
     void windowWasClosed();
     // Takes every window off the screen; nothing is closed.
@@ -123,7 +126,7 @@ class LinuxApplication final : public Application {
     Stage stage_ = Stage::idle;
     int exitStatus_ = 0;
     bool asking_ = false;
-    bool ending_ = false;                   // agreed to, perhaps not begun
+    std::atomic<bool> ending_ = false;      // agreed to, perhaps not begun
     std::optional<SystemEvent> eventAtEnd_; // by which that was asked
     int modals_ = 0;
     bool modalsDismissed_ = false;

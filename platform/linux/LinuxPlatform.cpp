@@ -19,16 +19,19 @@ namespace platform {
 namespace desktop {
 namespace {
 
-// What the desktop gave this launch is not the next one's.
-appcast::StartSuccessor successorWith(Environment environment) {
+// What the desktop gave this launch is not the next one's. A user who quits meanwhile, or whose
+// session ends, is not followed: the end may take longer than the new version needs to take over.
+appcast::StartSuccessor successorWith(Environment environment,
+                                      const LinuxApplication& application) {
     for (const char* name :
          {"DESKTOP_AUTOSTART_ID", "DESKTOP_STARTUP_ID", "XDG_ACTIVATION_TOKEN"}) {
         environment.erase(name);
     }
-    return [environment = std::move(environment)](const std::filesystem::path& program,
-                                                  std::chrono::milliseconds patience,
-                                                  const std::function<bool()>& isCancelled) {
-        return appcast::handOverTo(program, environment, patience, isCancelled);
+    return [environment = std::move(environment),
+            &application](const std::filesystem::path& program, std::chrono::milliseconds patience,
+                          const std::function<bool()>& isCancelled) {
+        return appcast::handOverTo(program, environment, patience,
+                                   [&] { return application.isEnding() || isCancelled(); });
     };
 }
 
@@ -120,7 +123,7 @@ LinuxPlatform::LinuxPlatform(const NativeOptions& options, const Environment& en
                         .application = application_,
                         .workspace = workspace_,
                         .commands = commandRunner_,
-                        .startSuccessor = successorWith(environment),
+                        .startSuccessor = successorWith(environment, application_),
                         .ui = updateUi_,
                         .notice = updateNotice_,
                         .log = log_},

@@ -64,6 +64,7 @@ TEST_F(SessionSign, ofASignalToHangUp) {
 TEST_F(SessionSign, ofTheSessionManager) {
     launchUntilItListens();
     expectAnOrderlyEndBy([&] { manager.endSession(); });
+    EXPECT_TRUE(SessionManager::waitFor([&] { return manager.hasAnswered(); }));
 }
 
 TEST_F(SessionSign, ofASystemThatShutsDown) {
@@ -94,7 +95,7 @@ TEST_F(SessionSign, ofADisplayThatGoesWithItsSessionBus) {
 
 TEST_F(SessionSign, isNoneThatTheSessionIsLockedOrAnotherOneEnds) {
     launchUntilItListens();
-    session.close(window().value());
+    session.close(window().value_or(""));
     ASSERT_TRUE(windowDisappears());
     logind.lockSession();
     logind.prepareForShutdown(false);

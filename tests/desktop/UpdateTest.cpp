@@ -16,6 +16,7 @@
 #include <fstream>
 #include <map>
 #include <mutex>
+#include <vector>
 
 namespace desktop {
 namespace {
@@ -85,6 +86,18 @@ class Update : public ::testing::Test {
                1;
     }
     std::string events() const { return readFile(applications / "events"); }
+    bool says(const std::string& line) const {
+        return events().find(line + "\n") != std::string::npos;
+    }
+    std::vector<pid_t> versionsRunning() const {
+        std::vector<pid_t> found;
+        for (const Process& process : session.processes()) {
+            if (process.command.starts_with((bundle / "Contents/MacOS/Example").string())) {
+                found.push_back(process.pid);
+            }
+        }
+        return found;
+    }
     std::string version() const {
         return test_support::readTestInfo(bundle).at("CFBundleVersion").value();
     }
@@ -163,6 +176,46 @@ TEST_F(Update, isTakenBackWhenTheNewVersionDiesAtItsLaunch) {
     EXPECT_THAT(events(), HasSubstr("reopen"));
 }
 
+// The end takes its time, as that of a server may; the new version is ready before it is over.
+TEST_F(Update, isTakenBackWhenTheUserQuitsWhileTheNewVersionStarts) {
+    for (const char* held : {"hold-launch", "hold-end"}) {
+        std::ofstream(applications / held) << "";
+    }
+    const auto old = launch();
+    ASSERT_TRUE(appears(offerTitle)) << events() << old->standardError();
+    session.focus(*session.visibleWindow(offerTitle));
+    pressInstall();
+    ASSERT_TRUE(eventually([&] { return says("meets hold-launch"); })) << old->standardError();
+    old->signal(SIGTERM);
+    ASSERT_TRUE(eventually([&] { return says("meets hold-end"); })) << old->standardError();
+    std::filesystem::remove(applications / "hold-launch");
+    EXPECT_TRUE(eventually([&] { return version() == "1"; }));
+    std::filesystem::remove(applications / "hold-end");
+    EXPECT_EQ(old->waitForExit(patience), 0) << old->standardError();
+    EXPECT_EQ(filesBesideTheBundle(), 2) << "nothing of the new version is left";
+    EXPECT_FALSE(says("launched 2")) << events();
+}
+
+// As when the session ends: the old version is on its way out, and the new one waits for that.
+TEST_F(Update, isNotFollowedByTheNewVersionWhenEverybodyIsToldToEnd) {
+    std::ofstream(applications / "hold-end") << "";
+    const auto old = launch();
+    ASSERT_TRUE(appears(offerTitle)) << events() << old->standardError();
+    session.focus(*session.visibleWindow(offerTitle));
+    pressInstall();
+    ASSERT_TRUE(eventually([&] { return says("meets hold-end"); })) << old->standardError();
+    const std::vector<pid_t> running = versionsRunning();
+    ASSERT_EQ(running.size(), 2U);
+    for (const pid_t pid : running) {
+        ::kill(pid, SIGTERM);
+    }
+    std::filesystem::remove(applications / "hold-end");
+    EXPECT_EQ(old->waitForExit(patience), 0) << old->standardError();
+    EXPECT_TRUE(eventually([&] { return versionsRunning().empty(); }));
+    EXPECT_FALSE(says("launched 2")) << events();
+    EXPECT_EQ(version(), "2");
+}
+
 TEST_F(Update, isNotEvenPutInPlaceWhenTheNewVersionCannotSayItsVersion) {
     nextInfo["TestDies"] = "when asked";
     serve();
@@ -201,9 +254,12 @@ TEST_F(Update, waitsForAnotherTimeWhenTheProgramThatShowsThePanelDies) {
     }
     EXPECT_TRUE(disappears(offerTitle));
     const int before = feedsAskedFor;
-    const auto second = launch(); // asks again, since the offer counts as answered
-    EXPECT_EQ(second->waitForExit(patience), 0);
-    EXPECT_TRUE(eventually([&] { return feedsAskedFor > before; }));
+    // Asks again, since the offer counts as answered, as soon as the application knows of the
+    // death.
+    EXPECT_TRUE(eventually([&] {
+        EXPECT_EQ(launch()->waitForExit(patience), 0);
+        return eventually([&] { return feedsAskedFor > before; }, std::chrono::seconds(2));
+    }));
     EXPECT_TRUE(appears(offerTitle)) << old->standardError();
     EXPECT_TRUE(old->isRunning());
     EXPECT_EQ(version(), "1");

@@ -61,6 +61,9 @@ class SessionManager {
 
     void endSession() const { tell("EndSession"); }
 
+    // Since it was asked last, if ever.
+    [[nodiscard]] bool hasAnswered() const { return answered_; }
+
     [[nodiscard]] int inhibitors() const { return inhibitors_; }
 
   private:

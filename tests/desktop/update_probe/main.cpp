@@ -2,17 +2,21 @@
 // there is a file `in-background` beside its bundle, else as if the user had asked. It writes what
 // happens to it to the file `events` there, and trusts the authority in the file `authority.pem`.
 // It quits only for an update or for the session. "TestDies" in its Info dictionary makes it end
-// "when asked" for its version, or "at its launch".
+// "when asked" for its version, or "at its launch". As long as there is a file `hold-launch` there,
+// a version that takes over does not come to that, and with a file `hold-end` none comes to its
+// end.
 #include "platform/Environment.h"
 #include "platform/Headless.h"
 #include "platform/NativePlatform.h"
 
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <string>
 #include <string_view>
+#include <thread>
 
 namespace {
 
@@ -26,6 +30,9 @@ class UpdateProbe final : public platform::ApplicationDelegate, public platform:
         const auto version = native_.bundle().infoString("CFBundleVersion").value_or("none");
         if (native_.bundle().infoString("TestDies") == "at its launch") {
             std::_Exit(3);
+        }
+        if (version != "1") {
+            waitWhileThereIs("hold-launch");
         }
         if (!native_.application().takeOver()) {
             return;
@@ -47,7 +54,10 @@ class UpdateProbe final : public platform::ApplicationDelegate, public platform:
         return mayQuit_ || native_.application().currentEvent() ? platform::TerminateReply::now
                                                                 : platform::TerminateReply::cancel;
     }
-    void applicationWillTerminate() override { say("will terminate"); }
+    void applicationWillTerminate() override {
+        say("will terminate");
+        waitWhileThereIs("hold-end");
+    }
     bool applicationShouldHandleReopen(bool /*hasVisibleWindows*/) override {
         say("reopen");
         if (updates_) {
@@ -66,6 +76,16 @@ class UpdateProbe final : public platform::ApplicationDelegate, public platform:
   private:
     void say(const std::string& line) {
         std::ofstream(events_, std::ios::app) << line << std::endl;
+    }
+
+    void waitWhileThereIs(const char* name) {
+        const auto file = events_.parent_path() / name;
+        if (std::filesystem::exists(file)) {
+            say(std::string("meets ") + name);
+        }
+        while (std::filesystem::exists(file)) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
     }
 
     platform::NativePlatform& native_;
@@ -89,7 +109,7 @@ int sayVersion() {
     if (dies != info.end() && dies->second == "when asked") {
         return 127;
     }
-    std::cout << "Example " << info.at("CFBundleShortVersionString").value() << "\n";
+    std::cout << "Example " << info.at("CFBundleShortVersionString").value_or("") << "\n";
     return 0;
 }
 

@@ -15,6 +15,7 @@
 #include <csignal>
 #include <fstream>
 #include <thread>
+#include <utility>
 
 namespace platform::appcast {
 namespace {
@@ -122,6 +123,17 @@ TEST_F(HandOver, endsSoonWhenItIsCancelled) {
                                    1h, [this] { return std::filesystem::exists(root / "leader"); });
     EXPECT_EQ(result.error(), "it was cancelled");
     EXPECT_TRUE(hasEnded(file("leader")));
+}
+
+// Who gives up while the word is on its way is not taken at it.
+TEST_F(HandOver, isNotAgreedUponAnyMoreOnceItIsCancelled) {
+    bool isCancelled = false;
+    const auto result =
+        handOverTo(script("printf r >&0; echo >$FOLDER/ready; cat >/dev/null"), variables, 1h, [&] {
+            EXPECT_EQ(file("ready"), "");
+            return std::exchange(isCancelled, true);
+        });
+    EXPECT_EQ(result ? "" : result.error(), "it was cancelled");
 }
 
 TEST_F(HandOver, doesNotWaitForAProcessThatCanSayNothingAnyMore) {
