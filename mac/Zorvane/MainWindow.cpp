@@ -69,7 +69,7 @@ platform::NavigationPolicy MainWindowController::decide(const platform::Navigati
     if (isBuiltIn(action.url)) {
         return platform::NavigationPolicy::allow;
     }
-    if (serverAnswers_) {
+    if (serverAnswers_ && !isLeaving_) {
         if (!belongsElsewhere(action)) {
             return platform::NavigationPolicy::allow;
         }
@@ -91,8 +91,8 @@ void MainWindowController::showStartingPage() {
 
 void MainWindowController::setServerAnswers(bool answers) {
     serverAnswers_ = answers;
-    if (window_) {
-        window_->setNetworkAllowed(answers);
+    if (window_ && !answers) {
+        window_->setNetworkAllowed(false);
     }
 }
 
@@ -114,10 +114,31 @@ void MainWindowController::show() {
 }
 
 void MainWindowController::load(const ostra::Url& url) {
+    const bool leavesAnother = loadedURL_ && loadedURL_ != url;
     loadedURL_ = url;
-    if (window_) {
-        window_->loadUrl(std::string(url.buffer()), loadTimeout);
+    if (!window_) {
+        return;
     }
+    if (leavesAnother || isLeaving_) {
+        isLeaving_ = true;
+        // Not always: to know costs a window a JavaScript engine.
+        window_->onDidFinishNavigation = [this](const std::string&) { hasLeft(); };
+        window_->loadHtml(startingPage);
+    } else {
+        loadNow(url);
+    }
+}
+
+void MainWindowController::hasLeft() {
+    if (std::exchange(isLeaving_, false) && serverAnswers_ && loadedURL_) {
+        loadNow(*loadedURL_);
+    }
+}
+
+void MainWindowController::loadNow(const ostra::Url& url) {
+    window_->onDidFinishNavigation = {};
+    window_->setNetworkAllowed(true);
+    window_->loadUrl(std::string(url.buffer()), loadTimeout);
 }
 
 void MainWindowController::orderOut() {
@@ -136,10 +157,11 @@ void MainWindowController::webProcessTerminated() {
     const platform::SteadyTime now = clock_.now();
     std::erase_if(deaths_, [&](auto moment) { return now - moment >= std::chrono::minutes(1); });
     deaths_.push_back(now);
+    const bool wasLeaving = std::exchange(isLeaving_, false);
     if (deaths_.size() >= deathsPerMinute) {
         giveUp();
     } else if (loadedURL_ && serverAnswers_) {
-        window_->reload();
+        wasLeaving ? loadNow(*loadedURL_) : window_->reload();
     } else {
         showStartingPage();
     }

@@ -4,9 +4,10 @@
 // whose web process died is loaded again; at the third death within a minute the window is closed,
 // and the next show() tries again. While no server of ours answers, the window is cut off from the
 // network: whoever else has taken the port gets neither a request nor a cookie, and the last page
-// stays displayed. Pages of other computers open in the browser, and what no view can show in the
-// program that the user has for it. Owned by the application delegate; main thread only; the
-// facilities outlive it.
+// stays displayed. When the server then answers at another address, the starting page takes the
+// place of the last one before the network is there again. Pages of other computers open in the
+// browser, and what no view can show in the program that the user has for it. Owned by the
+// application delegate; main thread only; the facilities outlive it.
 #pragma once
 
 #include "mac/OstraCore/ServerUrl.h"
@@ -51,7 +52,8 @@ class MainWindowController {
     void show();
     // Whether our own server answers at currentURL. Not at first.
     void setServerAnswers(bool answers);
-    // Loads the address now, or remembers it as loaded when there is no window yet.
+    // Loads the address, at once unless a page of another one has to go first, or remembers it as
+    // loaded when there is no window yet.
     void load(const ostra::Url& url);
     // Hides the window if there is one; reports nothing.
     void orderOut();
@@ -65,6 +67,8 @@ class MainWindowController {
     void webProcessTerminated();
     void giveUp();
     void showStartingPage();
+    void loadNow(const ostra::Url& url);
+    void hasLeft();
 
     platform::WebWindowFactory& windows_;
     platform::Application& application_;
@@ -73,7 +77,8 @@ class MainWindowController {
     tessel::ExternalAddresses external_;
     std::unique_ptr<platform::WebWindow> window_;
     bool serverAnswers_ = false;
-    std::optional<ostra::Url> loadedURL_; // nothing while the starting page is shown
+    std::optional<ostra::Url> loadedURL_; // nothing while the starting page is all there is
+    bool isLeaving_ = false;              // the starting page is on its way, loadedURL_ follows it
     std::vector<platform::SteadyTime> deaths_;
     bool isBlank_ = false; // its page crashed and was given up
 };

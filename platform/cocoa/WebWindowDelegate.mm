@@ -142,9 +142,11 @@ bool isAttachment(NSURLResponse* response) {
               completionHandler:^(id result, NSError* error) {
                 ZorvaneWebWindowDelegate* const observer = weakSelf;
                 const platform::WebWindow* const owner = observer.owner;
-                if (error == nil && owner != nullptr && owner->onDidFinishNavigation) {
-                    owner->onDidFinishNavigation(
-                        [result isKindOfClass:[NSString class]] ? textOf(result) : "");
+                if (error != nil || owner == nullptr) {
+                    return;
+                }
+                if (const auto finished = owner->onDidFinishNavigation) { // which may be replaced
+                    finished([result isKindOfClass:[NSString class]] ? textOf(result) : "");
                 }
               }];
 }

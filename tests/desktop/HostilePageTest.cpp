@@ -1,6 +1,7 @@
 // Pages that hang, take all memory, ask without end, or lead elsewhere without end: the
 // application's menu answers, it ends in time, and nothing is left.
 #include "tests/desktop/PageTest.h"
+#include "tests/desktop/session/PortStealer.h"
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -248,6 +249,28 @@ TEST_F(HostilePage, thatPrintsHoldsUpNoQuit) {
     EXPECT_TRUE(reports("goes-on"));
     EXPECT_TRUE(menuAnswersAtOnce());
     quit();
+}
+
+// The new server has another port, and takes its time for the first page: the old page, which asks
+// without end, is gone before anything is asked over the network again.
+TEST_F(HostilePage, thatIsLeftBehindDoesNotReachAStrangerWhileTheNextOneComes) {
+    ASSERT_NO_FATAL_FAILURE(
+        launchWithPage(page("setInterval(() => fetch('/report?asks').catch(() => {}), 10)")));
+    ASSERT_TRUE(reports("asks"));
+    const ServerLaunch first = serverLaunches(1).front();
+    const PortStealer stranger(static_cast<std::uint16_t>(first.port), std::chrono::hours(1));
+    std::ofstream(pages / "hold") << "";
+    writePage("<script>fetch('/report?next')</script>");
+    ::kill(first.pid, SIGKILL);
+    const std::vector<ServerLaunch> launches = serverLaunches(2);
+    ASSERT_EQ(launches.size(), 2U) << application->standardError();
+    ASSERT_NE(launches[1].port, first.port);
+    // What it asked in the moment before anybody knew of the server's end.
+    const std::vector<std::string> before = stranger.misdirected();
+    EXPECT_TRUE(showsTheStartingPage());
+    std::filesystem::remove(pages / "hold");
+    EXPECT_TRUE(reports("next"));
+    EXPECT_EQ(stranger.misdirected(), before);
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """A server for the application whose pages are files of a test: the folder in the variable
-TEST_PAGES. GET / is index.html there. GET /attachment?name=N&size=S&rate=R sends S bytes as an
+TEST_PAGES. GET / is index.html there; as long as there is a file "hold" there, pages wait for its
+end. GET /attachment?name=N&size=S&rate=R sends S bytes as an
 attachment named N, R bytes a second (0: at once); without a size it never ends. GET /report?TEXT
 adds a line to the file "reports"."""
 import os
@@ -49,6 +50,8 @@ class Handler(test_http.Handler):
             self.send_attachment(parse_qs(address.query, encoding="utf-8"))
         else:
             name = os.path.basename(address.path) or "index.html"
+            while os.path.exists(os.path.join(PAGES, "hold")):
+                time.sleep(0.01)
             try:
                 with open(os.path.join(PAGES, name), "rb") as page:
                     self.reply(200, "text/html; charset=utf-8", page.read())

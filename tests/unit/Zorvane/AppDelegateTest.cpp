@@ -105,7 +105,9 @@ TEST_F(AppDelegateTest, replacesThePageWhenTheServerComesBackOnAnotherPort) {
     ports.taken = {50001};
     delegate->supervisor().restart();
     scheduler.advance(1s);
-    EXPECT_THAT(events, ElementsAre("server launched", "load http://127.0.0.1:50002/ within 60 s"));
+    windows.window->onDidFinishNavigation("");
+    EXPECT_THAT(events, ElementsAre("server launched", "load html",
+                                    "load http://127.0.0.1:50002/ within 60 s"));
 }
 
 TEST_F(AppDelegateTest, keepsTheLastPageWhenTheServerStops) {

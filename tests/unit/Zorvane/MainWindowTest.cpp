@@ -96,6 +96,7 @@ TEST_F(MainWindowTest, loadsANewAddressOnTheNextShow) {
     showServer();
     controller.currentURL = server(9090);
     controller.show();
+    windows.window->onDidFinishNavigation("");
     EXPECT_EQ(events.back(), "load http://127.0.0.1:9090/ within 60 s");
 }
 
@@ -173,9 +174,81 @@ TEST_F(MainWindowTest, isCutOffFromTheNetworkUntilTheServerAnswers) {
     controller.show();
     EXPECT_FALSE(windows.window->networkAllowed);
     controller.setServerAnswers(true);
+    controller.load(server());
     EXPECT_TRUE(windows.window->networkAllowed);
     controller.setServerAnswers(false);
     EXPECT_FALSE(windows.window->networkAllowed);
+    controller.setServerAnswers(true);
+    controller.load(server());
+    EXPECT_TRUE(windows.window->networkAllowed);
+    EXPECT_EQ(events.back(), "load http://127.0.0.1:8080/ within 60 s") << "its own page may ask";
+}
+
+// A page that asks without end would ask whoever has its port now.
+TEST_F(MainWindowTest, hasNoNetworkBeforeThePageOfAnotherAddressHasGone) {
+    showServer();
+    controller.setServerAnswers(false);
+    controller.setServerAnswers(true);
+    controller.load(server(9090));
+    EXPECT_THAT(events, ElementsAre("load html"));
+    EXPECT_EQ(windows.window->html, MainWindowController::startingPage);
+    EXPECT_FALSE(windows.window->networkAllowed);
+    windows.window->onDidFinishNavigation("");
+    EXPECT_TRUE(windows.window->networkAllowed);
+    const platform::testing::Events moved{"load html", "load http://127.0.0.1:9090/ within 60 s"};
+    EXPECT_EQ(events, moved);
+    EXPECT_FALSE(windows.window->onDidFinishNavigation) << "which would cost memory";
+}
+
+// Another page of its own would come instead of the starting page, and without the network fail.
+TEST_F(MainWindowTest, letsNoPageNavigateOnceItHasToGo) {
+    showServer();
+    controller.setServerAnswers(false);
+    controller.setServerAnswers(true);
+    controller.load(server(9090));
+    const platform::NavigationAction again{.url = "http://127.0.0.1:8080/"};
+    EXPECT_EQ(windows.window->decideNavigationPolicy(again), platform::NavigationPolicy::cancel);
+    windows.window->onDidFinishNavigation("");
+    EXPECT_EQ(windows.window->decideNavigationPolicy({.url = "http://127.0.0.1:9090/"}),
+              platform::NavigationPolicy::allow);
+}
+
+TEST_F(MainWindowTest, loadsNothingAfterThePageThatHasGoneWhenTheServerHasGoneAgain) {
+    showServer();
+    controller.setServerAnswers(false);
+    controller.setServerAnswers(true);
+    controller.load(server(9090));
+    controller.setServerAnswers(false);
+    windows.window->onDidFinishNavigation("");
+    EXPECT_THAT(events, ElementsAre("load html"));
+    EXPECT_FALSE(windows.window->networkAllowed);
+    controller.setServerAnswers(true);
+    controller.load(server(9090));
+    EXPECT_EQ(events.back(), "load http://127.0.0.1:9090/ within 60 s");
+    EXPECT_TRUE(windows.window->networkAllowed);
+}
+
+TEST_F(MainWindowTest, waitsForThePageToGoWhoeverIsNext) {
+    showServer();
+    for (const std::uint16_t port : std::initializer_list<std::uint16_t>{9090, 9091, 9091}) {
+        controller.setServerAnswers(false);
+        controller.setServerAnswers(true);
+        controller.load(server(port));
+        EXPECT_EQ(events.back(), "load html");
+        EXPECT_FALSE(windows.window->networkAllowed);
+    }
+    windows.window->onDidFinishNavigation("");
+    EXPECT_EQ(events.back(), "load http://127.0.0.1:9091/ within 60 s");
+}
+
+TEST_F(MainWindowTest, loadsTheNextPageWhenTheOneBeforeDiesOnItsWay) {
+    showServer();
+    controller.setServerAnswers(false);
+    controller.setServerAnswers(true);
+    controller.load(server(9090));
+    windows.window->onWebProcessTerminated();
+    EXPECT_TRUE(windows.window->networkAllowed);
+    EXPECT_THAT(events, ElementsAre("load html", "load http://127.0.0.1:9090/ within 60 s"));
 }
 
 TEST_F(MainWindowTest, isMadeWithTheNetworkWhenTheServerAnswersAlready) {
@@ -191,6 +264,7 @@ TEST_F(MainWindowTest, keepsThePageAndLoadsNothingWhileTheServerIsGone) {
     EXPECT_THAT(events, ElementsAre("visible", "window front", "activate"));
     controller.setServerAnswers(true);
     controller.show();
+    windows.window->onDidFinishNavigation("");
     EXPECT_EQ(events.back(), "load http://127.0.0.1:9090/ within 60 s");
 }
 

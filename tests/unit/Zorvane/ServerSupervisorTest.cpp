@@ -81,6 +81,7 @@ TEST_F(ServerSupervisorTest, goesFromStartingToRunningOnceTheServerEchoesTheNonc
     EXPECT_EQ(http.requests[0].url, "http://127.0.0.1:50001/api/health");
     EXPECT_EQ(http.requests[0].timeout, 500ms);
     EXPECT_EQ(http.requests[0].maxRedirects, 0);
+    EXPECT_THAT(http.requests[0].headers, ElementsAre(Pair("Cache-Control", "no-cache")));
 }
 
 TEST_F(ServerSupervisorTest, passesItsArgumentsInOrder) {
@@ -130,14 +131,22 @@ TEST_F(ServerSupervisorTest, makesPrivateFoldersAndTightensWhatIsThere) {
     files.modes["/support/app.zorvane"] = 0755;
     files.modes["/support/app.zorvane/plugins"] = 0777;
     files.modes["/support/app.zorvane/library.db"] = 0644;
+    files.modes["/support/app.zorvane/library.db-wal"] = 0640;
     files.modes["/support/app.zorvane/library.db-shm"] = 0666;
     supervisor->start();
     for (const char* folder : {"", "/plugins", "/artwork"}) {
         EXPECT_EQ(files.modes["/support/app.zorvane" + std::string(folder)], 0700U) << folder;
     }
     EXPECT_EQ(files.modes["/support/app.zorvane/library.db"], 0600U);
+    EXPECT_EQ(files.modes["/support/app.zorvane/library.db-wal"], 0600U);
     EXPECT_EQ(files.modes["/support/app.zorvane/library.db-shm"], 0600U);
-    EXPECT_FALSE(files.modes.contains("/support/app.zorvane/library.db-wal"));
+}
+
+TEST_F(ServerSupervisorTest, makesNoDatabaseFiles) {
+    supervisor->start();
+    for (const char* suffix : {"", "-wal", "-shm"}) {
+        EXPECT_FALSE(files.modes.contains("/support/app.zorvane/library.db" + std::string(suffix)));
+    }
 }
 
 TEST_F(ServerSupervisorTest, launchesUnderAPrivateMaskAndPutsTheOldOneBack) {
@@ -731,6 +740,15 @@ TEST_F(ServerSupervisorTest, leavesNothingBehindWhenItIsDestroyed) {
     EXPECT_EQ(launcher.running(), 0);
     scheduler.advance(1h);
     EXPECT_EQ(launcher.launches(), 1U);
+}
+
+TEST_F(ServerSupervisorTest, asksNobodyForHealthOnceItIsDestroyed) {
+    supervisor->start();
+    scheduler.advance(1s);
+    supervisor.reset();
+    const std::size_t asked = http.requests.size();
+    scheduler.advance(1h);
+    EXPECT_EQ(http.requests.size(), asked);
 }
 
 TEST_F(ServerSupervisorTest, isDestroyedWithARestartUnderWay) {
