@@ -26,6 +26,9 @@ void RemoteMenuBar::setMainMenu(const Menu& menu) {
 }
 
 void RemoteMenuBar::tellMainMenu() {
+    if (!mainMenu_) {
+        return;
+    }
     host_.tell("SetMainMenu", mainMenu_->edition, connection::entriesOf(mainMenu_->menu));
 }
 
@@ -44,23 +47,11 @@ void RemoteMenuBar::statusItemChanged(tray::TrayStatusItem& item) {
     }
 }
 
-// Nothing moves under the pointer: rows keep their places, those that have gone are disabled, and
-// those that came have to wait for the next opening.
 void RemoteMenuBar::tellStatusMenu() {
     if (homeless_ == nullptr || statusMenu_.edition == 0) {
         return;
     }
-    const Menu& latest = homeless_->latestMenu();
-    const auto continued = tray::continuedItems(statusMenu_.menu, latest);
-    Menu shown = statusMenu_.menu;
-    for (MenuItem& item : shown) {
-        item.enabled = false;
-    }
-    for (std::size_t index = 0; index < latest.size(); ++index) {
-        if (continued[index]) {
-            shown[*continued[index]] = latest[index];
-        }
-    }
+    Menu shown = tray::keptInPlace(statusMenu_.menu, homeless_->latestMenu());
     if (connection::entriesOf(shown) != connection::entriesOf(statusMenu_.menu)) {
         host_.tell("UpdateStatusMenu", statusMenu_.edition, connection::entriesOf(shown));
     }
@@ -84,9 +75,7 @@ void RemoteMenuBar::tellStatusItem() {
 }
 
 void RemoteMenuBar::sayAgain() {
-    if (mainMenu_) {
-        tellMainMenu();
-    }
+    tellMainMenu();
     if (homeless_ != nullptr) {
         tellStatusItem();
     }

@@ -83,6 +83,10 @@ struct DesktopNotifications::Shown : std::enable_shared_from_this<Shown> {
                 connection.get(), service, service, signal, path, nullptr, G_DBUS_SIGNAL_FLAGS_NONE,
                 onSignal, this, nullptr);
         }
+        subscriptions[subscribed++] = g_dbus_connection_signal_subscribe(
+            connection.get(), "org.freedesktop.DBus", "org.freedesktop.DBus", "NameOwnerChanged",
+            "/org/freedesktop/DBus", service, G_DBUS_SIGNAL_FLAGS_NONE, onOwnerChanged, this,
+            nullptr);
         GVariantBuilder actions;
         g_variant_builder_init(&actions, G_VARIANT_TYPE("as"));
         if (!content.action.empty()) {
@@ -151,6 +155,16 @@ struct DesktopNotifications::Shown : std::enable_shared_from_this<Shown> {
         }
     }
 
+    // Whoever comes after the one that showed it numbers its own notices from 1 again.
+    static void onOwnerChanged(GDBusConnection* /*connection*/, const char* /*sender*/,
+                               const char* /*path*/, const char* /*interface*/,
+                               const char* /*signal*/, GVariant* /*parameters*/, gpointer data) {
+        const auto self = static_cast<Shown*>(data)->shared_from_this();
+        if (self->id != 0) {
+            self->forget();
+        }
+    }
+
     // A copy: what is opened may withdraw this notice.
     void open() {
         const auto follow = std::exchange(opened, {});
@@ -205,7 +219,7 @@ struct DesktopNotifications::Shown : std::enable_shared_from_this<Shown> {
     std::function<void(const std::string&)> opening;
     gtk::GObjectPtr<GDBusConnection> connection;
     gulong closedHandler = 0;
-    std::array<guint, 3> subscriptions{};
+    std::array<guint, 4> subscriptions{};
     std::size_t subscribed = 0;
     std::uint32_t id = 0; // 0: not known yet, or not there any more
     std::string token;

@@ -54,7 +54,8 @@ std::vector<std::optional<std::size_t>> continuedItems(const Menu& before, const
         if (!continued[j] && isInformation(after[j])) {
             const auto next = std::find_if(continued.begin() + static_cast<std::ptrdiff_t>(j),
                                            continued.end(), [](auto index) { return index; });
-            const std::size_t end = next == continued.end() ? before.size() : **next;
+            const std::size_t end =
+                next == continued.end() ? before.size() : next->value_or(before.size());
             while (free < end && !isInformation(before[free])) {
                 ++free;
             }
@@ -62,11 +63,24 @@ std::vector<std::optional<std::size_t>> continuedItems(const Menu& before, const
                 continued[j] = free;
             }
         }
-        if (continued[j]) {
-            free = *continued[j] + 1;
+        if (const auto& index = continued[j]) {
+            free = *index + 1;
         }
     }
     return continued;
+}
+
+Menu keptInPlace(Menu shown, const Menu& latest) {
+    const auto continued = continuedItems(shown, latest);
+    for (MenuItem& item : shown) {
+        item.enabled = false;
+    }
+    for (std::size_t index = 0; index < latest.size(); ++index) {
+        if (const auto& place = continued[index]) {
+            shown[*place] = latest[index];
+        }
+    }
+    return shown;
 }
 
 } // namespace platform::tray

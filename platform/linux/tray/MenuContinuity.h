@@ -17,4 +17,9 @@ namespace platform::tray {
 [[nodiscard]] std::vector<std::optional<std::size_t>> continuedItems(const Menu& before,
                                                                      const Menu& after);
 
+// What a menu that is open shows of its latest state, so that nothing moves under the pointer: rows
+// keep their places, those that have gone are disabled, and those that came have to wait for the
+// next opening.
+[[nodiscard]] Menu keptInPlace(Menu shown, const Menu& latest);
+
 } // namespace platform::tray

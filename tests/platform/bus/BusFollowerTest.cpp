@@ -185,7 +185,8 @@ TEST_F(BusFollowerTest, pausesNoLongerThanTheLongest) {
 
 TEST_F(BusFollowerTest, startsWithTheShortPauseAgainOnceTheBusWasThere) {
     awaitTheBus();
-    follow({.first = 10ms, .longest = 60min});
+    // Doubled each time, the last would be longer than is waited here.
+    follow({.first = 40ms, .longest = 60min});
     for (int round = 1; round <= 12; ++round) {
         ASSERT_TRUE(eventually([&] { return came == round; })) << round;
         bus.kill();

@@ -76,10 +76,17 @@ class Notifications : public ::testing::Test {
             .method_call = onCall, .get_property = nullptr, .set_property = nullptr, .padding = {}};
         g_dbus_connection_register_object(connection_.get(), path, node->interfaces[0], &calls,
                                           this, nullptr, nullptr);
+        callBus("RequestName", g_variant_new("(su)", service, 0U));
+    }
+    // Another one takes its place, with numbers of its own.
+    void beReplaced() {
+        callBus("ReleaseName", g_variant_new("(s)", service));
+        callBus("RequestName", g_variant_new("(su)", service, 0U));
+    }
+    void callBus(const char* method, GVariant* parameters) {
         const std::unique_ptr<GVariant, decltype(&g_variant_unref)> reply(
             g_dbus_connection_call_sync(connection_.get(), "org.freedesktop.DBus", "/",
-                                        "org.freedesktop.DBus", "RequestName",
-                                        g_variant_new("(su)", service, 0U), nullptr,
+                                        "org.freedesktop.DBus", method, parameters, nullptr,
                                         G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr),
             &g_variant_unref);
         ASSERT_TRUE(reply);
@@ -269,6 +276,21 @@ TEST_F(Notifications, areForgottenOnceTheUserClosesThem) {
     notifications->withdraw();
     settle();
     EXPECT_THAT(closed, IsEmpty()) << "there is nothing left to close";
+}
+
+TEST_F(Notifications, areForgottenTogetherWithWhoeverShowedThem) {
+    appear();
+    show();
+    ASSERT_TRUE(isShown());
+    settle();
+    beReplaced();
+    settle();
+    emit("ActionInvoked", 1, "default");
+    settle();
+    EXPECT_THAT(opened, IsEmpty()) << "that was another application's";
+    notifications->withdraw();
+    settle();
+    EXPECT_THAT(closed, IsEmpty()) << "so is what has its number now";
 }
 
 TEST_F(Notifications, areOneAtATime) {

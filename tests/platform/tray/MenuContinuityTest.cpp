@@ -8,7 +8,9 @@
 namespace platform::tray {
 namespace {
 
+using ::testing::AllOf;
 using ::testing::ElementsAre;
+using ::testing::Field;
 
 constexpr std::optional<std::size_t> anew;
 
@@ -71,6 +73,19 @@ TEST(MenuContinuity, aSubmenuIsNotAnItemOfTheSameTitle) {
     const Menu before = {{.title = "Edit", .action = [] {}}};
     const Menu after = {{.title = "Edit", .submenu = menu("a")}};
     EXPECT_THAT(continuedItems(before, after), ElementsAre(anew));
+}
+
+TEST(MenuContinuity, rowsOfAnOpenMenuKeepTheirPlaces) {
+    const auto is = [](const char* title, bool enabled) {
+        return AllOf(Field(&MenuItem::title, title), Field(&MenuItem::enabled, enabled));
+    };
+    const Menu shown = keptInPlace(menu("Aa-BC"), menu("Ax-CD"));
+    EXPECT_THAT(shown, ElementsAre(is("A", true), is("x", true), is("", true), is("B", false),
+                                   is("C", true)));
+    // What comes back can be chosen again.
+    EXPECT_THAT(
+        keptInPlace(shown, menu("Ax-BC")),
+        ElementsAre(is("A", true), is("x", true), is("", true), is("B", true), is("C", true)));
 }
 
 } // namespace
