@@ -101,7 +101,6 @@ INSTANTIATE_TEST_SUITE_P(Every, DeathOf,
                          });
 
 TEST_F(DeathTest, ofTheWindowProgramThreeTimesInAMinuteLeavesTheWindowClosedUntilItIsAskedFor) {
-    TrayHost tray(session);
     launchUntilReady();
     for (int death = 1; death <= 3; ++death) {
         ASSERT_TRUE(windowAppears()) << application->standardError();
@@ -120,9 +119,7 @@ TEST_F(DeathTest, ofTheWindowProgramThreeTimesInAMinuteLeavesTheWindowClosedUnti
         << application->standardError();
     EXPECT_FALSE(window().has_value());
     EXPECT_TRUE(serverAnswers(serverLaunches(1).front().port));
-    ASSERT_TRUE(tray.hasItem());
-    (void)tray.openMenu();
-    tray.click("Show Zorvane Window");
+    askForTheWindow();
     EXPECT_TRUE(windowAppears()) << application->standardError();
     EXPECT_TRUE(showsTheServersPage());
     EXPECT_EQ(logged("the window stays closed"), 1U);

@@ -37,7 +37,8 @@ class Download : public PageTest {
         ASSERT_TRUE(appears("Save File")) << application->standardError();
     }
     static std::string offer(const std::string& attachment) {
-        return fmt::format("<body>offers<script>onload = () => location = '{}'</script>",
+        return fmt::format("<body style='height:100vh'>offers<script>onclick = onload = () => "
+                           "location = '{}'</script>",
                            attachment);
     }
 
@@ -46,6 +47,15 @@ class Download : public PageTest {
     }
     [[nodiscard]] bool disappears(const std::string& title) const {
         return eventually([&] { return !session.visibleWindow(title).has_value(); });
+    }
+    // By a click on the page, once the one before is over.
+    [[nodiscard]] bool isOfferedAgain() const {
+        return eventually([&] {
+            const WindowGeometry place = session.geometry(window().value_or("root"));
+            session.click(place.x + place.width / 2, place.y + place.height / 2);
+            return eventually([&] { return session.visibleWindow("Save File").has_value(); },
+                              std::chrono::seconds(2));
+        });
     }
     // Keys are lost until the dialog has the keyboard.
     [[nodiscard]] bool answers(const std::string& title, const std::string& key) const {
@@ -103,6 +113,7 @@ TEST_F(Download, isSavedWhereTheUserSaysAndNowhereElse) {
     EXPECT_THAT(namesIn(target), ElementsAre("saved.mkv"));
     EXPECT_TRUE(eventually([&] { return collected().empty(); }));
     EXPECT_THAT(atHome(), IsEmpty());
+    EXPECT_TRUE(isOfferedAgain());
     quit();
 }
 
@@ -132,6 +143,14 @@ TEST_F(Download, isWhatTheViewCannotShow) {
     quit();
 }
 
+TEST_F(Download, isWhatComesAsAnAttachmentThoughTheViewCouldShowIt) {
+    launchAndOffer("/attachment?name=notes.txt&type=text/plain&size=1000");
+    EXPECT_TRUE(answers("Save File", "Escape"));
+    EXPECT_THAT(atHome(), IsEmpty());
+    EXPECT_TRUE(isOfferedAgain());
+    quit();
+}
+
 TEST_F(Download, saysHowMuchOfItHasCome) {
     const Accessibility accessibility(session);
     launchAndOffer(slow);
@@ -158,6 +177,7 @@ TEST_F(Download, isCancelledWhileItComes) {
     EXPECT_TRUE(answers("Saving film.mkv", "Escape"));
     EXPECT_TRUE(eventually([&] { return collected().empty(); }));
     EXPECT_THAT(namesIn(target), IsEmpty());
+    EXPECT_TRUE(isOfferedAgain()) << "nothing is said about what the user wanted";
     quit();
 }
 

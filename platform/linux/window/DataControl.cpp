@@ -34,22 +34,8 @@ constexpr std::array textTypes = {"text/plain;charset=utf-8", "text/plain", "UTF
                                   "TEXT"};
 
 // One of the two protocols: they differ in their names only.
-struct Protocol {
-    Protocol(const char* managerName, const char* deviceName, const char* sourceName,
-             const char* offerName)
-        : manager{managerName, version, 3, managerRequests.data(), 0, nullptr}
-        , device{deviceName, version, 2, deviceRequests.data(), 4, deviceEvents.data()}
-        , source{sourceName, version, 2, sourceRequests.data(), 2, sourceEvents.data()}
-        , offer{offerName, version, 2, offerRequests.data(), 1, offerEvents.data()} {}
-    Protocol(const Protocol&) = delete;
-    Protocol& operator=(const Protocol&) = delete;
-
-    wl_interface manager;
-    wl_interface device;
-    wl_interface source;
-    wl_interface offer;
-
-  private:
+class Protocol {
+    // Before what points to them.
     std::array<const wl_interface*, 2> none{};
     std::array<const wl_interface*, 1> ofSource{&source};
     std::array<const wl_interface*, 1> ofOffer{&offer};
@@ -70,6 +56,21 @@ struct Protocol {
     std::array<wl_message, 2> offerRequests{
         {{"receive", "sh", none.data()}, {"destroy", "", none.data()}}};
     std::array<wl_message, 1> offerEvents{{{"offer", "s", none.data()}}};
+
+  public:
+    Protocol(const char* managerName, const char* deviceName, const char* sourceName,
+             const char* offerName)
+        : manager{managerName, version, 3, managerRequests.data(), 0, nullptr}
+        , device{deviceName, version, 2, deviceRequests.data(), 4, deviceEvents.data()}
+        , source{sourceName, version, 2, sourceRequests.data(), 2, sourceEvents.data()}
+        , offer{offerName, version, 2, offerRequests.data(), 1, offerEvents.data()} {}
+    Protocol(const Protocol&) = delete;
+    Protocol& operator=(const Protocol&) = delete;
+
+    wl_interface manager;
+    wl_interface device;
+    wl_interface source;
+    wl_interface offer;
 };
 
 const Protocol& ext() {

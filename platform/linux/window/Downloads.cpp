@@ -89,7 +89,7 @@ class Downloads::Transfer {
     static void onFinished(WebKitDownload* /*download*/, gpointer data) {
         auto* const self = static_cast<Transfer*>(data);
         self->stopped_ = true;
-        if (self->isCutShort() && !self->failure_) {
+        if (!self->cancelled_ && !self->failure_ && self->isCutShort()) {
             self->failure_ = "The connection has ended before the file was complete.";
         }
         if (self->target_.empty() || self->cancelled_ || self->failure_) {

@@ -5,6 +5,7 @@
 
 #include <fcntl.h>
 #include <gtkmm/init.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -36,6 +37,21 @@ platform::posix::UniqueFd takeSocket() {
 void endSoon(int /*signal*/) {
     constexpr unsigned patienceSeconds = 2; // for a program that hangs itself
     ::alarm(patienceSeconds);
+}
+
+pid_t application = -1;
+
+void endSoonIfAlone(int signal) {
+    if (::getppid() != application) {
+        endSoon(signal);
+    }
+}
+
+// By the one signal that also reaches a program that was stopped.
+void beWokenWhenTheApplicationEnds() {
+    application = ::getppid();
+    std::signal(SIGCONT, endSoonIfAlone);
+    ::prctl(PR_SET_PDEATHSIG, SIGCONT);
 }
 
 // gtkmm makes the user's locale the global one of C++ too, with which streams would group digits.
@@ -70,6 +86,7 @@ int main(int count, char** arguments) {
     }
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGTERM, endSoon);
+    beWokenWhenTheApplicationEnds();
     platform::gtk::SandboxCheck sandbox;
     g_set_prgname(arguments[1]); // until the application has told its name
     if (gtk_init_check() == FALSE) {

@@ -16,17 +16,8 @@ constexpr std::uint32_t version = 1;
 constexpr std::uint32_t getToken = 1;
 constexpr std::uint32_t commit = 3;
 
-struct Protocol {
-    Protocol()
-        : token{"xdg_activation_token_v1", version, 5, tokenRequests.data(), 1, tokenEvents.data()}
-        , manager{"xdg_activation_v1", version, 3, managerRequests.data(), 0, nullptr} {}
-    Protocol(const Protocol&) = delete;
-    Protocol& operator=(const Protocol&) = delete;
-
-    wl_interface token;
-    wl_interface manager;
-
-  private:
+class Protocol {
+    // Before what points to them.
     std::array<const wl_interface*, 2> none{};
     std::array<const wl_interface*, 1> ofToken{&token};
     std::array<wl_message, 5> tokenRequests{{{"set_serial", "uo", none.data()},
@@ -38,6 +29,16 @@ struct Protocol {
     std::array<wl_message, 3> managerRequests{{{"destroy", "", none.data()},
                                                {"get_activation_token", "n", ofToken.data()},
                                                {"activate", "so", none.data()}}};
+
+  public:
+    Protocol()
+        : token{"xdg_activation_token_v1", version, 5, tokenRequests.data(), 1, tokenEvents.data()}
+        , manager{"xdg_activation_v1", version, 3, managerRequests.data(), 0, nullptr} {}
+    Protocol(const Protocol&) = delete;
+    Protocol& operator=(const Protocol&) = delete;
+
+    wl_interface token;
+    wl_interface manager;
 };
 
 const Protocol& protocol() {
@@ -71,7 +72,7 @@ std::string askForActivationToken(const std::filesystem::path& socket) {
     static constexpr wl_registry_listener globals{
         .global = onGlobal,
         .global_remove = [](void* /*found*/, wl_registry* /*registry*/, std::uint32_t /*name*/) {}};
-    wl_registry_add_listener(registry, &globals, &manager);
+    wl_registry_add_listener(registry, &globals, static_cast<void*>(&manager));
     wl_display_roundtrip(display.get());
     if (manager == nullptr) {
         throw std::runtime_error("the compositor gives no permissions");

@@ -38,7 +38,7 @@ int execvp(const char* path, char* const arguments[]) noexcept {
 
 int posix_spawn(pid_t* pid, const char* path, const posix_spawn_file_actions_t* actions,
                 const posix_spawnattr_t* attributes, char* const arguments[],
-                char* const environment[]) noexcept {
+                char* const environment[]) {
     return original<decltype(posix_spawn)>("posix_spawn")(pid, redirected(path), actions,
                                                           attributes, arguments, environment);
 }
