@@ -66,6 +66,9 @@ Program::Program(const std::vector<std::string>& command, const platform::Enviro
     const std::vector<char*> environmentPointers = pointersTo(variables);
     const std::string outputFile = output_.string() + ".out";
     const std::string errorFile = output_.string() + ".err";
+    // A program before it with the same name may have said what its starter waits for.
+    std::filesystem::remove(outputFile);
+    std::filesystem::remove(errorFile);
     pid_ = ::fork();
     if (pid_ == 0) {
         become(arguments, environmentPointers, outputFile.c_str(), errorFile.c_str());
