@@ -20,6 +20,31 @@ using ::testing::HasSubstr;
 
 class Accessible : public ApplicationTest {
   protected:
+    // With a server that shows this page, until the window comes to have the colour.
+    void launchWithPage(std::string_view page, Colour colour) {
+        const auto folder = session.dataHome() / "app.zorvane/wrapped";
+        std::filesystem::create_directories(folder);
+        std::filesystem::permissions(folder.parent_path(), std::filesystem::perms::owner_all);
+        std::ofstream(folder / "index.html") << page;
+        session.environment["OSTRA_SIDECAR"] = ZORVANE_WRAPPER;
+        ASSERT_NO_FATAL_FAILURE(launchUntilReady());
+        ASSERT_TRUE(comesToHave(colour));
+        session.focus(window().value_or(""));
+    }
+    [[nodiscard]] bool comesToHave(Colour colour,
+                                   std::chrono::milliseconds limit = patience) const {
+        return eventually(
+            [&] {
+                const auto shot = session.screenshot(window().value_or("root"));
+                return shot && shot->share(colour, 2) > 0.5;
+            },
+            limit);
+    }
+    [[nodiscard]] bool focusComesTo(const std::string& name,
+                                    std::chrono::milliseconds limit = patience) const {
+        return eventually([&] { return accessibility.focusedName() == name; }, limit);
+    }
+
     Accessibility accessibility{session};
 };
 
@@ -54,12 +79,7 @@ class Keyboard : public Accessible {
     static constexpr Colour last{.red = 0, .green = 80, .blue = 0};
     static constexpr Colour pasted{.red = 0, .green = 80, .blue = 80};
     static constexpr Colour none{.red = 80, .green = 80, .blue = 80};
-
-    void SetUp() override {
-        const auto folder = session.dataHome() / "app.zorvane/wrapped";
-        std::filesystem::create_directories(folder);
-        std::filesystem::permissions(folder.parent_path(), std::filesystem::perms::owner_all);
-        std::ofstream(folder / "index.html") << R"html(<!doctype html><meta charset="utf-8">
+    static constexpr std::string_view page = R"html(<!doctype html><meta charset="utf-8">
 <body style="margin:0;background:rgb(0,0,80)"><input id="first"><input id="last"><p>something to read</p>
 <script>
 const show = colour => document.body.style.background = colour;
@@ -68,28 +88,14 @@ document.querySelector('#last').onfocus = () => show('rgb(0,80,0)');
 document.onpaste = () => show('rgb(0,80,80)');
 window.onblur = () => show('rgb(80,80,80)');
 </script></body>)html";
-        session.environment["OSTRA_SIDECAR"] = ZORVANE_WRAPPER;
-        ASSERT_NO_FATAL_FAILURE(launchUntilReady());
-        ASSERT_TRUE(comesToHave({.red = 0, .green = 0, .blue = 80}));
-        session.focus(window().value());
+
+    void SetUp() override {
+        ASSERT_NO_FATAL_FAILURE(launchWithPage(page, {.red = 0, .green = 0, .blue = 80}));
         // The first keys of a window that has just come may be lost.
         ASSERT_TRUE(eventually([&] {
             session.pressKey("Tab");
             return comesToHave(first, std::chrono::seconds(2));
         }));
-    }
-
-    [[nodiscard]] bool comesToHave(Colour colour,
-                                   std::chrono::milliseconds limit = patience) const {
-        return eventually(
-            [&] {
-                const auto shot = session.screenshot(window().value_or("root"));
-                return shot && shot->share(colour, 2) > 0.5;
-            },
-            limit);
-    }
-    [[nodiscard]] bool focusComesTo(const std::string& name) const {
-        return eventually([&] { return accessibility.focusedName() == name; });
     }
 };
 
@@ -149,6 +155,102 @@ TEST_F(Keyboard, copiesNothingOverTheClipboardWhereNothingIsSelected) {
     EXPECT_TRUE(comesToHave(pasted));
     EXPECT_EQ(copied(), "a");
 }
+
+// What is selected where only a part of the page knows of it.
+struct Selection {
+    const char* name;
+    const char* page; // turns blue once it is selected
+    const char* copied;
+};
+void PrintTo(const Selection& selection, std::ostream* out) {
+    *out << selection.name;
+}
+
+class EditMenu : public Accessible, public ::testing::WithParamInterface<Selection> {
+  protected:
+    // "Edit" is the first of the main menu, and has the keyboard when that opens.
+    [[nodiscard]] bool chooses(const std::string& command) const {
+        std::string at;
+        const auto leadsOn = [&](const char* key) {
+            const std::string before = accessibility.focusedName();
+            session.pressKey(key);
+            return eventually(
+                [&] { return !(at = accessibility.focusedName()).empty() && at != before; },
+                std::chrono::seconds(2));
+        };
+        return eventually([&] {
+            if (!leadsOn("F10") || at != "Edit") {
+                session.pressKey("Escape");
+                return false;
+            }
+            session.pressKey("Return"); // what leads back has the keyboard then: "Edit", too
+            for (int row = 0; row < 8 && at != command && leadsOn("Down"); ++row) {
+            }
+            session.pressKey(at == command ? "Return" : "Escape");
+            return at == command;
+        });
+    }
+};
+
+TEST_P(EditMenu, copiesWhatIsSelected) {
+    ASSERT_NO_FATAL_FAILURE(launchWithPage(GetParam().page, {.red = 0, .green = 0, .blue = 80}));
+    EXPECT_TRUE(chooses("Copy"));
+    const auto copied = [&] { return clipboardText(session.environment.at("DISPLAY")); };
+    EXPECT_TRUE(eventually([&] { return copied() == GetParam().copied; }))
+        << copied().value_or("nothing");
+}
+
+constexpr Selection selections[] = {
+    {.name = "inAField",
+     .page = R"html(<!doctype html><meta charset="utf-8"><body><input value="in a field"><script>
+document.querySelector('input').focus();
+document.querySelector('input').select();
+document.body.style.background = 'rgb(0,0,80)';
+</script></body>)html",
+     .copied = "in a field"},
+    {.name = "inAFrame",
+     .page = R"html(<!doctype html><meta charset="utf-8"><body><iframe></iframe><script>
+const frame = document.querySelector('iframe');
+frame.onload = () => {
+  frame.focus();
+  frame.contentWindow.getSelection().selectAllChildren(frame.contentDocument.body);
+  document.body.style.background = 'rgb(0,0,80)';
+};
+frame.srcdoc = '<p>in a frame</p>';
+</script></body>)html",
+     .copied = "in a frame"},
+    {.name = "inTheTreeOfAnElement",
+     .page = R"html(<!doctype html><meta charset="utf-8"><body><div></div><script>
+const tree = document.querySelector('div').attachShadow({mode: 'open'});
+tree.innerHTML = '<input value="in an element">';
+tree.firstChild.focus();
+tree.firstChild.select();
+document.body.style.background = 'rgb(0,0,80)';
+</script></body>)html",
+     .copied = "in an element"},
+    {.name = "inTheHiddenTreeOfAnElement",
+     .page = R"html(<!doctype html><meta charset="utf-8"><body><hidden-field></hidden-field><script>
+customElements.define('hidden-field', class extends HTMLElement {
+  connectedCallback() {
+    const tree = this.attachShadow({mode: 'closed'});
+    tree.innerHTML = '<input value="in a hidden field">';
+    tree.firstChild.focus();
+    tree.firstChild.select();
+  }
+});
+document.body.style.background = 'rgb(0,0,80)';
+</script></body>)html",
+     .copied = "in a hidden field"},
+    {.name = "anImageAlone",
+     .page =
+         R"html(<!doctype html><meta charset="utf-8"><body><p><img alt="a picture" src="data:image/gif;base64,R0lGODlhAQABAIAAAP8AAP///yH5BAAAAAAALAAAAAABAAEAAAICRAEAOw=="></p><script>
+getSelection().selectAllChildren(document.querySelector('p'));
+document.body.style.background = 'rgb(0,0,80)';
+</script></body>)html",
+     .copied = "a picture"},
+};
+INSTANTIATE_TEST_SUITE_P(Selections, EditMenu, ::testing::ValuesIn(selections),
+                         [](const auto& test) { return std::string(test.param.name); });
 
 } // namespace
 } // namespace desktop

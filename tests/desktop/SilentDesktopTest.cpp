@@ -81,6 +81,16 @@ TEST_F(SilentDesktop, ofABusThatDoesNotAnswerHoldsUpNoWindow) {
     expectAnOrderlyEnd();
 }
 
+// The window program waits for the display, and nobody is left to kill it.
+TEST_F(SilentDesktop, leavesNothingOfAnApplicationThatIsKilled) {
+    launchUntilReady();
+    ASSERT_TRUE(showsTheServersPage());
+    session.signalDisplay(SIGSTOP);
+    application->signal(SIGKILL);
+    EXPECT_EQ(application->waitForExit(patience), -SIGKILL);
+    EXPECT_TRUE(nothingIsLeft()) << describe(session.processes());
+}
+
 TEST_F(SilentDesktop, hasTheServerEndBeforeEverythingElse) {
     const PageServer server(session.folder());
     session.environment["OSTRA_SIDECAR"] = server.program();

@@ -2,8 +2,10 @@
 // clipboard without the compositor's permission.
 #include "tests/desktop/ApplicationTest.h"
 #include "tests/desktop/session/SettingsPortal.h"
+#include "tests/desktop/session/Stopwatch.h"
 #include "tests/desktop/session/Sway.h"
 #include "tests/desktop/session/TrayHost.h"
+#include "tests/platform/bus/PrivateBus.h"
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -79,6 +81,43 @@ TEST_F(Wayland, followsTheDesktopIntoTheDark) {
     EXPECT_TRUE(comesToBe(/*dark=*/true));
     portal.set(ColourPreference::light);
     EXPECT_TRUE(comesToBe(/*dark=*/false));
+}
+
+TEST_F(Wayland, keepsNoWindowASecondAfterTheApplicationWasKilled) {
+    ASSERT_NO_FATAL_FAILURE(launchUntilOnTheScreen());
+    ASSERT_FALSE(serverLaunches(1).empty());
+    const Stopwatch stopwatch;
+    application->signal(SIGKILL);
+    EXPECT_TRUE(noWindowIsLeft()) << describe(session.processes());
+    EXPECT_TRUE(stopwatch.within(std::chrono::seconds(1)));
+    EXPECT_TRUE(eventually([&] { return !sway.window("Zorvane"); }));
+    EXPECT_EQ(application->waitForExit(patience), -SIGKILL);
+    EXPECT_TRUE(eventually([&] { return processesNamed("ostrad").empty(); }))
+        << describe(session.processes());
+}
+
+// Another display, another session bus.
+TEST_F(Wayland, tellsALaunchInAnotherSessionWhereTheApplicationRuns) {
+    ASSERT_NO_FATAL_FAILURE(launchUntilOnTheScreen());
+    const std::filesystem::path folder = session.environment.at("XDG_RUNTIME_DIR");
+    const std::filesystem::path there = folder / session.environment.at("WAYLAND_DISPLAY");
+    const auto elsewhere = session.start(
+        {"weston", "--backend=headless-backend.so", "--no-config", "--socket=elsewhere"},
+        "elsewhere");
+    ASSERT_TRUE(eventually([&] { return std::filesystem::exists(folder / "elsewhere"); }))
+        << elsewhere->standardError();
+    const test_support::PrivateBus bus;
+    session.environment["DBUS_SESSION_BUS_ADDRESS"] = bus.address();
+    session.environment["WAYLAND_DISPLAY"] = "elsewhere";
+    session.environment.erase("DISPLAY");
+    const auto second = launch();
+    EXPECT_EQ(second->waitForExit(patience), 1);
+    EXPECT_THAT(
+        second->standardError(),
+        ::testing::EndsWith(fmt::format("display {}) and cannot show itself here (display {})\n",
+                                        there.native(), (folder / "elsewhere").native())));
+    EXPECT_TRUE(application->isRunning());
+    EXPECT_EQ(processesNamed("ostrad").size(), 1U);
 }
 
 class WaylandTray : public Wayland {
