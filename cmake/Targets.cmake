@@ -66,9 +66,17 @@ function(zorvane_library name)
     "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>" "$<INSTALL_INTERFACE:${ZORVANE_INCLUDE_DIR}>")
 endfunction()
 
-# zorvane_test_flags(name): what is compiled for tests only. GoogleTest prints numbers by way of what
-# libc++ has since macOS 13.3; tests run where they are built.
+# zorvane_test_flags(name): what the tests and their precompiled header are compiled with.
 function(zorvane_test_flags name)
+  target_link_libraries(${name} PRIVATE Threads::Threads)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # With this ccache can tell what a precompiled header holds, and serve these files too.
+    target_compile_options(${name} PRIVATE -fpch-preprocess)
+  endif()
+  # Enough for a stack trace; there is the debug build, too.
+  target_compile_options(${name} PRIVATE $<$<CONFIG:RelWithDebInfo>:-g1>)
+  # GoogleTest prints numbers by way of what libc++ has since macOS 13.3; tests run where they are
+  # built.
   if(CMAKE_CROSSCOMPILING)
     target_compile_options(${name} PRIVATE "SHELL:-Xclang -triple -Xclang aarch64-apple-macosx13.3.0")
   elseif(APPLE)
@@ -91,20 +99,19 @@ function(zorvane_test name)
   add_executable(${name} ${arg_SOURCES})
   zorvane_common(${name})
   target_link_libraries(${name} PRIVATE ${arg_DEPENDS} GTest::gmock GTest::gtest_main)
-  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-    # With this ccache can tell what a precompiled header holds, and serve these files too.
-    target_compile_options(${name} PRIVATE -fpch-preprocess)
+  zorvane_test_flags(${name})
+  if(ZORVANE_COCOA_HOST)
+    target_precompile_headers(${name} PRIVATE
+      "${PROJECT_SOURCE_DIR}/tests/support/precompiled/Precompiled.h")
+  elseif(NOT CMAKE_CROSSCOMPILING)
+    target_precompile_headers(${name} REUSE_FROM test_precompiled)
   endif()
   if(ZORVANE_SANITIZE AND ZORVANE_UNITY AND NOT arg_SEPARATELY AND NOT ZORVANE_COCOA_HOST)
     # Nobody edits beside such a build: half of the compiler's time.
     set_target_properties(${name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
   endif()
-  target_precompile_headers(${name} PRIVATE <gmock/gmock.h> <gtest/gtest.h> <string> <vector>
-    <chrono> <functional> <memory>)
-  zorvane_test_flags(${name})
   if(CMAKE_CROSSCOMPILING)
     # Not run here.
-    set_target_properties(${name} PROPERTIES DISABLE_PRECOMPILE_HEADERS ON)
     set(header tests/support/precompiled/CMakeFiles/test_precompiled.dir/Precompiled.cpp.o)
     target_compile_options(${name} PRIVATE
       "$<$<COMPILE_LANGUAGE:CXX>:SHELL:-Xclang -include-pch -Xclang ${header}.pch>")

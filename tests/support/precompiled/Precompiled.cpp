@@ -1,9 +1,2 @@
-// What nearly every test includes, parsed once for all that are compiled for another system.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <chrono>
-#include <functional>
-#include <memory>
-#include <string>
-#include <vector>
+// The precompiled header is part of a target, and a target has a file to compile.
+#include "tests/support/precompiled/Precompiled.h" // IWYU pragma: keep
