@@ -139,7 +139,8 @@ class WebWindow {
 
     // The user closed the window; it is hidden when this returns.
     std::function<void()> onWillClose;
-    // The view's web process died (crashed, was killed, ran out of memory). The view is blank.
+    // The view's web process died (crashed, was killed, ran out of memory), or whatever shows the
+    // window did while the page could not be loaded again. The view is blank.
     std::function<void()> onWebProcessTerminated;
     // Asked before each navigation of a frame; without it all are allowed.
     std::function<NavigationPolicy(const NavigationAction&)> decideNavigationPolicy;

@@ -160,10 +160,12 @@ void MainWindowController::webProcessTerminated() {
     const bool wasLeaving = std::exchange(isLeaving_, false);
     if (deaths_.size() >= deathsPerMinute) {
         giveUp();
-    } else if (loadedURL_ && serverAnswers_) {
-        wasLeaving ? loadNow(*loadedURL_) : window_->reload();
-    } else {
+    } else if (!loadedURL_ || !serverAnswers_) {
         showStartingPage();
+    } else if (wasLeaving) {
+        loadNow(*loadedURL_);
+    } else {
+        window_->reload();
     }
 }
 

@@ -85,10 +85,16 @@ void RemoteWebWindow::sayAgain() {
     if (!networkAllowed_) {
         host_.tell("SetNetworkAllowed", id_, networkAllowed_);
     }
-    load();
+    if (!hasLostItsPage()) {
+        load();
+    }
     if (visible_) {
         host_.tell("ShowWindow", id_, turn_, std::string());
     }
+}
+
+bool RemoteWebWindow::hasLostItsPage() const {
+    return !networkAllowed_ && page_ && !page_->url.empty();
 }
 
 // As if the user had closed it.
@@ -278,8 +284,13 @@ void RemoteWebWindows::sayAgain() {
     if (places_) {
         provideStorage();
     }
-    for (const auto& [id, window] : windows_) {
-        window->sayAgain();
+    for (const auto& [id, window] : std::map(windows_)) {
+        if (find(id) != nullptr) {
+            window->sayAgain();
+            if (window->hasLostItsPage()) {
+                pageDied(id);
+            }
+        }
     }
 }
 

@@ -49,6 +49,8 @@ class RemoteWebWindow final : public WebWindow {
     [[nodiscard]] std::optional<ScriptMessageHandler> handlerOf(const std::string& name) const;
 
     void sayAgain();
+    // Whether the page that was on the screen when the window program died cannot be had again.
+    [[nodiscard]] bool hasLostItsPage() const;
     void gaveUp();
     void saveSize();
 

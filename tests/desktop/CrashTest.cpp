@@ -121,6 +121,20 @@ TEST_F(Crash, ofTheWindowProgramHurtsNobodyElseAndTheWindowComesBack) {
     EXPECT_EQ(serverLaunches(1).size(), 1U);
 }
 
+// Nobody has the page then.
+TEST_F(Crash, ofTheWindowProgramWhileThereIsNoServerBringsTheStartingPage) {
+    letTheServerRunOnce();
+    launchUntilReady();
+    ASSERT_TRUE(showsTheServersPage());
+    ::kill(serverLaunches(1).front().pid, SIGKILL);
+    ASSERT_EQ(serverLaunches(2).size(), 2U) << application->standardError();
+    ASSERT_TRUE(showsTheServersPageNow()) << "it stays displayed";
+    const std::vector<Process> before = processesNamed("zorvane-window");
+    ASSERT_EQ(before.size(), 1U) << describe(session.processes());
+    ::kill(before.front().pid, SIGKILL);
+    EXPECT_TRUE(showsTheStartingPage()) << application->standardError();
+}
+
 // A display may come back; one that has been gone for half a minute does not.
 TEST_F(Crash, ofTheDisplayForGoodEndsTheApplicationInOrder) {
     launchUntilReady();

@@ -107,8 +107,8 @@ void ExportedMenu::updateLevel(DbusmenuMenuitem* parent, Level& level, const Men
     const auto continued = continuedItems(level.items, menu);
     std::vector<std::unique_ptr<Node>> nodes(menu.size());
     for (std::size_t index = 0; index < menu.size(); ++index) {
-        if (continued[index]) {
-            nodes[index] = std::move(level.nodes[*continued[index]]);
+        if (const auto& before = continued[index]) {
+            nodes[index] = std::move(level.nodes[*before]);
         }
     }
     for (const auto& gone : level.nodes) {
@@ -133,23 +133,10 @@ void ExportedMenu::refresh(const Menu& menu) {
 }
 
 void ExportedMenu::refreshLevel(Level& level, const Menu& menu) {
-    const auto continued = continuedItems(level.items, menu);
-    std::vector<bool> stays(level.items.size(), false);
-    for (std::size_t index = 0; index < menu.size(); ++index) {
-        if (!continued[index]) {
-            continue;
-        }
-        const std::size_t row = *continued[index];
-        stays[row] = true;
-        level.items[row] = menu[index];
-        show(*level.nodes[row], menu[index]);
-        refreshLevel(level.nodes[row]->children, menu[index].submenu);
-    }
-    for (std::size_t row = 0; row < stays.size(); ++row) {
-        if (!stays[row]) {
-            level.items[row].enabled = false;
-            show(*level.nodes[row], level.items[row]);
-        }
+    level.items = keptInPlace(std::move(level.items), menu);
+    for (std::size_t row = 0; row < level.items.size(); ++row) {
+        show(*level.nodes[row], level.items[row]);
+        refreshLevel(level.nodes[row]->children, level.items[row].submenu);
     }
 }
 
