@@ -51,6 +51,10 @@ endif()
 function(zorvane_common target)
   target_link_libraries(${target} PRIVATE "$<BUILD_INTERFACE:zorvane_flags>")
   target_include_directories(${target} PRIVATE "${PROJECT_SOURCE_DIR}")
+  if(ZORVANE_UNITY AND (ZORVANE_SANITIZE OR CMAKE_CROSSCOMPILING))
+    # Nobody edits beside such a build: half of the compiler's time.
+    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
+  endif()
 endfunction()
 
 # zorvane_library(name SOURCES ... [DEPENDS ...] [PRIVATE_DEPENDS ...]): a static library. DEPENDS
@@ -106,9 +110,8 @@ function(zorvane_test name)
   elseif(NOT CMAKE_CROSSCOMPILING)
     target_precompile_headers(${name} REUSE_FROM test_precompiled)
   endif()
-  if(ZORVANE_SANITIZE AND ZORVANE_UNITY AND NOT arg_SEPARATELY AND NOT ZORVANE_COCOA_HOST)
-    # Nobody edits beside such a build: half of the compiler's time.
-    set_target_properties(${name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
+  if(arg_SEPARATELY)
+    set_target_properties(${name} PROPERTIES UNITY_BUILD OFF)
   endif()
   if(CMAKE_CROSSCOMPILING)
     # Not run here.
@@ -116,6 +119,7 @@ function(zorvane_test name)
     target_compile_options(${name} PRIVATE
       "$<$<COMPILE_LANGUAGE:CXX>:SHELL:-Xclang -include-pch -Xclang ${header}.pch>")
     set_source_files_properties(${arg_SOURCES} PROPERTIES OBJECT_DEPENDS "${CMAKE_BINARY_DIR}/${header}")
+    add_dependencies(${name} test_precompiled) # for files that are compiled as one
     return()
   endif()
   set(properties LABELS ${arg_LABEL} TIMEOUT ${arg_TIMEOUT})

@@ -1,5 +1,6 @@
 #include "ostrad/MediaProbe.h"
 
+#include "ostrad/JsonMembers.h"
 #include "ostrad/MediaCommand.h"
 #include "ostrad/Naming.h"
 #include "ostrad/ToolRunner.h"
@@ -18,11 +19,6 @@ namespace {
 
 constexpr std::size_t kLongestTag = 500;
 constexpr double kLongestSeconds = 1e7;
-
-const json::object* objectAt(const json::object& parent, std::string_view name) {
-    const json::value* const value = parent.if_contains(name);
-    return value == nullptr ? nullptr : value->if_object();
-}
 
 std::optional<std::int64_t> milliseconds(const json::object& format) {
     const json::value* const value = format.if_contains("duration");

@@ -1,5 +1,6 @@
 #include "ostrad/MediaTracks.h"
 
+#include "ostrad/JsonMembers.h"
 #include "ostrad/MediaCommand.h"
 #include "ostrad/Naming.h"
 #include "ostrad/ToolRunner.h"
@@ -18,11 +19,6 @@ namespace ostrad {
 namespace json = boost::json;
 
 namespace {
-
-const json::object* objectAt(const json::object& from, std::string_view name) {
-    const json::value* const member = from.if_contains({name.data(), name.size()});
-    return member == nullptr ? nullptr : member->if_object();
-}
 
 std::string textAt(const json::object* from, std::string_view name) {
     const json::value* const member =

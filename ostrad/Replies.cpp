@@ -34,6 +34,10 @@ Reply jsonReply(int status, std::string body) {
     return reply;
 }
 
+Reply okReply(const boost::json::value& body) {
+    return jsonReply(200, boost::json::serialize(body));
+}
+
 Reply errorReply(int status, std::string_view sentence) {
     return jsonReply(status,
                      boost::json::serialize(boost::json::value{

@@ -3,6 +3,8 @@
 #include "ostrad/Http.h"
 #include "ostrad/UniqueFd.h"
 
+#include <boost/json/value.hpp>
+
 #include <functional>
 #include <string>
 #include <string_view>
@@ -17,6 +19,7 @@ struct ApiError {
 };
 
 Reply jsonReply(int status, std::string body);
+Reply okReply(const boost::json::value& body);           // 200
 Reply errorReply(int status, std::string_view sentence); // {"error": sentence}
 Reply pageReply(int status, std::string_view html);      // under the content policy of our pages
 Reply notFoundPage();

@@ -14,7 +14,7 @@ namespace json = boost::json;
 
 namespace {
 
-constexpr std::size_t kLongestName = 200;
+constexpr std::size_t kLongestDisplayName = 200;
 
 std::string_view withoutSpaceAround(std::string_view text) {
     const std::size_t first = text.find_first_not_of(" \t\r\n");
@@ -60,8 +60,8 @@ std::string cookie(const Request& request, std::string_view name) {
 
 std::optional<std::string> displayName(std::string_view text) {
     std::string_view kept = withoutSpaceAround(text);
-    if (kept.size() > kLongestName) {
-        std::size_t length = kLongestName;
+    if (kept.size() > kLongestDisplayName) {
+        std::size_t length = kLongestDisplayName;
         while (length > 0 && (static_cast<unsigned char>(kept[length]) & 0xC0U) == 0x80U) {
             --length; // not in the middle of a character
         }

@@ -25,7 +25,7 @@ namespace json = boost::json;
 
 namespace {
 
-constexpr std::size_t kLongestName = 200;
+constexpr std::size_t kLongestLibraryName = 200;
 
 struct Page {
     std::string_view path;
@@ -64,16 +64,12 @@ Reply webFileReply(const WebFile& file) {
     return reply;
 }
 
-Reply ok(const json::value& body) {
-    return jsonReply(200, json::serialize(body));
-}
-
 Reply pageOf(const EntityPage& page) {
     json::array body;
     for (const Entity& entity : page.entities) {
         body.push_back(entityJson(entity));
     }
-    Reply reply = ok(body);
+    Reply reply = okReply(body);
     reply.headers.emplace_back("X-Total-Count", std::to_string(page.total));
     return reply;
 }
@@ -214,11 +210,11 @@ Reply Site::health(const Call&) {
     if (settings.healthNonce) {
         body["nonce"] = *settings.healthNonce;
     }
-    return ok(body);
+    return okReply(body);
 }
 
 Reply Site::listModes(const Call&) {
-    return ok(modesJson(modes()));
+    return okReply(modesJson(modes()));
 }
 
 Reply Site::listLibraries(const Call&) {
@@ -227,7 +223,7 @@ Reply Site::listLibraries(const Call&) {
     for (const Library& library : catalogue.libraries()) {
         body.push_back(libraryJson(library, scan));
     }
-    return ok(body);
+    return okReply(body);
 }
 
 Reply Site::addLibrary(const Call& call) {
@@ -241,8 +237,8 @@ Reply Site::addLibrary(const Call& call) {
         return errorReply(400, "Choose one of the media modes.");
     }
     std::string name = trimmed(stringMember(*body, "name").value_or(""));
-    if (name.size() > kLongestName) {
-        return errorReply(400, fmt::format("The name is longer than {} bytes.", kLongestName));
+    if (name.size() > kLongestLibraryName) {
+        return errorReply(400, fmt::format("The name is longer than {} bytes.", kLongestLibraryName));
     }
     return onWorker([this, mode, name = std::move(name),
                      wanted = trimmed(stringMember(*body, "path").value_or(""))] {
@@ -288,7 +284,7 @@ Reply Site::rescanLibrary(const Call& call) {
 }
 
 Reply Site::scanProgress(const Call&) {
-    return ok(progressJson(scanner.progress()));
+    return okReply(progressJson(scanner.progress()));
 }
 
 Reply Site::listEntities(const Call& call) {
@@ -307,13 +303,13 @@ Reply Site::listEntities(const Call& call) {
 Reply Site::oneEntity(const Call& call) {
     const auto id = wholeNumber(call.argument);
     const auto entity = id ? catalogue.entity(*id) : std::nullopt;
-    return entity ? ok(entityJson(*entity)) : errorReply(404, "There is no such entity.");
+    return entity ? okReply(entityJson(*entity)) : errorReply(404, "There is no such entity.");
 }
 
 Reply Site::folders(const Call& call) {
     return onWorker([path = std::string(call.request.parameter("path").value_or(""))] {
         const auto listing = listFolders(path);
-        return listing ? ok(foldersJson(*listing)) : errorReply(400, listing.error());
+        return listing ? okReply(foldersJson(*listing)) : errorReply(400, listing.error());
     });
 }
 

@@ -21,10 +21,6 @@ namespace {
 constexpr int kPollSeconds = 2;
 constexpr std::string_view kAppHeader = "x-ostrad-app"; // only a page's own script can send it
 
-Reply ok(const json::value& body) {
-    return jsonReply(200, json::serialize(body));
-}
-
 std::string internetDateTime(std::chrono::system_clock::time_point time) {
     return fmt::format("{:%Y-%m-%dT%H:%M:%SZ}",
                        fmt::gmtime(std::chrono::system_clock::to_time_t(time)));
@@ -75,7 +71,7 @@ Reply Site::linkStatus(const Call&) {
         body["origin"] = origin();
         body["serverName"] = validUtf8(settings.serverName);
     }
-    return ok(body);
+    return okReply(body);
 }
 
 Reply Site::linkStart(const Call&) {
@@ -83,7 +79,7 @@ Reply Site::linkStart(const Call&) {
         return errorReply(409, "This server is already linked.");
     }
     const std::string code = account.start();
-    return ok(json::object{{"code", code}, {"verifyUrl", linkUrl(code)}});
+    return okReply(json::object{{"code", code}, {"verifyUrl", linkUrl(code)}});
 }
 
 Reply Site::linkApprove(const Call& call) {
@@ -139,7 +135,7 @@ Reply Site::deviceStart(const Call& call) {
         return errorReply(400, "The device needs a name.");
     }
     const DeviceLinks::Started started = devices.start(*name);
-    return ok(json::object{
+    return okReply(json::object{
         {"code", started.code},
         {"pollToken", started.pollToken},
         {"verifyUrl", linkUrl(started.code)},
@@ -162,7 +158,7 @@ Reply Site::devicePoll(const Call& call) {
         reply["token"] = polled.token;
         reply["tokenName"] = polled.tokenName;
     }
-    return ok(reply);
+    return okReply(reply);
 }
 
 // Cookies do not know ports: without the port in its name, another server on this computer would
@@ -176,7 +172,7 @@ std::string Site::session(const Request& request) const {
 }
 
 Reply Site::sessionStatus(const Call& call) {
-    return ok(json::object{{"allowed", devices.isAllowed(session(call.request))}});
+    return okReply(json::object{{"allowed", devices.isAllowed(session(call.request))}});
 }
 
 Reply Site::sessionAllow(const Call& call) {
@@ -200,7 +196,7 @@ Reply Site::mint(const Call& call) {
         return errorReply(401, "This window has not been allowed yet.");
     }
     const auto name = displayName(call.request.header("x-app-device").value_or(""));
-    return ok(json::object{
+    return okReply(json::object{
         {"token", *token}, {"origin", origin()}, {"tokenName", name.value_or("This device")}});
 }
 

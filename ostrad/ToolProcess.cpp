@@ -29,7 +29,7 @@ namespace {
 constexpr std::chrono::milliseconds kStopCheck{50};
 constexpr std::chrono::milliseconds kReapCheck{5};
 constexpr int kMostDescriptors = 65536;
-constexpr rlim_t kLargestFile = rlim_t{64} << 20U;
+constexpr rlim_t kLargestOutputFile = rlim_t{64} << 20U;
 constexpr rlim_t kMostOpenFiles = 256;
 constexpr int kCannotExecute = 127;
 
@@ -135,7 +135,7 @@ struct Descriptors {
     }
     closeFrom(3, -1);
     limitTo(RLIMIT_DATA, bounds.memory);
-    limitTo(RLIMIT_FSIZE, kLargestFile);
+    limitTo(RLIMIT_FSIZE, kLargestOutputFile);
     limitTo(RLIMIT_NOFILE, kMostOpenFiles);
     limitTo(RLIMIT_CORE, 0);
     static_cast<void>(::setpriority(PRIO_PROCESS, 0, bounds.niceness));

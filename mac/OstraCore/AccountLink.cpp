@@ -9,8 +9,8 @@
 namespace ostra {
 namespace {
 
-constexpr std::chrono::seconds longestExchange{60};
-constexpr std::size_t longestReply = std::size_t{1} << 20;
+constexpr std::chrono::seconds longestAccountExchange{60};
+constexpr std::size_t longestAccountReply = std::size_t{1} << 20;
 
 std::optional<Url> urlMember(const boost::json::object& object, std::string_view name) {
     const auto text = stringMember(object, name);
@@ -23,8 +23,8 @@ void fetch(const Url& url, platform::HttpClient& session,
            std::function<void(std::optional<Record>)> completion) {
     platform::HttpRequest request;
     request.url = url.buffer();
-    request.timeout = longestExchange;
-    request.maxBodyBytes = longestReply;
+    request.timeout = longestAccountExchange;
+    request.maxBodyBytes = longestAccountReply;
     session.send(std::move(request),
                  [parse, completion = std::move(completion)](const platform::HttpResult& reply) {
                      completion(reply ? parse(reply->body) : std::nullopt);

@@ -53,6 +53,9 @@ struct PortPicker {
 };
 
 struct Nonce {
+    // Of the server's environment, with the secret.
+    static constexpr std::string_view environmentVariable = "MEDIASERVER_HEALTH_NONCE";
+
     // 32 lower-case hexadecimal digits: 16 bytes of the secure source, or of the language
     // runtime's generator when that source fails.
     [[nodiscard]] static std::string make(platform::RandomSource& random);

@@ -26,7 +26,6 @@ namespace {
 using namespace std::chrono_literals;
 using platform::HttpResult;
 
-constexpr std::string_view nonceVariable = "MEDIASERVER_HEALTH_NONCE";
 // Longer than the supervisor's own patience with a server.
 constexpr auto launchLimit = (ServerSupervisor::healthTries + 4) * 1s;
 constexpr auto endLimit = ServerSupervisor::stopGrace + 10s;
@@ -173,7 +172,7 @@ class Check {
     }
     [[nodiscard]] std::string nonce() const {
         const auto& environment = launcher_.record()->options.environment;
-        const auto entry = environment.find(std::string(nonceVariable));
+        const auto entry = environment.find(std::string(ostra::Nonce::environmentVariable));
         return entry == environment.end() ? std::string() : entry->second;
     }
     [[nodiscard]] std::string stateText() const {

@@ -22,8 +22,6 @@ constexpr mode_t privateFolder = 0700;
 constexpr mode_t privateFile = 0600;
 constexpr mode_t privateMask = 0077;
 
-const std::string nonceVariable = "MEDIASERVER_HEALTH_NONCE";
-
 // By the signal itself, or in an orderly way after it; 128 is what shells add to a signal's number.
 bool mayHaveBeenTerminated(platform::ExitStatus status) {
     return status.signalled ? status.code == SIGTERM
@@ -192,10 +190,10 @@ platform::ChildOptions ServerSupervisor::childOptions(const std::filesystem::pat
         options.arguments.push_back(std::move(path));
     }
     options.environment = environment_;
-    options.environment[nonceVariable] = launch.nonce;
+    options.environment[std::string(ostra::Nonce::environmentVariable)] = launch.nonce;
     options.environment["MEDIASERVER_ARTWORK_DIR"] = launch.data.artwork.string();
     options.guardianGrace = stopGrace;
-    options.markVariable = nonceVariable;
+    options.markVariable = ostra::Nonce::environmentVariable;
 
     const auto lines = std::make_shared<ostra::OutputLines>(
         [&log = facilities_.log](std::span<const std::string_view> some) {

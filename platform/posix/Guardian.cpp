@@ -16,7 +16,7 @@
 namespace platform::posix {
 namespace {
 
-using Kind = GuardianReport::Kind;
+using ReportKind = GuardianReport::Kind;
 
 std::expected<Pipe, int> makeSocketPair() {
     int ends[2] = {-1, -1};
@@ -112,7 +112,7 @@ std::optional<ExitStatus> Guardian::readExit(bool& ended) const {
     // It writes one report at once and nothing after it.
     const bool whole = count == static_cast<long>(sizeof report);
     ended = !whole;
-    return whole && report.kind == Kind::exited ? std::optional(describedStatus(report.value))
+    return whole && report.kind == ReportKind::exited ? std::optional(describedStatus(report.value))
                                                 : std::nullopt;
 }
 
@@ -160,7 +160,7 @@ std::expected<GuardedChild, LaunchError> startGuarded(const GuardedStart& start)
         return cannotGuard(errno);
     }
     const auto held = nextReport(guardian.socket.get());
-    if (!held || held->kind != Kind::held) {
+    if (!held || held->kind != ReportKind::held) {
         return held ? cannotStart(held->value) : cannotGuard(EPIPE);
     }
     auto watch = watchChild(held->value);
@@ -172,7 +172,7 @@ std::expected<GuardedChild, LaunchError> startGuarded(const GuardedStart& start)
         return cannotGuard(errno);
     }
     const auto running = nextReport(guardian.socket.get());
-    if (!running || running->kind != Kind::running) {
+    if (!running || running->kind != ReportKind::running) {
         return running ? cannotStart(running->value) : cannotGuard(EPIPE);
     }
     return GuardedChild{held->value, std::move(*watch), guardian.handOver()};

@@ -5,6 +5,7 @@
 #include "tests/desktop/ApplicationTest.h"
 #include "tests/desktop/session/Clipboard.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <fstream>
@@ -159,7 +160,8 @@ TEST_F(Keyboard, copiesNothingOverTheClipboardWhereNothingIsSelected) {
 // What is selected where only a part of the page knows of it.
 struct Selection {
     const char* name;
-    const char* page; // turns blue once it is selected
+    const char* body;
+    const char* select; // a script that calls selected() once it has
     const char* copied;
 };
 void PrintTo(const Selection& selection, std::ostream* out) {
@@ -193,7 +195,12 @@ class EditMenu : public Accessible, public ::testing::WithParamInterface<Selecti
 };
 
 TEST_P(EditMenu, copiesWhatIsSelected) {
-    ASSERT_NO_FATAL_FAILURE(launchWithPage(GetParam().page, {.red = 0, .green = 0, .blue = 80}));
+    const auto page = fmt::format(R"html(<!doctype html><meta charset="utf-8"><body>{}<script>
+const selected = () => document.body.style.background = 'rgb(0,0,80)';
+{}
+</script></body>)html",
+                                  GetParam().body, GetParam().select);
+    ASSERT_NO_FATAL_FAILURE(launchWithPage(page, {.red = 0, .green = 0, .blue = 80}));
     EXPECT_TRUE(chooses("Copy"));
     const auto copied = [&] { return clipboardText(session.environment.at("DISPLAY")); };
     EXPECT_TRUE(eventually([&] { return copied() == GetParam().copied; }))
@@ -202,51 +209,47 @@ TEST_P(EditMenu, copiesWhatIsSelected) {
 
 constexpr Selection selections[] = {
     {.name = "inAField",
-     .page = R"html(<!doctype html><meta charset="utf-8"><body><input value="in a field"><script>
+     .body = R"html(<input value="in a field">)html",
+     .select = R"js(
 document.querySelector('input').focus();
 document.querySelector('input').select();
-document.body.style.background = 'rgb(0,0,80)';
-</script></body>)html",
+selected();)js",
      .copied = "in a field"},
     {.name = "inAFrame",
-     .page = R"html(<!doctype html><meta charset="utf-8"><body><iframe></iframe><script>
+     .body = "<iframe></iframe>",
+     .select = R"js(
 const frame = document.querySelector('iframe');
 frame.onload = () => {
   frame.focus();
   frame.contentWindow.getSelection().selectAllChildren(frame.contentDocument.body);
-  document.body.style.background = 'rgb(0,0,80)';
+  selected();
 };
-frame.srcdoc = '<p>in a frame</p>';
-</script></body>)html",
+frame.srcdoc = '<p>in a frame</p>';)js",
      .copied = "in a frame"},
     {.name = "inTheTreeOfAnElement",
-     .page = R"html(<!doctype html><meta charset="utf-8"><body><div></div><script>
+     .body = "<div></div>",
+     .select = R"js(
 const tree = document.querySelector('div').attachShadow({mode: 'open'});
 tree.innerHTML = '<input value="in an element">';
 tree.firstChild.focus();
 tree.firstChild.select();
-document.body.style.background = 'rgb(0,0,80)';
-</script></body>)html",
+selected();)js",
      .copied = "in an element"},
     {.name = "inTheHiddenTreeOfAnElement",
-     .page = R"html(<!doctype html><meta charset="utf-8"><body><hidden-field></hidden-field><script>
-customElements.define('hidden-field', class extends HTMLElement {
-  connectedCallback() {
-    const tree = this.attachShadow({mode: 'closed'});
-    tree.innerHTML = '<input value="in a hidden field">';
-    tree.firstChild.focus();
-    tree.firstChild.select();
-  }
-});
-document.body.style.background = 'rgb(0,0,80)';
-</script></body>)html",
+     .body = "<div></div>",
+     .select = R"js(
+const tree = document.querySelector('div').attachShadow({mode: 'closed'});
+tree.innerHTML = '<input value="in a hidden field">';
+tree.firstChild.focus();
+tree.firstChild.select();
+selected();)js",
      .copied = "in a hidden field"},
     {.name = "anImageAlone",
-     .page =
-         R"html(<!doctype html><meta charset="utf-8"><body><p><img alt="a picture" src="data:image/gif;base64,R0lGODlhAQABAIAAAP8AAP///yH5BAAAAAAALAAAAAABAAEAAAICRAEAOw=="></p><script>
+     .body =
+         R"html(<p><img alt="a picture" src="data:image/gif;base64,R0lGODlhAQABAIAAAP8AAP///yH5BAAAAAAALAAAAAABAAEAAAICRAEAOw=="></p>)html",
+     .select = R"js(
 getSelection().selectAllChildren(document.querySelector('p'));
-document.body.style.background = 'rgb(0,0,80)';
-</script></body>)html",
+selected();)js",
      .copied = "a picture"},
 };
 INSTANTIATE_TEST_SUITE_P(Selections, EditMenu, ::testing::ValuesIn(selections),
