@@ -9,6 +9,6 @@ std::unique_ptr<platform::PrivateFiles> posix() {
     return std::make_unique<platform::PosixPrivateFiles>();
 }
 
-INSTANTIATE_TEST_SUITE_P(Posix, PrivateFilesContract, testing::Values(posix));
+INSTANTIATE_TEST_SUITE_P(Posix, PrivateFilesContract, ::testing::Values(posix));
 
 } // namespace

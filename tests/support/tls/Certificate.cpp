@@ -1,5 +1,7 @@
 #include "tests/support/tls/Certificate.h"
 
+#include "tests/support/tls/Free.h"
+
 #include <openssl/ec.h>
 #include <openssl/evp.h>
 #include <openssl/pem.h>
@@ -11,13 +13,6 @@
 namespace test_support {
 namespace {
 
-template <auto free>
-struct Free {
-    template <typename Type>
-    void operator()(Type* object) const {
-        static_cast<void>(free(object));
-    }
-};
 using Key = std::unique_ptr<EVP_PKEY, Free<&EVP_PKEY_free>>;
 using X509Ptr = std::unique_ptr<X509, Free<&X509_free>>;
 using Bio = std::unique_ptr<BIO, Free<&BIO_free>>;

@@ -3,6 +3,7 @@
 #include "platform/posix/QuietThread.h"
 #include "platform/posix/Socket.h"
 #include "platform/posix/UniqueFd.h"
+#include "tests/support/tls/Free.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -27,13 +28,6 @@ using platform::posix::makeClosedOnExecSocket;
 using platform::posix::sendQuietly;
 using platform::posix::UniqueFd;
 
-template <auto free>
-struct Free {
-    template <typename Type>
-    void operator()(Type* object) const {
-        static_cast<void>(free(object));
-    }
-};
 using Context = std::unique_ptr<SSL_CTX, Free<&SSL_CTX_free>>;
 using Session = std::unique_ptr<SSL, Free<&SSL_free>>;
 using Bio = std::unique_ptr<BIO, Free<&BIO_free>>;
