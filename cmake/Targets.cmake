@@ -54,6 +54,8 @@ function(zorvane_common target)
   if(ZORVANE_UNITY AND (ZORVANE_SANITIZE OR CMAKE_CROSSCOMPILING))
     # Nobody edits beside such a build: half of the compiler's time.
     set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
+    # There is no other file that could see it.
+    target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
   endif()
 endfunction()
 

@@ -10,6 +10,12 @@ namespace platform {
 // Values by name, both as the system has them.
 using Environment = std::map<std::string, std::string>;
 
+// Empty when there is none of that name.
+[[nodiscard]] inline std::string valueOf(const Environment& environment, const std::string& name) {
+    const auto entry = environment.find(name);
+    return entry == environment.end() ? std::string() : entry->second;
+}
+
 // A snapshot. Entries without "=" are left out; of a repeated name the first counts, as in
 // getenv. Call it before other threads could change the environment.
 [[nodiscard]] Environment currentEnvironment();

@@ -171,9 +171,8 @@ class Check {
         return running == nullptr ? std::nullopt : std::optional(running->port);
     }
     [[nodiscard]] std::string nonce() const {
-        const auto& environment = launcher_.record()->options.environment;
-        const auto entry = environment.find(std::string(ostra::Nonce::environmentVariable));
-        return entry == environment.end() ? std::string() : entry->second;
+        return valueOf(launcher_.record()->options.environment,
+                       std::string(ostra::Nonce::environmentVariable));
     }
     [[nodiscard]] std::string stateText() const {
         const auto* const failed = std::get_if<Failed>(&supervisor_->state());

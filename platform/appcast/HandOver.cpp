@@ -66,7 +66,7 @@ UniqueFd copyOf(int descriptor) {
     return UniqueFd(::fcntl(descriptor, F_DUPFD_CLOEXEC, firstOrdinary));
 }
 
-std::string howItEnded(const ExitStatus& status) {
+std::string howItHasEnded(const ExitStatus& status) {
     return status.signalled ? fmt::format("it was ended by signal {}", status.code)
                             : fmt::format("it ended with status {}", status.code);
 }
@@ -124,7 +124,7 @@ std::expected<void, std::string> handOverTo(const std::filesystem::path& program
     ::kill(-spawned->pid, SIGKILL);
     const auto status = posix::reap(spawned->pid);
     return std::unexpected(isGivenUp  ? "it was cancelled"
-                           : hasEnded ? howItEnded(status)
+                           : hasEnded ? howItHasEnded(status)
                                       : "it did not take over");
 }
 

@@ -1,6 +1,7 @@
 #include "platform/linux/AutostartEntry.h"
 
 #include "platform/linux/ExecLine.h"
+#include "platform/linux/KeyFile.h"
 
 #include <glib.h>
 #include <unistd.h>
@@ -10,43 +11,27 @@
 #include <optional>
 #include <sstream>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 namespace platform {
 namespace {
 
-constexpr const char* group = "Desktop Entry";
-
-struct KeyFileFree {
-    void operator()(GKeyFile* file) const { ::g_key_file_free(file); }
-};
-using KeyFile = std::unique_ptr<GKeyFile, KeyFileFree>;
-
-std::string takeText(char* text) {
-    const std::unique_ptr<char, decltype(&::g_free)> owner(text, &::g_free);
-    return text == nullptr ? std::string() : std::string(text);
-}
-
-KeyFile parse(const std::string& content) {
-    KeyFile file(::g_key_file_new());
-    if (content.empty() || content.find('\0') != std::string::npos ||
-        ::g_key_file_load_from_data(file.get(), content.data(), content.size(), G_KEY_FILE_NONE,
-                                    nullptr) == FALSE ||
-        ::g_key_file_has_group(file.get(), group) == FALSE) {
-        return nullptr;
-    }
-    return file;
+KeyFile parseEntry(const std::string& content) {
+    KeyFile file = parseKeyFile(content);
+    return file && ::g_key_file_has_group(file.get(), desktopEntryGroup) != FALSE ? std::move(file)
+                                                                                  : nullptr;
 }
 
 std::optional<std::string> text(GKeyFile* file, const char* key) {
-    char* const value = ::g_key_file_get_string(file, group, key, nullptr);
+    char* const value = ::g_key_file_get_string(file, desktopEntryGroup, key, nullptr);
     return value == nullptr ? std::nullopt : std::optional(takeText(value));
 }
 
 // What is neither true nor false counts as absent.
 std::optional<bool> boolean(GKeyFile* file, const char* key) {
     GError* error = nullptr;
-    const bool value = ::g_key_file_get_boolean(file, group, key, &error) != FALSE;
+    const bool value = ::g_key_file_get_boolean(file, desktopEntryGroup, key, &error) != FALSE;
     if (error != nullptr) {
         ::g_error_free(error);
         return std::nullopt;
@@ -55,7 +40,7 @@ std::optional<bool> boolean(GKeyFile* file, const char* key) {
 }
 
 std::optional<std::vector<std::string>> list(GKeyFile* file, const char* key) {
-    char** const values = ::g_key_file_get_string_list(file, group, key, nullptr, nullptr);
+    char** const values = ::g_key_file_get_string_list(file, desktopEntryGroup, key, nullptr, nullptr);
     if (values == nullptr) {
         return std::nullopt;
     }
@@ -65,11 +50,6 @@ std::optional<std::vector<std::string>> list(GKeyFile* file, const char* key) {
     }
     ::g_strfreev(values);
     return result;
-}
-
-std::string variable(const Environment& environment, const char* name) {
-    const auto found = environment.find(name);
-    return found == environment.end() ? std::string() : found->second;
 }
 
 std::vector<std::string> split(const std::string& joined) {
@@ -102,7 +82,7 @@ std::optional<std::filesystem::path> findProgram(const std::string& name,
     if (name.find('/') != std::string::npos) {
         return name.starts_with('/') && isProgram(name) ? std::optional(name) : std::nullopt;
     }
-    for (const std::string& folder : split(variable(session, "PATH"))) {
+    for (const std::string& folder : split(valueOf(session, "PATH"))) {
         const auto path = std::filesystem::path(folder) / name;
         if (folder.starts_with('/') && isProgram(path)) {
             return path;
@@ -114,7 +94,7 @@ std::optional<std::filesystem::path> findProgram(const std::string& name,
 bool isSwitchedOff(GKeyFile* file, const Environment& session) {
     return boolean(file, "Hidden").value_or(false) ||
            !boolean(file, "X-GNOME-Autostart-enabled").value_or(true) ||
-           !isForDesktop(file, split(variable(session, "XDG_CURRENT_DESKTOP")));
+           !isForDesktop(file, split(valueOf(session, "XDG_CURRENT_DESKTOP")));
 }
 
 std::string write(GKeyFile* file) {
@@ -122,14 +102,14 @@ std::string write(GKeyFile* file) {
 }
 
 void set(GKeyFile* file, const char* key, const std::string& value) {
-    ::g_key_file_set_string(file, group, key, value.c_str());
+    ::g_key_file_set_string(file, desktopEntryGroup, key, value.c_str());
 }
 
 } // namespace
 
 AutostartVerdict judgeAutostart(const std::string& content, const std::filesystem::path& executable,
                                 const Environment& session) {
-    const auto file = parse(content);
+    const auto file = parseEntry(content);
     if (!file) {
         return AutostartVerdict::broken;
     }

@@ -14,11 +14,6 @@
 namespace platform::desktop {
 namespace {
 
-std::string valueOf(const Environment& environment, const char* name) {
-    const auto entry = environment.find(name);
-    return entry == environment.end() ? std::string() : entry->second;
-}
-
 std::string describeVariable(const Environment& environment, const char* name) {
     const std::string value = valueOf(environment, name);
     return value.empty() ? fmt::format("{} is not set", name)

@@ -10,11 +10,6 @@
 namespace platform::desktop {
 namespace {
 
-std::string valueOf(const Environment& environment, const char* name) {
-    const auto entry = environment.find(name);
-    return entry == environment.end() ? std::string() : entry->second;
-}
-
 // "unix:0.0" and ":0" are the same display.
 std::string x11Display(std::string display) {
     const std::size_t colon = display.rfind(':');

@@ -1,6 +1,7 @@
 #include "platform/linux/KeyFileDefaults.h"
 
 #include "platform/ErrnoText.h"
+#include "platform/linux/KeyFile.h"
 #include "platform/posix/PosixFileSystem.h"
 #include "platform/posix/ReadFile.h"
 #include "platform/posix/ReplaceFile.h"
@@ -25,16 +26,6 @@ namespace {
 
 constexpr const char* group = "defaults";
 constexpr std::size_t largestFile = std::size_t{1} << 20;
-
-struct KeyFileFree {
-    void operator()(GKeyFile* file) const { ::g_key_file_free(file); }
-};
-using KeyFile = std::unique_ptr<GKeyFile, KeyFileFree>;
-
-std::string takeText(char* text) {
-    const std::unique_ptr<char, decltype(&::g_free)> owner(text, &::g_free);
-    return text == nullptr ? std::string() : std::string(text);
-}
 
 // What tells one state of the file from another; absent when there is no file.
 struct Stamp {
@@ -93,21 +84,8 @@ KeyFile emptyKeyFile() {
 }
 
 // Nothing when the content is no key file.
-KeyFile parse(const std::string& content) {
-    if (content.empty()) {
-        return emptyKeyFile();
-    }
-    auto file = emptyKeyFile();
-    const bool isText = content.find('\0') == std::string::npos;
-    // NOLINTBEGIN(clang-analyzer-optin.core.EnumCastOutOfRange): a C enumeration of flags
-    constexpr auto keepAll =
-        static_cast<GKeyFileFlags>(G_KEY_FILE_KEEP_COMMENTS | G_KEY_FILE_KEEP_TRANSLATIONS);
-    // NOLINTEND(clang-analyzer-optin.core.EnumCastOutOfRange)
-    if (!isText || ::g_key_file_load_from_data(file.get(), content.data(), content.size(), keepAll,
-                                               nullptr) == FALSE) {
-        return nullptr;
-    }
-    return file;
+KeyFile parseDefaults(const std::string& content) {
+    return content.empty() ? emptyKeyFile() : parseKeyFile(content);
 }
 
 // Keeps other processes of this user from saving at the same moment, as far as the file system
@@ -177,7 +155,7 @@ class KeyFileDefaults::Store {
     KeyFile read() {
         const auto content = posix::readFile(path_, largestFile);
         if (content) {
-            if (auto parsed = parse(*content)) {
+            if (auto parsed = parseDefaults(*content)) {
                 return parsed;
             }
             moveAside("it is no key file");

@@ -3,6 +3,7 @@
 #include "platform/ErrnoText.h"
 #include "platform/linux/ExecLine.h"
 #include "platform/linux/GObjectPtr.h"
+#include "platform/linux/KeyFile.h"
 #include "platform/posix/ReadFile.h"
 #include "platform/posix/ReplaceFile.h"
 
@@ -17,47 +18,28 @@
 namespace platform {
 namespace {
 
-constexpr const char* group = "Desktop Entry";
 constexpr std::size_t largestEntry = std::size_t{64} << 10;
 
 using Result = std::expected<void, std::string>;
 
-struct KeyFileFree {
-    void operator()(GKeyFile* file) const { ::g_key_file_free(file); }
-};
-using KeyFile = std::unique_ptr<GKeyFile, KeyFileFree>;
-
-KeyFile parse(const std::string& content) {
-    KeyFile file(::g_key_file_new());
-    // NOLINTBEGIN(clang-analyzer-optin.core.EnumCastOutOfRange): a C enumeration of flags
-    const auto flags =
-        static_cast<GKeyFileFlags>(G_KEY_FILE_KEEP_COMMENTS | G_KEY_FILE_KEEP_TRANSLATIONS);
-    // NOLINTEND(clang-analyzer-optin.core.EnumCastOutOfRange)
-    if (content.empty() || ::g_key_file_load_from_data(file.get(), content.data(), content.size(),
-                                                       flags, nullptr) == FALSE) {
-        return nullptr;
-    }
-    return file;
-}
-
 bool starts(const std::string& content, const std::filesystem::path& executable) {
-    const KeyFile file = parse(content);
+    const KeyFile file = parseKeyFile(content);
     if (!file) {
         return false;
     }
-    const gtk::GMemory<char> line(::g_key_file_get_string(file.get(), group, "Exec", nullptr));
+    const gtk::GMemory<char> line(::g_key_file_get_string(file.get(), desktopEntryGroup, "Exec", nullptr));
     const auto command = line ? argumentsOfExec(line.get()) : std::nullopt;
     return command && command->front() == executable.native();
 }
 
 std::optional<std::string> entryFor(const std::string& content,
                                     const std::filesystem::path& executable) {
-    const KeyFile file = parse(content);
+    const KeyFile file = parseKeyFile(content);
     if (!file) {
         return std::nullopt;
     }
-    ::g_key_file_set_string(file.get(), group, "Exec", quotedForExec(executable.native()).c_str());
-    ::g_key_file_set_string(file.get(), group, "TryExec", executable.c_str());
+    ::g_key_file_set_string(file.get(), desktopEntryGroup, "Exec", quotedForExec(executable.native()).c_str());
+    ::g_key_file_set_string(file.get(), desktopEntryGroup, "TryExec", executable.c_str());
     const gtk::GMemory<char> text(::g_key_file_to_data(file.get(), nullptr, nullptr));
     return std::string(text.get());
 }
@@ -103,12 +85,12 @@ bool isGone(const std::filesystem::path& file) {
 }
 
 bool namesAMissingProgram(const std::string& content) {
-    const KeyFile file = parse(content);
+    const KeyFile file = parseKeyFile(content);
     if (!file) {
         return false;
     }
     const gtk::GMemory<char> program(
-        ::g_key_file_get_string(file.get(), group, "TryExec", nullptr));
+        ::g_key_file_get_string(file.get(), desktopEntryGroup, "TryExec", nullptr));
     return program && std::filesystem::path(program.get()).is_absolute() && isGone(program.get());
 }
 

@@ -81,11 +81,6 @@ class SignalsMeanwhile {
                                                                             &g_main_context_unref};
 };
 
-std::string valueOf(const Environment& environment, const char* name) {
-    const auto entry = environment.find(name);
-    return entry == environment.end() ? std::string() : entry->second;
-}
-
 // The token by which the desktop lets this launch take the focus, or empty.
 std::string launchToken(const Environment& environment) {
     for (const char* name : {"XDG_ACTIVATION_TOKEN", "DESKTOP_STARTUP_ID"}) {

@@ -29,8 +29,7 @@ std::filesystem::path homeFromUserDatabase() {
 
 std::vector<std::filesystem::path> configFolders(const Environment& environment) {
     std::vector<std::filesystem::path> folders;
-    const auto found = environment.find("XDG_CONFIG_DIRS");
-    std::istringstream list(found == environment.end() ? std::string() : found->second);
+    std::istringstream list(valueOf(environment, "XDG_CONFIG_DIRS"));
     for (std::string folder; std::getline(list, folder, ':');) {
         if (folder.starts_with('/')) {
             folders.emplace_back(folder);
