@@ -74,7 +74,7 @@ endfunction()
 
 # zorvane_test_flags(name): what the tests and their precompiled header are compiled with.
 function(zorvane_test_flags name)
-  target_link_libraries(${name} PRIVATE Threads::Threads)
+  target_compile_options(${name} PRIVATE -pthread) # as some of what they are linked with asks for
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     # With this ccache can tell what a precompiled header holds, and serve these files too.
     target_compile_options(${name} PRIVATE -fpch-preprocess)

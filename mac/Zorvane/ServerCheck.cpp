@@ -171,8 +171,8 @@ class Check {
         return running == nullptr ? std::nullopt : std::optional(running->port);
     }
     [[nodiscard]] std::string nonce() const {
-        return valueOf(launcher_.record()->options.environment,
-                       std::string(ostra::Nonce::environmentVariable));
+        return platform::valueOf(launcher_.record()->options.environment,
+                                 std::string(ostra::Nonce::environmentVariable));
     }
     [[nodiscard]] std::string stateText() const {
         const auto* const failed = std::get_if<Failed>(&supervisor_->state());
