@@ -238,7 +238,8 @@ Reply Site::addLibrary(const Call& call) {
     }
     std::string name = trimmed(stringMember(*body, "name").value_or(""));
     if (name.size() > kLongestLibraryName) {
-        return errorReply(400, fmt::format("The name is longer than {} bytes.", kLongestLibraryName));
+        return errorReply(400,
+                          fmt::format("The name is longer than {} bytes.", kLongestLibraryName));
     }
     return onWorker([this, mode, name = std::move(name),
                      wanted = trimmed(stringMember(*body, "path").value_or(""))] {

@@ -40,7 +40,8 @@ std::optional<bool> boolean(GKeyFile* file, const char* key) {
 }
 
 std::optional<std::vector<std::string>> list(GKeyFile* file, const char* key) {
-    char** const values = ::g_key_file_get_string_list(file, desktopEntryGroup, key, nullptr, nullptr);
+    char** const values =
+        ::g_key_file_get_string_list(file, desktopEntryGroup, key, nullptr, nullptr);
     if (values == nullptr) {
         return std::nullopt;
     }

@@ -15,8 +15,8 @@ using KeyFile = std::unique_ptr<GKeyFile, KeyFileFree>;
 
 inline constexpr const char* desktopEntryGroup = "Desktop Entry";
 
-// With its comments and translations, so that it can be written again. Nothing for an empty text, and
-// for what is no key file.
+// With its comments and translations, so that it can be written again. Nothing for an empty text,
+// and for what is no key file.
 [[nodiscard]] inline KeyFile parseKeyFile(const std::string& content) {
     // NOLINTBEGIN(clang-analyzer-optin.core.EnumCastOutOfRange): a C enumeration of flags
     constexpr auto keepAll =

@@ -27,7 +27,8 @@ bool starts(const std::string& content, const std::filesystem::path& executable)
     if (!file) {
         return false;
     }
-    const gtk::GMemory<char> line(::g_key_file_get_string(file.get(), desktopEntryGroup, "Exec", nullptr));
+    const gtk::GMemory<char> line(
+        ::g_key_file_get_string(file.get(), desktopEntryGroup, "Exec", nullptr));
     const auto command = line ? argumentsOfExec(line.get()) : std::nullopt;
     return command && command->front() == executable.native();
 }
@@ -38,7 +39,8 @@ std::optional<std::string> entryFor(const std::string& content,
     if (!file) {
         return std::nullopt;
     }
-    ::g_key_file_set_string(file.get(), desktopEntryGroup, "Exec", quotedForExec(executable.native()).c_str());
+    ::g_key_file_set_string(file.get(), desktopEntryGroup, "Exec",
+                            quotedForExec(executable.native()).c_str());
     ::g_key_file_set_string(file.get(), desktopEntryGroup, "TryExec", executable.c_str());
     const gtk::GMemory<char> text(::g_key_file_to_data(file.get(), nullptr, nullptr));
     return std::string(text.get());

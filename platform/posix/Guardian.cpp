@@ -113,7 +113,7 @@ std::optional<ExitStatus> Guardian::readExit(bool& ended) const {
     const bool whole = count == static_cast<long>(sizeof report);
     ended = !whole;
     return whole && report.kind == ReportKind::exited ? std::optional(describedStatus(report.value))
-                                                : std::nullopt;
+                                                      : std::nullopt;
 }
 
 std::expected<GuardedChild, LaunchError> startGuarded(const GuardedStart& start) {
