@@ -79,8 +79,9 @@ function(zorvane_test_flags name)
     # With this ccache can tell what a precompiled header holds, and serve these files too.
     target_compile_options(${name} PRIVATE -fpch-preprocess)
   endif()
-  # Enough for a stack trace; there is the debug build, too.
-  target_compile_options(${name} PRIVATE $<$<CONFIG:RelWithDebInfo>:-g1>)
+  # How fast a test itself is does not matter, and lines are enough for a stack trace; there is the
+  # debug build, too.
+  target_compile_options(${name} PRIVATE "$<$<CONFIG:RelWithDebInfo>:-O1;-g1>")
   # GoogleTest prints numbers by way of what libc++ has since macOS 13.3; tests run where they are
   # built.
   if(CMAKE_CROSSCOMPILING)
