@@ -236,12 +236,16 @@ tree.firstChild.select();
 selected();)js",
      .copied = "in an element"},
     {.name = "inTheHiddenTreeOfAnElement",
-     .body = "<div></div>",
+     .body = "<hidden-field></hidden-field>",
      .select = R"js(
-const tree = document.querySelector('div').attachShadow({mode: 'closed'});
-tree.innerHTML = '<input value="in a hidden field">';
-tree.firstChild.focus();
-tree.firstChild.select();
+customElements.define('hidden-field', class extends HTMLElement {
+  connectedCallback() {
+    const tree = this.attachShadow({mode: 'closed'});
+    tree.innerHTML = '<input value="in a hidden field">';
+    tree.firstChild.focus();
+    tree.firstChild.select();
+  }
+});
 selected();)js",
      .copied = "in a hidden field"},
     {.name = "anImageAlone",
