@@ -51,7 +51,7 @@ endif()
 function(zorvane_common target)
   target_link_libraries(${target} PRIVATE "$<BUILD_INTERFACE:zorvane_flags>")
   target_include_directories(${target} PRIVATE "${PROJECT_SOURCE_DIR}")
-  if(ZORVANE_UNITY AND (ZORVANE_SANITIZE OR CMAKE_CROSSCOMPILING))
+  if(ZORVANE_UNITY AND NOT ZORVANE_COCOA_HOST AND (ZORVANE_SANITIZE OR CMAKE_CROSSCOMPILING))
     # Nobody edits beside such a build: half of the compiler's time.
     set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
     # There is no other file that could see it.
