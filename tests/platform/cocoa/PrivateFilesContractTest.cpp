@@ -5,10 +5,10 @@
 
 namespace {
 
-std::unique_ptr<platform::PrivateFiles> posix() {
+std::unique_ptr<platform::PrivateFiles> posixPrivateFiles() {
     return std::make_unique<platform::PosixPrivateFiles>();
 }
 
-INSTANTIATE_TEST_SUITE_P(Posix, PrivateFilesContract, ::testing::Values(posix));
+INSTANTIATE_TEST_SUITE_P(Posix, PrivateFilesContract, ::testing::Values(posixPrivateFiles));
 
 } // namespace
