@@ -16,17 +16,11 @@ class Elsewhere : public ApplicationTest {
     // For what is launched from then on.
     void moveToAnotherSession() {
         moveToAnotherBus();
-        display = session.start(
-            {"Xvfb", "-displayfd", "1", "-screen", "0", "1600x1000x24", "-nolisten", "tcp"},
-            "other-display");
-        ASSERT_TRUE(eventually([&] { return display->standardOutput().ends_with('\n'); }));
-        session.environment["DISPLAY"] = ":" + display->standardOutput();
-        session.environment["DISPLAY"].pop_back();
+        session.moveToAnotherDisplay();
     }
     void moveToAnotherBus() { session.environment["DBUS_SESSION_BUS_ADDRESS"] = bus.address(); }
 
     test_support::PrivateBus bus;
-    std::unique_ptr<Program> display;
 };
 
 TEST_F(Elsewhere, itSaysWhereItRunsAndThatItCannotComeHere) {

@@ -38,7 +38,7 @@ xcb_window_t rootOf(const Connection& connection) {
 
 DesktopSession::DesktopSession(ScreenSize screen)
     : screen_(screen) {
-    parts_ = {&display_, &windowManager_};
+    parts_ = {&display_, &otherDisplay_, &windowManager_};
     startDisplay();
     startWindowManager();
 }
@@ -47,19 +47,27 @@ DesktopSession::~DesktopSession() {
     endProcesses();
     parts_.clear();
     windowManager_.reset();
+    otherDisplay_.reset();
     display_.reset();
 }
 
-std::string DesktopSession::startServer(std::vector<std::string> command) {
+// A server that begins anew whenever its last client goes would lose those who come meanwhile.
+std::unique_ptr<Program> DesktopSession::startServer(std::vector<std::string> command,
+                                                     const std::string& name) {
     const std::string screen = fmt::format("{}x{}x24", screen_.width, screen_.height);
     command.insert(command.end(),
                    {"-displayfd", "1", "-screen", "0", screen, "-nolisten", "tcp", "-noreset"});
-    display_ = start(command, "display");
-    return awaitLine(*display_, "Xvfb");
+    auto server = start(command, name);
+    environment["DISPLAY"] = ":" + awaitLine(*server, "Xvfb");
+    return server;
 }
 
 void DesktopSession::startDisplay() {
-    environment["DISPLAY"] = ":" + startServer({"Xvfb"});
+    display_ = startServer({"Xvfb"}, "display");
+}
+
+void DesktopSession::moveToAnotherDisplay() {
+    otherDisplay_ = startServer({"Xvfb"}, "other-display");
 }
 
 void DesktopSession::startWindowManager() {
@@ -235,7 +243,7 @@ void DesktopSession::killDisplay() {
 
 void DesktopSession::restartDisplay() {
     displayNumber_.reset();
-    (void)startServer({"Xvfb", environment.at("DISPLAY")});
+    display_ = startServer({"Xvfb", environment.at("DISPLAY")}, "display");
     startWindowManager();
 }
 

@@ -63,16 +63,20 @@ class DesktopSession : public PrivateSession {
     void killDisplay();
     // After killDisplay(): another X server on the same display, with a window manager.
     void restartDisplay();
+    // A second X server, without a window manager; what is started or asked from then on has it.
+    void moveToAnotherDisplay();
     void signalDisplay(int number) const { display_->signal(number); }
 
   private:
-    // Returns the display's number.
-    std::string startServer(std::vector<std::string> command);
+    // Puts its display into the environment.
+    [[nodiscard]] std::unique_ptr<Program> startServer(std::vector<std::string> command,
+                                                       const std::string& name);
     void startDisplay();
     void startWindowManager();
 
     ScreenSize screen_;
     std::unique_ptr<Program> display_;
+    std::unique_ptr<Program> otherDisplay_;
     platform::posix::UniqueFd displayNumber_; // held after killDisplay()
     std::unique_ptr<Program> windowManager_;
 };
