@@ -9,6 +9,7 @@
 #include <xcb/xcb.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <cstddef>
 #include <cstdlib>
@@ -18,6 +19,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <string_view>
+#include <system_error>
 
 namespace desktop {
 namespace {
@@ -238,7 +240,10 @@ void DesktopSession::killDisplay() {
     name.copy(&address.sun_path[1], sizeof address.sun_path - 2);
     const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
     displayNumber_.reset(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    (void)::bind(displayNumber_.get(), reinterpret_cast<const struct sockaddr*>(&address), size);
+    if (::bind(displayNumber_.get(), reinterpret_cast<const struct sockaddr*>(&address), size) !=
+        0) {
+        throw std::system_error(errno, std::generic_category(), "cannot hold the display's number");
+    }
 }
 
 void DesktopSession::restartDisplay() {

@@ -15,7 +15,6 @@ namespace {
 using namespace std::chrono_literals;
 using platform::ActivationPolicy;
 using platform::SystemEvent;
-using platform::TerminateReply;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -174,7 +173,7 @@ TEST_F(AppDelegateTest, leavesVisibleWindowsAloneOnReopen) {
 
 TEST_F(AppDelegateTest, doesNothingOnceItIsGone) {
     launch();
-    std::weak_ptr<AppDelegate> weak = delegate;
+    const std::weak_ptr<AppDelegate> weak = delegate;
     delegate.reset();
     EXPECT_TRUE(weak.expired()) << "nothing that lives longer holds the delegate";
     notifications.post("SUUpdaterWillRestartNotification");
