@@ -37,7 +37,14 @@ std::string describe(HttpError::Kind kind) {
 
 Download::Download(posix::UniqueFd file, std::uint64_t length)
     : file_(std::move(file))
-    , length_(length) {}
+    , length_(length)
+    , cancellation_(posix::makePipe().value_or(posix::Pipe())) {}
+
+void Download::cancel() {
+    if (!cancelled_.exchange(true)) {
+        static_cast<void>(::write(cancellation_.writeEnd.get(), "", 1));
+    }
+}
 
 HttpRequest Download::request(const std::shared_ptr<Download>& download, const std::string& url,
                               std::function<void()> progressed) {

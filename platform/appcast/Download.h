@@ -4,6 +4,7 @@
 #pragma once
 
 #include "platform/HttpClient.h"
+#include "platform/posix/Pipe.h"
 #include "platform/posix/UniqueFd.h"
 
 #include <atomic>
@@ -24,8 +25,10 @@ class Download {
                                              std::function<void()> progressed);
 
     // Any thread. No piece is taken any more.
-    void cancel() { cancelled_ = true; }
+    void cancel();
     [[nodiscard]] bool isCancelled() const { return cancelled_; }
+    // Can be read once it was cancelled. Negative when there was no descriptor left for it.
+    [[nodiscard]] int cancellation() const { return cancellation_.readEnd.get(); }
     [[nodiscard]] std::uint64_t received() const { return received_; }
     [[nodiscard]] std::uint64_t length() const { return length_; }
 
@@ -40,6 +43,7 @@ class Download {
     const std::uint64_t length_;
     std::atomic<std::uint64_t> received_ = 0;
     std::atomic<bool> cancelled_ = false;
+    const posix::Pipe cancellation_;
     std::atomic<int> writeError_ = 0;
 };
 

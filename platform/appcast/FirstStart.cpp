@@ -39,20 +39,30 @@ std::filesystem::path programOf(const std::filesystem::path& bundle, const ReadI
 
 std::expected<void, std::string> answersWithItsVersion(const std::filesystem::path& bundle,
                                                        const ReadInfo& readInfo,
-                                                       CommandRunner& commands) {
-    const auto answer = commands.run(programOf(bundle, readInfo), {"--version"},
-                                     firstAnswerPatience, longestAnswer);
+                                                       const RunProgram& run, int interrupt) {
+    const auto answer = run({.executable = programOf(bundle, readInfo),
+                             .arguments = {"--version"},
+                             .timeout = firstAnswerPatience,
+                             .mostOutput = longestAnswer,
+                             .interrupt = interrupt});
     if (!answer) {
-        return answer.error().kind == CommandError::Kind::timedOut
-                   ? doesNotStart("it does not answer")
-                   : doesNotStart(answer.error().description);
+        return doesNotStart(answer.error().description());
+    }
+    switch (answer->reason) {
+    case posix::WatchedEnd::Reason::interrupted:
+        return std::unexpected("it was cancelled");
+    case posix::WatchedEnd::Reason::timedOut:
+        return doesNotStart("it does not answer");
+    case posix::WatchedEnd::Reason::exited:
+        break;
     }
     if (!answer->status.succeeded()) {
         return doesNotStart(howItEnded(answer->status));
     }
     const auto info = readInfo(bundle);
     const auto shown = valueOf(info, "CFBundleShortVersionString");
-    if (lastWord(answer->output) != (shown.empty() ? valueOf(info, "CFBundleVersion") : shown)) {
+    if (!answer->isOutputWhole ||
+        lastWord(answer->output) != (shown.empty() ? valueOf(info, "CFBundleVersion") : shown)) {
         return doesNotStart("it says that it is another version");
     }
     return {};

@@ -2,17 +2,23 @@
 // program finds every library and data it needs, and knows which version it is. Any thread.
 #pragma once
 
-#include "platform/CommandRunner.h"
+#include "platform/ChildProcess.h"
 #include "platform/appcast/BundleCheck.h"
+#include "platform/posix/WatchedCommand.h"
 
 #include <chrono>
 #include <expected>
 #include <filesystem>
+#include <functional>
 #include <string>
 
 namespace platform::appcast {
 
 inline constexpr std::chrono::seconds firstAnswerPatience{10};
+
+// posix::runWatched with the environment that programs are given.
+using RunProgram =
+    std::function<std::expected<posix::WatchedEnd, LaunchError>(posix::WatchedCommand command)>;
 
 // The program that the bundle's Info dictionary names.
 [[nodiscard]] std::filesystem::path programOf(const std::filesystem::path& bundle,
@@ -20,8 +26,9 @@ inline constexpr std::chrono::seconds firstAnswerPatience{10};
 
 // The program, asked with "--version", ends with status 0 within firstAnswerPatience, and the last
 // word it prints is the bundle's CFBundleShortVersionString (else its CFBundleVersion); or why not.
+// It is ended as soon as `interrupt`, a descriptor unless it is negative, can be read.
 [[nodiscard]] std::expected<void, std::string>
 answersWithItsVersion(const std::filesystem::path& bundle, const ReadInfo& readInfo,
-                      CommandRunner& commands);
+                      const RunProgram& run, int interrupt);
 
 } // namespace platform::appcast

@@ -2,7 +2,6 @@
 
 #include "platform/ErrnoText.h"
 #include "platform/appcast/CheckSchedule.h"
-#include "platform/appcast/FirstStart.h"
 #include "platform/appcast/HandOver.h"
 
 #include <fmt/format.h>
@@ -362,17 +361,17 @@ void UpdateDriver::install() {
     stage_ = Stage::installing;
     facilities_.ui.show(installPanel(names()), [](std::size_t) {});
     facilities_.backgroundQueues.global(QualityOfService::userInitiated)
-        .post([archive = download_, plan = plan(), &commands = facilities_.commands,
+        .post([archive = download_, plan = plan(), runProgram = facilities_.runProgram,
                startSuccessor = facilities_.startSuccessor,
                done = onMain(&UpdateDriver::installed)] {
-            done(installNow(*archive, plan, commands, startSuccessor));
+            done(installNow(*archive, plan, runProgram, startSuccessor));
         });
 }
 
 // On a background thread. However it ends, one of the two bundles is in its place and the other
 // one is not needed any more.
 UpdateDriver::Installed UpdateDriver::installNow(const Download& archive, const UpdatePlan& plan,
-                                                 CommandRunner& commands,
+                                                 const RunProgram& runProgram,
                                                  const StartSuccessor& startSuccessor) {
     const auto failed = [](std::string reason, bool oldOneIsBack = true) {
         return std::unexpected(InstallFailure{std::move(reason), oldOneIsBack});
@@ -385,8 +384,10 @@ UpdateDriver::Installed UpdateDriver::installNow(const Download& archive, const 
     const auto unlessCancelled = [&](const auto& step) -> std::expected<void, std::string> {
         return archive.isCancelled() ? std::unexpected(std::string("it was cancelled")) : step();
     };
-    if (auto answers = unlessCancelled(
-            [&] { return answersWithItsVersion(update->fresh(), plan.readInfo, commands); });
+    if (auto answers = unlessCancelled([&] {
+            return answersWithItsVersion(update->fresh(), plan.readInfo, runProgram,
+                                         archive.cancellation());
+        });
         !answers) {
         return failed(answers.error());
     }

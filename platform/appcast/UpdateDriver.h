@@ -11,7 +11,6 @@
 
 #include "platform/Application.h"
 #include "platform/Clock.h"
-#include "platform/CommandRunner.h"
 #include "platform/HttpClient.h"
 #include "platform/Log.h"
 #include "platform/NotificationCenter.h"
@@ -20,6 +19,7 @@
 #include "platform/UserDefaults.h"
 #include "platform/Workspace.h"
 #include "platform/appcast/Download.h"
+#include "platform/appcast/FirstStart.h"
 #include "platform/appcast/InstallLocation.h"
 #include "platform/appcast/StagedUpdate.h"
 #include "platform/appcast/UpdateNotice.h"
@@ -51,7 +51,7 @@ struct UpdateFacilities {
     NotificationCenter& notifications;
     Application& application;
     Workspace& workspace;
-    CommandRunner& commands;
+    RunProgram runProgram;
     StartSuccessor startSuccessor;
     UpdateUi& ui;
     UpdateNotice& notice;
@@ -116,7 +116,7 @@ class UpdateDriver : public std::enable_shared_from_this<UpdateDriver> {
     void downloaded(HttpResult result);
     void install();
     [[nodiscard]] static Installed installNow(const Download& archive, const UpdatePlan& plan,
-                                              CommandRunner& commands,
+                                              const RunProgram& runProgram,
                                               const StartSuccessor& startSuccessor);
     void installed(Installed result);
     void installFailed(const InstallFailure& failure);

@@ -122,7 +122,11 @@ LinuxPlatform::LinuxPlatform(const NativeOptions& options, const Environment& en
                         .notifications = notificationCenter_,
                         .application = application_,
                         .workspace = workspace_,
-                        .commands = commandRunner_,
+                        .runProgram =
+                            [environment](posix::WatchedCommand command) {
+                                command.environment = environment;
+                                return posix::runWatched(command);
+                            },
                         .startSuccessor = successorWith(environment, application_),
                         .ui = updateUi_,
                         .notice = updateNotice_,

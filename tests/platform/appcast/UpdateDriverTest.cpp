@@ -3,7 +3,7 @@
 #include "platform/appcast/CheckSchedule.h"
 #include "platform/appcast/ThisSystem.h"
 #include "platform/appcast/VersionOrder.h"
-#include "platform/posix/PosixCommandRunner.h"
+#include "platform/posix/WatchedCommand.h"
 #include "platform/testing/FakeDesktopServices.h"
 #include "platform/testing/InMemorySystem.h"
 #include "platform/testing/ManualScheduler.h"
@@ -129,7 +129,7 @@ class Updates : public ::testing::Test {
                 .notifications = notifications,
                 .application = application,
                 .workspace = workspace,
-                .commands = commands,
+                .runProgram = [this](auto&& command) { return runProgram(command); },
                 .startSuccessor =
                     [this](const auto& program, const auto patience, const auto& isCancelled) {
                         return succeed(program, patience, isCancelled);
@@ -138,24 +138,20 @@ class Updates : public ::testing::Test {
                 .notice = notice,
                 .log = log};
     }
-    // Runs what it is asked to, after telling the test; with less patience where the test has less.
-    struct WatchedCommands final : CommandRunner {
-        std::expected<CommandResult, CommandError> run(const std::filesystem::path& executable,
-                                                       const std::vector<std::string>& arguments,
-                                                       std::chrono::milliseconds timeout,
-                                                       std::size_t maxOutput) override {
-            if (whenRun) {
-                whenRun();
-            }
-            allowed = timeout;
-            return system.run(executable, arguments, std::min(timeout, patience), maxOutput);
+    // The test is told before and after; with less patience where it has less.
+    std::expected<posix::WatchedEnd, LaunchError> runProgram(posix::WatchedCommand command) {
+        if (whenAsked) {
+            whenAsked();
         }
-
-        PosixCommandRunner system;
-        std::function<void()> whenRun;
-        std::chrono::milliseconds allowed{0}; // the last time
-        std::chrono::milliseconds patience = std::chrono::hours(1);
-    };
+        answerPatience = command.timeout;
+        command.timeout = std::min(command.timeout, testsPatience);
+        command.environment = currentEnvironment();
+        auto end = posix::runWatched(command);
+        if (end && whenAnswered) {
+            whenAnswered(end->reason);
+        }
+        return end;
+    }
     std::expected<void, std::string> succeed(const std::filesystem::path& program,
                                              std::chrono::milliseconds patience,
                                              const std::function<bool()>& isCancelled) {
@@ -209,6 +205,10 @@ class Updates : public ::testing::Test {
     std::string successorFailure;
     std::chrono::milliseconds successorPatience{0}; // that it was allowed, the last time
     std::function<void()> whenStarted;
+    std::chrono::milliseconds answerPatience{0}; // that the new program was allowed, the last time
+    std::chrono::milliseconds testsPatience = std::chrono::hours(1);
+    std::function<void()> whenAsked; // the new program for its version
+    std::function<void(posix::WatchedEnd::Reason)> whenAnswered;
     std::size_t pieces = 1;             // that the archive arrives in, 200 ms apart
     std::function<void()> whenExamined; // while the unpacked bundle is looked at
 
@@ -221,7 +221,6 @@ class Updates : public ::testing::Test {
     RunningApplication running{events};
     platform::testing::FakeWorkspace workspace{events};
     platform::testing::RecordingLog log;
-    WatchedCommands commands;
     FakeUpdateUi ui;
     FakeUpdateNotice notice;
     RecordingDelegate delegate;
@@ -319,6 +318,7 @@ TEST_F(Updates, areNotInstalledUnlessTheNewProgramKnowsItsVersion) {
         {"#!/bin/sh\nkill -SEGV $$\n", "it is ended by signal 11"},
         {"#!/bin/sh\necho Example 1.0\n", "it says that it is another version"},
         {"#!/bin/sh\n", "it says that it is another version"},
+        {"#!/bin/sh\nprintf '%4096s and more' 2.0\n", "it says that it is another version"},
         {"#!/no/such/interpreter\n", "No such file"},
     };
     for (const auto& [program, reason] : cases) {
@@ -337,12 +337,12 @@ TEST_F(Updates, areNotInstalledUnlessTheNewProgramKnowsItsVersion) {
 
 TEST_F(Updates, areNotInstalledWhenTheNewProgramDoesNotAnswerWithinTenSeconds) {
     newProgram = "#!/bin/sh\nexec sleep 600\n";
-    commands.patience = 50ms;
+    testsPatience = 50ms;
     offer("2");
     askAndSettle();
     ui.press("Install and Relaunch");
     settle();
-    EXPECT_EQ(commands.allowed, 10s);
+    EXPECT_EQ(answerPatience, 10s);
     EXPECT_THAT(shownText(), HasSubstr("the new version does not start: it does not answer"));
     expectUntouched();
     EXPECT_THAT(events, IsEmpty());
@@ -361,13 +361,27 @@ TEST_F(Updates, areNotEvenAskedForTheirVersionOnceTheirControllerHasGone) {
     EXPECT_THAT(events, IsEmpty());
 }
 
-TEST_F(Updates, areNotInstalledWhenTheirControllerGoesWhileTheNewProgramIsAsked) {
+TEST_F(Updates, areNotInstalledWhenTheirControllerGoesAfterTheNewProgramHasAnswered) {
     offer("2");
     askAndSettle();
     ui.press("Install and Relaunch");
-    commands.whenRun = [this] { controller.reset(); };
+    whenAnswered = [this](auto /*reason*/) { controller.reset(); };
     settle();
     EXPECT_FALSE(controller);
+    expectUntouched();
+    EXPECT_THAT(events, IsEmpty());
+}
+
+TEST_F(Updates, doNotWaitForTheAnswerOfTheNewProgramOnceTheirControllerHasGone) {
+    newProgram = "#!/bin/sh\nexec sleep 600\n";
+    offer("2");
+    askAndSettle();
+    ui.press("Install and Relaunch");
+    whenAsked = [this] { controller.reset(); };
+    std::vector<posix::WatchedEnd::Reason> reasons;
+    whenAnswered = [&](auto reason) { reasons.push_back(reason); };
+    settle();
+    EXPECT_THAT(reasons, ElementsAre(posix::WatchedEnd::Reason::interrupted));
     expectUntouched();
     EXPECT_THAT(events, IsEmpty());
 }
@@ -862,7 +876,6 @@ TEST(AppcastFrameworkConfiguration, isNeededForAController) {
     platform::testing::FakeApplication application(events);
     platform::testing::FakeWorkspace workspace(events);
     platform::testing::RecordingLog log;
-    PosixCommandRunner commands;
     FakeUpdateUi ui;
     FakeUpdateNotice notice;
     RecordingDelegate delegate;
@@ -878,7 +891,7 @@ TEST(AppcastFrameworkConfiguration, isNeededForAController) {
                                     .notifications = notifications,
                                     .application = application,
                                     .workspace = workspace,
-                                    .commands = commands,
+                                    .runProgram = {},
                                     .startSuccessor = {},
                                     .ui = ui,
                                     .notice = notice,

@@ -2,7 +2,7 @@
 // they do, the old application is whole afterwards and nothing else is left beside it.
 #include "platform/appcast/AppcastFramework.h"
 #include "platform/posix/CurlHttpClient.h"
-#include "platform/posix/PosixCommandRunner.h"
+#include "platform/posix/WatchedCommand.h"
 #include "platform/testing/FakeDesktopServices.h"
 #include "platform/testing/InMemorySystem.h"
 #include "tests/platform/appcast/FakeUpdateUi.h"
@@ -71,7 +71,7 @@ class UpdatesOverHttps : public ::testing::Test {
                                            .notifications = notifications,
                                            .application = application,
                                            .workspace = workspace,
-                                           .commands = commands,
+                                           .runProgram = &posix::runWatched,
                                            .startSuccessor =
                                                [this](const auto& started, auto&&... /*terms*/) {
                                                    program = started;
@@ -148,7 +148,6 @@ class UpdatesOverHttps : public ::testing::Test {
     platform::testing::FakeApplication application{events};
     platform::testing::FakeWorkspace workspace{events};
     platform::testing::RecordingLog log;
-    PosixCommandRunner commands;
     std::filesystem::path program; // the one that was started, once hasStarted
     std::atomic<bool> hasStarted = false;
     FakeUpdateUi ui;
