@@ -12,7 +12,6 @@
 namespace desktop {
 namespace {
 
-using ::testing::Contains;
 using ::testing::ElementsAre;
 
 constexpr const char* question = "Move it";

@@ -24,7 +24,6 @@ namespace {
 using std::chrono::milliseconds;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
-using ::testing::Not;
 
 class BackEnd : public ::testing::Test {
   protected:

@@ -15,7 +15,9 @@ using platform::gtk::GObjectPtr;
 constexpr const char* launcherProgram = "/usr/libexec/at-spi-bus-launcher";
 constexpr const char* accessible = "org.a11y.atspi.Accessible";
 constexpr const char* properties = "org.freedesktop.DBus.Properties";
+constexpr const char* textOf = "org.a11y.atspi.Text";
 constexpr std::uint32_t focusedState = 12; // ATSPI_STATE_FOCUSED
+constexpr std::uint32_t labelledBy = 2;    // ATSPI_RELATION_LABELLED_BY
 constexpr int deepest = 24;
 constexpr int patienceMs = 5'000;
 
@@ -97,9 +99,41 @@ std::string Accessibility::text(const Reference& object, const char* property) c
                : g_variant_get_string(inner, nullptr);
 }
 
+// What a screen reader says of an object without a name of its own.
+std::string Accessibility::label(const Reference& object) const {
+    const Variant reply = call(object, accessible, "GetRelationSet", nullptr);
+    if (!reply || g_variant_is_of_type(reply.get(), G_VARIANT_TYPE("(a(ua(so)))")) == FALSE) {
+        return {};
+    }
+    const Variant relations(g_variant_get_child_value(reply.get(), 0), &g_variant_unref);
+    for (gsize index = 0; index < g_variant_n_children(relations.get()); ++index) {
+        std::uint32_t kind = 0;
+        GVariant* targets = nullptr;
+        g_variant_get_child(relations.get(), index, "(u@a(so))", &kind, &targets);
+        const Variant labels(targets, &g_variant_unref);
+        if (kind != labelledBy || g_variant_n_children(labels.get()) == 0) {
+            continue;
+        }
+        const char* bus = nullptr;
+        const char* path = nullptr;
+        g_variant_get_child(labels.get(), 0, "(&s&o)", &bus, &path);
+        const Variant answer =
+            call({.bus = bus, .path = path}, textOf, "GetText", g_variant_new("(ii)", 0, -1));
+        const char* words = nullptr;
+        if (answer && g_variant_is_of_type(answer.get(), G_VARIANT_TYPE("(s)")) != FALSE) {
+            g_variant_get(answer.get(), "(&s)", &words);
+            return words;
+        }
+    }
+    return {};
+}
+
 AccessibleObject Accessibility::read(const Reference& object) const {
     AccessibleObject result{.name = text(object, "Name"),
                             .description = text(object, "Description")};
+    if (result.name.empty()) {
+        result.name = label(object);
+    }
     const Variant role = call(object, accessible, "GetRoleName", nullptr);
     const char* roleName = nullptr;
     if (role && g_variant_is_of_type(role.get(), G_VARIANT_TYPE("(s)")) != FALSE) {

@@ -43,6 +43,7 @@ class Accessibility {
     [[nodiscard]] Variant call(const Reference& object, const char* interface, const char* method,
                                GVariant* parameters) const;
     [[nodiscard]] std::vector<Reference> childrenOf(const Reference& object) const;
+    [[nodiscard]] std::string label(const Reference& object) const;
     [[nodiscard]] std::string text(const Reference& object, const char* property) const;
     [[nodiscard]] AccessibleObject read(const Reference& object) const;
     void addBelow(const Reference& object, const std::string& application, int depth,
