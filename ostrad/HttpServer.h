@@ -23,7 +23,7 @@ namespace ostrad {
 
 struct HttpLimits {
     std::uint32_t headerBytes = 16 * 1024;
-    std::uint64_t bodyBytes = 64 * 1024;
+    std::uint64_t bodyBytes = std::uint64_t{64} * 1024;
     std::size_t connections = 128;
     std::chrono::milliseconds idle{60'000};          // between requests, and for one whole request
     std::chrono::milliseconds stalledReply{600'000}; // a paused player may rest this long

@@ -114,7 +114,7 @@ TEST_F(StatusPanel, showsTheMenuAndQuitsByAClickOnTheLastItem) {
     const Box& login = seen.texts[seen.texts.size() - 2];
     EXPECT_NEAR(box.width, box.height, 2);
     EXPECT_GE(box.width, 8);
-    EXPECT_NEAR(box.y + box.height / 2, login.y + login.height / 2, 4);
+    EXPECT_NEAR(2 * box.y + box.height, 2 * login.y + login.height, 8);
     EXPECT_FALSE(isTicked(*open));
     closeTheMenu(panel);
     EXPECT_TRUE(eventually([&] {

@@ -16,8 +16,6 @@
 namespace desktop {
 namespace {
 
-using ::testing::HasSubstr;
-
 class Tray : public ::testing::Test {
   protected:
     Tray() {
@@ -121,10 +119,9 @@ TEST_F(Tray, canEndTheApplicationFromItsMenu) {
 }
 
 TEST_F(Tray, editsThePageByKeys) {
-    launch({"--window", "probe", "--url",
-            "data:text/html,<body style='margin:0'><textarea autofocus "
-            "style='width:100vw;height:100vh'></textarea>",
-            "--timeout", "30"});
+    const std::string page = "data:text/html,<body style='margin:0'><textarea autofocus "
+                             "style='width:100vw;height:100vh'></textarea>";
+    launch({"--window", "probe", "--url", page, "--timeout", "30"});
     const std::string window = awaitWindow();
     session.focus(window);
     EXPECT_TRUE(eventually([&] {

@@ -6,9 +6,7 @@
 namespace desktop {
 namespace {
 
-using ::testing::Contains;
 using ::testing::ElementsAre;
-using ::testing::Not;
 
 class WebAppLinking : public WebAppTest {
   protected:

@@ -13,7 +13,7 @@
 #include <cstdlib>
 #include <stdexcept>
 
-extern char** environ;
+extern char** environ; // NOLINT: POSIX leaves the declaration to the program
 
 namespace health_worker {
 namespace {
@@ -49,7 +49,7 @@ std::vector<std::string> environmentFor(const std::filesystem::path& root,
 }
 
 std::vector<std::string> linesOf(std::FILE* file) {
-    std::rewind(file);
+    std::fseek(file, 0, SEEK_SET);
     std::vector<std::string> lines;
     std::array<char, 4096> line{};
     while (std::fgets(line.data(), static_cast<int>(line.size()), file) != nullptr) {

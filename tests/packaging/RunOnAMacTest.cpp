@@ -7,7 +7,6 @@ namespace {
 
 using packaging_test::StandIns;
 using testing::ElementsAre;
-using testing::EndsWith;
 using testing::HasSubstr;
 
 class RunOnAMac : public testing::Test {

@@ -25,7 +25,6 @@ using platform::LoginServiceStatus;
 using platform::quotedForExec;
 using platform::RegistrationReason;
 using std::filesystem::path;
-using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
 TEST(ExecLine, isTakenApartAsItIsQuoted) {

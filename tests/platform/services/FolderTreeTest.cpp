@@ -24,10 +24,8 @@ namespace {
 
 using platform::PosixFolderTree;
 using std::filesystem::path;
-using test_support::describeEntry;
 using test_support::snapshotOf;
 using ::testing::AnyOf;
-using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::UnorderedElementsAre;

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <array>
 #include <ctime>
 #include <map>
 
@@ -23,9 +24,9 @@ class LinuxHostTest : public testing::Test {
         return LinuxHost({}, folder / "machine-info").computerName();
     }
     static std::string hostName() {
-        std::string name(256, '\0');
+        std::array<char, 256> name{};
         EXPECT_EQ(::gethostname(name.data(), name.size()), 0);
-        return name.c_str();
+        return name.data();
     }
 
     test_support::TemporaryFolder folder;

@@ -268,7 +268,7 @@ void TrayTest::makeItem() {
 } // namespace platform::tray
 
 // What fontconfig knows of the machine's fonts stays with the process.
-extern "C" const char* __lsan_default_suppressions();
+extern "C" const char* __lsan_default_suppressions(); // NOLINT(bugprone-reserved-identifier)
 extern "C" const char* __lsan_default_suppressions() {
     return "leak:libfontconfig\n";
 }
