@@ -12,9 +12,7 @@
 
 #include <chrono>
 #include <csignal>
-#include <functional>
 #include <mutex>
-#include <string_view>
 #include <thread>
 
 namespace process_test {
@@ -25,8 +23,7 @@ using namespace std::chrono_literals;
 // An application run by the test itself, without a guardian of its own that would end all at once.
 class Application {
   public:
-    Application(const std::vector<std::string>& arguments, const Recorder& recorder)
-        : pass(recorder.onOutput()) {
+    Application(const std::vector<std::string>& arguments, const Recorder& recorder) {
         const auto image =
             platform::posix::ExecImage::make(ZORVANE_LAUNCHER_PROBE_PATH, arguments, {});
         auto pipe = platform::posix::makePipe();
@@ -35,13 +32,14 @@ class Application {
         processId = spawned->pid;
         EXPECT_EQ(spawned->awaitExec(), std::nullopt);
         pipe->writeEnd.reset();
-        reader = test_support::JoiningThread([this, end = std::move(pipe->readEnd)] {
-            char bytes[4096];
-            for (long count = 0;
-                 (count = platform::posix::readSome(end.get(), bytes, sizeof bytes)) > 0;) {
-                pass({bytes, static_cast<std::size_t>(count)});
-            }
-        });
+        reader = test_support::JoiningThread(
+            [pass = recorder.onOutput(), end = std::move(pipe->readEnd)] {
+                char bytes[4096];
+                for (long count = 0;
+                     (count = platform::posix::readSome(end.get(), bytes, sizeof bytes)) > 0;) {
+                    pass({bytes, static_cast<std::size_t>(count)});
+                }
+            });
     }
     Application(const Application&) = delete;
     Application& operator=(const Application&) = delete;
@@ -51,7 +49,6 @@ class Application {
 
   private:
     pid_t processId = -1;
-    const std::function<void(std::string_view)> pass;
     test_support::JoiningThread reader;
 };
 
@@ -306,7 +303,7 @@ TEST_F(KilledGuardian, takesTheChildAndItsWholeTreeWithIt) {
 
 // The entry as a whole is the mark: not its beginning, and not a value that merely holds it.
 TEST_F(KilledGuardian, leavesThoseAloneWhoseEnvironmentOnlyResemblesTheMark) {
-    const Recorder others;
+    Recorder others;
     auto longer = guardedChild({"ready", "hang"}, others);
     longer.environment = {{"MARK", "12"}, {"X", "MARK=1"}};
     const auto other = launch(std::move(longer));
