@@ -129,8 +129,7 @@ function(zorvane_test name)
     set(header tests/support/precompiled/CMakeFiles/test_precompiled.dir/Precompiled.cpp.o)
     target_compile_options(${name} PRIVATE
       "$<$<COMPILE_LANGUAGE:CXX>:SHELL:-Xclang -include-pch -Xclang ${header}.pch>")
-    set_source_files_properties(${arg_SOURCES} PROPERTIES OBJECT_DEPENDS "${CMAKE_BINARY_DIR}/${header}")
-    add_dependencies(${name} test_precompiled) # for files that are compiled as one
+    add_dependencies(${name} test_precompiled_made)
     return()
   endif()
   set(properties LABELS ${arg_LABEL} TIMEOUT ${arg_TIMEOUT})
