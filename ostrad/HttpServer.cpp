@@ -43,10 +43,10 @@ using tcp = asio::ip::tcp;
 
 namespace {
 
-constexpr std::size_t kStreamChunk = 256 * 1024;
+constexpr std::size_t kStreamChunk = 256UL * 1024;
 // So that a worker comes back now and then from a reader that is always ready.
 constexpr std::uint64_t kMostHandedOver = 16UL * 1024 * 1024;
-constexpr std::uint64_t kFarewellBytes = 1024 * 1024;
+constexpr std::uint64_t kFarewellBytes = 1024UL * 1024;
 constexpr std::chrono::milliseconds kAcceptPause{100};
 constexpr auto kAwait = asio::as_tuple(asio::use_awaitable);
 
@@ -112,7 +112,7 @@ class Connection {
             again = co_await serveOne();
         }
         beast::error_code ignored;
-        stream.socket().close(ignored);
+        (void)stream.socket().close(ignored);
     }
 
     beast::tcp_stream stream;
@@ -243,7 +243,7 @@ class Connection {
         const auto socket =
             std::make_shared<UniqueFd>(secondDescriptor(stream.socket().native_handle()));
         beast::error_code error;
-        stream.socket().native_non_blocking(true, error);
+        (void)stream.socket().native_non_blocking(true, error);
         if (error || !*socket) {
             co_return std::nullopt;
         }
@@ -327,7 +327,7 @@ class Connection {
         constexpr std::chrono::milliseconds longestPause{1000};
         const auto deadline = std::chrono::steady_clock::now() + limits.stalledReply;
         beast::error_code error;
-        stream.socket().shutdown(tcp::socket::shutdown_send, error);
+        (void)stream.socket().shutdown(tcp::socket::shutdown_send, error);
         asio::steady_timer timer(stream.get_executor());
         std::chrono::milliseconds pause{1};
         while (!error && !hasEnded(stream.socket().native_handle()) &&
@@ -386,24 +386,25 @@ asio::awaitable<void> HttpServer::Impl::acceptForever() {
         resetOnClose(socket.native_handle());
         if (open.size() >= limits.connections) {
             boost::system::error_code ignored;
-            socket.close(ignored);
+            (void)socket.close(ignored);
             continue;
         }
         boost::system::error_code ignored;
-        socket.set_option(tcp::no_delay(true), ignored);
+        (void)socket.set_option(tcp::no_delay(true), ignored);
         auto connection = std::make_shared<Connection>(std::move(socket), limits, handler, workers);
         open.insert(&connection->stream);
-        asio::co_spawn(io, connection->serve(),
-                       [this, connection](std::exception_ptr) { open.erase(&connection->stream); });
+        asio::co_spawn(io, connection->serve(), [this, connection](const std::exception_ptr&) {
+            open.erase(&connection->stream);
+        });
     }
 }
 
 void HttpServer::Impl::closeAll() {
     boost::system::error_code ignored;
-    acceptor.close(ignored);
+    (void)acceptor.close(ignored);
     for (beast::tcp_stream* stream : open) {
         resetNow(stream->socket().native_handle());
-        stream->socket().close(ignored);
+        (void)stream->socket().close(ignored);
     }
     io.stop();
 }
