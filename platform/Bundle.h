@@ -17,6 +17,13 @@ namespace platform {
 // An Info dictionary: the text of each value that is a string, nothing for one of another kind.
 using InfoDictionary = std::map<std::string, std::optional<std::string>, std::less<>>;
 
+// A string of an Info dictionary; absent when the key is missing or not a string. Any thread.
+[[nodiscard]] inline std::optional<std::string> infoString(const InfoDictionary& info,
+                                                           std::string_view key) {
+    const auto found = info.find(key);
+    return found == info.end() ? std::nullopt : found->second;
+}
+
 class Bundle {
   public:
     virtual ~Bundle() = default;

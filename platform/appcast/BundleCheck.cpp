@@ -52,11 +52,6 @@ std::optional<std::array<char, 4>> processorOf(const fs::path& program) {
                                header[machine + 1]};
 }
 
-std::string valueOf(const InfoDictionary& info, std::string_view key) {
-    const auto found = info.find(key);
-    return found == info.end() ? std::string() : found->second.value_or(std::string());
-}
-
 std::unexpected<std::string> refused(const char* reason) {
     return std::unexpected(std::string("the archive ") + reason);
 }
@@ -72,13 +67,13 @@ findBundle(const fs::path& folder, const ExpectedBundle& expected, const ReadInf
     }
     const auto& bundle = content.front();
     const auto info = readInfo(bundle);
-    if (valueOf(info, "CFBundleIdentifier") != expected.identifier) {
+    if (infoString(info, "CFBundleIdentifier") != expected.identifier) {
         return refused("holds another application");
     }
-    if (valueOf(info, "CFBundleVersion") != expected.version) {
+    if (infoString(info, "CFBundleVersion") != expected.version) {
         return refused("holds another version than announced");
     }
-    const fs::path program = valueOf(info, "CFBundleExecutable");
+    const fs::path program = infoString(info, "CFBundleExecutable").value_or("");
     if (program.empty() || program != program.filename() ||
         !isProgram(bundle / "Contents/MacOS" / program)) {
         return refused("holds an application without its program");

@@ -11,11 +11,6 @@ namespace {
 
 constexpr std::size_t longestAnswer = 4096;
 
-std::string valueOf(const InfoDictionary& info, std::string_view key) {
-    const auto found = info.find(key);
-    return found == info.end() ? std::string() : found->second.value_or(std::string());
-}
-
 std::string_view lastWord(std::string_view text) {
     text = trimmed(text);
     const auto space = text.find_last_of(" \t\r\n");
@@ -34,7 +29,8 @@ std::unexpected<std::string> doesNotStart(std::string_view reason) {
 } // namespace
 
 std::filesystem::path programOf(const std::filesystem::path& bundle, const ReadInfo& readInfo) {
-    return bundle / "Contents/MacOS" / valueOf(readInfo(bundle), "CFBundleExecutable");
+    return bundle / "Contents/MacOS" /
+           infoString(readInfo(bundle), "CFBundleExecutable").value_or("");
 }
 
 std::expected<void, std::string> answersWithItsVersion(const std::filesystem::path& bundle,
@@ -60,9 +56,11 @@ std::expected<void, std::string> answersWithItsVersion(const std::filesystem::pa
         return doesNotStart(howItEnded(answer->status));
     }
     const auto info = readInfo(bundle);
-    const auto shown = valueOf(info, "CFBundleShortVersionString");
-    if (!answer->isOutputWhole ||
-        lastWord(answer->output) != (shown.empty() ? valueOf(info, "CFBundleVersion") : shown)) {
+    auto version = infoString(info, "CFBundleShortVersionString").value_or("");
+    if (version.empty()) {
+        version = infoString(info, "CFBundleVersion").value_or("");
+    }
+    if (!answer->isOutputWhole || lastWord(answer->output) != version) {
         return doesNotStart("it says that it is another version");
     }
     return {};

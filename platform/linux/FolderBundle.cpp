@@ -91,8 +91,7 @@ FolderBundle::auxiliaryExecutable(std::string_view name) const {
 }
 
 std::optional<std::string> FolderBundle::infoString(std::string_view key) const {
-    const auto found = info_.find(key);
-    return found == info_.end() ? std::nullopt : found->second;
+    return platform::infoString(info_, key);
 }
 
 std::optional<std::string> FolderBundle::resource(std::string_view name,

@@ -12,11 +12,6 @@
 namespace tessel {
 namespace {
 
-std::optional<std::string> textOf(const platform::InfoDictionary& info, std::string_view key) {
-    const auto found = info.find(key);
-    return found == info.end() ? std::nullopt : found->second;
-}
-
 bool isPublicKey(std::string_view text) {
     constexpr std::size_t ed25519KeyBytes = 32;
     const auto bytes = platform::decodeBase64(text);
@@ -35,8 +30,8 @@ bool Updater::isConfigured(const platform::Bundle& mainBundle) {
 }
 
 bool Updater::isConfigured(const platform::InfoDictionary& info) {
-    const auto key = textOf(info, "SUPublicEDKey");
-    const auto feed = textOf(info, "SUFeedURL");
+    const auto key = platform::infoString(info, "SUPublicEDKey");
+    const auto feed = platform::infoString(info, "SUFeedURL");
     return key && isPublicKey(*key) && feed && isHttpsUrl(*feed);
 }
 

@@ -23,11 +23,6 @@ std::optional<Url> originOf(const std::string& text) {
     return url;
 }
 
-std::optional<std::string> feedIn(const platform::InfoDictionary& info) {
-    const auto entry = info.find("SUFeedURL");
-    return entry == info.end() ? std::nullopt : entry->second;
-}
-
 } // namespace
 
 Url ServerOrigin::resolve(const std::string& environmentKey,
@@ -44,7 +39,8 @@ Url ServerOrigin::resolve(const std::string& environmentKey,
             return *url;
         }
     }
-    const auto feed = infoDictionary ? feedIn(*infoDictionary) : std::nullopt;
+    const auto feed =
+        infoDictionary ? platform::infoString(*infoDictionary, "SUFeedURL") : std::nullopt;
     const auto origin = feed ? originOf(*feed) : std::nullopt;
     return origin ? *origin : placeholder;
 }
