@@ -179,7 +179,9 @@ std::optional<std::chrono::minutes> readOffset(Reader& reader) {
 CalendarTime calendarTime(Timestamp time) {
     const std::int64_t count = time.time_since_epoch().count();
     const std::int64_t days = floorDivide(count, millisecondsOfDay);
-    const auto ofDay = static_cast<unsigned>(count - days * millisecondsOfDay);
+    // The first day begins before the earliest time that can be told.
+    const auto ofDay =
+        static_cast<unsigned>((count % millisecondsOfDay + millisecondsOfDay) % millisecondsOfDay);
     CalendarTime fields;
     setDate(fields, days);
     fields.hour = ofDay / 3'600'000;

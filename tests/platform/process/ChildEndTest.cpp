@@ -166,8 +166,8 @@ TEST_F(ChildTest, leavesNoDescriptorZombieOrThreadBehindAfterAThousandLaunches) 
 TEST_F(ChildTest, canBeLaunchedByManyThreadsAtOnce) {
     constexpr int perThread = 25;
     std::atomic<int> good = 0;
-    std::vector<test_support::JoiningThread> workers;
     std::latch start(4);
+    std::vector<test_support::JoiningThread> workers;
     workers.reserve(4);
     for (int worker = 0; worker < 4; ++worker) {
         workers.emplace_back([&] {

@@ -200,8 +200,8 @@ TEST_F(CommandRunner, refusesAnArgumentThatCannotBePassedOn) {
 }
 
 TEST_F(CommandRunner, mayRunOnManyThreadsAtOnce) {
-    std::vector<test_support::JoiningThread> workers;
     std::latch start(4);
+    std::vector<test_support::JoiningThread> workers;
     workers.reserve(4);
     for (int worker = 0; worker < 4; ++worker) {
         workers.emplace_back([&, number = std::to_string(worker)] {

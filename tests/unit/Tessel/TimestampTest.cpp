@@ -37,6 +37,8 @@ TEST(Timestamp, outsideFourDigitYearsIsWrittenSoThatItIsNotReadBack) {
          {date(0, 1, 1) - 1ms, date(9999, 12, 31) + 24h, Timestamp::min(), Timestamp::max()}) {
         EXPECT_EQ(tessel::parseTimestamp(tessel::formatTimestamp(time)), std::nullopt);
     }
+    EXPECT_EQ(tessel::formatTimestamp(Timestamp::min()), "-292275055-05-16T16:47:04.192Z");
+    EXPECT_EQ(tessel::formatTimestamp(Timestamp::max()), "+292278994-08-17T07:12:55.807Z");
     EXPECT_EQ(tessel::formatTimestamp(date(10000, 1, 1)), "+10000-01-01T00:00:00.000Z");
     EXPECT_EQ(tessel::formatTimestamp(date(-1, 12, 31)), "-0001-12-31T00:00:00.000Z");
 }
