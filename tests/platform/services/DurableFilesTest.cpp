@@ -35,15 +35,15 @@ class InMemorySubject final : public DurableFilesSubject {
     InMemoryDurableFiles files_;
 };
 
-std::unique_ptr<DurableFilesSubject> posix() {
+std::unique_ptr<DurableFilesSubject> posixDurableFiles() {
     return std::make_unique<PosixDurableFilesSubject>();
 }
-std::unique_ptr<DurableFilesSubject> inMemory() {
+std::unique_ptr<DurableFilesSubject> inMemoryDurableFiles() {
     return std::make_unique<InMemorySubject>();
 }
 
-INSTANTIATE_TEST_SUITE_P(Posix, DurableFilesContract, testing::Values(posix));
-INSTANTIATE_TEST_SUITE_P(InMemory, DurableFilesContract, testing::Values(inMemory));
+INSTANTIATE_TEST_SUITE_P(Posix, DurableFilesContract, testing::Values(posixDurableFiles));
+INSTANTIATE_TEST_SUITE_P(InMemory, DurableFilesContract, testing::Values(inMemoryDurableFiles));
 
 class PosixDurableFilesTest : public testing::Test {
   protected:

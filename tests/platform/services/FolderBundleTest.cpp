@@ -96,15 +96,15 @@ class FakeHarness final : public BundleHarness {
     platform::testing::FakeBundle bundle_;
 };
 
-std::unique_ptr<BundleHarness> folder() {
+std::unique_ptr<BundleHarness> folderBundle() {
     return std::make_unique<FolderHarness>();
 }
-std::unique_ptr<BundleHarness> fake() {
+std::unique_ptr<BundleHarness> fakeBundle() {
     return std::make_unique<FakeHarness>();
 }
 
-INSTANTIATE_TEST_SUITE_P(Folder, BundleContract, testing::Values(folder));
-INSTANTIATE_TEST_SUITE_P(Fake, BundleContract, testing::Values(fake));
+INSTANTIATE_TEST_SUITE_P(Folder, BundleContract, testing::Values(folderBundle));
+INSTANTIATE_TEST_SUITE_P(Fake, BundleContract, testing::Values(fakeBundle));
 
 TEST_F(FolderBundleTest, isNoBundleOutsideTheShapeOfOne) {
     for (const std::string path :

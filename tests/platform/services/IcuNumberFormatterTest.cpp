@@ -13,15 +13,15 @@ namespace {
 using platform::IcuNumberFormatter;
 using platform::numericLocale;
 
-std::unique_ptr<platform::NumberFormatter> english() {
+std::unique_ptr<platform::NumberFormatter> icuNumberFormatter() {
     return std::make_unique<IcuNumberFormatter>("en_US.UTF-8");
 }
-std::unique_ptr<platform::NumberFormatter> fake() {
+std::unique_ptr<platform::NumberFormatter> fakeNumberFormatter() {
     return std::make_unique<platform::testing::FakeNumberFormatter>();
 }
 
-INSTANTIATE_TEST_SUITE_P(Icu, NumberFormatterContract, testing::Values(english));
-INSTANTIATE_TEST_SUITE_P(Fake, NumberFormatterContract, testing::Values(fake));
+INSTANTIATE_TEST_SUITE_P(Icu, NumberFormatterContract, testing::Values(icuNumberFormatter));
+INSTANTIATE_TEST_SUITE_P(Fake, NumberFormatterContract, testing::Values(fakeNumberFormatter));
 
 TEST(IcuNumberFormatter, worksUnderALocaleThatIsNone) {
     for (const char* const variable : {"LC_ALL", "LC_MESSAGES", "LANG"}) {

@@ -35,16 +35,16 @@ class InMemoryHarness final : public DefaultsHarness {
     }
 };
 
-std::unique_ptr<DefaultsHarness> keyFile() {
+std::unique_ptr<DefaultsHarness> keyFileDefaults() {
     return std::make_unique<KeyFileHarness>();
 }
-std::unique_ptr<DefaultsHarness> inMemory() {
+std::unique_ptr<DefaultsHarness> inMemoryDefaults() {
     return std::make_unique<InMemoryHarness>();
 }
 
-INSTANTIATE_TEST_SUITE_P(KeyFile, DefaultsContract, testing::Values(keyFile));
-INSTANTIATE_TEST_SUITE_P(KeyFile, PersistentDefaultsContract, testing::Values(keyFile));
-INSTANTIATE_TEST_SUITE_P(InMemory, DefaultsContract, testing::Values(inMemory));
+INSTANTIATE_TEST_SUITE_P(KeyFile, DefaultsContract, testing::Values(keyFileDefaults));
+INSTANTIATE_TEST_SUITE_P(KeyFile, PersistentDefaultsContract, testing::Values(keyFileDefaults));
+INSTANTIATE_TEST_SUITE_P(InMemory, DefaultsContract, testing::Values(inMemoryDefaults));
 
 class KeyFileDefaultsTest : public testing::Test {
   protected:

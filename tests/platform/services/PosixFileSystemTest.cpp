@@ -19,11 +19,11 @@ using platform::posix::readFile;
 using platform::posix::replaceFile;
 using testing::ElementsAre;
 
-std::unique_ptr<platform::FileSystem> posix(const std::filesystem::path& supportFolder) {
+std::unique_ptr<platform::FileSystem> posixFileSystem(const std::filesystem::path& supportFolder) {
     return std::make_unique<platform::PosixFileSystem>(supportFolder);
 }
 
-INSTANTIATE_TEST_SUITE_P(Posix, FilesContract, testing::Values(posix));
+INSTANTIATE_TEST_SUITE_P(Posix, FilesContract, testing::Values(posixFileSystem));
 
 TEST(PosixFileSystem, hasNoCurrentFolderOnceItWasRemoved) {
     const auto before = std::filesystem::current_path();

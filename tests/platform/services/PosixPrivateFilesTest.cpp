@@ -12,11 +12,11 @@
 
 namespace {
 
-std::unique_ptr<platform::PrivateFiles> posix() {
+std::unique_ptr<platform::PrivateFiles> posixPrivateFiles() {
     return std::make_unique<platform::PosixPrivateFiles>();
 }
 
-INSTANTIATE_TEST_SUITE_P(Posix, PrivateFilesContract, testing::Values(posix));
+INSTANTIATE_TEST_SUITE_P(Posix, PrivateFilesContract, testing::Values(posixPrivateFiles));
 
 // Files of this process cannot grow beyond the size meanwhile, as on a disk that is full.
 class ScopedFileLimit {
