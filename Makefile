@@ -37,10 +37,11 @@ test:
 	cmake --build --preset release --parallel $(JOBS)
 	ctest --test-dir build/release --output-on-failure --parallel $(JOBS) -R '$(TESTS)'
 
-# The unit and integration tests under the address and undefined behaviour sanitizers.
+# The unit and integration tests under the address and undefined behaviour sanitizers, by clang where
+# there is one: it compiles that in half of the time of g++ and sees more.
 sanitize:
-	@tools/setup build run test
-	cmake --preset asan-ubsan
+	@tools/setup build run test sanitizers
+	if command -v clang++-19 >/dev/null; then export CC=clang-19 CXX=clang++-19; fi && cmake --preset asan-ubsan
 	cmake --build --preset asan-ubsan --parallel $(JOBS)
 	ctest --test-dir build/asan-ubsan --output-on-failure --parallel $(JOBS) -L 'unit|integration' -R '$(TESTS)'
 
@@ -93,7 +94,7 @@ bench:
 # Feeds made-up input to everything that reads what others wrote, FUZZ_SECONDS (20) a target; those
 # that match FUZZ (all).
 fuzz:
-	@tools/setup build fuzz
+	@tools/setup build sanitizers
 	cmake --preset fuzz
 	cmake --build --preset fuzz --parallel $(JOBS)
 	@fuzz/run

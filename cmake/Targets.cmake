@@ -30,7 +30,7 @@ add_library(zorvane_flags INTERFACE)
 target_compile_options(zorvane_flags INTERFACE
   -Wall -Wextra -Wpedantic $<$<BOOL:${ZORVANE_WARNINGS_ARE_ERRORS}>:-Werror>
   # What one of many files that are compiled as one hides from another is no mistake.
-  $<$<NOT:$<BOOL:$<TARGET_PROPERTY:UNITY_BUILD>>>:-Wshadow>
+  "$<IF:$<BOOL:$<TARGET_PROPERTY:UNITY_BUILD>>,$<$<CXX_COMPILER_ID:GNU>:-Wshadow=local>,-Wshadow>"
   -Wconversion -Wsign-conversion -Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast
   -Wimplicit-fallthrough)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
@@ -51,13 +51,7 @@ endif()
 function(zorvane_common target)
   target_link_libraries(${target} PRIVATE "$<BUILD_INTERFACE:zorvane_flags>")
   target_include_directories(${target} PRIVATE "${PROJECT_SOURCE_DIR}")
-  if(ZORVANE_SANITIZE OR CMAKE_CROSSCOMPILING)
-    zorvane_unity(${target}) # nobody edits beside such a build
-  endif()
-endfunction()
-
-# zorvane_unity(target): several of its files are compiled as one, in half of the time.
-function(zorvane_unity target)
+  # Several files are compiled as one, in half of the time.
   if(ZORVANE_UNITY AND NOT ZORVANE_COCOA_HOST)
     set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
     # There is no other file that could see it.
@@ -97,12 +91,11 @@ function(zorvane_test_flags name)
   endif()
 endfunction()
 
-# zorvane_test(name LABEL unit|integration|desktop SOURCES ... [DEPENDS ...] [RUN_SERIAL] [SEPARATELY]):
-# a GoogleTest executable whose tests are registered with CTest one by one. Several files are compiled
-# as one, except SEPARATELY. Under a sanitizer, where a process is slow to start, the unit tests of an
-# executable run in one.
+# zorvane_test(name LABEL unit|integration|desktop SOURCES ... [DEPENDS ...] [RUN_SERIAL]): a GoogleTest
+# executable whose tests are registered with CTest one by one. Under a sanitizer, where a process is slow
+# to start, the unit tests of an executable run in one.
 function(zorvane_test name)
-  cmake_parse_arguments(arg "RUN_SERIAL;SEPARATELY" "LABEL;TIMEOUT" "SOURCES;DEPENDS" ${ARGN})
+  cmake_parse_arguments(arg "RUN_SERIAL" "LABEL;TIMEOUT" "SOURCES;DEPENDS" ${ARGN})
   if(NOT BUILD_TESTING)
     return()
   endif()
@@ -118,11 +111,6 @@ function(zorvane_test name)
       "${PROJECT_SOURCE_DIR}/tests/support/precompiled/Precompiled.h")
   elseif(NOT CMAKE_CROSSCOMPILING)
     target_precompile_headers(${name} REUSE_FROM test_precompiled)
-  endif()
-  if(arg_SEPARATELY)
-    set_target_properties(${name} PROPERTIES UNITY_BUILD OFF)
-  else()
-    zorvane_unity(${name})
   endif()
   if(CMAKE_CROSSCOMPILING)
     # Not run here.
