@@ -51,8 +51,16 @@ endif()
 function(zorvane_common target)
   target_link_libraries(${target} PRIVATE "$<BUILD_INTERFACE:zorvane_flags>")
   target_include_directories(${target} PRIVATE "${PROJECT_SOURCE_DIR}")
-  # Several files are compiled as one, in half of the time.
-  if(ZORVANE_UNITY AND NOT ZORVANE_COCOA_HOST)
+  if(ZORVANE_SANITIZE OR CMAKE_CROSSCOMPILING)
+    zorvane_unity(${target}) # nobody edits beside such a build, and nobody links its libraries
+  endif()
+endfunction()
+
+# zorvane_unity(target): several of its files are compiled as one, in half of the time. Not for
+# libraries that are handed out, or that a program takes little of: it would get files as a whole.
+function(zorvane_unity target)
+  get_target_property(already ${target} UNITY_BUILD)
+  if(ZORVANE_UNITY AND NOT ZORVANE_COCOA_HOST AND NOT already)
     set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
     # There is no other file that could see it.
     target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
@@ -112,6 +120,7 @@ function(zorvane_test name)
   elseif(NOT CMAKE_CROSSCOMPILING)
     target_precompile_headers(${name} REUSE_FROM test_precompiled)
   endif()
+  zorvane_unity(${name})
   if(CMAKE_CROSSCOMPILING)
     # Not run here.
     set(header tests/support/precompiled/CMakeFiles/test_precompiled.dir/Precompiled.cpp.o)
